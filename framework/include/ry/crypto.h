@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zel/BaseDLLInterface.h"
+#include "zel/TString.h"
+
+// The key parser: reads a private key and hands out its numbers. Objects come from Create (null on failure), are the
+// caller's, and go with `destroy`; nothing here throws.
+
+namespace Ry {
+
+class RY_CRYPTO_API IAlgorithmParameters : public Zel::BaseDLLInterface {
+public:
+    [[nodiscard]] static IAlgorithmParameters* Create() noexcept;
+
+protected:
+    ~IAlgorithmParameters() = default;
+};
+
+class RY_CRYPTO_API IAlgorithm : public Zel::BaseDLLInterface {
+public:
+    /// `name` "RSA" (any case); anything else gives null. `parameters` stays the caller's and may be null.
+    [[nodiscard]] static IAlgorithm* CreateFromFriendlyName(const wchar_t* name,
+                                                            IAlgorithmParameters* parameters) noexcept;
+
+protected:
+    ~IAlgorithm() = default;
+};
+
+/// Which number of an RSA private key.
+enum class RsaComponent : std::uint32_t {
+    Prime1,
+    Prime2,
+    Exponent1,
+    Exponent2,
+    Coefficient,
+    Modulus,
+    PublicExponent,
+    PrivateExponent,
+};
+
+class RY_CRYPTO_API IKey : public Zel::BaseDLLInterface {
+public:
+    /// Reads a key of `algorithm` from `bytes`. `format` "PKCS8": one DER PrivateKeyInfo, unencrypted, version 0 or 1,
+    /// rsaEncryption with NULL or absent parameters, shortest length forms, no trailing bytes; attributes are allowed
+    /// and ignored. Null when anything is different. An RSA private key is an IPrivateKey. The parser keeps its own
+    /// copies and wipes them when the key goes.
+    [[nodiscard]] static IKey* Create(IAlgorithm* algorithm, const wchar_t* format, const std::uint8_t* bytes,
+                                      std::size_t length) noexcept;
+
+protected:
+    ~IKey() = default;
+};
+
+class RY_CRYPTO_API IPrivateKey : public IKey {
+public:
+    /// Length in bytes of one number, without sign byte. A number of value 0 is one byte.
+    [[nodiscard]] virtual std::size_t componentLength(RsaComponent component) const noexcept = 0;
+    /// Copies one number, least significant byte first, into `bytes`, which has room for `room` bytes. False, and
+    /// nothing written, when `room` is smaller than componentLength.
+    [[nodiscard]] virtual bool copyComponent(RsaComponent component, std::uint8_t* bytes,
+                                             std::size_t room) const noexcept = 0;
+
+protected:
+    ~IPrivateKey() = default;
+};
+
+} // namespace Ry

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+
+#include "zel/Export.h"
+
+namespace Zel {
+
+/// The framework's heap. Every object and array that crosses a library boundary lives here, so that any library may
+/// release what another one made.
+///
+/// allocate: `size` bytes aligned for any type; throws std::bad_alloc when there is none.
+/// tryAllocate: the same, but null when there is none.
+/// release: gives a block back; its bytes are overwritten with zeros first, for values that cross the border may be
+/// secrets. Null is allowed.
+ZEL_INTERFACES_API void* allocate(std::size_t size);
+ZEL_INTERFACES_API void* tryAllocate(std::size_t size) noexcept;
+ZEL_INTERFACES_API void release(void* block) noexcept;
+
+} // namespace Zel

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+namespace platform {
+
+/// A loaded dynamic library; unloaded when the object goes. Move-only.
+class DynamicLibrary {
+public:
+    DynamicLibrary() noexcept = default;
+    DynamicLibrary(const DynamicLibrary&) = delete;
+    DynamicLibrary& operator=(const DynamicLibrary&) = delete;
+    DynamicLibrary(DynamicLibrary&& other) noexcept;
+    DynamicLibrary& operator=(DynamicLibrary&& other) noexcept;
+    ~DynamicLibrary();
+
+    /// Loads `name` (file name or path, searched as the system searches). On failure the object is not loaded.
+    [[nodiscard]] static DynamicLibrary load(const wchar_t* name) noexcept;
+
+    [[nodiscard]] bool isLoaded() const noexcept { return m_handle != nullptr; }
+    /// The system's handle; null when not loaded.
+    [[nodiscard]] void* handle() const noexcept { return m_handle; }
+    /// Address of an exported symbol, null when there is none.
+    [[nodiscard]] void* symbol(const char* name) const noexcept;
+    void unload() noexcept;
+
+    /// What the system said about this thread's last failed load, as UTF-8 text for a person.
+    [[nodiscard]] static std::string lastError();
+
+private:
+    void* m_handle = nullptr;
+};
+
+/// The file that the module with this handle was loaded from (full path); empty when unknown. On Linux the handle of a
+/// module is any address inside it.
+[[nodiscard]] std::wstring moduleFileName(void* module);
+
+} // namespace platform

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace platform {
+
+/// The version information that a library file carries: four numbers and named texts for one translation. Released
+/// with the object.
+class VersionResource {
+public:
+    VersionResource(VersionResource&&) noexcept;
+    VersionResource& operator=(VersionResource&&) noexcept;
+    ~VersionResource();
+
+    /// Nothing when the file is not found, carries no version information, or that names no translation.
+    [[nodiscard]] static std::optional<VersionResource> open(const std::wstring& fileName);
+
+    /// Language in the upper 16 bits, code page in the lower (0x040904B0).
+    [[nodiscard]] std::uint32_t translation() const noexcept;
+    /// The four numbers of the file version; nothing when there are none.
+    [[nodiscard]] std::optional<std::array<std::uint32_t, 4>> fileVersion() const;
+    /// Text of `key` ("FileDescription", "InternalName" …) in the first translation; empty when there is none.
+    [[nodiscard]] std::wstring string(const wchar_t* key) const;
+
+private:
+    struct Data;
+    explicit VersionResource(std::unique_ptr<Data> data) noexcept;
+    std::unique_ptr<Data> m_data;
+};
+
+} // namespace platform

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "util/SecretBuffer.h"
+#include "zel/Parameter.h"
+#include "zel/TString.h"
+
+// Conversions between the texts that cross the executor's border and the bytes that Cryptoki takes. A value is held
+// either as plain text or, when it stands for bytes, as upper-case hexadecimal text, two digits a byte. Narrow text is
+// UTF-8, always. All of these are free functions without state; only memory can fail (std::bad_alloc).
+
+/// The value in internal form, by the parameter's encoding: Base64 becomes hexadecimal text; text of a type other than
+/// raw becomes the hexadecimal text of its UTF-8 bytes; plain and hexadecimal values stand as they are. Undecodable
+/// Base64 and an unknown encoding give the empty text, the latter with a level-1 trace line.
+[[nodiscard]] Zel::TString getValueFromEncoding(const Zel::Parameter& parameter);
+
+/// Decoders. A null buffer, and 0xFFFFFFFF in `length`, when the text is not decodable. The empty text is not.
+[[nodiscard]] SecretBuffer TStringB642Binary(const Zel::TString& text, std::uint32_t* length = nullptr);
+[[nodiscard]] SecretBuffer TStringHex2Binary(const Zel::TString& text, std::uint32_t* length = nullptr);
+
+/// Base64 without line breaks.
+[[nodiscard]] Zel::TString Binary2TStringB64(const std::uint8_t* bytes, std::size_t length);
+/// Upper-case hexadecimal, two digits a byte.
+[[nodiscard]] Zel::TString Binary2TStringHex(const std::uint8_t* bytes, std::size_t length);
+
+/// UTF-8 bytes, zero-terminated, up to the text's first zero character.
+[[nodiscard]] SecretBuffer TString2Utf8(const Zel::TString& text);
+[[nodiscard]] SecretBuffer WChar2Utf8(const wchar_t* wide);
+/// Text of zero-terminated UTF-8.
+[[nodiscard]] Zel::TString Utf82TString(const char* utf8);
+/// Text of exactly `length` bytes of UTF-8, up to the first zero byte if there is one: for Cryptoki's blank-padded
+/// fields without terminator.
+[[nodiscard]] Zel::TString Utf82TString(const std::uint8_t* utf8, std::size_t length);
+
+/// (encoding 4, id, type 0, hexadecimal text of the UTF-8 bytes).
+[[nodiscard]] Zel::Parameter makeHexParameter(const Zel::TString& id, const char* utf8);
+/// (encoding 4, id, type 0, value).
+[[nodiscard]] Zel::Parameter makeParameter(const Zel::TString& id, const Zel::TString& value);

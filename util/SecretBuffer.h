@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+/// Bytes that may be a secret (PIN, key component, decoded parameter value): move-only, unprintable, overwritten with
+/// zeros over their whole capacity before the memory goes. A zero byte always stands behind the last one. A buffer that
+/// was never given memory is null, which decoders use to say "not decodable"; a buffer of size 0 is not null.
+class SecretBuffer {
+public:
+    SecretBuffer() noexcept = default;
+    /// `size` zero bytes. Throws std::bad_alloc.
+    explicit SecretBuffer(std::size_t size);
+    SecretBuffer(const SecretBuffer&) = delete;
+    SecretBuffer& operator=(const SecretBuffer&) = delete;
+    SecretBuffer(SecretBuffer&& other) noexcept;
+    SecretBuffer& operator=(SecretBuffer&& other) noexcept;
+    ~SecretBuffer();
+
+    [[nodiscard]] static SecretBuffer copyOf(std::span<const std::uint8_t> bytes);
+    /// As the constructor, but a null buffer when there is no memory: for sizes that a module chose.
+    [[nodiscard]] static SecretBuffer tryAllocate(std::size_t size) noexcept;
+
+    [[nodiscard]] bool isNull() const noexcept { return m_pBytes == nullptr; }
+    /// Null or without bytes.
+    [[nodiscard]] bool isEmpty() const noexcept { return m_size == 0; }
+    [[nodiscard]] std::uint8_t* data() noexcept { return m_pBytes; }
+    [[nodiscard]] const std::uint8_t* data() const noexcept { return m_pBytes; }
+    [[nodiscard]] std::size_t size() const noexcept { return m_size; }
+    [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept { return {m_pBytes, m_size}; }
+    /// The number of bytes before the first zero byte.
+    [[nodiscard]] std::size_t textLength() const noexcept;
+
+    /// Shortens to `size` bytes and wipes the rest; a larger size changes nothing.
+    void truncate(std::size_t size) noexcept;
+    void clear() noexcept;
+
+private:
+    std::uint8_t* m_pBytes = nullptr;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
+};
