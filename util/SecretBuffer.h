@@ -9,6 +9,9 @@
 /// was never given memory is null, which decoders use to say "not decodable"; a buffer of size 0 is not null.
 class SecretBuffer {
 public:
+    /// The most that tryAllocate gives, in bytes: far above any honest value of a token, far below what would hurt.
+    static constexpr std::size_t kLargestTry = std::size_t{64} << 20;
+
     SecretBuffer() noexcept = default;
     /// `size` zero bytes. Throws std::bad_alloc.
     explicit SecretBuffer(std::size_t size);
@@ -19,7 +22,8 @@ public:
     ~SecretBuffer();
 
     [[nodiscard]] static SecretBuffer copyOf(std::span<const std::uint8_t> bytes);
-    /// As the constructor, but a null buffer when there is no memory: for sizes that a module chose.
+    /// As the constructor, but a null buffer when there is no memory or `size` is above kLargestTry: for sizes that a
+    /// module chose.
     [[nodiscard]] static SecretBuffer tryAllocate(std::size_t size) noexcept;
 
     [[nodiscard]] bool isNull() const noexcept { return m_pBytes == nullptr; }

@@ -1,0 +1,146 @@
+#include "platform/Encoding.h"
+
+#include "platform/EncodingParts.h"
+
+// Wide characters are whole code points here, so a surrogate is malformed wherever it stands.
+
+namespace platform {
+
+namespace {
+
+constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
+
+std::uint32_t codePointOf(wchar_t character) noexcept {
+    const auto value = static_cast<std::uint32_t>(character);
+    const bool isSurrogate = value >= 0xD800 && value <= 0xDFFF;
+    return isSurrogate || value > kLastCodePoint ? static_cast<std::uint32_t>(parts::kReplacement) : value;
+}
+
+std::size_t utf8Size(std::uint32_t codePoint) noexcept {
+    if (codePoint < 0x80) {
+        return 1;
+    }
+    if (codePoint < 0x800) {
+        return 2;
+    }
+    return codePoint < 0x10000 ? 3 : 4;
+}
+
+std::size_t utf8Needed(const wchar_t* text, std::size_t length) noexcept {
+    std::size_t needed = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        needed += utf8Size(codePointOf(text[i]));
+    }
+    return needed;
+}
+
+char* putUtf8(std::uint32_t codePoint, char* target) noexcept {
+    const std::size_t size = utf8Size(codePoint);
+    if (size == 1) {
+        *target = static_cast<char>(codePoint);
+        return target + 1;
+    }
+    for (std::size_t i = size - 1; i > 0; --i) {
+        target[i] = static_cast<char>(0x80 | (codePoint & 0x3F));
+        codePoint >>= 6;
+    }
+    constexpr unsigned kLeadMarks[] = {0, 0, 0xC0, 0xE0, 0xF0};
+    target[0] = static_cast<char>(kLeadMarks[size] | codePoint);
+    return target + size;
+}
+
+/// One character of well-formed UTF-8; moves `at` behind it.
+wchar_t takeUtf8(const char* bytes, std::size_t& at) noexcept {
+    const auto lead = static_cast<unsigned char>(bytes[at++]);
+    if (lead < 0x80) {
+        return static_cast<wchar_t>(lead);
+    }
+    const int continuations = lead < 0xE0 ? 1 : (lead < 0xF0 ? 2 : 3);
+    auto codePoint = static_cast<std::uint32_t>(lead & (0x3F >> continuations));
+    for (int i = 0; i < continuations; ++i) {
+        codePoint = codePoint << 6 | (static_cast<unsigned char>(bytes[at++]) & 0x3FU);
+    }
+    return static_cast<wchar_t>(codePoint);
+}
+
+std::size_t countCharacters(const char* bytes, std::size_t length) noexcept {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        count += (static_cast<unsigned char>(bytes[i]) & 0xC0) != 0x80 ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+std::size_t wideToUtf8(const wchar_t* text, std::size_t length, char* target, std::size_t room) noexcept {
+    const std::size_t needed = utf8Needed(text, length);
+    if (target == nullptr) {
+        return needed;
+    }
+    if (needed > room) {
+        return 0;
+    }
+    for (std::size_t i = 0; i < length; ++i) {
+        target = putUtf8(codePointOf(text[i]), target);
+    }
+    return needed;
+}
+
+namespace parts {
+
+std::size_t convertUtf8(const char* bytes, std::size_t length, wchar_t* target, std::size_t room) noexcept {
+    const std::size_t needed = countCharacters(bytes, length);
+    if (target == nullptr) {
+        return needed;
+    }
+    if (needed > room) {
+        return 0;
+    }
+    for (std::size_t at = 0; at < length;) {
+        *target++ = takeUtf8(bytes, at);
+    }
+    return needed;
+}
+
+bool convertHexadecimal(const wchar_t* digits, std::size_t length, std::uint8_t* target) noexcept {
+    for (std::size_t i = 0; i < length; i += 2) {
+        *target++ = static_cast<std::uint8_t>(digitOf(kHexadecimalTable, digits[i]) << 4 |
+                                              digitOf(kHexadecimalTable, digits[i + 1]));
+    }
+    return true;
+}
+
+bool convertBase64(const wchar_t* digits, std::size_t length, std::uint8_t* target, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < length; i += 4) {
+        std::uint32_t group = 0;
+        for (std::size_t j = 0; j < 4; ++j) {
+            group = group << 6 | (digitOf(kBase64Table, digits[i + j]) & 0x3FU);
+        }
+        const std::size_t inGroup = count < 3 ? count : 3;
+        for (std::size_t j = 0; j < inGroup; ++j) {
+            *target++ = static_cast<std::uint8_t>(group >> (16 - 8 * j));
+        }
+        count -= inGroup;
+    }
+    return true;
+}
+
+bool writeBase64(const std::uint8_t* bytes, std::size_t length, wchar_t* target) noexcept {
+    constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (std::size_t i = 0; i < length; i += 3) {
+        const std::size_t inGroup = length - i < 3 ? length - i : 3;
+        std::uint32_t group = static_cast<std::uint32_t>(bytes[i]) << 16;
+        group |= inGroup > 1 ? static_cast<std::uint32_t>(bytes[i + 1]) << 8 : 0;
+        group |= inGroup > 2 ? bytes[i + 2] : 0;
+        for (std::size_t j = 0; j < 4; ++j) {
+            const std::uint32_t digit = group >> (18 - 6 * j) & 0x3F;
+            *target++ = j <= inGroup ? static_cast<wchar_t>(kAlphabet[digit]) : L'=';
+        }
+    }
+    return true;
+}
+
+} // namespace parts
+
+} // namespace platform
