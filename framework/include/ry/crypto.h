@@ -43,10 +43,12 @@ enum class RsaComponent : std::uint32_t {
 
 class RY_CRYPTO_API IKey : public Zel::BaseDLLInterface {
 public:
-    /// Reads a key of `algorithm` from `bytes`. `format` "PKCS8": one DER PrivateKeyInfo, unencrypted, version 0 or 1,
-    /// rsaEncryption with NULL or absent parameters, shortest length forms, no trailing bytes; attributes are allowed
-    /// and ignored. Null when anything is different. An RSA private key is an IPrivateKey. The parser keeps its own
-    /// copies and wipes them when the key goes.
+    /// Reads a key of `algorithm` from `bytes`. `format` "PKCS8" (compared exactly): one DER PrivateKeyInfo,
+    /// unencrypted, version 0 or 1, rsaEncryption with NULL or absent parameters, around a two-prime RSAPrivateKey;
+    /// shortest forms, no trailing bytes. Attributes are allowed and ignored, so is the public key of version 1.
+    /// Null when anything is different, when an argument is null, when the modulus is zero, or when a number has more
+    /// than 16384 bits. That the numbers make a working key is not checked. An RSA private key is an IPrivateKey. The
+    /// parser keeps its own copies and wipes them when the key goes; algorithm and bytes stay the caller's.
     [[nodiscard]] static IKey* Create(IAlgorithm* algorithm, const wchar_t* format, const std::uint8_t* bytes,
                                       std::size_t length) noexcept;
 
@@ -56,10 +58,11 @@ protected:
 
 class RY_CRYPTO_API IPrivateKey : public IKey {
 public:
-    /// Length in bytes of one number, without sign byte. A number of value 0 is one byte.
+    /// Length in bytes of one number, without sign byte. A number of value 0 is one byte. 0 when there is no
+    /// such component.
     [[nodiscard]] virtual std::size_t componentLength(RsaComponent component) const noexcept = 0;
     /// Copies one number, least significant byte first, into `bytes`, which has room for `room` bytes. False, and
-    /// nothing written, when `room` is smaller than componentLength.
+    /// nothing written, when `room` is smaller than componentLength, `bytes` is null, or there is no such component.
     [[nodiscard]] virtual bool copyComponent(RsaComponent component, std::uint8_t* bytes,
                                              std::size_t room) const noexcept = 0;
 

@@ -1,0 +1,55 @@
+#include "ry/crypto.h"
+
+#include <cwchar>
+#include <new>
+
+#include "framework/crypto-parser/Pkcs8.h"
+#include "framework/crypto-parser/RsaPrivateKey.h"
+
+namespace Ry {
+
+namespace {
+
+// RSA as it is used here has no parameters, and it is the only algorithm: neither object has anything to remember.
+class RsaParameters final : public Zel::BaseDLLObjectImpl<IAlgorithmParameters> {
+public:
+    void* deletingDestructor(unsigned int flags) override { return runDestructor(this, flags); }
+};
+
+class RsaAlgorithm final : public Zel::BaseDLLObjectImpl<IAlgorithm> {
+public:
+    void* deletingDestructor(unsigned int flags) override { return runDestructor(this, flags); }
+};
+
+wchar_t toUpper(wchar_t letter) noexcept {
+    return letter >= L'a' && letter <= L'z' ? static_cast<wchar_t>(letter - L'a' + L'A') : letter;
+}
+
+// Not by the locale: the answer must not depend on what the host has set.
+bool isRsa(const wchar_t* name) noexcept {
+    return toUpper(name[0]) == L'R' && toUpper(name[1]) == L'S' && toUpper(name[2]) == L'A' && name[3] == L'\0';
+}
+
+} // namespace
+
+IAlgorithmParameters* IAlgorithmParameters::Create() noexcept {
+    return new (std::nothrow) RsaParameters;
+}
+
+IAlgorithm* IAlgorithm::CreateFromFriendlyName(const wchar_t* name, IAlgorithmParameters* /*parameters*/) noexcept {
+    if (name == nullptr || !isRsa(name)) {
+        return nullptr;
+    }
+    return new (std::nothrow) RsaAlgorithm;
+}
+
+IKey* IKey::Create(IAlgorithm* algorithm, const wchar_t* format, const std::uint8_t* bytes,
+                   std::size_t length) noexcept {
+    if (algorithm == nullptr || format == nullptr || bytes == nullptr || std::wcscmp(format, L"PKCS8") != 0) {
+        return nullptr;
+    }
+    const auto components = readPkcs8RsaKey({bytes, length});
+    return components ? new (std::nothrow) RsaPrivateKey(*components) : nullptr;
+}
+
+} // namespace Ry
