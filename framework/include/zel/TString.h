@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdarg>
 #include <cstddef>
 
 #include "zel/Export.h"
@@ -61,6 +62,14 @@ public:
 
 private:
     static constexpr std::size_t kInlineCapacity = 23;
+
+    void dispose() noexcept;
+    void take(TString& other) noexcept;
+    void grow(std::size_t capacity);
+    void setLength(std::size_t length) noexcept;
+    void replace(const wchar_t* text, std::size_t length);
+    void appendCharacters(const wchar_t* text, std::size_t length);
+    void appendArguments(const wchar_t* wideFormat, va_list arguments);
 
     wchar_t* m_pData;
     std::size_t m_length;

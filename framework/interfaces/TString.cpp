@@ -1,0 +1,267 @@
+#include "zel/TString.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdint>
+#include <cwchar>
+#include <iterator>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "framework/text/WideFormat.h"
+#include "platform/SecureZero.h"
+#include "zel/Allocator.h"
+
+// Everything behind the text, up to the capacity, is zeros at all times: only characters that leave the text have to
+// be wiped, and the terminator is always there.
+
+namespace Zel {
+namespace {
+
+void wipe(wchar_t* text, std::size_t length) noexcept {
+    if (length != 0) {
+        platform::secureZero(text, length * sizeof(wchar_t));
+    }
+}
+
+struct Wiper {
+    wchar_t* text;
+    std::size_t length;
+    ~Wiper() { wipe(text, length); }
+};
+
+std::size_t givenLength(const wchar_t* text, int length) noexcept {
+    if (text == nullptr) {
+        return 0;
+    }
+    return length < 0 ? std::wcslen(text) : static_cast<std::size_t>(length);
+}
+
+std::wstring_view viewOf(const TString& text) noexcept {
+    return {text.data(), text.length()};
+}
+
+std::wstring_view viewOf(const wchar_t* text) noexcept {
+    return {text == nullptr ? L"" : text};
+}
+
+// Not the locale's: "DLLNAME" must not change its meaning on a Turkish system.
+wchar_t toLower(wchar_t character) noexcept {
+    return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
+}
+
+int compareLower(std::wstring_view a, std::wstring_view b) noexcept {
+    const std::size_t common = std::min(a.length(), b.length());
+    for (std::size_t i = 0; i < common; ++i) {
+        const wchar_t left = toLower(a[i]);
+        const wchar_t right = toLower(b[i]);
+        if (left != right) {
+            return left < right ? -1 : 1;
+        }
+    }
+    return a.length() == b.length() ? 0 : (a.length() < b.length() ? -1 : 1);
+}
+
+wchar_t* newCharacters(std::size_t capacity) {
+    if (capacity >= SIZE_MAX / sizeof(wchar_t)) {
+        throw std::bad_alloc();
+    }
+    return std::wmemset(static_cast<wchar_t*>(allocate((capacity + 1) * sizeof(wchar_t))), 0, capacity + 1);
+}
+
+} // namespace
+
+TString::TString() noexcept : m_pData(m_inline), m_length(0), m_capacity(kInlineCapacity), m_inline{} {}
+
+TString::TString(const wchar_t* text, int length) : TString() {
+    replace(text, givenLength(text, length));
+}
+
+TString::TString(const TString& other) : TString() {
+    replace(other.m_pData, other.m_length);
+}
+
+TString::TString(TString&& other) noexcept : TString() {
+    take(other);
+}
+
+TString::~TString() {
+    dispose();
+}
+
+TString& TString::operator=(const TString& other) {
+    if (this != &other) {
+        replace(other.m_pData, other.m_length);
+    }
+    return *this;
+}
+
+TString& TString::operator=(TString&& other) noexcept {
+    if (this != &other) {
+        dispose();
+        take(other);
+    }
+    return *this;
+}
+
+TString& TString::operator=(const wchar_t* text) {
+    replace(text, givenLength(text, -1));
+    return *this;
+}
+
+void TString::clear() noexcept {
+    setLength(0);
+}
+
+int TString::compare(const TString& other) const noexcept {
+    return viewOf(*this).compare(viewOf(other));
+}
+
+int TString::compare(const wchar_t* other) const noexcept {
+    return viewOf(*this).compare(viewOf(other));
+}
+
+int TString::compareIgnoreCase(const TString& other) const noexcept {
+    return compareLower(viewOf(*this), viewOf(other));
+}
+
+int TString::compareIgnoreCase(const wchar_t* other) const noexcept {
+    return compareLower(viewOf(*this), viewOf(other));
+}
+
+TString& TString::format(const wchar_t* wideFormat, ...) {
+    va_list arguments;
+    va_start(arguments, wideFormat);
+    TString text;
+    try {
+        text.appendArguments(wideFormat, arguments);
+    } catch (...) {
+        va_end(arguments);
+        throw;
+    }
+    va_end(arguments);
+    return *this = std::move(text);
+}
+
+TString& TString::appendFormat(const wchar_t* wideFormat, ...) {
+    va_list arguments;
+    va_start(arguments, wideFormat);
+    try {
+        appendArguments(wideFormat, arguments);
+    } catch (...) {
+        va_end(arguments);
+        throw;
+    }
+    va_end(arguments);
+    return *this;
+}
+
+TString& TString::append(const wchar_t* text, int length) {
+    appendCharacters(text, givenLength(text, length));
+    return *this;
+}
+
+TString& TString::append(const TString& other) {
+    appendCharacters(other.m_pData, other.m_length);
+    return *this;
+}
+
+std::size_t TString::find(const TString& part, std::size_t from) const noexcept {
+    return viewOf(*this).find(viewOf(part), from);
+}
+
+TString TString::substr(std::size_t position, std::size_t count) const {
+    TString part;
+    if (position < m_length) {
+        part.replace(m_pData + position, std::min(count, m_length - position));
+    }
+    return part;
+}
+
+void TString::dispose() noexcept {
+    if (m_pData == m_inline) {
+        clear();
+        return;
+    }
+    release(m_pData);
+    m_pData = m_inline;
+    m_length = 0;
+    m_capacity = kInlineCapacity;
+}
+
+void TString::take(TString& other) noexcept {
+    if (other.m_pData == other.m_inline) {
+        std::wmemcpy(m_inline, other.m_inline, other.m_length);
+        m_length = other.m_length;
+        other.clear();
+        return;
+    }
+    m_pData = std::exchange(other.m_pData, other.m_inline);
+    m_length = std::exchange(other.m_length, 0);
+    m_capacity = std::exchange(other.m_capacity, kInlineCapacity);
+}
+
+void TString::grow(std::size_t capacity) {
+    wchar_t* const grown = newCharacters(capacity);
+    const std::size_t length = m_length;
+    std::wmemcpy(grown, m_pData, length);
+    dispose();
+    m_pData = grown;
+    m_length = length;
+    m_capacity = capacity;
+}
+
+void TString::setLength(std::size_t length) noexcept {
+    if (length < m_length) {
+        wipe(m_pData + length, m_length - length);
+    }
+    m_length = length;
+}
+
+void TString::replace(const wchar_t* text, std::size_t length) {
+    if (length > m_capacity) {
+        TString fresh;
+        fresh.grow(length);
+        fresh.appendCharacters(text, length);
+        *this = std::move(fresh);
+        return;
+    }
+    if (length != 0) {
+        std::wmemmove(m_pData, text, length);
+    }
+    setLength(length);
+}
+
+void TString::appendCharacters(const wchar_t* text, std::size_t length) {
+    const std::size_t before = m_length;
+    if (length > m_capacity - before) {
+        // The old characters may be the ones that are added: they go only after the copy.
+        TString grown;
+        grown.grow(std::max(before + length, 2 * m_capacity));
+        std::wmemcpy(grown.m_pData, m_pData, before);
+        std::wmemcpy(grown.m_pData + before, text, length);
+        grown.m_length = before + length;
+        *this = std::move(grown);
+    } else if (length != 0) {
+        std::wmemmove(m_pData + before, text, length);
+        m_length = before + length;
+    }
+}
+
+void TString::appendArguments(const wchar_t* wideFormat, va_list arguments) {
+    wchar_t room[256];
+    const std::size_t length = text::formatWide(room, std::size(room), wideFormat, arguments);
+    if (length <= std::size(room)) {
+        const Wiper wiper{room, length};
+        appendCharacters(room, length);
+        return;
+    }
+    wipe(room, std::size(room));
+    TString formatted;
+    formatted.grow(length);
+    formatted.m_length = text::formatWide(formatted.m_pData, length, wideFormat, arguments);
+    appendCharacters(formatted.m_pData, length);
+}
+
+} // namespace Zel

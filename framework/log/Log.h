@@ -1,0 +1,53 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "framework/log/OutputFile.h"
+#include "ry/rylog.h"
+
+namespace Ry::log {
+
+/// The process's one log. It is never destroyed: entry routines log until the process is gone.
+class Log {
+public:
+    constexpr Log() noexcept = default;
+
+    /// One relaxed load, except for the first question of all, which reads the environment.
+    [[nodiscard]] bool isEnabled(std::uint32_t level) noexcept {
+        const std::uint64_t levels = m_levels.load(std::memory_order_relaxed);
+        return ((levels == kUnknown ? readEnvironment() : levels) & level) != 0;
+    }
+
+    void setModuleName(const wchar_t* name) noexcept;
+    [[nodiscard]] bool setUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
+    void setReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept;
+
+    /// `module` may be null: the process's module name.
+    void write(const char* module, std::uint32_t level, const char* text, const unsigned char* bytes,
+               std::uint32_t length) noexcept;
+
+private:
+    // No mask of 32 levels has this value.
+    static constexpr std::uint64_t kUnknown = ~std::uint64_t{0};
+
+    std::uint64_t readEnvironment() noexcept;
+    bool openFile(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
+    void publishLevels() noexcept;
+    void writeLine(const RylogRecord& record) noexcept;
+
+    std::atomic<std::uint64_t> m_levels = kUnknown;
+
+    // Guards everything below, and keeps lines whole and in the order of their times.
+    std::mutex m_mutex;
+    OutputFile m_file;
+    RylogFormat m_format = RylogFormat::Text;
+    std::uint64_t m_fileLevels = kUnknown;
+    RylogReceiver m_receiver = nullptr;
+    void* m_pContext = nullptr;
+    std::uint32_t m_receiverLevels = 0;
+    char m_moduleName[256] = {};
+};
+
+} // namespace Ry::log

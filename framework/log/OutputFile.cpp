@@ -1,0 +1,122 @@
+#include "framework/log/OutputFile.h"
+
+#include <algorithm>
+#include <cstring>
+
+#if defined(_WIN32)
+#include <windows.h>
+
+#include "platform/Encoding.h"
+#else
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+namespace Ry::log {
+namespace {
+
+#if defined(_WIN32)
+
+std::ptrdiff_t standardError() noexcept {
+    return reinterpret_cast<std::ptrdiff_t>(GetStdHandle(STD_ERROR_HANDLE));
+}
+
+std::ptrdiff_t openForAppend(const char* path) noexcept {
+    wchar_t widePath[32768];
+    const std::size_t room = std::size(widePath) - 1;
+    const std::size_t length = platform::utf8ToWide(path, std::strlen(path), widePath, room);
+    widePath[length] = 0;
+    HANDLE file = CreateFileW(widePath, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                              nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    return reinterpret_cast<std::ptrdiff_t>(file);
+}
+
+void closeHandle(std::ptrdiff_t handle) noexcept {
+    CloseHandle(reinterpret_cast<HANDLE>(handle));
+}
+
+/// Bytes written; 0 when nothing can be written any more.
+std::size_t writeSome(std::ptrdiff_t handle, const char* bytes, std::size_t length) noexcept {
+    const auto most = static_cast<DWORD>(std::min<std::size_t>(length, 0x40000000));
+    DWORD written = 0;
+    return WriteFile(reinterpret_cast<HANDLE>(handle), bytes, most, &written, nullptr) ? written : 0;
+}
+
+#else
+
+std::ptrdiff_t standardError() noexcept {
+    return STDERR_FILENO;
+}
+
+std::ptrdiff_t openForAppend(const char* path) noexcept {
+    return ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
+}
+
+void closeHandle(std::ptrdiff_t handle) noexcept {
+    ::close(static_cast<int>(handle));
+}
+
+/// Bytes written; 0 when nothing can be written any more.
+std::size_t writeSome(std::ptrdiff_t handle, const char* bytes, std::size_t length) noexcept {
+    ssize_t written = 0;
+    do {
+        written = ::write(static_cast<int>(handle), bytes, length);
+    } while (written < 0 && errno == EINTR);
+    return written < 0 ? 0 : static_cast<std::size_t>(written);
+}
+
+#endif
+
+} // namespace
+
+bool OutputFile::open(const char* path) noexcept {
+    close();
+    if (path == nullptr || *path == 0) {
+        return true;
+    }
+    m_isOwned = std::strcmp(path, "-") != 0;
+    m_handle = m_isOwned ? openForAppend(path) : standardError();
+    return isOpen();
+}
+
+void OutputFile::write(const char* line, std::size_t length) noexcept {
+    while (length != 0) {
+        const std::size_t written = writeSome(m_handle, line, length);
+        if (written == 0) {
+            return;
+        }
+        line += written;
+        length -= written;
+    }
+}
+
+void OutputFile::close() noexcept {
+    if (isOpen() && m_isOwned) {
+        closeHandle(m_handle);
+    }
+    m_handle = kClosed;
+}
+
+#if defined(_WIN32)
+
+std::string environmentVariable(const char* name) {
+    const std::wstring wideName(name, name + std::strlen(name));
+    std::wstring value(GetEnvironmentVariableW(wideName.c_str(), nullptr, 0), L'\0');
+    value.resize(GetEnvironmentVariableW(wideName.c_str(), value.data(), static_cast<DWORD>(value.size())));
+    std::string text(platform::wideToUtf8(value.data(), value.size(), nullptr, 0), '\0');
+    text.resize(platform::wideToUtf8(value.data(), value.size(), text.data(), text.size()));
+    return text;
+}
+
+#else
+
+std::string environmentVariable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+#endif
+
+} // namespace Ry::log
