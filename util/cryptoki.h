@@ -3,9 +3,10 @@
 // The one place where the PKCS#11 header is included: plain Cryptoki types, packed to 1 byte on Windows, with
 // the system's `unsigned long` as CK_ULONG (32 bits on Windows, 64 on Linux).
 
-#include <p11-kit/pkcs11.h>
-
+// First, because on Windows the header below would pack the standard library's own types with its structures.
 #include <cstddef>
+
+#include <p11-kit/pkcs11.h>
 
 /// "No slot" and "no session": all bits of the type set.
 inline constexpr CK_SLOT_ID kNoSlot = static_cast<CK_SLOT_ID>(-1);
