@@ -56,18 +56,13 @@ TEST(Pkcs8Refused, encryptedKey) {
 
 TEST(Pkcs8Refused, otherAlgorithm) {
     der::Parts parts;
-    Octets identifier = der::kRsaIdentifier;
-    identifier.back() = 0x0A; // RSASSA-PSS
-    parts.algorithm = der::sequence({identifier, der::kNull});
-    EXPECT_FALSE(readKey(parts.file()));
-    identifier.pop_back();
-    identifier[1] = 0x08;
-    parts.algorithm = der::sequence({identifier, der::kNull});
-    EXPECT_FALSE(readKey(parts.file())) << "shorter";
-    identifier.insert(identifier.end(), {0x01, 0x01});
-    identifier[1] = 0x0A;
-    parts.algorithm = der::sequence({identifier, der::kNull});
-    EXPECT_FALSE(readKey(parts.file())) << "longer";
+    const Octets pss = {0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0A};
+    const Octets shorter = {0x06, 0x08, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01};
+    const Octets longer = {0x06, 0x0A, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01, 0x01};
+    for (const Octets& identifier : {pss, shorter, longer}) {
+        parts.algorithm = der::sequence({identifier, der::kNull});
+        EXPECT_FALSE(readKey(parts.file())) << testing::PrintToString(identifier);
+    }
     parts.algorithm = der::sequence({});
     EXPECT_FALSE(readKey(parts.file())) << "none";
 }
@@ -134,9 +129,7 @@ TEST(Pkcs8Refused, badLengths) {
     expectEachNumberRefused({0x02, 0x88, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
     expectEachNumberRefused({0x02});
     expectEachNumberRefused({0x1F, 0x02, 0x01, 0x11});
-    Octets longNumber = {0x02, 0x82, 0x00, 0xFF};
-    longNumber.resize(longNumber.size() + 0xFF, 0x11);
-    expectEachNumberRefused(longNumber);
+    expectEachNumberRefused(der::join({{0x02, 0x82, 0x00, 0xFF}, Octets(0xFF, 0x11)}));
 }
 
 TEST(Pkcs8Refused, badLengthsOfTheFrame) {
