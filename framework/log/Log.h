@@ -9,11 +9,9 @@
 
 namespace Ry::log {
 
-/// The process's one log. It is never destroyed: entry routines log until the process is gone.
+/// The process's one log. It lives as long as the library, which the system unloads after everyone who logs.
 class Log {
 public:
-    constexpr Log() noexcept = default;
-
     /// One relaxed load, except for the first question of all, which reads the environment.
     [[nodiscard]] bool isEnabled(std::uint32_t level) noexcept {
         const std::uint64_t levels = m_levels.load(std::memory_order_relaxed);

@@ -20,7 +20,8 @@ namespace {
 #if defined(_WIN32)
 
 std::ptrdiff_t standardError() noexcept {
-    return reinterpret_cast<std::ptrdiff_t>(GetStdHandle(STD_ERROR_HANDLE));
+    const auto handle = reinterpret_cast<std::ptrdiff_t>(GetStdHandle(STD_ERROR_HANDLE));
+    return handle == 0 ? -1 : handle; // null: a program without standard streams
 }
 
 std::ptrdiff_t openForAppend(const char* path) noexcept {

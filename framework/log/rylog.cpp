@@ -10,7 +10,7 @@
 
 namespace {
 
-constinit Ry::log::Log g_log;
+Ry::log::Log g_log;
 
 /// The formatted message as zero-terminated UTF-8; the buffer has failed when there was no memory.
 void appendMessage(Ry::log::LineBuffer& buffer, const wchar_t* wideFormat, va_list arguments) noexcept {
