@@ -1,0 +1,145 @@
+#include "platform/Encoding.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes bytesOf(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+/// Nothing, or the bytes; input and output in blocks of exactly their size.
+std::optional<Bytes> decode(const std::wstring& text) {
+    const std::unique_ptr<wchar_t[]> input(new wchar_t[text.size()]);
+    text.copy(input.get(), text.size());
+    const std::optional<std::size_t> needed = platform::decodeBase64(input.get(), text.size(), nullptr, 0);
+    if (!needed) {
+        std::uint8_t unused[64];
+        EXPECT_EQ(platform::decodeBase64(input.get(), text.size(), unused, sizeof unused), std::nullopt);
+        return std::nullopt;
+    }
+    Bytes bytes(*needed);
+    EXPECT_EQ(platform::decodeBase64(input.get(), text.size(), bytes.data(), bytes.size()), needed);
+    return bytes;
+}
+
+std::wstring encode(const Bytes& bytes) {
+    const std::size_t needed = platform::encodeBase64(bytes.data(), bytes.size(), nullptr, 0);
+    const std::unique_ptr<wchar_t[]> output(new wchar_t[needed]);
+    EXPECT_EQ(platform::encodeBase64(bytes.data(), bytes.size(), output.get(), needed), needed);
+    return {output.get(), needed};
+}
+
+TEST(Base64, ReadsAndWritesTheKnownTexts) {
+    const std::vector<std::pair<std::string, std::wstring>> table = {
+        {"f", L"Zg=="},         {"fo", L"Zm8="},         {"foo", L"Zm9v"},      {"foob", L"Zm9vYg=="},
+        {"fooba", L"Zm9vYmE="}, {"foobar", L"Zm9vYmFy"}, {"\x01\x02", L"AQI="}, {"\xFB\xFF\xBF", L"+/+/"},
+    };
+    for (const auto& [bytes, text] : table) {
+        EXPECT_EQ(decode(text), bytesOf(bytes)) << bytes;
+        EXPECT_EQ(encode(bytesOf(bytes)), text) << bytes;
+    }
+    EXPECT_EQ(encode({}), L"");
+}
+
+TEST(Base64, AllowsWhiteSpaceAroundGroups) {
+    EXPECT_EQ(decode(L"Zm9v YmFy"), bytesOf("foobar"));
+    EXPECT_EQ(decode(L" \tZm9v\r\nYmE=\r\n"), bytesOf("fooba"));
+    EXPECT_EQ(decode(L"Zm9v\n\n\nYg== "), bytesOf("foob"));
+}
+
+TEST(Base64, RefusesEverythingElse) {
+    const std::vector<std::wstring> table = {
+        L"",
+        L" ",
+        L"\r\n",
+        // groups that are not complete
+        L"Z",
+        L"Zg",
+        L"Zm8",
+        L"Zg=",
+        L"Zm9vY",
+        L"Zm9vYg",
+        L"Zm9vYg=",
+        L"Zm9vYmE",
+        L"=",
+        L"==",
+        L"====",
+        // padding at the wrong place
+        L"Z===",
+        L"=Zg=",
+        L"Zg=A",
+        L"Zg==Zg==",
+        L"Zg== Zg==",
+        L"Zm8=Zm9v",
+        L"Zg===",
+        L"Zm9v=",
+        L"Zm9v====",
+        // white space inside a group
+        L"Zm 9v",
+        L"Zg =\n=",
+        L"Z\r\nm9v",
+        L"Zm9 v",
+        // characters of no or another alphabet
+        L"Zm-v",
+        L"Zm_v",
+        L"Zm9*",
+        L"@@@@",
+        L"Zm9v\vZm9v",
+        L"Zm9v\xA0",
+        L"Zm9\x100",
+        L"Zm9\xFF41",
+        std::wstring(L"Zm9v\0", 5),
+        std::wstring(L"Zm\0v", 4),
+        std::wstring(3, L'A') + static_cast<wchar_t>(-1),
+        L"-----BEGIN CERTIFICATE-----\nZm9v\n-----END CERTIFICATE-----\n",
+    };
+    for (const std::wstring& text : table) {
+        EXPECT_EQ(decode(text), std::nullopt) << testing::PrintToString(text);
+    }
+}
+
+// As the Windows decoder has it: encoders that leave rubbish in the bits that no byte takes exist.
+TEST(Base64, IgnoresTheBitsThatNoByteTakes) {
+    EXPECT_EQ(decode(L"Zh=="), bytesOf("f"));
+    EXPECT_EQ(decode(L"Zm9="), bytesOf("fo"));
+}
+
+TEST(Base64, RefusesATargetThatIsTooSmall) {
+    std::uint8_t bytes[4] = {1, 2, 3, 4};
+    EXPECT_EQ(platform::decodeBase64(L"Zm9v", 4, bytes, 2), std::nullopt);
+    EXPECT_EQ(bytes[0], 1);
+    EXPECT_EQ(platform::decodeBase64(L"Zm8=", 4, bytes, 4), 2U);
+    EXPECT_EQ(bytes[2], 3);
+    wchar_t text[8] = {};
+    EXPECT_EQ(platform::encodeBase64(bytes, 4, text, 7), 0U);
+    EXPECT_EQ(platform::encodeBase64(bytes, 3, text, 8), 4U);
+    EXPECT_EQ(text[4], L'\0');
+}
+
+TEST(Base64, DoesNotReadBehindTheLength) {
+    EXPECT_EQ(platform::decodeBase64(L"Zm9vYmFy", 6, nullptr, 0), std::nullopt);
+    EXPECT_EQ(platform::decodeBase64(L"Zm9vYmFy", 4, nullptr, 0), 3U);
+    EXPECT_EQ(platform::decodeBase64(L"Zm9v", 0, nullptr, 0), std::nullopt);
+}
+
+TEST(Base64, WritesOneLineOfAnyLengthAndReadsItBack) {
+    for (const std::size_t length : {100U, 767U, 768U, 769U, 770U, 1536U, 5000U}) {
+        Bytes bytes(length);
+        for (std::size_t i = 0; i < length; ++i) {
+            bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+        }
+        const std::wstring text = encode(bytes);
+        EXPECT_EQ(text.size(), (length + 2) / 3 * 4);
+        EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos);
+        EXPECT_EQ(decode(text), bytes);
+    }
+}
+
+} // namespace

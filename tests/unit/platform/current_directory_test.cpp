@@ -1,0 +1,48 @@
+#include "platform/CurrentDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "Fixture.h"
+
+namespace {
+
+class CurrentDirectory : public testing::Test {
+protected:
+    void TearDown() override { std::filesystem::current_path(m_before); }
+
+    std::filesystem::path m_before = std::filesystem::current_path();
+    TemporaryFolder m_folder;
+};
+
+TEST_F(CurrentDirectory, IsTheFullPathWithItsTerminator) {
+    const std::filesystem::path folder = m_folder.path() / L"Sch\xF6n\x20AC";
+    std::filesystem::create_directory(folder);
+    std::filesystem::current_path(folder);
+    wchar_t buffer[512];
+    std::fill(std::begin(buffer), std::end(buffer), L'x');
+    platform::currentDirectory(buffer, 512);
+    EXPECT_EQ(std::wstring(buffer), std::filesystem::current_path().wstring());
+    EXPECT_TRUE(std::wstring(buffer).ends_with(L"Sch\xF6n\x20AC"));
+}
+
+TEST_F(CurrentDirectory, IsEmptyWhereItDoesNotFit) {
+    std::filesystem::current_path(m_folder.path());
+    const std::size_t length = std::filesystem::current_path().wstring().size();
+    std::wstring buffer(length + 2, L'x');
+    platform::currentDirectory(buffer.data(), length);
+    EXPECT_EQ(buffer[0], L'\0');
+    EXPECT_EQ(buffer[length], L'x');
+    platform::currentDirectory(buffer.data(), length + 1);
+    EXPECT_EQ(std::wstring(buffer.c_str()), std::filesystem::current_path().wstring());
+    EXPECT_EQ(buffer[length + 1], L'x');
+    platform::currentDirectory(buffer.data(), 1);
+    EXPECT_EQ(buffer[0], L'\0');
+    buffer[0] = L'x';
+    platform::currentDirectory(buffer.data(), 0);
+    EXPECT_EQ(buffer[0], L'x');
+}
+
+} // namespace

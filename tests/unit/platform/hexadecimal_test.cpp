@@ -1,0 +1,111 @@
+#include "platform/Encoding.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Nothing, or the bytes; input and output in blocks of exactly their size.
+std::optional<Bytes> decode(const std::wstring& text) {
+    const std::unique_ptr<wchar_t[]> input(new wchar_t[text.size()]);
+    text.copy(input.get(), text.size());
+    const std::optional<std::size_t> needed = platform::decodeHexadecimal(input.get(), text.size(), nullptr, 0);
+    if (!needed) {
+        std::uint8_t unused[64];
+        EXPECT_EQ(platform::decodeHexadecimal(input.get(), text.size(), unused, sizeof unused), std::nullopt);
+        return std::nullopt;
+    }
+    Bytes bytes(*needed);
+    EXPECT_EQ(platform::decodeHexadecimal(input.get(), text.size(), bytes.data(), bytes.size()), needed);
+    return bytes;
+}
+
+TEST(Hexadecimal, TakesPairsOfDigitsOfEitherCase) {
+    EXPECT_EQ(decode(L"0AFF"), (Bytes{0x0A, 0xFF}));
+    EXPECT_EQ(decode(L"0aff"), (Bytes{0x0A, 0xFF}));
+    EXPECT_EQ(decode(L"fF0a"), (Bytes{0xFF, 0x0A}));
+    EXPECT_EQ(decode(L"00"), (Bytes{0x00}));
+    EXPECT_EQ(decode(L"0123456789ABCDEFabcdef"),
+              (Bytes{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF}));
+}
+
+TEST(Hexadecimal, TakesEveryByte) {
+    const std::wstring digits = L"0123456789ABCDEF";
+    std::wstring text;
+    Bytes expected;
+    for (int value = 0; value < 256; ++value) {
+        text += digits[value / 16];
+        text += digits[value % 16];
+        expected.push_back(static_cast<std::uint8_t>(value));
+    }
+    EXPECT_EQ(decode(text), expected);
+}
+
+TEST(Hexadecimal, AllowsWhiteSpaceAroundPairs) {
+    EXPECT_EQ(decode(L"0A FF"), (Bytes{0x0A, 0xFF}));
+    EXPECT_EQ(decode(L" \t0A\r\n\r\nFF12 \n"), (Bytes{0x0A, 0xFF, 0x12}));
+}
+
+TEST(Hexadecimal, RefusesEverythingElse) {
+    const std::vector<std::wstring> table = {
+        L"",
+        L" ",
+        L"\r\n",
+        L"0",
+        L"0AF",
+        L"0 A",
+        L"0AF F",
+        L"0A F",
+        L"0AFG",
+        L"GG",
+        L"0x0A",
+        L"0A:FF",
+        L"0A,FF",
+        L"-1",
+        L"+1",
+        L"0A\v"
+        L"FF",
+        L"0A\xA0"
+        L"FF",
+        L"\xFF10\xFF11",
+        L"0A\x100"
+        L"41",
+        std::wstring(L"0A\0FF", 5),
+        std::wstring(L"0A\0", 3),
+        std::wstring(1, static_cast<wchar_t>(-1)) + L"0",
+    };
+    for (const std::wstring& text : table) {
+        EXPECT_EQ(decode(text), std::nullopt) << testing::PrintToString(text);
+    }
+}
+
+TEST(Hexadecimal, RefusesATargetThatIsTooSmall) {
+    std::uint8_t bytes[4] = {1, 2, 3, 4};
+    EXPECT_EQ(platform::decodeHexadecimal(L"AABB", 4, bytes, 1), std::nullopt);
+    EXPECT_EQ(platform::decodeHexadecimal(L"AABB", 4, bytes, 0), std::nullopt);
+    EXPECT_EQ(bytes[0], 1);
+    EXPECT_EQ(platform::decodeHexadecimal(L"AABB", 4, bytes, 4), 2U);
+    EXPECT_EQ(bytes[1], 0xBB);
+    EXPECT_EQ(bytes[2], 3);
+}
+
+TEST(Hexadecimal, DoesNotReadBehindTheLength) {
+    EXPECT_EQ(platform::decodeHexadecimal(L"0AFF", 3, nullptr, 0), std::nullopt);
+    EXPECT_EQ(platform::decodeHexadecimal(L"0AFF", 2, nullptr, 0), 1U);
+    EXPECT_EQ(platform::decodeHexadecimal(L"0AFF", 0, nullptr, 0), std::nullopt);
+}
+
+TEST(Hexadecimal, TakesLongTexts) {
+    std::wstring text;
+    for (int i = 0; i < 100000; ++i) {
+        text += L"A5";
+    }
+    EXPECT_EQ(decode(text), Bytes(100000, 0xA5));
+}
+
+} // namespace
