@@ -21,18 +21,20 @@
 // Hooks run outside the lock.
 //
 // What stands after `reset` (and at the start)
-//   Not initialised. One slot 0x11, "Fake Reader 0", manufacturer "Fake Readers", hardware 1.2, firmware 3.4, with an
-//   initialised token: label "Fake Token", manufacturer "Fake Tokens", model "Fake Model", serial number
-//   "0000000000000011", flags RNG, LOGIN_REQUIRED, USER_PIN_INITIALIZED, TOKEN_INITIALIZED (0x40D); SO PIN "12345678",
-//   user PIN "1234", 3 tries each, PIN lengths 4 to 255; no objects. Further slots get the IDs 0x12, 0x13 …
-//   Session handles count from 0x1, object handles from 0x101; none is used twice. Recording on. C_GetInfo: Cryptoki
-//   2.40, manufacturer "Fake Tokens", library "Fake PKCS#11 Module" 1.0. No answers, hooks or quirks.
+//   Not initialised. One slot 0x11, "Fake Reader 0", manufacturer "Fake Readers", flags 7, versions 1.2 and 3.4, with
+//   an initialised token: label "Fake Token", manufacturer "Fake Tokens", model "Fake Model", serial number
+//   "0000000000000011", versions 5.6 and 7.8, flags RNG, LOGIN_REQUIRED, USER_PIN_INITIALIZED, TOKEN_INITIALIZED
+//   (0x40D); SO PIN "12345678", user PIN "1234", 3 tries each, PIN lengths 4 to 255; no objects. Further slots get the
+//   IDs 0x12, 0x13 … Session handles count from 0x1, object handles from 0x101; none is used twice. Recording on.
+//   C_GetInfo: Cryptoki 2.40, manufacturer "Fake Tokens", library "Fake PKCS#11 Module" 1.0. No answers, hooks, quirks.
 //
-// Where the model is simpler than a token: a signature is the block that RSA would encrypt (00 01 FF … FF 00, then the
-// data, as long as the modulus), so that a test can state it; C_GenerateKeyPair makes the modulus
-// `C0 pp 02 03 04 …` with pp the number of the pair (from 1), byte n holding n mod 256 and the last byte 01; any vendor
-// attribute is accepted; a logout leaves an open search open; a template that names an attribute twice is
-// CKR_TEMPLATE_INCONSISTENT; functions that issue no credentials answer CKR_FUNCTION_NOT_SUPPORTED.
+// Where the model is simpler than a token: a signature is the block that RSA would encrypt, 00 01 FF … FF 00 and the
+// data with every byte inverted, as long as the modulus, so that a test can state it; C_GenerateKeyPair makes the
+// modulus `C0 pp 02 03 04 …` with pp the number of the pair (from 1), byte n holding n mod 256 and the last byte 01;
+// any vendor attribute is accepted; a logout leaves an open search open; a template that names an attribute twice is
+// CKR_TEMPLATE_INCONSISTENT; functions that issue no credentials answer CKR_FUNCTION_NOT_SUPPORTED. PINs and attribute
+// values do not stand in the module's memory as they are, so a scan for secrets does not find them here (but the lines
+// of the record hold them: turn it off for such a scan).
 //
 // Recorded calls are one line each, the same on every system:
 //
