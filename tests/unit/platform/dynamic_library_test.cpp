@@ -26,12 +26,14 @@ TEST(DynamicLibrary, LoadsAFileAndFindsItsSymbols) {
 
 TEST(DynamicLibrary, LoadsAFileWhoseNameIsNotAscii) {
     const TemporaryFolder folder;
-    const std::filesystem::path copy = folder.path() / L"M\xF6\x64ul \x20AC.lib";
-    std::filesystem::copy_file(plainLibrary(), copy);
-    DynamicLibrary library = DynamicLibrary::load(copy.wstring().c_str());
+    // The standard library converts names by the locale: the wide name is put together by hand.
+    std::filesystem::copy_file(plainLibrary(), folder.path() / u8"M\u00F6dul \u20AC.lib");
+    const std::wstring name = L"M\xF6"
+                              L"dul \x20AC.lib";
+    DynamicLibrary library = DynamicLibrary::load((folder.path().wstring() + L"/" + name).c_str());
     ASSERT_TRUE(library.isLoaded()) << DynamicLibrary::lastError();
     EXPECT_EQ(answerOf(library), 42);
-    EXPECT_EQ(std::filesystem::path(platform::moduleFileName(moduleOf(library))).filename(), copy.filename());
+    EXPECT_TRUE(platform::moduleFileName(moduleOf(library)).ends_with(name));
     library.unload();
 }
 
