@@ -99,14 +99,19 @@ public:
 
 protected:
     void SetUp() override;
-    /// Frees `plugin` and asserts that all executors are freed, that no session is open in the module, and (unless
-    /// the test said setInitialized) that the module was finalised by whoever initialised it.
+    /// Clears the answers, frees `plugin` and asserts that every executor is freed, that no session is open in the
+    /// module and that it was finalised.
     void TearDown() override;
 
     /// The module that the plug-in drives.
     Fake::Module fake = Fake::module();
     /// The executor that the operations below use.
     Executor plugin;
+
+    /// Set by tests whose story ends with sessions that the module would not close, or with a module that nobody is to
+    /// finalise.
+    bool leavesSessions = false;
+    bool leavesInitialized = false;
 
     /// Creation parameters: DLLNAME is the scripted module.
     [[nodiscard]] static Params creation();
@@ -132,7 +137,7 @@ protected:
     // caller's line and shows both lists from the first line that differs. What went before does not matter.
     void expectCalls(const std::vector<std::string>& expected, Where where = Where::current());
     void expectTrace(const Trace& expected, Where where = Where::current());
-    /// The trace without the lines of the named levels (a mask), for tests that are about a few lines only.
+    /// Compares the lines of these levels (a mask) only, for tests that are about a few lines; takes all.
     void expectTraceAt(unsigned levels, const Trace& expected, Where where = Where::current());
     static void expectOutputs(const Result& result, const std::vector<Output>& expected,
                               Where where = Where::current());
