@@ -1,0 +1,32 @@
+#pragma once
+
+#include "client/ResultCodes.h"
+#include "zel/Parameter.h"
+#include "zel/Vector.h"
+
+/// The output parameters of one script, appended to a vector that belongs to the caller.
+class Outputs {
+public:
+    explicit Outputs(Zel::Vector<Zel::Parameter>& parameters) : m_parameters(parameters) {}
+
+    /// Appends (2, id, 3, value).
+    void push(const wchar_t* id, const Zel::TString& value) {
+        push(Zel::Parameter(Zel::ParameterEncoding::Plain, id, Zel::ParameterType::Text, value));
+    }
+    void push(const Zel::Parameter& parameter) { m_parameters.add(parameter); }
+    /// Appends (1, id, 2, Base64 of the bytes).
+    void pushBase64(const Zel::TString& id, const std::uint8_t* bytes, std::size_t length);
+
+    /// Appends "ERROR" without a value yet. Most scripts begin with it and set it last, so that it stands first.
+    void beginError() { push(L"ERROR", Zel::TString()); }
+    void setError(const Result& result) { m_parameters.at(0)->setValue(result.errorText()); }
+    /// Whether a part of the script has set "ERROR" already.
+    [[nodiscard]] bool hasError() const { return !m_parameters.at(0)->getValue().empty(); }
+
+    /// Position that the next parameter will have; with setValue, for values that are known only later.
+    [[nodiscard]] std::uint32_t nextIndex() const { return m_parameters.size(); }
+    void setValue(std::uint32_t index, const Zel::TString& value) { m_parameters.at(index)->setValue(value); }
+
+private:
+    Zel::Vector<Zel::Parameter>& m_parameters;
+};

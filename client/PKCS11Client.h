@@ -1,0 +1,68 @@
+#pragma once
+
+#include "client/AccessValues.h"
+#include "platform/DynamicLibrary.h"
+#include "token/Session.h"
+#include "token/Slots.h"
+#include "zel/ClientOperationExecutor.h"
+
+/// The executor: binds one Cryptoki module, keeps the host's access values and the one session, and runs the scripts.
+/// Made by newInstance, ended through slot 1 (or 0) by freeInstance. Not meant for calls from two threads at once.
+///
+/// Failures of the token never throw; they travel in the output parameter "ERROR". Preconditions and malformed access
+/// parameters throw ClientOperationException with code 33004.
+class PKCS11Client final : public Zel::BaseDLLObjectImpl<Zel::ClientOperationExecutor> {
+public:
+    /// The script type that execute requires, and what getType answers.
+    static constexpr const wchar_t* kScriptType = L"client.p11.Larkspur";
+
+    /// Binds the module and initialises Cryptoki. Problems are only traced: the object is then not ready, and says so
+    /// from every operation. `readerPrefix` is hexadecimal text.
+    PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix);
+    PKCS11Client(const PKCS11Client&) = delete;
+    PKCS11Client& operator=(const PKCS11Client&) = delete;
+    /// Closes the session, finalises Cryptoki when this object owes that and is the library's last user, and unloads
+    /// the library.
+    ~PKCS11Client();
+
+    // Lifecycle
+    void* deletingDestructor(unsigned int flags) override;
+    void initialize(Zel::Vector<Zel::Parameter>* accessParams, Zel::Vector<Zel::Parameter>* runtimeParameters) override;
+    void terminate() override;
+
+    // Dispatch
+    [[nodiscard]] Zel::ClientOperationResponse* execute(Zel::ClientOperation* operation) override;
+    [[nodiscard]] Zel::Vector<Zel::TString>* getSupportedScripts() override;
+    /// Runs the script of that name with these parameters (null: none) and appends its outputs; false when there is no
+    /// such script. Access values are not read from the parameters first, as execute does.
+    bool runScript(const Zel::TString& name, const Zel::Vector<Zel::Parameter>* params,
+                   Zel::Vector<Zel::Parameter>& outputs);
+
+    // Identity
+    [[nodiscard]] Zel::TString getVersion() override;
+    [[nodiscard]] Zel::TString getType() override;
+    [[nodiscard]] Zel::TString getName() override;
+    [[nodiscard]] Zel::TString getDescription() override;
+    [[nodiscard]] bool validate() override;
+    [[nodiscard]] bool isLocal() override;
+
+private:
+    void bindFunctionList(const Trace& trace);
+    void initializeModule(const Trace& trace);
+    void closeSessionForGood(const Trace& trace);
+    void finalizeModule(const Trace& trace, int usersBefore);
+    void traceOperation(const Trace& trace, const Zel::ClientOperation& operation) const;
+    void runOperation(const Trace& trace, const Zel::ClientOperation& operation,
+                      const Zel::Vector<Zel::Parameter>* params, Zel::Vector<Zel::Parameter>& outputs);
+
+    // Members that no call outlives come first: the library is unloaded after everything else has gone.
+    platform::DynamicLibrary m_library;
+    Zel::TString m_tsLibraryName;
+    Cryptoki m_cryptoki;
+    Slots m_slots;
+    Session m_session{m_cryptoki};
+    AccessValues m_access;
+    bool m_isTerminated = false;   ///< initialize may be called
+    bool m_isReady = false;        ///< the library is bound and Cryptoki is initialised
+    bool m_isFinalizeOwed = false; ///< this object's own C_Initialize succeeded
+};

@@ -1,0 +1,28 @@
+#include "client/PluginModule.h"
+
+#include "util/VersionInfo.h"
+
+namespace {
+
+void* attachedModule = nullptr;
+
+Zel::TString& version() {
+    // Lives until the process ends, for hosts may still ask while it does.
+    static auto* const text = new Zel::TString(L"?");
+    return *text;
+}
+
+} // namespace
+
+void pluginModule::attach(void* module) {
+    attachedModule = module;
+    version() = fileVersionText(module);
+}
+
+void* pluginModule::handle() {
+    return attachedModule;
+}
+
+const Zel::TString& pluginModule::clientVersion() {
+    return version();
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <span>
+
+#include "client/AccessValues.h"
+#include "client/Outputs.h"
+#include "token/Session.h"
+#include "token/Slots.h"
+
+/// What one script works with, and all that it can touch: the token through its slots and session, the access values,
+/// its own parameters (null when the operation has none) and its outputs.
+struct Script {
+    Slots& slots;
+    Session& session;
+    AccessValues& access;
+    const Zel::Vector<Zel::Parameter>* params;
+    Outputs outputs;
+
+    /// Session::loginAsUser with the stored user PIN.
+    [[nodiscard]] CK_RV loginAsUser(bool& loggedIn) { return session.loginAsUser(access.userPin(), loggedIn); }
+};
+
+/// The lines that tell which parameters an operation came with: index and id, never the value.
+void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params);
+
+/// A script under the name that operations call it by.
+struct ScriptEntry {
+    const wchar_t* name;
+    void (*run)(Script& script);
+};
+
+/// All scripts, in the order in which hosts are told of them.
+[[nodiscard]] std::span<const ScriptEntry> scriptTable();

@@ -1,0 +1,126 @@
+#include <utility>
+
+#include "client/Failure.h"
+#include "client/InstanceUse.h"
+#include "client/PKCS11Client.h"
+
+PKCS11Client::PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix)
+    : m_library(std::move(library)), m_tsLibraryName(std::move(libraryName)), m_slots(m_cryptoki, readerPrefix) {
+    const Trace trace(L"PKCS11Client");
+    bindFunctionList(trace);
+    // A list that was filled is used, even when filling it was reported as a failure.
+    if (m_cryptoki.isBound()) {
+        initializeModule(trace);
+    }
+}
+
+void PKCS11Client::bindFunctionList(const Trace& trace) {
+    trace.announce(L"C_GetFunctionList");
+    const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(m_library.symbol("C_GetFunctionList"));
+    if (getFunctionList == nullptr) {
+        trace.failure(L": Unable to ProcAddress C_GetFunctionList");
+        return;
+    }
+    trace.write(TraceLevel::Value, L": Calling pC_GetFunctionList");
+    CK_FUNCTION_LIST* functionList = nullptr;
+    const CK_RV rv = getFunctionList(&functionList);
+    if (rv != CKR_OK) {
+        trace.failure(L": C_GetFunctionList failed 0x%x", rv);
+    }
+    m_cryptoki.bind(functionList);
+}
+
+void PKCS11Client::initializeModule(const Trace& trace) {
+    CK_C_INITIALIZE_ARGS args{};
+    args.flags = CKF_OS_LOCKING_OK;
+    const CK_RV rv = CryptokiCall(m_cryptoki, trace, cryptoki::initialize).runQuietly(&args);
+    if (rv != CKR_OK && rv != CKR_CRYPTOKI_ALREADY_INITIALIZED) {
+        trace.failure(L" : C_Initialize failed 0x%x", rv);
+        return;
+    }
+    m_isFinalizeOwed = rv == CKR_OK;
+    m_isReady = true;
+    m_isTerminated = true;
+}
+
+void* PKCS11Client::deletingDestructor(unsigned int flags) {
+    return runDestructor(this, flags);
+}
+
+PKCS11Client::~PKCS11Client() {
+    const Trace trace(L"~PKCS11Client");
+    const int usersBefore = instances::remove(m_tsLibraryName);
+    trace.write(TraceLevel::Value, L":  InstancesCount = %d (%ws)", usersBefore - 1, m_tsLibraryName);
+    if (m_isReady) {
+        closeSessionForGood(trace);
+        finalizeModule(trace, usersBefore);
+        m_access.clear();
+        m_session.reset();
+        m_slots.clear();
+    } else {
+        trace.write(TraceLevel::Call, L" : Plugin is not ready.");
+    }
+    trace.write(TraceLevel::Value, L": Releasing CryptoLib");
+    m_library.unload();
+}
+
+void PKCS11Client::closeSessionForGood(const Trace& trace) {
+    if (!m_session.isOpen()) {
+        return;
+    }
+    const CK_RV rv = m_session.call(trace, cryptoki::closeSession).runQuietly(m_session.handle());
+    if (rv != CKR_OK) {
+        trace.failure(L" : C_CloseSession failed 0x%x", rv);
+    }
+}
+
+void PKCS11Client::finalizeModule(const Trace& trace, int usersBefore) {
+    // Only the object that initialised the module may finalise it, and only as its last user. When that object goes
+    // before the others, nobody finalises.
+    if (!m_isFinalizeOwed || usersBefore != 1) {
+        trace.write(TraceLevel::Call, L": C_Finalize not needed");
+        return;
+    }
+    const CK_RV rv = CryptokiCall(m_cryptoki, trace, cryptoki::finalize).runQuietly(nullptr);
+    if (rv != CKR_OK) {
+        trace.failure(L" : C_Finalize failed 0x%x", rv);
+    }
+}
+
+void PKCS11Client::initialize(Zel::Vector<Zel::Parameter>* accessParams,
+                              Zel::Vector<Zel::Parameter>* runtimeParameters) {
+    const Trace trace(L"initialize");
+    const auto sizeOf = [](const Zel::Vector<Zel::Parameter>* params) {
+        return params == nullptr ? -1 : static_cast<int>(params->size());
+    };
+    trace.write(TraceLevel::Value, L": --> Input Param accessParams %d items", sizeOf(accessParams));
+    trace.write(TraceLevel::Value, L": --> Input Param runtimeParameters %d items", sizeOf(runtimeParameters));
+    if (!m_isReady) {
+        trace.failure(L": Plugin not validated");
+        throwFailure(L"Plugin not validated");
+    }
+    if (!m_isTerminated) {
+        trace.failure(L": Plugin not terminated");
+        throwFailure(L"Plugin not terminated");
+    }
+    // Values of an earlier cycle stay where this one gives none.
+    m_access.readForInitialize(accessParams, runtimeParameters);
+    m_isTerminated = false;
+    trace.write(TraceLevel::Value, L": m_tsCurrentReader=%ws", m_access.currentReader());
+    trace.write(TraceLevel::Value, L": m_tsAlgoId=%ws", m_access.algoId());
+    trace.write(TraceLevel::Value, L": m_tsKeyId=%ws", m_access.keyId());
+    trace.write(TraceLevel::Value, L": m_tsDataToSign=%ws", m_access.dataToSign());
+}
+
+void PKCS11Client::terminate() {
+    const Trace trace(L"terminate");
+    if (!m_isReady) {
+        trace.failure(L" : Plugin is not validated");
+        return;
+    }
+    m_isTerminated = true;
+    const CK_RV rv = m_session.closeSession();
+    if (rv != CKR_OK) {
+        trace.failed(L"C_CloseSession", rv);
+    }
+}

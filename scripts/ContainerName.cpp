@@ -1,0 +1,86 @@
+#include "scripts/Faults.h"
+#include "scripts/LoginFrame.h"
+#include "scripts/ObjectSearch.h"
+#include "scripts/Writers.h"
+#include "util/Conversions.h"
+
+namespace {
+
+/// The vendor-defined attribute of a private key that carries its container name.
+constexpr CK_ATTRIBUTE_TYPE kContainerNameAttribute = CKA_VENDOR_DEFINED + 8;
+
+struct Request {
+    SecretBuffer keyId;
+    SecretBuffer containerName;
+};
+
+/// "DEFAULT_CONTAINER" is known to hosts and has no effect here.
+Result readRequest(const Script& script, const Trace& trace, Request& request) {
+    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
+        const Zel::TString& id = script.params->at(i)->getId();
+        const Zel::TString& value = script.params->at(i)->getValue();
+        if (id.compare(L"KEYID") == 0) {
+            request.keyId = TStringHex2Binary(value);
+        } else if (id.compare(L"CONTAINER_NAME") == 0) {
+            request.containerName = TStringHex2Binary(value);
+            request.containerName.truncate(request.containerName.textLength());
+        }
+    }
+    if (request.keyId.isEmpty()) {
+        return scripts::notFound(trace, L"KEYID");
+    }
+    return request.containerName.isEmpty() ? scripts::notFound(trace, L"CONTAINER_NAME") : Result(CKR_OK);
+}
+
+Result findKey(const Script& script, const Trace& trace, std::span<const std::uint8_t> keyId, CK_OBJECT_HANDLE& hKey) {
+    AttributeTemplate searched;
+    searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
+    searched.setBytes(CKA_ID, keyId);
+    const scripts::ObjectSearch search(script.session, trace, {.announcesFindTwice = true});
+    CK_RV rv = search.init(searched);
+    CK_ULONG count = 0;
+    if (rv == CKR_OK) {
+        rv = search.find(hKey, count);
+    }
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    if (count == 0 || hKey == 0) {
+        // The search stays open; the session's next one copes with that.
+        trace.dump(TraceLevel::Failure, keyId, L" : key not found");
+        return Result::client(ClientCode::kNotFound);
+    }
+    return search.finish();
+}
+
+Result nameKey(const Script& script, const Trace& trace) {
+    Request request;
+    Result result = readRequest(script, trace, request);
+    CK_OBJECT_HANDLE hKey = 0;
+    if (result.isOk()) {
+        result = findKey(script, trace, request.keyId.bytes(), hKey);
+    }
+    if (!result.isOk()) {
+        return result;
+    }
+    AttributeTemplate update;
+    update.setBytes(kContainerNameAttribute, std::move(request.containerName));
+    return script.session.call(trace, cryptoki::setAttributeValue)
+        .in(L"hKeyObject", hKey)
+        .run(script.session.handle(), hKey, update.entries(), update.count());
+}
+
+} // namespace
+
+Result scripts::writeContainerName(Script& script) {
+    const Trace trace(L"writeContainerName");
+    if (script.params == nullptr) {
+        return noParameters(trace);
+    }
+    bool loggedIn = false;
+    const CK_RV rv = readAndLogin(script, trace, loggedIn);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    return afterLogout(script.session, trace, loggedIn, nameKey(script, trace));
+}

@@ -1,0 +1,43 @@
+#include "scripts/LoginFrame.h"
+
+namespace scripts {
+
+CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
+    if (script.params != nullptr) {
+        traceOperationParameters(trace, *script.params);
+        script.access.readForOperation(script.params);
+    }
+    const CK_RV rv = script.loginAsUser(loggedIn);
+    if (rv != CKR_OK) {
+        trace.failed(L"login", rv);
+    }
+    return rv;
+}
+
+CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style) {
+    CK_RV refusal = CKR_OK;
+    bool isAnnounced = false;
+    for (;;) {
+        if (!isAnnounced || style == LogoutTrace::AnnouncedEachTime) {
+            trace.announce(cryptoki::logout.name);
+            trace.input(L"hSession", session.handle());
+            isAnnounced = true;
+        }
+        const CK_RV rv = session.module().call(cryptoki::logout, session.handle());
+        if (rv == CKR_OK) {
+            return refusal;
+        }
+        trace.failed(cryptoki::logout.name, rv);
+        refusal = rv;
+    }
+}
+
+Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, const Result& result) {
+    if (!loggedIn) {
+        return result;
+    }
+    const CK_RV refusal = logoutUntilDone(session, trace);
+    return refusal == CKR_OK || result.isClientCode() ? result : Result(refusal);
+}
+
+} // namespace scripts

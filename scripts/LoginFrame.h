@@ -1,0 +1,22 @@
+#pragma once
+
+#include "client/Script.h"
+
+// How scripts that need the user come to a login, and end the one that they made themselves.
+
+namespace scripts {
+
+/// Tells the operation's parameters, reads access values from them and logs the user in; a failure is told. `loggedIn`
+/// as in Session::loginAsUser. Throws as AccessValues::readForOperation.
+[[nodiscard]] CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn);
+
+enum class LogoutTrace { AnnouncedOnce, AnnouncedEachTime };
+
+/// Logs out, again and again until the token agrees: a card must not stay logged in. There is no limit. Returns the
+/// last refusal, CKR_OK when there was none.
+CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style = LogoutTrace::AnnouncedEachTime);
+
+/// The result of a script whose logout counts: a refusal along the way takes the place of everything but a client code.
+[[nodiscard]] Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, const Result& result);
+
+} // namespace scripts

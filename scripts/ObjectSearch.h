@@ -1,0 +1,47 @@
+#pragma once
+
+#include <span>
+
+#include "token/Session.h"
+#include "util/AttributeTemplate.h"
+
+namespace scripts {
+
+/// What a script's trace tells of its search; each has its own way.
+struct SearchTrace {
+    enum class Entries { TypeThenValue, ValueThenType };
+
+    Entries entries = Entries::TypeThenValue;
+    bool tellsCount = false;         ///< ": --> ulAttCount=0x…" before the entries
+    bool announcesInitTwice = false; ///< ": C_FindObjectsInit" again behind the entries
+    bool announcesFindTwice = false; ///< ": C_FindObjects" again before what was found
+};
+
+/// The three steps of an object search on a session, one handle at a time. Nothing is finished by itself: some scripts
+/// leave a search open on purpose.
+class ObjectSearch {
+public:
+    ObjectSearch(const Session& session, const Trace& trace, SearchTrace style)
+        : m_session(session), m_trace(trace), m_style(style) {}
+
+    /// An empty template searches for everything.
+    [[nodiscard]] CK_RV init(AttributeTemplate& searched) const;
+    /// The next handle; 0 in `count` (which is 0 or 1) when there is none.
+    [[nodiscard]] CK_RV find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const;
+    [[nodiscard]] CK_RV finish() const;
+
+private:
+    void traceEntries(const AttributeTemplate& searched) const;
+
+    const Session& m_session;
+    const Trace& m_trace;
+    SearchTrace m_style;
+};
+
+/// ": --> Template[i].type=0x…" for every entry.
+void traceEntryTypes(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries);
+/// ": --> Template[i].pValue" with a dump.
+void traceEntryValue(const Trace& trace, const AttributeTemplate& entries, std::size_t index);
+void traceEntryType(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries, std::size_t index);
+
+} // namespace scripts

@@ -1,0 +1,104 @@
+#include <algorithm>
+#include <iterator>
+
+#include "scripts/Scripts.h"
+#include "util/Conversions.h"
+
+namespace {
+
+/// Prefix and name of every reader, hexadecimal text as both are held, with the hexadecimal text of a slash between.
+Zel::TString readersText(const Trace& trace, const Slots& slots) {
+    Zel::TString text;
+    unsigned int listed = 0;
+    for (std::uint32_t i = 0; i < slots.readers().size(); ++i) {
+        const Zel::TString& name = slots.readers().at(i)->name();
+        if (name.empty()) {
+            trace.write(TraceLevel::Value, L": skipping blank reader");
+            continue;
+        }
+        if (listed++ > 0) {
+            text.append(L"2F");
+        }
+        text.append(slots.readerPrefix()).append(name);
+    }
+    trace.write(TraceLevel::Value, L": listing %d slots", listed);
+    return text;
+}
+
+/// A token's field as stored, blanks included, up to its first zero byte.
+template <std::size_t Size>
+Zel::TString hexOfField(const CK_UTF8CHAR (&field)[Size]) {
+    const auto end = std::find(std::begin(field), std::end(field), CK_UTF8CHAR{0});
+    return Binary2TStringHex(field, static_cast<std::size_t>(end - std::begin(field)));
+}
+
+/// The reader that the operation names, or the host's current one when the operation has no parameters. False when it
+/// has some and none is a reader name.
+bool readerNameOf(const Script& script, Zel::TString& name) {
+    if (script.params == nullptr || script.params->isEmpty()) {
+        name = script.access.currentReader();
+        return true;
+    }
+    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
+        const Zel::Parameter& parameter = *script.params->at(i);
+        if (parameter.getId().compareIgnoreCase(L"READERNAME") == 0) {
+            name = getValueFromEncoding(parameter);
+            return true;
+        }
+    }
+    return false;
+}
+
+void traceTokenInfo(const Trace& trace, const CK_TOKEN_INFO& info) {
+    if (!Trace::isEnabled(TraceLevel::Call)) {
+        return;
+    }
+    trace.write(TraceLevel::Call, L": <-- tokenInfo.label=%ws", Utf82TString(info.label, sizeof info.label));
+    trace.write(TraceLevel::Call, L": <-- tokenInfo.model=%ws", Utf82TString(info.model, sizeof info.model));
+    trace.write(TraceLevel::Call, L": <-- tokenInfo.serialNumber=%ws",
+                Utf82TString(info.serialNumber, sizeof info.serialNumber));
+}
+
+Result identify(Script& script, const Trace& trace) {
+    Zel::TString readerName;
+    if (!readerNameOf(script, readerName)) {
+        trace.failure(L": READERNAME parameter not found");
+        return Result::badParameter();
+    }
+    // Kept even when the reader is unknown: later scripts work on what was asked for here, or on nothing.
+    script.session.setSlotID(script.slots.getSlotIDFromReaderName(readerName));
+    CK_TOKEN_INFO info{};
+    trace.write(TraceLevel::Call, L" : C_GetTokenInfo");
+    trace.input(L"SlotID", script.session.slotID());
+    const CK_RV rv = script.session.module().call(cryptoki::getTokenInfo, script.session.slotID(), &info);
+    if (rv != CKR_OK) {
+        trace.failed(cryptoki::getTokenInfo.name, rv);
+        return rv;
+    }
+    traceTokenInfo(trace, info);
+    script.outputs.push(makeHexParameter(L"SMOTYPE", "P11GENERIC"));
+    script.outputs.push(makeParameter(L"SMOID", hexOfField(info.serialNumber)));
+    script.outputs.push(makeParameter(L"LABEL", hexOfField(info.label)));
+    return CKR_OK;
+}
+
+} // namespace
+
+void scripts::getReaderList(Script& script) {
+    const Trace trace(L"getReaderlist");
+    const CK_RV rv = script.slots.getSlotVector();
+    if (rv != CKR_OK) {
+        trace.failedTight(L"getSlotVector", rv);
+        script.outputs.push(L"ERROR", clientErrorCode(rv));
+        return;
+    }
+    const Zel::TString readers = readersText(trace, script.slots);
+    script.outputs.push(L"ERROR", clientErrorCode(rv));
+    script.outputs.push(makeParameter(L"READERS", readers));
+}
+
+void scripts::getPlatformIdentifiers(Script& script) {
+    const Trace trace(L"getPlatformIdentifiers");
+    script.outputs.beginError();
+    script.outputs.setError(identify(script, trace));
+}

@@ -1,0 +1,32 @@
+#include "scripts/Roles.h"
+
+#include "util/Conversions.h"
+
+std::optional<CK_USER_TYPE> scripts::userTypeOf(const Zel::TString& value) {
+    if (value.compare(L"USER") == 0) {
+        return CKU_USER;
+    }
+    if (value.compare(L"SO") == 0) {
+        return CKU_SO;
+    }
+    return std::nullopt;
+}
+
+bool scripts::takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER_TYPE role, bool isRoleGiven,
+                            SecretBuffer& pin) {
+    if (role != stored.role && (isRoleGiven || !stored.value.empty())) {
+        trace.failure(L": the PIN is provided in accessParam (not in a script parameter) but script PINID (0x%02x) "
+                      L"different from runtime PINID(0x%02x)",
+                      role, stored.role);
+        return false;
+    }
+    pin = TStringHex2Binary(stored.value);
+    return true;
+}
+
+CK_RV scripts::login(const Script& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
+    const CK_SESSION_HANDLE hSession = script.session.handle();
+    return script.session.call(trace, cryptoki::login)
+        .in(L"UserType", role)
+        .runQuietly(hSession, role, pin.data(), pin.size());
+}

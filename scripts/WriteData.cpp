@@ -1,0 +1,55 @@
+#include "scripts/Faults.h"
+#include "scripts/LoginFrame.h"
+#include "scripts/Parameters.h"
+#include "scripts/Scripts.h"
+#include "scripts/Writers.h"
+
+namespace {
+
+/// An operation that names no kind of object writes nothing and succeeds: hosts probe with it.
+Result writeByType(Script& script, const Trace& trace) {
+    const Zel::Parameter* const type = scripts::firstNamed(*script.params, L"OBJ_TYPE");
+    if (type == nullptr) {
+        return CKR_OK;
+    }
+    const Zel::TString& value = type->getValue();
+    if (value.compare(L"CERTIFICATE") == 0) {
+        return scripts::writeCertificate(script);
+    }
+    if (value.compare(L"PRIVATE_KEY") == 0) {
+        return scripts::writeKey(script, false);
+    }
+    if (value.compare(L"KEY_PAIR") == 0) {
+        return scripts::writeKey(script, true);
+    }
+    if (value.compare(L"CONTAINER_NAME") == 0) {
+        return scripts::writeContainerName(script);
+    }
+    // Names CONTAINER_NAME whatever the value was: operators' tools look for this text.
+    return scripts::badParameter(trace, L"CONTAINER_NAME", value);
+}
+
+Result run(Script& script, const Trace& trace) {
+    if (script.params == nullptr) {
+        return scripts::noParameters(trace);
+    }
+    bool loggedIn = false;
+    const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    const Result result = writeByType(script, trace);
+    if (loggedIn) {
+        // What was written is what counts; how the logout went is only traced.
+        static_cast<void>(scripts::logoutUntilDone(script.session, trace, scripts::LogoutTrace::AnnouncedOnce));
+    }
+    return result;
+}
+
+} // namespace
+
+void scripts::writeData(Script& script) {
+    const Trace trace(L"writeData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

@@ -1,0 +1,85 @@
+#include "token/Session.h"
+#include "util/Conversions.h"
+
+namespace {
+
+AuthenticatedUser userOf(CK_STATE state) {
+    switch (state) {
+    case CKS_RO_PUBLIC_SESSION:
+    case CKS_RW_PUBLIC_SESSION:
+        return AuthenticatedUser::Nobody;
+    case CKS_RO_USER_FUNCTIONS:
+    case CKS_RW_USER_FUNCTIONS:
+        return AuthenticatedUser::User;
+    case CKS_RW_SO_FUNCTIONS:
+        return AuthenticatedUser::SecurityOfficer;
+    default:
+        return AuthenticatedUser::Unknown;
+    }
+}
+
+} // namespace
+
+CK_RV Session::loginAsUser(const Zel::TString& pin, bool& loggedIn) {
+    const Trace trace(L"loginAsUser");
+    loggedIn = false;
+    CK_RV rv = openSession(CKF_RW_SESSION, false);
+    if (rv != CKR_OK) {
+        trace.failed(L"openSession", rv);
+        return rv;
+    }
+    AuthenticatedUser user = AuthenticatedUser::Nobody;
+    rv = getAuthicatedUser(user);
+    if (rv != CKR_OK) {
+        trace.failedTight(L"getAuthicatorUser", rv);
+        return rv;
+    }
+    if (user == AuthenticatedUser::SecurityOfficer) {
+        rv = call(trace, cryptoki::logout).run(m_hSession);
+        if (rv != CKR_OK) {
+            return rv;
+        }
+        user = AuthenticatedUser::Nobody;
+    }
+    if (user != AuthenticatedUser::Nobody) {
+        return CKR_OK;
+    }
+    rv = loginWithPin(trace, pin);
+    loggedIn = rv == CKR_OK;
+    return rv;
+}
+
+CK_RV Session::getAuthicatedUser(AuthenticatedUser& user) const {
+    const Trace trace(L"getAuthicatedUser", Trace::Lines::ExitOnly);
+    CK_SESSION_INFO info{};
+    auto getInfo = call(trace, cryptoki::getSessionInfo).tight();
+    const CK_RV rv = getInfo.runQuietly(m_hSession, &info);
+    if (rv == CKR_SESSION_HANDLE_INVALID) {
+        trace.write(TraceLevel::Call, L": C_GetSessionInfo: Session Hanlde Invalid");
+        user = AuthenticatedUser::Nobody;
+        return CKR_OK;
+    }
+    if (rv != CKR_OK) {
+        getInfo.fail(rv);
+        return rv;
+    }
+    traceSessionInfo(trace, info);
+    user = userOf(info.state);
+    return CKR_OK;
+}
+
+CK_RV Session::loginWithPin(const Trace& trace, const Zel::TString& pin) {
+    SecretBuffer bytes = TStringHex2Binary(pin);
+    if (bytes.isEmpty()) {
+        trace.failure(L" : no PIN Found");
+        return CKR_FUNCTION_FAILED;
+    }
+    trace.write(TraceLevel::Call, L" : C_Login");
+    trace.input(L"hSession", m_hSession);
+    trace.write(TraceLevel::Value, L": --> CKU_USER");
+    const CK_RV rv = m_module.call(cryptoki::login, m_hSession, CKU_USER, bytes.data(), bytes.size());
+    if (rv != CKR_OK) {
+        trace.failed(cryptoki::login.name, rv);
+    }
+    return rv;
+}

@@ -1,0 +1,96 @@
+#include "token/Session.h"
+
+void traceSessionInfo(const Trace& trace, const CK_SESSION_INFO& info) {
+    trace.write(TraceLevel::Value, L": <-- sessionInfo.slotID=%d", info.slotID);
+    trace.write(TraceLevel::Value, L": <-- sessionInfo.state=0x%x", info.state);
+    trace.write(TraceLevel::Value, L": <-- sessionInfo.flags=0x%x", info.flags);
+    trace.write(TraceLevel::Value, L": <-- sessionInfo.ulDeviceError=0x%x", info.ulDeviceError);
+}
+
+void Session::reset() {
+    m_ulSlotID = kNoSlot;
+    m_hSession = kNoSession;
+}
+
+CK_RV Session::openSession(CK_FLAGS flags, bool forceNew) {
+    const Trace trace(L"openSession");
+    CK_RV rv = CKR_OK;
+    if (forceNew) {
+        // The new session is opened whatever becomes of the old one.
+        static_cast<void>(close(trace));
+    } else if (isOpen()) {
+        rv = inspectOpenSession(trace, flags);
+    }
+    if (isOpen()) {
+        return rv;
+    }
+    rv = open(trace, flags);
+    trace.output(L"hSession", m_hSession);
+    return rv;
+}
+
+CK_RV Session::inspectOpenSession(const Trace& trace, CK_FLAGS flags) {
+    CK_SESSION_INFO info{};
+    auto getInfo = call(trace, cryptoki::getSessionInfo).tight();
+    const CK_RV rv = getInfo.runQuietly(m_hSession, &info);
+    if (rv != CKR_OK && rv != CKR_SESSION_HANDLE_INVALID) {
+        getInfo.fail(rv);
+        return rv;
+    }
+    if (rv != CKR_OK) {
+        // What was written along with a failure says nothing: a stale handle counts as read-only, so that it is
+        // replaced when read/write access is wanted.
+        info = {};
+    }
+    traceSessionInfo(trace, info);
+    const bool isReadOnly = info.state < CKS_RW_PUBLIC_SESSION;
+    if (flags == CKF_RW_SESSION && isReadOnly) {
+        static_cast<void>(close(trace));
+    }
+    return rv;
+}
+
+CK_RV Session::open(const Trace& trace, CK_FLAGS flags) {
+    CryptokiCall call(m_module, trace, cryptoki::openSession);
+    call.in(L"SlotID", m_ulSlotID).note(L": --> Flags=CKF_SERIAL_SESSION | 0x%x", flags);
+    CK_SESSION_HANDLE hSession = kNoSession;
+    const CK_RV rv = call.run(m_ulSlotID, flags | CKF_SERIAL_SESSION, nullptr, nullptr, &hSession);
+    // What a failing module wrote is no handle.
+    m_hSession = rv == CKR_OK ? hSession : kNoSession;
+    return rv;
+}
+
+CK_RV Session::askSessionInfo(const Trace& trace, CK_SESSION_INFO& info) const {
+    trace.announce(cryptoki::getSessionInfo.name);
+    trace.write(TraceLevel::Call, L": --> hSession=0x%x", m_hSession);
+    return m_module.call(cryptoki::getSessionInfo, m_hSession, &info);
+}
+
+CK_RV Session::closeSession() {
+    const Trace trace(L"closeSession");
+    return isOpen() ? close(trace) : CKR_OK;
+}
+
+CK_RV Session::close(const Trace& trace) {
+    const CK_RV rv = call(trace, cryptoki::closeSession).run(m_hSession);
+    m_hSession = kNoSession;
+    return rv;
+}
+
+CK_RV Session::isLastTry(CK_FLAGS flag, bool& lastTry) const {
+    const Trace trace(L"isLastTry", Trace::Lines::ExitOnly);
+    lastTry = false;
+    CK_TOKEN_INFO info{};
+    trace.write(TraceLevel::Call, L" : C_GetTokenInfo");
+    trace.input(L"SlotID", m_ulSlotID);
+    const CK_RV rv = m_module.call(cryptoki::getTokenInfo, m_ulSlotID, &info);
+    if (rv != CKR_OK) {
+        trace.failedTight(cryptoki::getTokenInfo.name, rv);
+        return rv;
+    }
+    trace.write(TraceLevel::Call, L": <-- tokenInfo.flags=0x%x", info.flags);
+    if (flag == CKF_USER_PIN_FINAL_TRY || flag == CKF_SO_PIN_FINAL_TRY) {
+        lastTry = (info.flags & flag) != 0;
+    }
+    return CKR_OK;
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "util/CryptokiCall.h"
+#include "zel/TString.h"
+
+/// Who is logged in on a session, by its state.
+enum class AuthenticatedUser : std::uint32_t {
+    Nobody = 1,
+    User = 2,
+    SecurityOfficer = 3,
+    Unknown = 33005,
+};
+
+/// The executor's one session on its current slot: opened with the access that is needed, kept between scripts,
+/// replaced when read/write access is wanted of a read-only one. Every failure is the CK_RV of the failing call, which
+/// is also traced. The owner closes it.
+class Session {
+public:
+    explicit Session(const Cryptoki& module) : m_module(module) {}
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    Session(Session&&) = delete;
+    Session& operator=(Session&&) = delete;
+    ~Session() = default;
+
+    [[nodiscard]] CK_SLOT_ID slotID() const { return m_ulSlotID; }
+    [[nodiscard]] CK_SESSION_HANDLE handle() const { return m_hSession; }
+    [[nodiscard]] bool isOpen() const { return m_hSession != kNoSession; }
+    /// What later calls work on; kNoSlot when a reader was not found. An open session is kept as it is.
+    void setSlotID(CK_SLOT_ID slotID) { m_ulSlotID = slotID; }
+    /// No slot, no session; nothing is called.
+    void reset();
+
+    /// Opens the session, or keeps the open one. `flags` is 0 (read-only will do) or CKF_RW_SESSION. `forceNew` closes
+    /// what is there first, whatever it is. On CKR_OK the session is read/write whenever that was asked for.
+    /// A stale handle is replaced when read/write is asked for, and reported (CKR_SESSION_HANDLE_INVALID) and kept when
+    /// not: hosts rely on the difference.
+    [[nodiscard]] CK_RV openSession(CK_FLAGS flags, bool forceNew);
+    /// CKR_OK when none was open. Afterwards none is, whatever the result.
+    [[nodiscard]] CK_RV closeSession();
+    /// On CKR_OK a read/write session is open and the normal user is logged in on it. `loggedIn` is true only when this
+    /// call did that. `pin` is hexadecimal text; one that is empty or does not decode is no PIN: CKR_FUNCTION_FAILED.
+    [[nodiscard]] CK_RV loginAsUser(const Zel::TString& pin, bool& loggedIn);
+    /// Whether the token says that the next wrong PIN locks it. `flag` is CKF_USER_PIN_FINAL_TRY or
+    /// CKF_SO_PIN_FINAL_TRY; any other gives false.
+    [[nodiscard]] CK_RV isLastTry(CK_FLAGS flag, bool& lastTry) const;
+
+    /// Calls C_OpenSession for the current slot, told under the given method's name. Afterwards a session is open only
+    /// when that succeeded.
+    [[nodiscard]] CK_RV open(const Trace& trace, CK_FLAGS flags);
+
+    /// A call on this session, with its announcement and the session's handle told already; run() takes the arguments
+    /// behind the handle.
+    template <auto Member>
+    [[nodiscard]] CryptokiCall<Member> call(const Trace& trace, CryptokiFunction<Member> function) const {
+        CryptokiCall<Member> made(m_module, trace, function);
+        made.in(L"hSession", m_hSession);
+        return made;
+    }
+    [[nodiscard]] const Cryptoki& module() const { return m_module; }
+
+    /// C_GetSessionInfo on whatever handle there is, announced with its input at the level of calls, as the scripts do
+    /// that ask before they know whether a session is open. A failure is not traced.
+    [[nodiscard]] CK_RV askSessionInfo(const Trace& trace, CK_SESSION_INFO& info) const;
+
+private:
+    [[nodiscard]] CK_RV close(const Trace& trace);
+    [[nodiscard]] CK_RV inspectOpenSession(const Trace& trace, CK_FLAGS flags);
+    [[nodiscard]] CK_RV getAuthicatedUser(AuthenticatedUser& user) const;
+    [[nodiscard]] CK_RV loginWithPin(const Trace& trace, const Zel::TString& pin);
+
+    const Cryptoki& m_module;
+    CK_SLOT_ID m_ulSlotID = kNoSlot;
+    CK_SESSION_HANDLE m_hSession = kNoSession;
+};
+
+/// The four lines that tell what C_GetSessionInfo answered.
+void traceSessionInfo(const Trace& trace, const CK_SESSION_INFO& info);

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "util/CReader.h"
+#include "util/CryptokiCall.h"
+#include "zel/TString.h"
+#include "zel/Vector.h"
+
+/// The module's slots under the names that hosts know: each is called by its slot description, as upper-case
+/// hexadecimal text. The list is a cache, filled on first need and replaced only by getSlotVector.
+class Slots {
+public:
+    /// `readerPrefix`: hexadecimal text that hosts put before a reader name; may be empty.
+    Slots(const Cryptoki& module, const Zel::TString& readerPrefix)
+        : m_module(module), m_tsReaderPrefix(readerPrefix) {}
+
+    /// Reads the list anew. CKR_OK with an empty list when there is no slot or no memory; on the failure of one slot
+    /// the readers before it stay in the list.
+    [[nodiscard]] CK_RV getSlotVector();
+    /// The slot of a reader, by its name without what stands up to the end of the prefix; ignoring case. Of equal
+    /// names the first. kNoSlot when there is none.
+    [[nodiscard]] CK_SLOT_ID getSlotIDFromReaderName(Zel::TString readerName);
+
+    [[nodiscard]] const Zel::Vector<CReader>& readers() const { return m_readers; }
+    [[nodiscard]] const Zel::TString& readerPrefix() const { return m_tsReaderPrefix; }
+    void clear() { m_readers.clear(); }
+
+private:
+    [[nodiscard]] CK_RV readSlot(const Trace& trace, CK_ULONG index, CK_SLOT_ID slotID);
+
+    const Cryptoki& m_module;
+    Zel::TString m_tsReaderPrefix;
+    Zel::Vector<CReader> m_readers;
+};

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+
+#include "ry/rylog.h"
+#include "zel/TString.h"
+
+/// Levels of the trace; each message has exactly one.
+enum class TraceLevel : std::uint32_t {
+    Failure = 1, ///< failed call, bad parameter, precondition not met
+    Call = 2,    ///< a Cryptoki call about to be made
+    Value = 4,   ///< input, output or intermediate value
+    Entry = 8,   ///< entry into a method
+    Exit = 16,   ///< exit from a method
+};
+
+/// The trace of one method: made at its head with its name, it writes the entry line, the exit line on every normal
+/// return (none while an exception passes), and the house's message patterns in between. Every message begins with
+/// the class and the method. Nothing is built or converted while nobody listens.
+class Trace {
+public:
+    static constexpr const wchar_t* kModuleName = L"ZEL-COE-PKCS11";
+    static constexpr const wchar_t* kExecutor = L"PKCS11Client::";
+    static constexpr const wchar_t* kExports = L"zel-coe-pkcs11::";
+
+    enum class Lines { EntryAndExit, ExitOnly, None };
+
+    explicit Trace(const wchar_t* method, Lines lines = Lines::EntryAndExit, const wchar_t* scope = kExecutor);
+    Trace(const Trace&) = delete;
+    Trace& operator=(const Trace&) = delete;
+    Trace(Trace&&) = delete;
+    Trace& operator=(Trace&&) = delete;
+    ~Trace();
+
+    [[nodiscard]] static bool isEnabled(TraceLevel level) { return rylogIsEnabled(static_cast<std::uint32_t>(level)); }
+
+    /// The method's name with `tail` behind it: a printf-style wide format. Numbers print as 32-bit values (`%x`,
+    /// `%d`, `%u`): of wider ones the low 32 bits. Texts are wide strings or TStrings (`%ws`).
+    template <class... Args>
+    void write(TraceLevel level, const wchar_t* tail, const Args&... args) const {
+        if (isEnabled(level)) {
+            writeText(level, Zel::TString().format(tail, printable(args)...));
+        }
+    }
+
+    template <class... Args>
+    void failure(const wchar_t* tail, const Args&... args) const {
+        write(TraceLevel::Failure, tail, args...);
+    }
+
+    /// As write, with a dump of bytes behind the text.
+    template <class... Args>
+    void dump(TraceLevel level, std::span<const std::uint8_t> bytes, const wchar_t* tail, const Args&... args) const {
+        if (isEnabled(level)) {
+            writeDump(level, bytes, Zel::TString().format(tail, printable(args)...));
+        }
+    }
+
+    void announce(const wchar_t* function) const;                              ///< ": C_X"
+    void input(const wchar_t* name, std::uint64_t value) const;                ///< ": --> name=0x…"
+    void output(const wchar_t* name, std::uint64_t value) const;               ///< ": <-- name=0x…"
+    void failed(const wchar_t* function, std::uint64_t resultCode) const;      ///< " : C_X 0x… : failed"
+    void failedTight(const wchar_t* function, std::uint64_t resultCode) const; ///< ": C_X 0x… : failed"
+
+    /// For the methods that leave without an exit line, or with one of their own.
+    void withoutExit() { m_hasExit = false; }
+
+private:
+    template <class T>
+    static auto printable(const T& value) {
+        if constexpr (std::is_same_v<T, Zel::TString>) {
+            return value.c_str();
+        } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+            return static_cast<unsigned int>(value);
+        } else {
+            return value;
+        }
+    }
+
+    void writeText(TraceLevel level, const Zel::TString& tail) const;
+    void writeDump(TraceLevel level, std::span<const std::uint8_t> bytes, const Zel::TString& tail) const;
+    void writePlain(TraceLevel level) const;
+    void writeNumber(TraceLevel level, const wchar_t* format, const wchar_t* name, std::uint64_t value) const;
+
+    const wchar_t* m_pScope;
+    const wchar_t* m_pMethod;
+    int m_exceptions;
+    bool m_hasExit;
+};
