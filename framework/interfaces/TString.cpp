@@ -72,6 +72,9 @@ wchar_t* newCharacters(std::size_t capacity) {
 
 } // namespace
 
+// Written out so that the library has it for callers that take its address.
+constexpr std::size_t TString::npos;
+
 TString::TString() noexcept : m_pData(m_inline), m_length(0), m_capacity(kInlineCapacity), m_inline{} {}
 
 TString::TString(const wchar_t* text, int length) : TString() {
