@@ -1,19 +1,21 @@
-# The headers of Debian's packages that we use. Header-only ones serve the Windows build too: they are copied into a
-# folder of their own, for the system's include folder itself must never stand on a cross-compiler's path.
+# The headers of Debian's packages that we use. Header-only ones serve the Windows build too: there they are copied into
+# a folder of their own, for the system's include folder itself must never stand on a cross-compiler's path.
 set(headers ${PROJECT_BINARY_DIR}/headers)
 find_path(P11KIT_HEADERS p11-kit/pkcs11.h PATHS /usr/include/p11-kit-1 NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_path(JSON_HEADERS nlohmann/json.hpp PATHS /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_path(CLI11_HEADERS CLI/CLI.hpp PATHS /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 
-file(COPY ${P11KIT_HEADERS}/p11-kit/pkcs11.h DESTINATION ${headers}/cryptoki/p11-kit)
-file(COPY ${JSON_HEADERS}/nlohmann DESTINATION ${headers}/host)
-file(COPY ${CLI11_HEADERS}/CLI DESTINATION ${headers}/host)
-
 add_library(cryptoki-headers INTERFACE)
-target_include_directories(cryptoki-headers SYSTEM INTERFACE ${headers}/cryptoki)
-
 add_library(host-headers INTERFACE)
-target_include_directories(host-headers SYSTEM INTERFACE ${headers}/host)
+if(WIN32)
+  file(COPY ${P11KIT_HEADERS}/p11-kit/pkcs11.h DESTINATION ${headers}/cryptoki/p11-kit)
+  file(COPY ${JSON_HEADERS}/nlohmann DESTINATION ${headers}/host)
+  file(COPY ${CLI11_HEADERS}/CLI DESTINATION ${headers}/host)
+  target_include_directories(cryptoki-headers SYSTEM INTERFACE ${headers}/cryptoki)
+  target_include_directories(host-headers SYSTEM INTERFACE ${headers}/host)
+else()
+  target_include_directories(cryptoki-headers SYSTEM INTERFACE ${P11KIT_HEADERS})
+endif()
 
 if(ZEL_TESTS)
   if(WIN32)
