@@ -8,6 +8,7 @@
 #include <fstream>
 #include <map>
 #include <random>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -21,8 +22,6 @@
 
 using nlohmann::json;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::MatchesRegex;
 
 namespace {
 
@@ -72,6 +71,11 @@ protected:
     std::filesystem::path m_path;
 };
 
+// Not the matcher of the test library: on Windows it knows no brackets.
+MATCHER_P(Looks, pattern, "looks like " + std::string(pattern)) {
+    return std::regex_match(arg, std::regex(std::string(pattern)));
+}
+
 struct Received {
     std::string module;
     std::uint32_t level;
@@ -92,16 +96,16 @@ void receive(void* context, const RylogRecord* record) {
 TEST_F(LogTest, JsonLineIsExact) {
     ASSERT_TRUE(logTo(RylogFormat::Json));
     rylogLog(kModule, 8, L"PKCS11Client::%ws", L"execute");
-    EXPECT_THAT(content(), MatchesRegex("\\{\"time\":\"20..-..-..T..:..:..\\.......Z\",\"thread\":[0-9]+,"
-                                        "\"module\":\"ZEL-COE-PKCS11\",\"level\":8,"
-                                        "\"text\":\"PKCS11Client::execute\"\\}\n"));
+    EXPECT_THAT(content(), Looks("\\{\"time\":\"20..-..-..T..:..:..\\.......Z\",\"thread\":[0-9]+,"
+                                 "\"module\":\"ZEL-COE-PKCS11\",\"level\":8,"
+                                 "\"text\":\"PKCS11Client::execute\"\\}\n"));
 }
 
 TEST_F(LogTest, JsonDumpIsUpperCaseHexadecimal) {
     ASSERT_TRUE(logTo(RylogFormat::Json));
     const unsigned char bytes[] = {0x0A, 0xFF};
     rylogLogBin(kModule, 4, bytes, sizeof(bytes), L"data %d", 2);
-    EXPECT_THAT(content(), MatchesRegex(".*,\"level\":4,\"text\":\"data 2\",\"bytes\":\"0AFF\"\\}\n"));
+    EXPECT_THAT(content(), Looks("[^\n]*,\"level\":4,\"text\":\"data 2\",\"bytes\":\"0AFF\"\\}\n"));
 }
 
 TEST_F(LogTest, DumpsWithoutBytes) {
@@ -126,10 +130,9 @@ TEST_F(LogTest, TextLineIsReadable) {
     rylogLog(kModule, 16, L"out");
     rylogLog(kModule, 3, L"both");
     const std::string time = "20..-..-..T..:..:..\\.......Z [0-9]+ ZEL-COE-PKCS11 ";
-    EXPECT_THAT(lines(),
-                ElementsAre(MatchesRegex(time + "failure first"), MatchesRegex(time + "value second \\[0AFF\\]"),
-                            MatchesRegex(time + "call C_Login"), MatchesRegex(time + "entry in"),
-                            MatchesRegex(time + "exit out"), MatchesRegex(time + "3 both")));
+    EXPECT_THAT(lines(), ElementsAre(Looks(time + "failure first"), Looks(time + "value second \\[0AFF\\]"),
+                                     Looks(time + "call C_Login"), Looks(time + "entry in"), Looks(time + "exit out"),
+                                     Looks(time + "3 both")));
 }
 
 TEST_F(LogTest, TimeIsNow) {
@@ -171,7 +174,7 @@ TEST_F(LogTest, HasNoLevelZero) {
 }
 
 TEST_F(LogTest, AppendsToWhatIsThere) {
-    std::ofstream(m_path) << "before\n";
+    std::ofstream(m_path, std::ios::binary) << "before\n";
     ASSERT_TRUE(logTo(RylogFormat::Json));
     rylogLog(kModule, 1, L"after");
     const std::vector<std::string> all = lines();
