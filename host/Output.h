@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace host {
+
+/// Where a command's words go. Results are for programs and come whole and at once; messages are for a person.
+struct Output {
+    std::function<bool(std::string_view)> result; ///< false when nobody takes results any more
+    std::function<void(std::string_view)> message;
+};
+
+/// Standard output as the platform keeps it, and standard error.
+[[nodiscard]] Output standardOutput();
+
+/// One line for a person: "p11host: TEXT", made fit for a terminal.
+void complain(const Output& output, std::string_view text);
+
+} // namespace host

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zel/TString.h"
+
+namespace host {
+
+/// The framework's text from UTF-8, and back. Malformed input becomes U+FFFD. No copy of the text stays behind on the
+/// way in.
+[[nodiscard]] Zel::TString toTString(std::string_view utf8);
+[[nodiscard]] std::string toUtf8(const Zel::TString& text);
+
+/// Upper-case hexadecimal text of bytes, two digits each.
+[[nodiscard]] Zel::TString toHexadecimal(std::string_view bytes);
+/// Base64 text of bytes, without line breaks.
+[[nodiscard]] Zel::TString toBase64(std::string_view bytes);
+
+/// Bytes of hexadecimal text (either case, no separators); nothing when it is no such text.
+[[nodiscard]] std::optional<std::string> fromHexadecimal(std::string_view digits);
+
+/// Text fit for a terminal: malformed UTF-8 and control characters, which could be orders to the terminal, become "?".
+[[nodiscard]] std::string printable(std::string_view utf8);
+/// The number of characters of UTF-8 text, which is the columns it takes for most scripts.
+[[nodiscard]] std::size_t columns(std::string_view utf8) noexcept;
+/// `text` without blanks at its end.
+[[nodiscard]] std::string_view trimmed(std::string_view text) noexcept;
+
+/// The candidate that a misspelt word was most likely meant to be; nothing when none is close.
+[[nodiscard]] std::optional<std::string> closest(std::string_view word, const std::vector<std::string>& candidates);
+/// "a, b, c".
+[[nodiscard]] std::string joined(const std::vector<std::string>& words);
+/// " (did you mean "x"?)", or nothing when no candidate is close.
+[[nodiscard]] std::string suggestion(std::string_view word, const std::vector<std::string>& candidates);
+
+} // namespace host

@@ -1,0 +1,128 @@
+#include "platform/Console.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "platform/SecureZero.h"
+
+namespace platform {
+
+namespace {
+
+volatile std::sig_atomic_t g_signal = 0;
+
+void noteSignal(int number) {
+    g_signal = number;
+}
+
+/// While it lives, signals that would end or stop the program only interrupt the read.
+class SignalGuard {
+public:
+    SignalGuard() noexcept {
+        g_signal = 0;
+        struct sigaction action = {};
+        action.sa_handler = noteSignal;
+        for (std::size_t i = 0; i < kSignals.size(); ++i) {
+            ::sigaction(kSignals[i], &action, &m_before[i]);
+        }
+    }
+    SignalGuard(const SignalGuard&) = delete;
+    SignalGuard& operator=(const SignalGuard&) = delete;
+    ~SignalGuard() {
+        for (std::size_t i = 0; i < kSignals.size(); ++i) {
+            ::sigaction(kSignals[i], &m_before[i], nullptr);
+        }
+    }
+
+private:
+    static constexpr std::array<int, 7> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGTTIN, SIGTTOU};
+    std::array<struct sigaction, kSignals.size()> m_before = {};
+};
+
+/// The terminal without echo; put back as it was when the object goes.
+class EchoOff {
+public:
+    explicit EchoOff(int terminal) noexcept : m_terminal(terminal) {
+        m_known = ::tcgetattr(terminal, &m_before) == 0;
+        struct termios silent = m_before;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        silent.c_lflag |= ECHONL;
+        m_known = m_known && ::tcsetattr(terminal, TCSAFLUSH, &silent) == 0;
+    }
+    EchoOff(const EchoOff&) = delete;
+    EchoOff& operator=(const EchoOff&) = delete;
+    ~EchoOff() {
+        if (m_known) {
+            ::tcsetattr(m_terminal, TCSAFLUSH, &m_before);
+        }
+    }
+
+    [[nodiscard]] bool isOff() const noexcept { return m_known; }
+
+private:
+    int m_terminal;
+    bool m_known = false;
+    struct termios m_before = {};
+};
+
+std::optional<std::size_t> readLine(int terminal, char* line, std::size_t room) noexcept {
+    std::size_t length = 0;
+    char byte = 0;
+    ssize_t count = 0;
+    while ((count = ::read(terminal, &byte, 1)) == 1 && byte != '\n') {
+        if (length < room) {
+            line[length++] = byte;
+        }
+    }
+    secureZero(&byte, 1);
+    if (count < 0 || (count == 0 && length == 0)) {
+        secureZero(line, length);
+        return std::nullopt;
+    }
+    return length;
+}
+
+std::optional<std::size_t> ask(int terminal, const char* prompt, char* line, std::size_t room) noexcept {
+    const EchoOff silence(terminal);
+    if (!silence.isOff()) {
+        return std::nullopt;
+    }
+    [[maybe_unused]] const ssize_t shown = ::write(terminal, prompt, std::strlen(prompt));
+    return readLine(terminal, line, room);
+}
+
+} // namespace
+
+bool errorsGoToTerminal() noexcept {
+    return ::isatty(STDERR_FILENO) == 1;
+}
+
+std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept {
+    const int terminal = ::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
+    if (terminal < 0) {
+        return std::nullopt;
+    }
+    std::optional<std::size_t> length;
+    int signal = 0;
+    do {
+        {
+            const SignalGuard guard;
+            length = ask(terminal, prompt, line, room);
+            signal = g_signal;
+        }
+        // With the terminal as it was, the signal now does what it would have done; after a stop the question comes
+        // again.
+        if (signal != 0) {
+            std::raise(signal);
+        }
+    } while (!length && (signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU));
+    ::close(terminal);
+    return length;
+}
+
+} // namespace platform

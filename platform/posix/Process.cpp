@@ -1,0 +1,37 @@
+#include "platform/Process.h"
+
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+namespace platform {
+
+std::vector<std::string> commandLineArguments(int argc, char** argv) {
+    return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
+}
+
+std::optional<std::size_t> environmentVariable(const char* name, char* target, std::size_t room) noexcept {
+    const char* value = std::getenv(name);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    const std::size_t length = std::strlen(value);
+    if (target != nullptr && length <= room) {
+        std::memcpy(target, value, length);
+    }
+    return length;
+}
+
+std::string executablePath() {
+    char path[PATH_MAX];
+    const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
+    return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string();
+}
+
+void ignoreBrokenPipes() noexcept {
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+} // namespace platform

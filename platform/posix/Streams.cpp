@@ -1,0 +1,111 @@
+#include "platform/Streams.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+int g_results = -1;
+
+bool writeAll(int descriptor, const char* text, std::size_t length) noexcept {
+    while (length > 0) {
+        const ssize_t written = ::write(descriptor, text, length);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text += written;
+        length -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+bool isOpen(int descriptor) noexcept {
+    return ::fcntl(descriptor, F_GETFD) != -1;
+}
+
+} // namespace
+
+std::optional<InputStream> InputStream::open(const std::string& path) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return std::nullopt;
+    }
+    return InputStream(descriptor, true);
+}
+
+InputStream InputStream::descriptor(int number) noexcept {
+    return InputStream(number, false);
+}
+
+InputStream::InputStream(InputStream&& other) noexcept : m_descriptor(other.m_descriptor), m_owned(other.m_owned) {
+    other.m_owned = false;
+}
+
+InputStream& InputStream::operator=(InputStream&& other) noexcept {
+    if (this != &other) {
+        close();
+        m_descriptor = other.m_descriptor;
+        m_owned = other.m_owned;
+        other.m_owned = false;
+    }
+    return *this;
+}
+
+InputStream::~InputStream() {
+    close();
+}
+
+void InputStream::close() noexcept {
+    if (m_owned) {
+        ::close(m_descriptor);
+        m_owned = false;
+    }
+}
+
+std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noexcept {
+    for (;;) {
+        const ssize_t count = ::read(m_descriptor, target, room);
+        if (count >= 0) {
+            return static_cast<std::size_t>(count);
+        }
+        if (errno != EINTR) {
+            return std::nullopt;
+        }
+    }
+}
+
+std::string InputStream::lastError() {
+    return std::generic_category().message(errno);
+}
+
+void keepStandardOutput() noexcept {
+    // A closed standard output stays a failure to be reported: only its number is taken from what is opened later.
+    const bool hasResults = isOpen(STDOUT_FILENO);
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (!isOpen(descriptor)) {
+            [[maybe_unused]] const int opened = ::open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY);
+        }
+    }
+    if (hasResults) {
+        g_results = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    }
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+bool writeResult(const char* text, std::size_t length) noexcept {
+    return g_results >= 0 && writeAll(g_results, text, length);
+}
+
+void writeMessage(const char* text, std::size_t length) noexcept {
+    [[maybe_unused]] const bool written = writeAll(STDERR_FILENO, text, length);
+}
+
+} // namespace platform

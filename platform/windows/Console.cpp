@@ -1,0 +1,84 @@
+#include "platform/Console.h"
+
+#include <cstring>
+#include <windows.h>
+
+#include "platform/Encoding.h"
+#include "platform/SecureZero.h"
+
+namespace platform {
+
+namespace {
+
+HANDLE g_console = INVALID_HANDLE_VALUE;
+DWORD g_modeBefore = 0;
+
+/// Runs in a thread of its own when the person interrupts; the ordinary end of the process follows.
+BOOL WINAPI restoreEcho(DWORD) {
+    SetConsoleMode(g_console, g_modeBefore);
+    return FALSE;
+}
+
+HANDLE openConsole(const wchar_t* name) noexcept {
+    return CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                       0, nullptr);
+}
+
+void show(const char* text) noexcept {
+    const HANDLE output = openConsole(L"CONOUT$");
+    if (output == INVALID_HANDLE_VALUE) {
+        return;
+    }
+    wchar_t wide[512];
+    const std::size_t length = utf8ToWide(text, std::strlen(text), wide, 512);
+    DWORD written = 0;
+    WriteConsoleW(output, wide, static_cast<DWORD>(length), &written, nullptr);
+    CloseHandle(output);
+}
+
+std::optional<std::size_t> readLine(HANDLE console, char* line, std::size_t room) noexcept {
+    constexpr DWORD kRoom = 1024;
+    wchar_t wide[kRoom];
+    DWORD length = 0;
+    std::optional<std::size_t> result;
+    // An end-of-file key (Ctrl+Z) comes as an ordinary character; a line without a line end is no answer.
+    if (ReadConsoleW(console, wide, kRoom, &length, nullptr) != 0 && length > 0) {
+        while (length > 0 && (wide[length - 1] == L'\n' || wide[length - 1] == L'\r')) {
+            --length;
+        }
+        result = wideToUtf8(wide, length, line, room);
+    }
+    secureZero(wide, sizeof wide);
+    return result;
+}
+
+} // namespace
+
+bool errorsGoToTerminal() noexcept {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
+
+std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept {
+    const HANDLE console = openConsole(L"CONIN$");
+    DWORD mode = 0;
+    if (console == INVALID_HANDLE_VALUE || GetConsoleMode(console, &mode) == 0) {
+        return std::nullopt;
+    }
+    g_console = console;
+    g_modeBefore = mode;
+    SetConsoleCtrlHandler(restoreEcho, TRUE);
+    std::optional<std::size_t> length;
+    constexpr DWORD kLines = ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT;
+    if (SetConsoleMode(console, (mode & ~static_cast<DWORD>(ENABLE_ECHO_INPUT)) | kLines) != 0) {
+        show(prompt);
+        length = readLine(console, line, room);
+        SetConsoleMode(console, mode);
+        show("\r\n");
+    }
+    SetConsoleCtrlHandler(restoreEcho, FALSE);
+    CloseHandle(console);
+    return length;
+}
+
+} // namespace platform

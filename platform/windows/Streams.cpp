@@ -1,0 +1,148 @@
+#include "platform/Streams.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <io.h>
+#include <system_error>
+#include <vector>
+#include <windows.h>
+
+#include "platform/Encoding.h"
+
+namespace platform {
+
+namespace {
+
+constexpr unsigned int kLargestTransfer = 1U << 20;
+
+HANDLE g_results = INVALID_HANDLE_VALUE;
+
+bool isConsole(HANDLE handle) noexcept {
+    DWORD mode = 0;
+    return GetConsoleMode(handle, &mode) != 0;
+}
+
+bool writeConsole(HANDLE handle, const char* text, std::size_t length) {
+    std::vector<wchar_t> wide(utf8ToWide(text, length, nullptr, 0));
+    std::size_t left = utf8ToWide(text, length, wide.data(), wide.size());
+    const wchar_t* next = wide.data();
+    while (left > 0) {
+        DWORD written = 0;
+        const DWORD part = static_cast<DWORD>(left < 8192 ? left : 8192);
+        if (WriteConsoleW(handle, next, part, &written, nullptr) == 0 || written == 0) {
+            return false;
+        }
+        next += written;
+        left -= written;
+    }
+    return true;
+}
+
+bool writeBytes(HANDLE handle, const char* text, std::size_t length) noexcept {
+    while (length > 0) {
+        DWORD written = 0;
+        const DWORD part = static_cast<DWORD>(length < kLargestTransfer ? length : kLargestTransfer);
+        if (WriteFile(handle, text, part, &written, nullptr) == 0 || written == 0) {
+            return false;
+        }
+        text += written;
+        length -= written;
+    }
+    return true;
+}
+
+bool writeAll(HANDLE handle, const char* text, std::size_t length) noexcept {
+    if (handle == INVALID_HANDLE_VALUE || handle == nullptr) {
+        return false;
+    }
+    try {
+        return isConsole(handle) ? writeConsole(handle, text, length) : writeBytes(handle, text, length);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+std::wstring wide(const std::string& text) {
+    std::wstring result(utf8ToWide(text.data(), text.size(), nullptr, 0), L'\0');
+    [[maybe_unused]] const std::size_t length = utf8ToWide(text.data(), text.size(), result.data(), result.size());
+    return result;
+}
+
+} // namespace
+
+std::optional<InputStream> InputStream::open(const std::string& path) {
+    const int descriptor = _wopen(wide(path).c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+    if (descriptor < 0) {
+        return std::nullopt;
+    }
+    return InputStream(descriptor, true);
+}
+
+InputStream InputStream::descriptor(int number) noexcept {
+    _setmode(number, _O_BINARY);
+    return InputStream(number, false);
+}
+
+InputStream::InputStream(InputStream&& other) noexcept : m_descriptor(other.m_descriptor), m_owned(other.m_owned) {
+    other.m_owned = false;
+}
+
+InputStream& InputStream::operator=(InputStream&& other) noexcept {
+    if (this != &other) {
+        close();
+        m_descriptor = other.m_descriptor;
+        m_owned = other.m_owned;
+        other.m_owned = false;
+    }
+    return *this;
+}
+
+InputStream::~InputStream() {
+    close();
+}
+
+void InputStream::close() noexcept {
+    if (m_owned) {
+        _close(m_descriptor);
+        m_owned = false;
+    }
+}
+
+std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noexcept {
+    const unsigned int wanted = room < kLargestTransfer ? static_cast<unsigned int>(room) : kLargestTransfer;
+    const int count = _read(m_descriptor, target, wanted);
+    if (count < 0) {
+        return std::nullopt;
+    }
+    return static_cast<std::size_t>(count);
+}
+
+std::string InputStream::lastError() {
+    return std::generic_category().message(errno);
+}
+
+void keepStandardOutput() noexcept {
+    const HANDLE process = GetCurrentProcess();
+    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    if (output != INVALID_HANDLE_VALUE && output != nullptr) {
+        DuplicateHandle(process, output, process, &g_results, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    }
+    // Both ways to standard output are turned round: the C runtime's descriptor, and the handle that a library with a
+    // runtime of its own asks for.
+    const HANDLE errors = GetStdHandle(STD_ERROR_HANDLE);
+    if (errors == INVALID_HANDLE_VALUE || errors == nullptr || _dup2(2, 1) != 0) {
+        const int null = _open("NUL", _O_WRONLY);
+        _dup2(null, 1);
+    }
+    SetStdHandle(STD_OUTPUT_HANDLE, errors);
+}
+
+bool writeResult(const char* text, std::size_t length) noexcept {
+    return writeAll(g_results, text, length);
+}
+
+void writeMessage(const char* text, std::size_t length) noexcept {
+    [[maybe_unused]] const bool written = writeAll(GetStdHandle(STD_ERROR_HANDLE), text, length);
+}
+
+} // namespace platform
