@@ -31,5 +31,5 @@ if [ -e "$build/bin/p11host.exe" ]; then
   esac
 else
   runner=() suffix=
-  module=$(dpkg-query --listfiles libsofthsm2 2>/dev/null | grep '/libsofthsm2\.so$' || echo libsofthsm2.so)
+  module=$(dpkg-query --listfiles libsofthsm2 2>/dev/null | grep -m 1 '/libsofthsm2\.so$' || echo libsofthsm2.so)
 fi
