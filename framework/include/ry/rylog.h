@@ -5,23 +5,35 @@
 
 #include "zel/Export.h"
 
-// The trace log. Formats are the Windows wide ones on both systems: `%ws` and `%s` are wide strings; `%d %u %x %X %lu
-// %lx %c %%` with flags, width and precision as in printf. A null string prints as "(null)".
+// The trace log. Formats are the Windows wide ones on both systems: `%ws`, `%ls` and `%s` are wide strings, `%hs`
+// narrow ASCII; `%d %i %u %x %X %c %p %%` with flags, width, precision and the lengths hh, h, l, ll and z as in printf.
+// A null string, or format, prints as "(null)".
 //
-// Nothing here throws. Lines of concurrent threads never mix.
+// A message is one line, written at once with one call, UTF-8. As text: time, thread, module, level and message with
+// blanks between, a dump in brackets, control characters escaped. As JSON:
+// {"time":"2026-01-31T12:00:00.123456Z","thread":1,"module":"ZEL-COE-PKCS11","level":8,"text":"…","bytes":"0AFF"}
+// where "thread" is a running number of the process's threads and "bytes" is there only with a dump. Lines stand in the
+// order of their times; those of concurrent threads never mix.
+//
+// Without rylogSetUp the environment says at the first message where the log goes: RYLOG_FILE (as `file` below),
+// RYLOG_LEVELS (mask, decimal or 0x hexadecimal, 31 when not set or no number) and RYLOG_FORMAT ("json", else text).
+//
+// Nothing here throws or fails: what cannot be written, or finds no memory, is lost. On Linux a log to a pipe that
+// nobody reads raises SIGPIPE, which a host ignores or does not.
 
 extern "C" {
 
-/// Names the module whose messages follow (process-wide).
+/// Names the module of messages that are given none (process-wide; at most 255 bytes of UTF-8). Null: no name.
 RYLOG_API void rylogSetModuleName(const wchar_t* name) noexcept;
 
 /// Whether a message of `level` (1 failure, 2 call announced, 4 value, 8 entry, 16 exit) goes anywhere at all. Cheap:
 /// ask before building an argument that costs.
 RYLOG_API bool rylogIsEnabled(std::uint32_t level) noexcept;
 
+/// Writes one message of one level. `module` may be null: the process's module name.
 RYLOG_API void rylogLog(const wchar_t* module, std::uint32_t level, const wchar_t* wideFormat, ...) noexcept;
 
-/// As rylogLog, with a dump of `length` bytes behind the text. `bytes` may be null when `length` is 0.
+/// As rylogLog, with a dump of `length` bytes behind the text. Null `bytes`: no dump.
 RYLOG_API void rylogLogBin(const wchar_t* module, std::uint32_t level, const void* bytes, std::uint32_t length,
                            const wchar_t* wideFormat, ...) noexcept;
 
@@ -44,7 +56,8 @@ enum class RylogFormat : std::uint32_t { Text = 0, Json = 1 };
 RYLOG_API bool rylogSetUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
 
 /// Sends the log to a function instead, for hosts that show it themselves and for tests; a null receiver takes it back.
-/// The receiver must not log. Levels outside the mask are not sent.
+/// It is called by one thread at a time. What it logs itself is dropped; what it throws too. Levels outside the mask
+/// are not sent.
 RYLOG_API void rylogSetReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept;
 
 } // extern "C"

@@ -31,9 +31,7 @@ protected:
 template <class T>
 class BaseDLLObjectImpl : public T {
 public:
-    void destroy() override {
-        this->deletingDestructor(BaseDLLInterface::kFreeStorage);
-    }
+    void destroy() override { this->deletingDestructor(BaseDLLInterface::kFreeStorage); }
 
     static void* operator new(std::size_t size) { return allocate(size); }
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return tryAllocate(size); }
