@@ -25,10 +25,16 @@ void wipe(wchar_t* text, std::size_t length) noexcept {
     }
 }
 
-struct Wiper {
-    wchar_t* text;
-    std::size_t length;
-    ~Wiper() { wipe(text, length); }
+class Wiper {
+public:
+    Wiper(wchar_t* text, std::size_t length) noexcept : m_text(text), m_length(length) {}
+    Wiper(const Wiper&) = delete;
+    Wiper& operator=(const Wiper&) = delete;
+    ~Wiper() { wipe(m_text, m_length); }
+
+private:
+    wchar_t* m_text;
+    std::size_t m_length;
 };
 
 std::size_t givenLength(const wchar_t* text, int length) noexcept {

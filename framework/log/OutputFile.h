@@ -6,12 +6,13 @@
 namespace Ry::log {
 
 /// A file that whole lines are appended to, also when other processes append to it. It stays open to the end of the
-/// process, for messages come from the very last moments too: there is no destructor.
+/// process, for messages come from the very last moments too: the destructor does nothing.
 class OutputFile {
 public:
     OutputFile() noexcept = default;
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile() = default;
 
     /// Closes what was open. `path` is UTF-8; "-" is standard error, null or empty opens nothing. A new file can be
     /// read by its owner alone. Returns false when the file cannot be opened; the object is then closed.
