@@ -29,7 +29,7 @@ TEST(VersionRecord, GivesItsValues) {
 }
 
 TEST(VersionRecord, EndsAtTheFirstZeroByte) {
-    const std::string section("zel-version 1\nTranslation=040904b0\n\0\0rubbish", 46);
+    const std::string section = "zel-version 1\nTranslation=040904b0\n" + std::string(2, 0) + "rubbish";
     EXPECT_TRUE(VersionRecord::parse(section));
 }
 
