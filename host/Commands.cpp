@@ -246,6 +246,10 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& o
     } catch (const std::exception& error) {
         complain(output, error.what());
         return ExitStatus::Failed;
+    } catch (...) {
+        // A plug-in may throw anything, also where nothing is promised to throw.
+        complain(output, "the plug-in threw something that is no exception of the standard library");
+        return ExitStatus::Failed;
     }
 }
 
