@@ -108,10 +108,6 @@ void AccessValues::endOperation() {
     }
 }
 
-void AccessValues::clear() {
-    *this = AccessValues();
-}
-
 const Zel::TString& AccessValues::userPin() const {
     static const Zel::TString none;
     return m_pin.stored.role == CKU_USER ? m_pin.stored.value : none;

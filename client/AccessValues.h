@@ -29,8 +29,6 @@ public:
     void readForOperation(const Zel::Vector<Zel::Parameter>* params);
     /// Forgets the officer's PINs that the operation brought.
     void endOperation();
-    /// Forgets everything.
-    void clear();
 
     /// The PIN to use where a script was given none: the operation's own for the officer, else the stored one.
     [[nodiscard]] const StoredPin& accessPin() const { return m_pin.current(); }

@@ -8,6 +8,6 @@ namespace instances {
 /// Counts one more user of the library and returns how many there are now.
 int add(const Zel::TString& libraryName);
 /// Counts one user less and returns how many there were before.
-int remove(const Zel::TString& libraryName);
+int remove(const Zel::TString& libraryName) noexcept;
 
 } // namespace instances

@@ -54,9 +54,6 @@ PKCS11Client::~PKCS11Client() {
     if (m_isReady) {
         closeSessionForGood(trace);
         finalizeModule(trace, usersBefore);
-        m_access.clear();
-        m_session.reset();
-        m_slots.clear();
     } else {
         trace.write(TraceLevel::Call, L" : Plugin is not ready.");
     }

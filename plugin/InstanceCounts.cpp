@@ -38,7 +38,8 @@ int instances::add(const Zel::TString& libraryName) {
     return ++instancesCount()[libraryName];
 }
 
-int instances::remove(const Zel::TString& libraryName) {
+int instances::remove(const Zel::TString& libraryName) noexcept {
     const std::lock_guard lock(*instanceMutex.load());
-    return instancesCount()[libraryName]--;
+    const auto count = instancesCount().find(libraryName);
+    return count == instancesCount().end() ? 0 : count->second--;
 }

@@ -7,11 +7,6 @@ void traceSessionInfo(const Trace& trace, const CK_SESSION_INFO& info) {
     trace.write(TraceLevel::Value, L": <-- sessionInfo.ulDeviceError=0x%x", info.ulDeviceError);
 }
 
-void Session::reset() {
-    m_ulSlotID = kNoSlot;
-    m_hSession = kNoSession;
-}
-
 CK_RV Session::openSession(CK_FLAGS flags, bool forceNew) {
     const Trace trace(L"openSession");
     CK_RV rv = CKR_OK;

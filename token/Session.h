@@ -28,8 +28,6 @@ public:
     [[nodiscard]] bool isOpen() const { return m_hSession != kNoSession; }
     /// What later calls work on; kNoSlot when a reader was not found. An open session is kept as it is.
     void setSlotID(CK_SLOT_ID slotID) { m_ulSlotID = slotID; }
-    /// No slot, no session; nothing is called.
-    void reset();
 
     /// Opens the session, or keeps the open one. `flags` is 0 (read-only will do) or CKF_RW_SESSION. `forceNew` closes
     /// what is there first, whatever it is. On CKR_OK the session is read/write whenever that was asked for.

@@ -22,7 +22,6 @@ public:
 
     [[nodiscard]] const Zel::Vector<CReader>& readers() const { return m_readers; }
     [[nodiscard]] const Zel::TString& readerPrefix() const { return m_tsReaderPrefix; }
-    void clear() { m_readers.clear(); }
 
 private:
     [[nodiscard]] CK_RV readSlot(const Trace& trace, CK_ULONG index, CK_SLOT_ID slotID);

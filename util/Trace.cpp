@@ -51,11 +51,13 @@ void Trace::writePlain(TraceLevel level) const {
     }
 }
 
-void Trace::writeText(TraceLevel level, const Zel::TString& tail) const {
-    rylogLog(kModuleName, static_cast<std::uint32_t>(level), L"%ws%ws%ws", m_pScope, m_pMethod, tail.c_str());
-}
-
-void Trace::writeDump(TraceLevel level, std::span<const std::uint8_t> bytes, const Zel::TString& tail) const {
-    rylogLogBin(kModuleName, static_cast<std::uint32_t>(level), bytes.data(), static_cast<std::uint32_t>(bytes.size()),
-                L"%ws%ws%ws", m_pScope, m_pMethod, tail.c_str());
+Trace::Format::Format(const Trace& trace, const wchar_t* tail) {
+    wchar_t* target = text;
+    for (const wchar_t* part : {trace.m_pScope, trace.m_pMethod, tail}) {
+        // Names and tails are literals of ours, without room for a surprise; one that were longer is cut.
+        while (*part != L'\0' && target < text + kRoom - 1) {
+            *target++ = *part++;
+        }
+    }
+    *target = L'\0';
 }

@@ -18,7 +18,7 @@ enum class TraceLevel : std::uint32_t {
 
 /// The trace of one method: made at its head with its name, it writes the entry line, the exit line on every normal
 /// return (none while an exception passes), and the house's message patterns in between. Every message begins with
-/// the class and the method. Nothing is built or converted while nobody listens.
+/// the class and the method. Nothing is built or converted while nobody listens. Nothing here throws.
 class Trace {
 public:
     static constexpr const wchar_t* kModuleName = L"ZEL-COE-PKCS11";
@@ -41,7 +41,8 @@ public:
     template <class... Args>
     void write(TraceLevel level, const wchar_t* tail, const Args&... args) const {
         if (isEnabled(level)) {
-            writeText(level, Zel::TString().format(tail, printable(args)...));
+            const Format format(*this, tail);
+            rylogLog(kModuleName, static_cast<std::uint32_t>(level), format.text, printable(args)...);
         }
     }
 
@@ -54,7 +55,9 @@ public:
     template <class... Args>
     void dump(TraceLevel level, std::span<const std::uint8_t> bytes, const wchar_t* tail, const Args&... args) const {
         if (isEnabled(level)) {
-            writeDump(level, bytes, Zel::TString().format(tail, printable(args)...));
+            const Format format(*this, tail);
+            rylogLogBin(kModuleName, static_cast<std::uint32_t>(level), bytes.data(),
+                        static_cast<std::uint32_t>(bytes.size()), format.text, printable(args)...);
         }
     }
 
@@ -68,6 +71,13 @@ public:
     void withoutExit() { m_hasExit = false; }
 
 private:
+    /// The method's name and a tail as one format; needs no memory, so that tracing cannot fail.
+    struct Format {
+        Format(const Trace& trace, const wchar_t* tail);
+        static constexpr std::size_t kRoom = 320;
+        wchar_t text[kRoom];
+    };
+
     template <class T>
     static auto printable(const T& value) {
         if constexpr (std::is_same_v<T, Zel::TString>) {
@@ -79,8 +89,6 @@ private:
         }
     }
 
-    void writeText(TraceLevel level, const Zel::TString& tail) const;
-    void writeDump(TraceLevel level, std::span<const std::uint8_t> bytes, const Zel::TString& tail) const;
     void writePlain(TraceLevel level) const;
     void writeNumber(TraceLevel level, const wchar_t* format, const wchar_t* name, std::uint64_t value) const;
 
