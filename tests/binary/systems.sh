@@ -1,6 +1,6 @@
-# For scripts that run the built programs of either system from here. Source it behind counting.sh, with $root and $build
-# set. It sets: $runner, what starts a program (Wine, or nothing); $suffix of programs; $module, SoftHSM2's library for
-# that system as a program is to be given it, or nothing where it cannot be had.
+# For scripts that run the built programs of either system from here. Source it behind counting.sh, with $root and
+# $build set. It sets: $runner, what starts a program (Wine, or nothing); $suffix of programs; $module, SoftHSM2's
+# library for that system as a program is to be given it, or nothing where it cannot be had.
 readonly no_module="SoftHSM2 for Windows: its sources could not be had"
 
 windows_path() { echo "Z:${1//\//\\}"; }
