@@ -137,7 +137,7 @@ TEST_F(LoginAsUser, withoutAPinTheSessionStaysOpen) {
 
 TEST_F(LoginAsUser, aPinThatIsNotHexadecimalIsNoPin) {
     open(kReadWrite);
-    for (const char* pin : {"1", "123", "zz", "3132333X", "0x31", "31-32", "P\xC3\xA4ss"}) {
+    for (const char* pin : {" ", "1", "123", "zz", "3132333X", "0x31", "31-32", "P\xC3\xA4ss"}) {
         EXPECT_EQ(login(pin), CKR_FUNCTION_FAILED) << pin;
         EXPECT_FALSE(loggedIn);
         expectTraceAt(1, kNoPin);
