@@ -114,7 +114,8 @@ std::optional<RawStep> JobReader::next() {
     RawStep step;
     step.where = "line " + std::to_string(m_line);
     try {
-        step.value = parseJson(view(*line));
+        const std::string_view text = view(*line);
+        step.value = parseJson(text.substr(0, text.find_last_not_of(kBlank) + 1));
     } catch (const UsageError& error) {
         step.error = std::string(error.what()) + "; a line is one step, such as {\"call\":\"getVersion\"}";
     }

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -20,7 +21,8 @@ void noteSignal(int number) {
     g_signal = number;
 }
 
-/// While it lives, signals that would end or stop the program only interrupt the read.
+/// While it lives, signals that would end or stop the program only interrupt the wait for input. They are blocked
+/// everywhere else, so that none is missed between a look at the flag and the wait.
 class SignalGuard {
 public:
     SignalGuard() noexcept {
@@ -30,18 +32,29 @@ public:
         for (std::size_t i = 0; i < kSignals.size(); ++i) {
             ::sigaction(kSignals[i], &action, &m_before[i]);
         }
+        sigset_t blocked;
+        ::sigemptyset(&blocked);
+        for (const int number : kSignals) {
+            ::sigaddset(&blocked, number);
+        }
+        ::sigprocmask(SIG_BLOCK, &blocked, &m_mask);
     }
     SignalGuard(const SignalGuard&) = delete;
     SignalGuard& operator=(const SignalGuard&) = delete;
     ~SignalGuard() {
+        ::sigprocmask(SIG_SETMASK, &m_mask, nullptr);
         for (std::size_t i = 0; i < kSignals.size(); ++i) {
             ::sigaction(kSignals[i], &m_before[i], nullptr);
         }
     }
 
+    /// The signals that were blocked before.
+    [[nodiscard]] const sigset_t& mask() const noexcept { return m_mask; }
+
 private:
     static constexpr std::array<int, 7> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGTTIN, SIGTTOU};
     std::array<struct sigaction, kSignals.size()> m_before = {};
+    sigset_t m_mask = {};
 };
 
 /// The terminal without echo; put back as it was when the object goes.
@@ -70,11 +83,16 @@ private:
     struct termios m_before = {};
 };
 
-std::optional<std::size_t> readLine(int terminal, char* line, std::size_t room) noexcept {
+ssize_t readByte(int terminal, const sigset_t& mask, char& byte) noexcept {
+    struct pollfd input = {terminal, POLLIN, 0};
+    return ::ppoll(&input, 1, nullptr, &mask) < 0 ? -1 : ::read(terminal, &byte, 1);
+}
+
+std::optional<std::size_t> readLine(int terminal, const sigset_t& mask, char* line, std::size_t room) noexcept {
     std::size_t length = 0;
     char byte = 0;
     ssize_t count = 0;
-    while ((count = ::read(terminal, &byte, 1)) == 1 && byte != '\n') {
+    while ((count = readByte(terminal, mask, byte)) == 1 && byte != '\n') {
         if (length < room) {
             line[length++] = byte;
         }
@@ -87,13 +105,14 @@ std::optional<std::size_t> readLine(int terminal, char* line, std::size_t room) 
     return length;
 }
 
-std::optional<std::size_t> ask(int terminal, const char* prompt, char* line, std::size_t room) noexcept {
+std::optional<std::size_t> ask(int terminal, const sigset_t& mask, const char* prompt, char* line,
+                               std::size_t room) noexcept {
     const EchoOff silence(terminal);
     if (!silence.isOff()) {
         return std::nullopt;
     }
     [[maybe_unused]] const ssize_t shown = ::write(terminal, prompt, std::strlen(prompt));
-    return readLine(terminal, line, room);
+    return readLine(terminal, mask, line, room);
 }
 
 } // namespace
@@ -112,9 +131,9 @@ std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, s
     do {
         {
             const SignalGuard guard;
-            length = ask(terminal, prompt, line, room);
-            signal = g_signal;
+            length = ask(terminal, guard.mask(), prompt, line, room);
         }
+        signal = g_signal;
         // With the terminal as it was, the signal now does what it would have done; after a stop the question comes
         // again.
         if (signal != 0) {

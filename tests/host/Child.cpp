@@ -1,0 +1,67 @@
+#include "tests/host/Child.h"
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "platform/Process.h"
+
+namespace tests {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path utf8Path(const std::string& text) {
+    return {std::u8string(text.begin(), text.end())};
+}
+
+std::string beside(const char* name) {
+    const std::u8string path = (utf8Path(platform::executablePath()).parent_path() / name).u8string();
+    return {path.begin(), path.end()};
+}
+
+std::string freshName() {
+    static std::atomic<int> number = 0;
+    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+    return "host-test-" + std::to_string(now) + "-" + std::to_string(number++);
+}
+
+} // namespace
+
+Outcome run(const Words& arguments, const std::string& input, const Environment& environment) {
+    Child child(arguments, environment);
+    child.write(input);
+    child.closeInput();
+    Outcome result;
+    result.output = child.readAll();
+    result.status = child.wait();
+    result.errors = child.errors();
+    return result;
+}
+
+File::File(const std::string& content, const std::string& name) : m_path(freshName() + name) {
+    std::ofstream(utf8Path(m_path), std::ios::binary) << content;
+}
+
+File::~File() {
+    std::error_code ignored;
+    fs::remove(utf8Path(m_path), ignored);
+}
+
+std::string File::content() const {
+    std::ifstream stream(utf8Path(m_path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+std::string hostProgram() {
+    return beside(HOST_PROGRAM);
+}
+
+std::string doublePlugin() {
+    return beside(DOUBLE_PLUGIN);
+}
+
+} // namespace tests

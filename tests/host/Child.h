@@ -1,0 +1,68 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+using Words = std::vector<std::string>;
+using Environment = std::map<std::string, std::string>;
+
+/// A program that runs, with pipes on its standard input and output and a file on its standard error. Ended hard when
+/// the object goes before it has ended by itself.
+class Child {
+public:
+    /// `arguments` begin with the program's file. `environment` is added to this process's own.
+    explicit Child(const Words& arguments, const Environment& environment = {});
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    ~Child();
+
+    void write(const std::string& text);
+    void closeInput();
+    /// One line without its line end; empty at the end.
+    [[nodiscard]] std::string readLine();
+    [[nodiscard]] std::string readAll();
+    /// From now on nobody reads what the program prints.
+    void closeOutput();
+    /// Closes the input, waits for the end and returns the exit status; -1 when a signal ended it.
+    [[nodiscard]] int wait();
+    /// What it wrote to standard error; after wait.
+    [[nodiscard]] std::string errors() const;
+
+private:
+    struct System;
+    std::unique_ptr<System> m_system;
+};
+
+/// What a program printed and how it ended.
+struct Outcome {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+[[nodiscard]] Outcome run(const Words& arguments, const std::string& input = "", const Environment& environment = {});
+
+/// A file of this run in the current folder, with this content; removed when the object goes.
+class File {
+public:
+    explicit File(const std::string& content, const std::string& name = "");
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File();
+
+    [[nodiscard]] const std::string& path() const { return m_path; }
+    [[nodiscard]] std::string content() const;
+
+private:
+    std::string m_path;
+};
+
+/// The programs and libraries under test, which stand beside the test program.
+[[nodiscard]] std::string hostProgram();
+[[nodiscard]] std::string doublePlugin();
+
+} // namespace tests

@@ -1,0 +1,135 @@
+// The host with the real plug-in on a throw-away token.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/host/Child.h"
+
+namespace tests {
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+
+class SoftToken : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (std::string(SOFTHSM_MODULE).empty()) {
+            GTEST_SKIP() << "SoftHSM2 was not found when the tests were configured";
+        }
+        m_folder = std::filesystem::absolute(m_name.path() + ".d").string();
+        std::filesystem::create_directories(m_folder + "/tokens");
+        std::ofstream(m_folder + "/softhsm2.conf")
+            << "directories.tokendir = " << m_folder << "/tokens\nlog.level = ERROR\nslots.removable = false\n";
+    }
+
+    void TearDown() override {
+        if (!m_folder.empty()) {
+            std::filesystem::remove_all(m_folder);
+        }
+    }
+
+    Outcome host(const Words& words, const std::string& input = "") const {
+        Words arguments = {hostProgram(), "--module", SOFTHSM_MODULE};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        return run(arguments, input, {{"SOFTHSM2_CONF", m_folder + "/softhsm2.conf"}});
+    }
+
+private:
+    File m_name{""};
+    std::string m_folder;
+};
+
+TEST_F(SoftToken, infoNamesTheModule) {
+    const Outcome info = host({"info", "--json"});
+    ASSERT_EQ(info.status, 0) << info.errors;
+    const json values = json::parse(info.output);
+    EXPECT_EQ(values.at("type"), "client.p11.Larkspur");
+    EXPECT_EQ(values.at("validate"), true);
+    EXPECT_EQ(values.at("isLocal"), true);
+    EXPECT_EQ(values.at("supportedScripts").size(), 18U);
+    EXPECT_THAT(values.at("description"), HasSubstr(std::string("Library Name=") + SOFTHSM_MODULE));
+}
+
+TEST_F(SoftToken, aTokenIsInitialisedUsedAndShown) {
+    const Outcome before = host({"readers", "--json"});
+    ASSERT_EQ(before.status, 0) << before.errors;
+    const std::string blank = json::parse(before.output).at("readers").at(0).at("reader");
+    EXPECT_THAT(blank, HasSubstr("SoftHSM slot ID 0x"));
+
+    const Outcome init =
+        host({"--reader", blank, "init", "INIT_KEYID=SO", "INIT_KEY=text:so-pin", "LABEL=text:demo token"});
+    ASSERT_EQ(init.status, 0) << init.errors;
+    EXPECT_EQ(init.output, "done\n");
+
+    json ready;
+    const json after = json::parse(host({"readers", "--json"}).output);
+    for (const json& reader : after.at("readers")) {
+        if (reader.at("serial") != "") {
+            ready = reader;
+        }
+    }
+    ASSERT_FALSE(ready.is_null());
+    EXPECT_EQ(ready.at("error"), 0);
+
+    const std::string name = ready.at("reader");
+    const Outcome pin =
+        host({"--reader", name, "initAuthenticator", "INIT_KEYID=SO", "INIT_KEY=text:so-pin", "PINID=USER", "PIN=fd:0"},
+             "1234\n");
+    ASSERT_EQ(pin.status, 0) << pin.errors;
+    const Words login = {"--reader", name, "authenticate", "AUTH_TYPE=STATIC", "PINID=USER"};
+    Words right = login;
+    right.push_back("PIN=text:1234");
+    EXPECT_EQ(host(right).status, 0);
+    Words wrong = login;
+    wrong.push_back("PIN=text:9999");
+    const Outcome refused = host(wrong);
+    EXPECT_EQ(refused.status, 5);
+    EXPECT_THAT(refused.errors, HasSubstr("p11host: authenticate failed: the PIN is wrong (33006).\n"));
+    EXPECT_EQ(host({"--reader", name, "signData", "ALGOID=1.2.840.113549.1.1.1", "KEYID=hex:01",
+                    "DATA=base64:AQI=", "PIN=text:1234"})
+                  .status,
+              4);
+    EXPECT_EQ(host({"--reader", name, "authenticate"}).status, 8);
+    EXPECT_EQ(host({"--reader", "no such reader", "getCardState"}).status, 1);
+}
+
+TEST_F(SoftToken, aJobDrivesTheRealPlugin) {
+    const Outcome job = host({"run", "-"}, R"({"call":"newInstance"}
+{"call":"getType"}
+{"call":"initialize"}
+{"call":"initialize"}
+{"call":"execute","operation":{"script":"beginSynchronization"}}
+)");
+    EXPECT_EQ(job.output, R"({"step":0,"call":"newInstance","as":"default","executor":true}
+{"step":1,"call":"getType","on":"default","value":"client.p11.Larkspur"}
+{"step":2,"call":"initialize","on":"default","ok":true}
+{"step":3,"call":"initialize","on":"default","exception":{"type":"ClientOperationException","code":"80ec","message":"Plugin not terminated"}}
+{"step":4,"call":"execute","on":"default","response":{"id":"4","parameters":[{"id":"ERROR","encoding":2,"type":3,"value":"0"}]}}
+)");
+    EXPECT_EQ(job.status, 1);
+}
+
+TEST_F(SoftToken, aModuleThatIsMissingIsStatusThree) {
+    const Outcome missing = run({hostProgram(), "--module", "./no-such-module.so", "readers"});
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_EQ(missing.output, "") << "what the plug-in prints itself stays off standard output";
+    EXPECT_THAT(missing.errors, HasSubstr("LoadLibrary ./no-such-module.so : failed"));
+}
+
+TEST_F(SoftToken, theTraceIsJsonLinesInAFile) {
+    const File trace("");
+    ASSERT_EQ(host({"--trace", trace.path(), "--trace-levels", "8", "getCardState"}).status, 0);
+    EXPECT_THAT(trace.content(), HasSubstr("\"level\":8,\"text\":\"PKCS11Client::getCardState\"}"));
+    EXPECT_EQ(trace.content().find("\"level\":16"), std::string::npos);
+    const Outcome shown = host({"--trace", "-", "getCardState"});
+    EXPECT_THAT(shown.errors, HasSubstr("PKCS11Client::getCardState"));
+    EXPECT_EQ(shown.output, "CARDSTATE: 1 (usable)\n");
+    EXPECT_EQ(host({"--trace", "no/such/folder/trace", "getCardState"}).status, 2);
+}
+
+} // namespace
+} // namespace tests
