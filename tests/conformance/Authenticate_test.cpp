@@ -1,0 +1,719 @@
+// "authenticate" and "deauthenticate". Whose PIN serves which role is told in Roles_test.cpp.
+
+#include "tests/conformance/PinTest.h"
+
+namespace Conformance {
+
+using Fake::Function;
+using Fake::Role;
+
+namespace {
+
+const std::string kScript = "authenticate";
+const std::string kOff = "deauthenticate";
+constexpr CK_FLAGS kReadWrite = 2;
+constexpr CK_USER_TYPE kSo = 0;
+constexpr CK_USER_TYPE kUser = 1;
+const Output kLastTry = {"LEFTPINTRY", 2, 3, "1"};
+
+Output error(const std::string& code) {
+    return {"ERROR", 2, 3, code};
+}
+
+Params staticPin(const std::string& role, const std::string& pin) {
+    return Params().plain("AUTH_TYPE", "STATIC").plain("PINID", role).hex("PIN", pin);
+}
+
+std::string message(const std::string& text) {
+    return "PKCS11Client::authenticate: " + text;
+}
+
+} // namespace
+
+class Authenticate : public PinTest {};
+
+// The whole road
+
+TEST_F(Authenticate, logsTheUserInOnAReadWriteSession) {
+    startWithReader();
+    const Params params = staticPin("USER", kUserPinHex);
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
+                loginTrace(kScript, 1, kUser) + leave(kScript) + executeTail(result));
+    EXPECT_EQ(fake.login(), Role::User);
+}
+
+TEST_F(Authenticate, logsTheOfficerIn) {
+    startWithReader();
+    const Params params = staticPin("SO", kSoPinHex);
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
+    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
+                loginTrace(kScript, 1, kSo) + leave(kScript) + executeTail(result));
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+TEST_F(Authenticate, everythingMayComeFromTheAccessParameters) {
+    startWithReader(staticPin("USER", kUserPinHex));
+
+    const Result result = execute(kScript);
+
+    expectOutputs(result, {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+    expectTrace(executeHead(kScript, std::nullopt) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
+                loginTrace(kScript, 1, kUser) + leave(kScript) + executeTail(result));
+}
+
+TEST_F(Authenticate, anEmptyListIsAsGoodAsNone) {
+    startWithReader(staticPin("SO", kSoPinHex));
+    expectOutputs(execute(kScript, Params()), {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
+}
+
+TEST_F(Authenticate, withoutAnyPinIdItIsTheUser) {
+    startWithReader();
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").hex("PIN", kUserPinHex)), {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+}
+
+TEST_F(Authenticate, theAuthenticationTypeOfAnEarlierOperationStands) {
+    startWithReader();
+    run("beginSynchronization", Params().plain("AUTH_TYPE", "STATIC"));
+    expectOutputs(execute(kScript, Params().hex("PIN", kUserPinHex)), {error("0")});
+}
+
+TEST_F(Authenticate, anOpenReadWriteSessionIsKept) {
+    startWithSession(Role::Nobody);
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)"});
+    expectTrace(entry(kScript) + keepSessionTrace(1, CKS_RW_PUBLIC_SESSION, 6) + loginTrace(kScript, 1, kUser) +
+                leave(kScript));
+}
+
+TEST_F(Authenticate, aReadOnlySessionIsReplaced) {
+    startWithSession(Role::Nobody);
+    fake.setSessionState(CKS_RO_PUBLIC_SESSION);
+
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_CloseSession(0x1)", "C_OpenSession(0x11, flags=0x6)",
+                 "C_Login(0x2, CKU_USER, 31323334)"});
+}
+
+// Its own reading of the parameters
+
+TEST_F(Authenticate, aWrongAuthenticationTypeIsReportedAsAPinId) {
+    startWithReader();
+    const Params params = Params().plain("AUTH_TYPE", "DYNAMIC").plain("PINID", "USER").hex("PIN", kUserPinHex);
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
+                Trace{{1, "PKCS11Client::authenticate: Bad parameter PINID: DYNAMIC"}} + leave(kScript) +
+                executeTail(result));
+}
+
+TEST_F(Authenticate, theAuthenticationTypeIsComparedExactly) {
+    startWithReader(staticPin("USER", kUserPinHex));
+    expectRefused(execute(kScript, Params().plain("AUTH_TYPE", "static")), message("Bad parameter PINID: static"));
+    expectRefused(execute(kScript, Params().plain("AUTH_TYPE", "")), message("Bad parameter PINID: "));
+    expectRefused(execute(kScript, Params().plain("AUTH_TYPE", "STATIC ")), message("Bad parameter PINID: STATIC "));
+}
+
+TEST_F(Authenticate, aBadPinIdIsRefusedByTheScriptToo) {
+    startWithReader(staticPin("USER", kUserPinHex));
+
+    expectOutputs(runDirectly(kScript, Params().plain("PINID", "user")), {error("80ec")});
+
+    expectCalls({});
+    expectTrace(entry(kScript) + Trace{{1, "PKCS11Client::authenticate: Bad parameter PINID: user"}} + leave(kScript));
+}
+
+TEST_F(Authenticate, everyElementIsLookedAt) {
+    startWithReader(staticPin("USER", kUserPinHex));
+    expectRefused(runDirectly(kScript, Params().plain("PINID", "USER").plain("PINID", "so")),
+                  message("Bad parameter PINID: so"));
+    expectRefused(runDirectly(kScript, Params().plain("AUTH_TYPE", "STATIC").plain("AUTH_TYPE", "X")),
+                  message("Bad parameter PINID: X"));
+    expectRefused(runDirectly(kScript, Params().plain("AUTH_TYPE", "X").plain("AUTH_TYPE", "STATIC")),
+                  message("Bad parameter PINID: X"));
+}
+
+TEST_F(Authenticate, theFirstBadOneIsReported) {
+    startWithReader();
+    expectRefused(runDirectly(kScript, Params().plain("PINID", "a").plain("AUTH_TYPE", "b")),
+                  message("Bad parameter PINID: a"));
+    expectRefused(runDirectly(kScript, Params().plain("AUTH_TYPE", "b").plain("PINID", "a")),
+                  message("Bad parameter PINID: b"));
+}
+
+TEST_F(Authenticate, withoutAuthenticationTypeItIsRefused) {
+    startWithReader();
+    const Params params = Params().plain("PINID", "USER").hex("PIN", kUserPinHex);
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
+                Trace{{1, "PKCS11Client::authenticate: AUTH_TYPE parameter not found"}} + leave(kScript) +
+                executeTail(result));
+}
+
+TEST_F(Authenticate, identifiersAreComparedExactly) {
+    startWithReader();
+    expectRefused(execute(kScript, Params().plain("auth_type", "STATIC").plain("AuthType", "STATIC")),
+                  message("AUTH_TYPE parameter not found"));
+    expectRefused(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").hex("Pin", kUserPinHex)),
+                  message("PIN parameter not found"));
+}
+
+TEST_F(Authenticate, anAccessAuthenticationTypeOtherThanStaticIsNone) {
+    startWithReader(Params().plain("AUTH_TYPE", "DYNAMIC").hex("PIN", kUserPinHex));
+    expectRefused(execute(kScript), message("AUTH_TYPE parameter not found"));
+}
+
+TEST_F(Authenticate, withoutPinItIsRefused) {
+    startWithReader();
+    const Params params = Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "USER");
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
+                Trace{{1, "PKCS11Client::authenticate: PIN parameter not found"}} + leave(kScript) +
+                executeTail(result));
+}
+
+TEST_F(Authenticate, theAuthenticationTypeIsMissedBeforeThePin) {
+    startWithReader();
+    expectRefused(execute(kScript), message("AUTH_TYPE parameter not found"));
+}
+
+TEST_F(Authenticate, aPinOfTheOtherRoleIsNotUsed) {
+    startWithReader(staticPin("SO", kSoPinHex));
+    const Params params = Params().plain("PINID", "USER");
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
+                Trace{{1, "PKCS11Client::authenticate: the PIN is provided in accessParam (not in a script parameter) "
+                          "but script PINID (0x01) different from runtime PINID(0x00)"}} +
+                leave(kScript) + executeTail(result));
+}
+
+TEST_F(Authenticate, theScriptsOwnGuardCountsAnEmptyOrUndecodablePinAsNotGiven) {
+    startWithReader(staticPin("USER", kUserPinHex));
+    const std::string guard = message("the PIN is provided in accessParam (not in a script parameter) but script PINID "
+                                      "(0x00) different from runtime PINID(0x01)");
+    expectRefused(runDirectly(kScript, Params().plain("PINID", "SO")), guard);
+    expectRefused(runDirectly(kScript, Params().plain("PINID", "SO").hex("PIN", "")), guard);
+    expectRefused(runDirectly(kScript, Params().plain("PINID", "SO").hex("PIN", "pin")), guard);
+    expectRefused(runDirectly(kScript, Params().plain("PINID", "SO").hex("PIN", "313")), guard);
+}
+
+TEST_F(Authenticate, anEmptyOrUndecodableRuntimePinFallsBackToTheAccessPin) {
+    for (const std::string pin : {"", "pin", "313", "3132333G"}) {
+        startWithReader(staticPin("USER", kUserPinHex));
+        expectOutputs(runDirectly(kScript, Params().hex("PIN", pin)), {error("0")});
+        expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+        plugin.free();
+        fake.reset();
+    }
+}
+
+TEST_F(Authenticate, theRuntimePinStandsBeforeTheAccessPin) {
+    startWithReader(staticPin("USER", "39393939"));
+    expectOutputs(runDirectly(kScript, Params().hex("PIN", kUserPinHex)), {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+}
+
+TEST_F(Authenticate, ofTwoPinsTheLastCounts) {
+    startWithReader();
+    expectOutputs(execute(kScript, staticPin("USER", "39393939").hex("PIN", kUserPinHex)), {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+}
+
+TEST_F(Authenticate, thePinIsTheTextAsItStandsWhateverItsEncodingSays) {
+    // The Base64 text 31323334 would be DF5DB7DF7DF8.
+    startWithReader();
+    const Params params = Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "USER").base64("PIN", kUserPinHex);
+
+    expectOutputs(execute(kScript, params), {error("0")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+TEST_F(Authenticate, evenATextThatStandsForItsBytesIsTakenAsItStands) {
+    startWithReader();
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "1234")), {error("80ee")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 1234)", "C_GetTokenInfo(0x11)"});
+}
+
+TEST_F(Authenticate, aTextThatIsNotHexadecimalServesThroughTheAccessValue) {
+    fake.setUserPin("PIN!");
+    startWithReader();
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "PIN!")), {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 50494E21)"});
+}
+
+TEST_F(Authenticate, plainPinsAreHexadecimalTextToo) {
+    fake.setUserPin("\xAB\xCD\xEF\x01");
+    startWithReader();
+    const Params params = Params().plain("AUTH_TYPE", "STATIC").plain("PIN", "abcdEF01");
+
+    expectOutputs(execute(kScript, params), {error("0")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, ABCDEF01)"});
+    EXPECT_EQ(storedUserPin(), "ABCDEF01");
+}
+
+TEST_F(Authenticate, aPinWithZeroBytesIsWhole) {
+    fake.setUserPin(std::string("\0\0\x31\0", 4));
+    startWithReader();
+    expectOutputs(execute(kScript, staticPin("USER", "00003100")), {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 00003100)"});
+    EXPECT_EQ(storedUserPin(), "00003100");
+}
+
+TEST_F(Authenticate, aLongPinIsWhole) {
+    std::string pin;
+    for (int i = 0; i < 3000; ++i) {
+        pin += "41";
+    }
+    startWithReader();
+    expectOutputs(execute(kScript, staticPin("USER", pin)), {error("80ee")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, " + pin + ")", "C_GetTokenInfo(0x11)"});
+}
+
+// The session
+
+TEST_F(Authenticate, aSessionThatCannotBeOpenedEndsIt) {
+    startWithReader();
+    fake.answerNext(Function::C_OpenSession, CKR_SESSION_COUNT);
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", kUserPinHex)), {error("80fe")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)"});
+    expectTrace(entry(kScript) + openSessionTrace(kReadWrite, static_cast<CK_SESSION_HANDLE>(-1), 0x11, 0xB1) +
+                failed(kScript, "openSession", 0xB1) + leave(kScript));
+}
+
+TEST_F(Authenticate, withoutAResolvedReaderTheModuleAnswers) {
+    start();
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80e9")});
+    expectCalls({"C_OpenSession(none, flags=0x6)"});
+}
+
+TEST_F(Authenticate, aSessionThatCannotBeAskedEndsIt) {
+    startWithSession(Role::Nobody);
+    fake.answerNext(Function::C_GetSessionInfo, CKR_DEVICE_ERROR);
+
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80fa")});
+
+    expectCalls({"C_GetSessionInfo(0x1)"});
+    expectTraceAt(1, failedTight("openSession", "C_GetSessionInfo", 0x30) + failed(kScript, "openSession", 0x30));
+}
+
+// Somebody is logged in already
+
+TEST_F(Authenticate, theUserWhoIsLoggedInIsLoggedOutAndInAgain) {
+    startWithSession(Role::User);
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
+                 "C_Login(0x1, CKU_USER, 31323334)"});
+    expectTrace(entry(kScript) + keepSessionTrace(1, CKS_RW_USER_FUNCTIONS, 6) + loginTrace(kScript, 1, kUser) +
+                logoutTrace(kScript, 1) + loginTrace(kScript, 1, kUser) + leave(kScript));
+}
+
+TEST_F(Authenticate, theOfficerWhoIsLoggedInMakesWayForTheUser) {
+    startWithSession(Role::SecurityOfficer);
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
+                 "C_Login(0x1, CKU_USER, 31323334)"});
+    EXPECT_EQ(fake.login(), Role::User);
+}
+
+TEST_F(Authenticate, theUserWhoIsLoggedInMakesWayForTheOfficer) {
+    startWithSession(Role::User);
+
+    expectOutputs(execute(kScript, staticPin("SO", kSoPinHex)), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_Logout(0x1)",
+                 "C_Login(0x1, CKU_SO, 3132333435363738)"});
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+struct Occupied {
+    CK_RV rv;
+    const char* shown;
+    const char* code;
+};
+
+class AuthenticateOccupied : public Authenticate, public ::testing::WithParamInterface<Occupied> {};
+
+TEST_P(AuthenticateOccupied, thereIsOneRetryAndNoMore) {
+    startWithReader();
+    fake.answerNext(Function::C_Login, GetParam().rv, 2);
+    fake.answerNext(Function::C_Logout, CKR_OK);
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", kUserPinHex)), {error(GetParam().code)});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
+                 "C_Login(0x1, CKU_USER, 31323334)"});
+    expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
+                logoutTrace(kScript, 1) + loginTrace(kScript, 1, kUser) +
+                Trace{{1, std::string("PKCS11Client::authenticate : C_Login ") + GetParam().shown + " : failed"}} +
+                leave(kScript));
+}
+
+TEST_P(AuthenticateOccupied, aLogoutThatFailsEndsIt) {
+    startWithReader();
+    fake.answerNext(Function::C_Login, GetParam().rv);
+    fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", "39393939")), {error("80fa")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_Logout(0x1)"});
+    expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
+                logoutTrace(kScript, 1, 0x30) + leave(kScript));
+    EXPECT_EQ(storedUserPin(), "no login");
+}
+
+TEST_P(AuthenticateOccupied, aWrongPinInTheSecondLoginIsAWrongPin) {
+    startWithReader();
+    fake.answerNext(Function::C_Login, GetParam().rv);
+    fake.answerNext(Function::C_Login, CKR_PIN_INCORRECT);
+    fake.answerNext(Function::C_Logout, CKR_OK);
+    fake.setTries(Role::User, 1);
+
+    expectOutputs(execute(kScript, staticPin("USER", "39393939")), {error("80ee"), kLastTry});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_Logout(0x1)",
+                 "C_Login(0x1, CKU_USER, 39393939)", "C_GetTokenInfo(0x11)"});
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, AuthenticateOccupied,
+                         ::testing::Values(Occupied{0x100, "0x100", "80f5"}, Occupied{0x104, "0x104", "80f1"}),
+                         [](const ::testing::TestParamInfo<Occupied>& answer) {
+                             return std::string("answer") + answer.param.shown;
+                         });
+
+// Wrong PINs
+
+TEST_F(Authenticate, aWrongUserPinThatLeavesOneTryIsReportedSo) {
+    fake.setTries(Role::User, 2);
+    startWithReader();
+    const Params params = staticPin("USER", "39393939");
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {error("80ee"), kLastTry});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_GetTokenInfo(0x11)"});
+    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
+                loginTrace(kScript, 1, kUser) + lastTryTrace(0x3040D) + failed(kScript, "C_Login", 0xA0) +
+                leave(kScript) + executeTail(result));
+}
+
+TEST_F(Authenticate, aWrongUserPinThatLeavesMoreTriesIsNot) {
+    startWithReader();
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", "39393939")), {error("80ee")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_GetTokenInfo(0x11)"});
+    expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
+                lastTryTrace(0x1040D) + failed(kScript, "C_Login", 0xA0) + leave(kScript));
+}
+
+TEST_F(Authenticate, theOfficersLastTryIsReportedUnderTheSameName) {
+    fake.setTries(Role::SecurityOfficer, 2);
+    startWithReader();
+
+    expectOutputs(runDirectly(kScript, staticPin("SO", "39393939")), {error("80ee"), kLastTry});
+
+    expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kSo) +
+                lastTryTrace(0x30040D) + failed(kScript, "C_Login", 0xA0) + leave(kScript));
+}
+
+TEST_F(Authenticate, onlyTheFinalTryFlagOfTheRoleCounts) {
+    startWithReader();
+    // COUNT_LOW and LOCKED of both, FINAL_TRY of the other.
+    fake.setTokenFlags(Fake::kSlot, 0x10000 | 0x40000 | 0x100000 | 0x400000 | 0x200000, 0x20000);
+    expectOutputs(execute(kScript, staticPin("USER", "39393939")), {error("80ee")});
+    fake.setTokenFlags(Fake::kSlot, 0x10000 | 0x40000 | 0x100000 | 0x400000 | 0x20000, 0x200000);
+    expectOutputs(execute(kScript, staticPin("SO", "39393939")), {error("80ee")});
+}
+
+TEST_F(Authenticate, aTokenThatGivesNoInformationDoesNotHideTheWrongPin) {
+    fake.setTries(Role::User, 2);
+    fake.answerAlways(Function::C_GetTokenInfo, CKR_DEVICE_ERROR);
+    start();
+    static_cast<void>(execute("getPlatformIdentifiers", Params().hex("READERNAME", kReaderHex)));
+    forget();
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", "39393939")), {error("80ee")});
+
+    expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
+                failedLastTryTrace(0x30) + failed(kScript, "isLastTry", 0x30) + leave(kScript));
+}
+
+struct LoginFailure {
+    CK_RV rv;
+    const char* shown;
+    const char* code;
+};
+
+class AuthenticateFails : public Authenticate, public ::testing::WithParamInterface<LoginFailure> {};
+
+TEST_P(AuthenticateFails, anyOtherFailureIsReportedWithoutAskingForTheLastTry) {
+    startWithReader();
+    fake.setTokenFlags(Fake::kSlot, 0x20000);
+    fake.answerNext(Function::C_Login, GetParam().rv);
+
+    expectOutputs(runDirectly(kScript, staticPin("USER", kUserPinHex)), {error(GetParam().code)});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+    expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
+                Trace{{1, std::string("PKCS11Client::authenticate : C_Login ") + GetParam().shown + " : failed"}} +
+                leave(kScript));
+    EXPECT_EQ(storedUserPin(), "no login");
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, AuthenticateFails,
+                         ::testing::Values(LoginFailure{0xA1, "0xa1", "80ee"}, LoginFailure{0xA2, "0xa2", "80fc"},
+                                           LoginFailure{0xA3, "0xa3", "80ef"}, LoginFailure{0xA4, "0xa4", "80ef"},
+                                           LoginFailure{0x05, "0x05", "80f7"}, LoginFailure{0x32, "0x32", "80eb"},
+                                           LoginFailure{0x102, "0x102", "80f5"}, LoginFailure{0xB8, "0xb8", "8104"}),
+                         [](const ::testing::TestParamInfo<LoginFailure>& answer) {
+                             return std::string("answer") + answer.param.shown;
+                         });
+
+TEST_F(Authenticate, aLockedPinIsReported) {
+    fake.setTries(Role::User, 0);
+    startWithReader();
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80ef")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+}
+
+TEST_F(Authenticate, aModuleWithoutLoginIsReported) {
+    startWithReader();
+    fake.setNullEntry(Function::C_Login);
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80f4")});
+    expectTraceAt(1, failed(kScript, "C_Login", 0x54));
+}
+
+// What stays
+
+TEST_F(Authenticate, theUserPinIsRemembered) {
+    startWithReader(Params().plain("AUTH_TYPE", "STATIC").hex("PIN", "39393939"));
+    expectOutputs(runDirectly(kScript, Params().hex("PIN", kUserPinHex)), {error("0")});
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+TEST_F(Authenticate, theRememberedPinIsTheUsers) {
+    // The officer's access role makes way for the user's.
+    startWithReader(staticPin("SO", kSoPinHex));
+    expectOutputs(runDirectly(kScript, Params().plain("PINID", "USER").hex("PIN", kUserPinHex)), {error("0")});
+    fake.setLogin(Role::Nobody);
+    forget();
+
+    expectOutputs(runDirectly(kScript, Params::null()), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)"});
+}
+
+TEST_F(Authenticate, aWrongPinIsNotRemembered) {
+    startWithReader(staticPin("USER", kUserPinHex));
+    expectOutputs(runDirectly(kScript, Params().hex("PIN", "39393939")), {error("80ee")});
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+TEST_F(Authenticate, anOfficersPinIsNeverRemembered) {
+    startWithReader(staticPin("USER", kUserPinHex));
+    expectOutputs(runDirectly(kScript, Params().plain("PINID", "SO").hex("PIN", kSoPinHex)), {error("0")});
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+TEST_F(Authenticate, theLoginOutlivesTheScript) {
+    startWithReader();
+    run(kScript, staticPin("USER", kUserPinHex));
+    run("beginSynchronization");
+    EXPECT_EQ(fake.login(), Role::User);
+    const std::vector<Fake::SessionState> sessions = fake.sessions();
+    ASSERT_EQ(sessions.size(), 1U);
+    EXPECT_EQ(sessions[0].flags, 6U);
+}
+
+TEST_F(Authenticate, twoInstancesDoNotShareAPin) {
+    startWithReader(Params().plain("AUTH_TYPE", "STATIC"));
+    run(kScript, Params().hex("PIN", kUserPinHex));
+    Executor other(creation());
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other.initialize(Params().plain("AUTH_TYPE", "STATIC")), std::nullopt);
+    forget();
+    expectRefused(other.execute(kScript), message("PIN parameter not found"));
+}
+
+// deauthenticate
+
+class Deauthenticate : public PinTest {
+protected:
+    static Params pinId(const std::string& role) { return Params().plain("PINID", role); }
+
+    /// The announcement; both lines are level 2 here.
+    static Trace asking(unsigned session) {
+        return {{2, "PKCS11Client::deauthenticate: C_GetSessionInfo"},
+                {2, textf("PKCS11Client::deauthenticate: --> hSession=0x%x", session)}};
+    }
+};
+
+TEST_F(Deauthenticate, logsTheUserOutAndKeepsTheSession) {
+    startWithSession(Role::User);
+    const Params params = pinId("USER");
+
+    const Result result = execute(kOff, params);
+
+    expectOutputs(result, {error("0")});
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
+    expectTrace(executeHead(kOff, params.ids()) + entry(kOff) + asking(1) +
+                sessionInfoTrace(kOff, 0x11, CKS_RW_USER_FUNCTIONS, 6) + logoutTrace(kOff, 1) + leave(kOff) +
+                executeTail(result));
+    EXPECT_EQ(fake.login(), Role::Nobody);
+    EXPECT_EQ(fake.sessionCount(), 1U);
+}
+
+TEST_F(Deauthenticate, logsTheOfficerOut) {
+    startWithSession(Role::SecurityOfficer);
+
+    expectOutputs(runDirectly(kOff, pinId("SO")), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
+    expectTrace(entry(kOff) + asking(1) + sessionInfoTrace(kOff, 0x11, CKS_RW_SO_FUNCTIONS, 6) + logoutTrace(kOff, 1) +
+                leave(kOff));
+    EXPECT_EQ(fake.login(), Role::Nobody);
+}
+
+TEST_F(Deauthenticate, withoutPinIdTheAccessPinIdCounts) {
+    startWithSession(Role::User);
+    expectOutputs(execute(kOff), {error("0")}); // the operation before named the user
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
+    plugin.free();
+
+    startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
+    run("authenticate");
+    expectOutputs(execute(kOff, Params()), {error("0")});
+    expectCalls({"C_GetSessionInfo(0x2)", "C_Logout(0x2)"});
+}
+
+TEST_F(Deauthenticate, itsOwnPinIdStandsBeforeTheAccessPinId) {
+    startWithSession(Role::User);
+    expectOutputs(runDirectly(kOff, pinId("SO")), {error("80f0")});
+    expectCalls({"C_GetSessionInfo(0x1)"});
+}
+
+TEST_F(Deauthenticate, ofTwoPinIdsTheLastCounts) {
+    startWithSession(Role::User);
+    expectOutputs(runDirectly(kOff, pinId("SO").plain("PINID", "USER")), {error("0")});
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
+}
+
+TEST_F(Deauthenticate, aBadPinIdIsRefusedByTheScriptToo) {
+    startWithSession(Role::User);
+
+    expectOutputs(runDirectly(kOff, pinId("officer")), {error("80ec")});
+
+    expectCalls({});
+    expectTrace(entry(kOff) + Trace{{1, "PKCS11Client::deauthenticate: Bad parameter PINID: officer"}} + leave(kOff));
+    expectRefused(runDirectly(kOff, pinId("")), "PKCS11Client::deauthenticate: Bad parameter PINID: ");
+    expectRefused(runDirectly(kOff, pinId("USER").plain("PINID", "user")),
+                  "PKCS11Client::deauthenticate: Bad parameter PINID: user");
+}
+
+TEST_F(Deauthenticate, withoutSessionTheModuleIsAskedAllTheSame) {
+    startWithReader();
+
+    expectOutputs(runDirectly(kOff, pinId("USER")), {error("80ff")});
+
+    expectCalls({"C_GetSessionInfo(none)"});
+    expectTrace(entry(kOff) + asking(0xFFFFFFFF) + failedTight(kOff, "C_GetSessionInfo", 0xB3) + leave(kOff));
+}
+
+TEST_F(Deauthenticate, aStaleSessionIsReportedAndKept) {
+    startWithSession(Role::User);
+    fake.dropSessions();
+    expectOutputs(execute(kOff, pinId("USER")), {error("80ff")});
+    expectOutputs(execute(kOff, pinId("USER")), {error("80ff")});
+    expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)"});
+}
+
+TEST_F(Deauthenticate, aLogoutThatFailsIsReported) {
+    startWithSession(Role::User);
+    fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
+
+    expectOutputs(runDirectly(kOff, pinId("USER")), {error("80eb")});
+
+    expectTrace(entry(kOff) + asking(1) + sessionInfoTrace(kOff, 0x11, CKS_RW_USER_FUNCTIONS, 6) +
+                logoutTrace(kOff, 1, 0x32) + leave(kOff));
+}
+
+TEST_F(Deauthenticate, theStoredPinStays) {
+    startWithSession(Role::User);
+    run(kOff, pinId("USER"));
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+struct StateRow {
+    CK_STATE state;
+    const char* role;
+    const char* code; ///< with "0" a logout is called
+};
+
+class DeauthenticateByState : public Deauthenticate, public ::testing::WithParamInterface<StateRow> {};
+
+TEST_P(DeauthenticateByState, theSessionStateDecides) {
+    const StateRow row = GetParam();
+    startWithSession(Role::Nobody);
+    fake.setSessionState(row.state);
+    fake.answerNext(Function::C_Logout, CKR_OK);
+
+    expectOutputs(runDirectly(kOff, pinId(row.role)), {error(row.code)});
+
+    std::vector<std::string> expected = {"C_GetSessionInfo(0x1)"};
+    Trace lines = entry(kOff) + asking(1) + sessionInfoTrace(kOff, 0x11, row.state, 6);
+    if (std::string(row.code) == "0") {
+        expected.push_back("C_Logout(0x1)");
+        lines += logoutTrace(kOff, 1);
+    }
+    expectCalls(expected);
+    expectTrace(lines + leave(kOff));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    States, DeauthenticateByState,
+    ::testing::Values(StateRow{CKS_RO_PUBLIC_SESSION, "USER", "80f0"}, StateRow{CKS_RO_PUBLIC_SESSION, "SO", "80f0"},
+                      StateRow{CKS_RW_PUBLIC_SESSION, "USER", "80f0"}, StateRow{CKS_RW_PUBLIC_SESSION, "SO", "80f0"},
+                      StateRow{CKS_RO_USER_FUNCTIONS, "USER", "0"}, StateRow{CKS_RO_USER_FUNCTIONS, "SO", "80f0"},
+                      StateRow{CKS_RW_USER_FUNCTIONS, "USER", "0"}, StateRow{CKS_RW_USER_FUNCTIONS, "SO", "80f0"},
+                      StateRow{CKS_RW_SO_FUNCTIONS, "SO", "0"}, StateRow{CKS_RW_SO_FUNCTIONS, "USER", "80f0"},
+                      StateRow{5, "USER", "80ed"}, StateRow{5, "SO", "80ed"},
+                      StateRow{static_cast<CK_STATE>(-1), "USER", "80ed"}, StateRow{33005, "SO", "80ed"}));
+
+} // namespace Conformance

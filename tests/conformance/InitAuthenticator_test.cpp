@@ -1,0 +1,678 @@
+// "initAuthenticator" and "unlockAuthenticator". Whose stored PIN serves which role is told in Roles_test.cpp.
+
+#include "tests/conformance/PinTest.h"
+
+namespace Conformance {
+
+using Fake::Function;
+using Fake::Role;
+
+namespace {
+
+const std::string kInit = "initAuthenticator";
+const std::string kUnlock = "unlockAuthenticator";
+constexpr CK_FLAGS kReadWrite = 2;
+constexpr const char* kNewPinHex = "35363738";
+constexpr const char* kWrongPinHex = "39393939";
+const Output kLastUnlock = {"LEFTUNLOCKTRY", 2, 1, "1"};
+
+Output error(const std::string& code) {
+    return {"ERROR", 2, 3, code};
+}
+
+std::string initMessage(const std::string& text) {
+    return "PKCS11Client::initAuthenticator: " + text;
+}
+
+std::string unlockMessage(const std::string& text) {
+    return "PKCS11Client::unlockAuthenticator: " + text;
+}
+
+/// The least that "initAuthenticator" needs besides a PIN.
+Params initIds() {
+    return Params().plain("PINID", "USER").plain("INIT_KEYID", "SO");
+}
+
+Params initParams() {
+    return initIds().hex("INIT_KEY", kSoPinHex).hex("PIN", kNewPinHex);
+}
+
+/// The least that "unlockAuthenticator" needs besides a PIN.
+Params unlockIds() {
+    return Params().plain("PINID", "USER").plain("UNLOCK_TYPE", "STATIC");
+}
+
+Params unlockParams(const std::string& key = kSoPinHex) {
+    return unlockIds().plain("UNLOCK_KEYID", "SO").hex("UNLOCK_KEY", key).hex("PIN", kNewPinHex);
+}
+
+Trace initPin(const std::string& method, CK_SESSION_HANDLE session) {
+    return sessionCall(method, "C_InitPIN", session);
+}
+
+const std::vector<std::string> kOfficerSetsPin = {"C_OpenSession(0x11, flags=0x6)",
+                                                  "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
+                                                  "C_Logout(0x1)"};
+
+} // namespace
+
+class InitAuthenticator : public PinTest {
+protected:
+    /// The script answers 33004, calls nothing, and names the parameter at level 1 without showing its value.
+    void expectMalformed(const Result& result, const std::string& script, const std::string& parameter,
+                         const std::string& value, Where where = Where::current()) {
+        expectOutputs(result, {error("80ec")}, where);
+        expectCalls({}, where);
+        const std::vector<TraceLine> lines = trace().lines;
+        unsigned failures = 0;
+        for (const TraceLine& line : lines) {
+            EXPECT_EQ(line.text.find(value), std::string::npos) << line.text;
+            if (line.level == 1) {
+                ++failures;
+                EXPECT_EQ(line.text.rfind("PKCS11Client::" + script, 0), 0U) << line.text;
+                EXPECT_NE(line.text.find(parameter), std::string::npos) << line.text;
+            }
+        }
+        EXPECT_EQ(failures, 1U);
+        EXPECT_EQ(lines.back(), (TraceLine{16, "PKCS11Client::execute"}));
+    }
+};
+class UnlockAuthenticator : public InitAuthenticator {};
+
+// initAuthenticator: the whole road
+
+TEST_F(InitAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
+    fake.clearUserPin();
+    startWithReader();
+    const Params params = initParams();
+
+    const Result result = execute(kInit, params);
+
+    expectOutputs(result, {error("0")});
+    expectCalls(kOfficerSetsPin);
+    expectTrace(executeHead(kInit, params.ids()) + entry(kInit) + openSessionTrace(kReadWrite, 1) +
+                officerLoginTrace(kInit, 1) + initPin(kInit, 1) + logoutTrace(kInit, 1) + leave(kInit) +
+                executeTail(result));
+    EXPECT_EQ(fake.userPin(), "5678");
+    EXPECT_EQ(fake.login(), Role::Nobody);
+    EXPECT_EQ(fake.sessionCount(), 1U);
+}
+
+TEST_F(InitAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
+    startWithSession(Role::SecurityOfficer);
+
+    expectOutputs(runDirectly(kInit, initIds().hex("PIN", kNewPinHex)), {error("0")});
+
+    expectCalls({"C_InitPIN(0x1, 35363738)"});
+    expectTrace(entry(kInit) + initPin(kInit, 1) + leave(kInit));
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+TEST_F(InitAuthenticator, withoutKeyNoSessionIsOpened) {
+    startWithReader();
+
+    expectOutputs(runDirectly(kInit, initIds().hex("PIN", kNewPinHex)), {error("80ff")});
+
+    expectCalls({"C_InitPIN(none, 35363738)"});
+    expectTrace(entry(kInit) + initPin(kInit, 0xFFFFFFFF) + failed(kInit, "C_InitPIN", 0xB3) + leave(kInit));
+}
+
+TEST_F(InitAuthenticator, anEmptyKeyIsNoKey) {
+    startWithSession(Role::SecurityOfficer);
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", "").hex("PIN", kNewPinHex)), {error("0")});
+    expectCalls({"C_InitPIN(0x1, 35363738)"});
+}
+
+TEST_F(InitAuthenticator, anOpenSessionIsKept) {
+    startWithSession(Role::Nobody);
+    expectOutputs(execute(kInit, initParams()), {error("0")});
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
+                 "C_Logout(0x1)"});
+}
+
+// initAuthenticator: its reading of the parameters
+
+TEST_F(InitAuthenticator, withoutListItSaysSo) {
+    startWithReader(initParams());
+
+    const Result result = execute(kInit);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kInit, std::nullopt) + entry(kInit) +
+                Trace{{1, "PKCS11Client::initAuthenticator: Bad parameter : pOpParams=NULL"}} + leave(kInit) +
+                executeTail(result));
+}
+
+TEST_F(InitAuthenticator, anEmptyListMissesTheKeyId) {
+    startWithReader();
+    expectOutputs(runDirectly(kInit, Params()), {error("80ec")});
+    expectCalls({});
+    expectTrace(entry(kInit) + Trace{{1, "PKCS11Client::initAuthenticator: INIT_KEYID parameter not found"}} +
+                leave(kInit));
+}
+
+TEST_F(InitAuthenticator, onlyTheUsersPinCanBeSet) {
+    startWithReader();
+    const Params params = Params().plain("INIT_KEYID", "SO").plain("PINID", "SO").hex("PIN", kNewPinHex);
+
+    const Result result = execute(kInit, params);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kInit, params.ids()) + entry(kInit) +
+                Trace{{1, "PKCS11Client::initAuthenticator: Bad parameter PINID: SO"}} + leave(kInit) +
+                executeTail(result));
+}
+
+TEST_F(InitAuthenticator, badValuesAreReportedInTheOrderOfTheList) {
+    startWithReader();
+    expectRefused(runDirectly(kInit, Params().plain("PINID", "user")), initMessage("Bad parameter PINID: user"));
+    expectRefused(execute(kInit, Params().plain("INIT_KEYID", "so")), initMessage("Bad parameter INIT_KEYID: so"));
+    expectRefused(execute(kInit, Params().plain("INIT_KEYID", "USER")), initMessage("Bad parameter INIT_KEYID: USER"));
+    expectRefused(execute(kInit, Params().plain("INIT_KEYID", "")), initMessage("Bad parameter INIT_KEYID: "));
+    expectRefused(execute(kInit, Params().plain("PINID", "SO").plain("INIT_KEYID", "x")),
+                  initMessage("Bad parameter PINID: SO"));
+    expectRefused(execute(kInit, Params().plain("INIT_KEYID", "x").plain("PINID", "SO")),
+                  initMessage("Bad parameter INIT_KEYID: x"));
+    expectRefused(runDirectly(kInit, initParams().plain("PINID", "SO")), initMessage("Bad parameter PINID: SO"));
+    expectRefused(runDirectly(kInit, initParams().plain("INIT_KEYID", "x")),
+                  initMessage("Bad parameter INIT_KEYID: x"));
+}
+
+TEST_F(InitAuthenticator, missingParametersAreReportedInOrder) {
+    startWithReader();
+    expectRefused(execute(kInit, Params().hex("INIT_KEY", kSoPinHex)), initMessage("INIT_KEYID parameter not found"));
+    expectRefused(execute(kInit, Params().plain("PINID", "USER")), initMessage("INIT_KEYID parameter not found"));
+    expectRefused(execute(kInit, Params().plain("INIT_KEYID", "SO")), initMessage("PINID parameter not found"));
+    expectRefused(execute(kInit, initIds()), initMessage("PIN parameter not found"));
+    expectRefused(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), initMessage("PIN parameter not found"));
+    expectRefused(execute(kInit, initIds().hex("pin", kNewPinHex)), initMessage("PIN parameter not found"));
+    expectRefused(execute(kInit, Params().plain("init_keyid", "SO")), initMessage("INIT_KEYID parameter not found"));
+}
+
+TEST_F(InitAuthenticator, anAccessPinIdDoesNotServe) {
+    startWithReader(Params().plain("PINID", "USER"));
+    expectRefused(execute(kInit, Params().plain("INIT_KEYID", "SO").hex("PIN", kNewPinHex)),
+                  initMessage("PINID parameter not found"));
+}
+
+TEST_F(InitAuthenticator, theKeyIdOfUnlockingDoesNotServe) {
+    startWithReader();
+    expectRefused(execute(kInit, unlockParams()), initMessage("INIT_KEYID parameter not found"));
+}
+
+TEST_F(InitAuthenticator, unlockTypeIsNotLookedAt) {
+    startWithReader();
+    expectOutputs(execute(kInit, initParams().plain("UNLOCK_TYPE", "DYNAMIC")), {error("0")});
+}
+
+TEST_F(InitAuthenticator, withoutPinTheAccessPinIsSet) {
+    startWithReader(Params().hex("PIN", kNewPinHex));
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), {error("0")});
+    expectCalls(kOfficerSetsPin);
+}
+
+TEST_F(InitAuthenticator, aPinThatIsEmptyOrDoesNotDecodeFallsBackToTheAccessPin) {
+    startWithReader(Params().hex("PIN", kNewPinHex));
+    for (const std::string pin : {"", "pin", "313"}) {
+        expectOutputs(runDirectly(kInit, initIds().hex("INIT_KEY", kSoPinHex).hex("PIN", pin)), {error("0")});
+        EXPECT_EQ(fake.userPin(), "5678");
+        fake.setUserPin("1234");
+    }
+}
+
+TEST_F(InitAuthenticator, anEmptyPinOfTheOperationTakesTheAccessPinsPlace) {
+    startWithReader(Params().hex("PIN", kNewPinHex));
+    expectRefused(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).hex("PIN", "")),
+                  initMessage("PIN parameter not found"));
+}
+
+TEST_F(InitAuthenticator, theOfficersAccessPinIsNotTaken) {
+    startWithReader(Params().plain("PINID", "SO").hex("PIN", kSoPinHex));
+    expectRefused(runDirectly(kInit, initIds().hex("INIT_KEY", kSoPinHex)), initMessage("PIN parameter not found"));
+}
+
+TEST_F(InitAuthenticator, theOperationsPinStandsBeforeTheAccessPin) {
+    startWithReader(Params().hex("PIN", kWrongPinHex));
+    expectOutputs(runDirectly(kInit, initParams()), {error("0")});
+    EXPECT_EQ(fake.userPin(), "5678");
+}
+
+TEST_F(InitAuthenticator, ofRepeatedParametersTheLastCounts) {
+    startWithReader();
+    const Params params = Params().hex("INIT_KEY", kWrongPinHex).hex("PIN", kWrongPinHex).append(initParams());
+    expectOutputs(execute(kInit, params), {error("0")});
+    expectCalls(kOfficerSetsPin);
+}
+
+TEST_F(InitAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
+    startWithReader();
+    expectOutputs(execute(kInit, initIds().base64("INIT_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
+                 "C_Logout(0x1)"});
+    EXPECT_EQ(storedUserPin(), "ABCDEF01");
+}
+
+TEST_F(InitAuthenticator, aKeyThatDoesNotDecodeIsMalformed) {
+    startWithSession(Role::SecurityOfficer);
+    for (const std::string key : {"qwertz", "7172737", "717273747G"}) {
+        expectMalformed(execute(kInit, initIds().hex("INIT_KEY", key).hex("PIN", kNewPinHex)), kInit, "INIT_KEY", key);
+    }
+}
+
+TEST_F(InitAuthenticator, aKeyInBase64IsMalformed) {
+    startWithReader();
+    expectMalformed(execute(kInit, initIds().bytes("INIT_KEY", kSoPinHex).hex("PIN", kNewPinHex)), kInit, "INIT_KEY",
+                    "MTIzNDU2Nzg=");
+}
+
+// initAuthenticator: failures of the token
+
+TEST_F(InitAuthenticator, aSessionThatCannotBeOpenedEndsItUnderTheFunctionsName) {
+    startWithReader();
+    fake.answerNext(Function::C_OpenSession, CKR_TOKEN_NOT_RECOGNIZED);
+
+    expectOutputs(runDirectly(kInit, initParams()), {error("80ea")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)"});
+    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, static_cast<CK_SESSION_HANDLE>(-1), 0x11, 0xE1) +
+                failed(kInit, "C_OpenSession", 0xE1) + leave(kInit));
+}
+
+TEST_F(InitAuthenticator, aWrongKeyEndsItWithoutAskingForTheLastTry) {
+    fake.setTries(Role::SecurityOfficer, 2);
+    startWithReader();
+
+    expectOutputs(runDirectly(kInit, initIds().hex("INIT_KEY", kWrongPinHex).hex("PIN", kNewPinHex)), {error("80ee")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 39393939)"});
+    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) +
+                failed(kInit, "C_Login", 0xA0) + leave(kInit));
+}
+
+TEST_F(InitAuthenticator, anOfficerWhoIsLoggedInAlreadyIsAFailure) {
+    startWithSession(Role::SecurityOfficer);
+    expectOutputs(execute(kInit, initParams()), {error("80f5")});
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+TEST_F(InitAuthenticator, aPinThatIsRefusedLeavesTheOfficerLoggedIn) {
+    startWithReader();
+
+    expectOutputs(runDirectly(kInit, initIds().hex("INIT_KEY", kSoPinHex).hex("PIN", "31")), {error("80fc")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31)"});
+    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
+                failed(kInit, "C_InitPIN", 0xA2) + leave(kInit));
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+TEST_F(InitAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
+    startWithReader();
+    fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
+
+    expectOutputs(runDirectly(kInit, initParams()), {error("80eb")});
+
+    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
+                logoutTrace(kInit, 1, 0x32) + leave(kInit));
+    EXPECT_EQ(fake.userPin(), "5678");
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+TEST_F(InitAuthenticator, aModuleWithoutInitPinIsReported) {
+    startWithReader();
+    fake.setNullEntry(Function::C_InitPIN);
+    expectOutputs(execute(kInit, initParams()), {error("80f4")});
+    expectTraceAt(1, failed(kInit, "C_InitPIN", 0x54));
+}
+
+// initAuthenticator: what stays
+
+TEST_F(InitAuthenticator, thePinThatWasSetIsTheStoredPin) {
+    startWithReader(Params().hex("PIN", kWrongPinHex));
+    expectOutputs(runDirectly(kInit, initParams()), {error("0")});
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+TEST_F(InitAuthenticator, theStoredPinIsTheUsers) {
+    startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
+    expectOutputs(runDirectly(kInit, initParams()), {error("0")});
+    forget();
+
+    expectOutputs(runDirectly("authenticate", Params::null()), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
+}
+
+TEST_F(InitAuthenticator, afterAFailureTheStoredPinStays) {
+    startWithReader(Params().hex("PIN", kUserPinHex));
+    fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
+    expectOutputs(runDirectly(kInit, initParams()), {error("80ee")});
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+// unlockAuthenticator: the whole road
+
+TEST_F(UnlockAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
+    fake.setTries(Role::User, 0);
+    startWithReader();
+    const Params params = unlockParams();
+
+    const Result result = execute(kUnlock, params);
+
+    expectOutputs(result, {error("0")});
+    expectCalls(kOfficerSetsPin);
+    expectTrace(executeHead(kUnlock, params.ids()) + entry(kUnlock) + openSessionTrace(kReadWrite, 1) +
+                officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) + logoutTrace(kUnlock, 1) + leave(kUnlock) +
+                executeTail(result));
+    EXPECT_EQ(fake.userPin(), "5678");
+    EXPECT_EQ(fake.tries(Role::User), 3U);
+    EXPECT_EQ(fake.login(), Role::Nobody);
+    EXPECT_EQ(fake.sessionCount(), 1U);
+}
+
+TEST_F(UnlockAuthenticator, withoutKeyASessionIsOpenedButNobodyLoggedIn) {
+    startWithReader();
+
+    expectOutputs(runDirectly(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {error("80f0")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_InitPIN(0x1, 35363738)"});
+    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + initPin(kUnlock, 1) +
+                failed(kUnlock, "C_InitPIN", 0x101) + leave(kUnlock));
+}
+
+TEST_F(UnlockAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
+    startWithSession(Role::SecurityOfficer);
+
+    expectOutputs(runDirectly(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
+    expectTrace(entry(kUnlock) + keepSessionTrace(1, CKS_RW_SO_FUNCTIONS, 6) + initPin(kUnlock, 1) + leave(kUnlock));
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+TEST_F(UnlockAuthenticator, anEmptyKeyIsNoKey) {
+    startWithSession(Role::SecurityOfficer);
+    expectOutputs(execute(kUnlock, unlockParams("")), {error("0")});
+    expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
+}
+
+TEST_F(UnlockAuthenticator, theKeyIdIsOptional) {
+    startWithReader();
+    expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {error("0")});
+    expectCalls(kOfficerSetsPin);
+}
+
+// unlockAuthenticator: its reading of the parameters
+
+TEST_F(UnlockAuthenticator, withoutListItSaysSo) {
+    startWithReader(unlockParams());
+
+    const Result result = execute(kUnlock);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kUnlock, std::nullopt) + entry(kUnlock) +
+                Trace{{1, "PKCS11Client::unlockAuthenticator: Bad parameter : pOpParams=NULL"}} + leave(kUnlock) +
+                executeTail(result));
+}
+
+TEST_F(UnlockAuthenticator, anEmptyListMissesTheUnlockType) {
+    startWithReader();
+    expectOutputs(runDirectly(kUnlock, Params()), {error("80ec")});
+    expectCalls({});
+    expectTrace(entry(kUnlock) + Trace{{1, "PKCS11Client::unlockAuthenticator: UNLOCK_TYPE parameter not found"}} +
+                leave(kUnlock));
+}
+
+TEST_F(UnlockAuthenticator, onlyStaticUnlockingIsKnown) {
+    startWithReader();
+    const Params params = Params().plain("UNLOCK_TYPE", "DYNAMIC").plain("PINID", "USER").hex("PIN", kNewPinHex);
+
+    const Result result = execute(kUnlock, params);
+
+    expectOutputs(result, {error("80ec")});
+    expectCalls({});
+    expectTrace(executeHead(kUnlock, params.ids()) + entry(kUnlock) +
+                Trace{{1, "PKCS11Client::unlockAuthenticator: Bad parameter UNLOCK_TYPE: DYNAMIC"}} + leave(kUnlock) +
+                executeTail(result));
+}
+
+TEST_F(UnlockAuthenticator, badValuesAreReportedInTheOrderOfTheList) {
+    startWithReader();
+    expectRefused(execute(kUnlock, Params().plain("PINID", "SO")), unlockMessage("Bad parameter PINID: SO"));
+    expectRefused(runDirectly(kUnlock, Params().plain("PINID", "user")), unlockMessage("Bad parameter PINID: user"));
+    expectRefused(execute(kUnlock, Params().plain("UNLOCK_TYPE", "static")),
+                  unlockMessage("Bad parameter UNLOCK_TYPE: static"));
+    expectRefused(execute(kUnlock, unlockIds().plain("UNLOCK_KEYID", "USER")),
+                  unlockMessage("Bad parameter UNLOCK_KEYID: USER"));
+    expectRefused(execute(kUnlock, unlockIds().plain("UNLOCK_KEYID", "")),
+                  unlockMessage("Bad parameter UNLOCK_KEYID: "));
+    expectRefused(execute(kUnlock, Params().plain("UNLOCK_KEYID", "a").plain("UNLOCK_TYPE", "b").plain("PINID", "SO")),
+                  unlockMessage("Bad parameter UNLOCK_KEYID: a"));
+    expectRefused(execute(kUnlock, Params().plain("UNLOCK_TYPE", "b").plain("PINID", "SO").plain("UNLOCK_KEYID", "a")),
+                  unlockMessage("Bad parameter UNLOCK_TYPE: b"));
+    expectRefused(execute(kUnlock, unlockParams().plain("UNLOCK_TYPE", "x")),
+                  unlockMessage("Bad parameter UNLOCK_TYPE: x"));
+}
+
+TEST_F(UnlockAuthenticator, missingParametersAreReportedInOrder) {
+    startWithReader();
+    expectRefused(execute(kUnlock, Params().hex("PIN", kNewPinHex)), unlockMessage("UNLOCK_TYPE parameter not found"));
+    expectRefused(execute(kUnlock, Params().plain("PINID", "USER")), unlockMessage("UNLOCK_TYPE parameter not found"));
+    expectRefused(execute(kUnlock, Params().plain("UNLOCK_TYPE", "STATIC")),
+                  unlockMessage("PINID parameter not found"));
+}
+
+TEST_F(UnlockAuthenticator, aMissingPinIsCalledNewPin) {
+    startWithReader();
+    expectRefused(execute(kUnlock, unlockIds()), unlockMessage("NEW_PIN parameter not found"));
+    expectRefused(execute(kUnlock, unlockIds().hex("PIN", "")), unlockMessage("NEW_PIN parameter not found"));
+    expectRefused(execute(kUnlock, unlockIds().hex("PIN", "pin")), unlockMessage("NEW_PIN parameter not found"));
+    expectRefused(execute(kUnlock, unlockIds().hex("PIN", "313")), unlockMessage("NEW_PIN parameter not found"));
+}
+
+TEST_F(UnlockAuthenticator, theParameterIsPinAllTheSame) {
+    startWithReader();
+    expectRefused(execute(kUnlock, unlockIds().hex("NEW_PIN", kNewPinHex)),
+                  unlockMessage("NEW_PIN parameter not found"));
+}
+
+TEST_F(UnlockAuthenticator, theAccessPinIsNoFallback) {
+    startWithReader(Params().hex("PIN", kNewPinHex).hex("NEW_PIN", kNewPinHex));
+    expectRefused(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex)),
+                  unlockMessage("NEW_PIN parameter not found"));
+}
+
+TEST_F(UnlockAuthenticator, anAccessPinIdDoesNotServe) {
+    startWithReader(Params().plain("PINID", "USER"));
+    expectRefused(execute(kUnlock, Params().plain("UNLOCK_TYPE", "STATIC").hex("PIN", kNewPinHex)),
+                  unlockMessage("PINID parameter not found"));
+}
+
+TEST_F(UnlockAuthenticator, ofSeveralPinsTheFirstThatIsNotEmptyCounts) {
+    startWithReader();
+    const Params params = unlockIds()
+                              .hex("UNLOCK_KEY", kSoPinHex)
+                              .hex("PIN", "")
+                              .hex("PIN", "pin")
+                              .hex("PIN", kNewPinHex)
+                              .hex("PIN", kWrongPinHex)
+                              .hex("PIN", "");
+
+    expectOutputs(execute(kUnlock, params), {error("0")});
+
+    expectCalls(kOfficerSetsPin);
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+TEST_F(UnlockAuthenticator, ofSeveralKeysTheLastCounts) {
+    startWithReader();
+    expectOutputs(execute(kUnlock, Params().hex("UNLOCK_KEY", kWrongPinHex).append(unlockParams())), {error("0")});
+    expectCalls(kOfficerSetsPin);
+}
+
+TEST_F(UnlockAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
+    startWithReader();
+    expectOutputs(execute(kUnlock, unlockIds().base64("UNLOCK_KEY", kSoPinHex).base64("PIN", "abcdEF01")),
+                  {error("0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
+                 "C_Logout(0x1)"});
+    EXPECT_EQ(storedUserPin(), "ABCDEF01");
+}
+
+TEST_F(UnlockAuthenticator, aKeyThatDoesNotDecodeIsMalformed) {
+    startWithSession(Role::SecurityOfficer);
+    for (const std::string key : {"qwertz", "7172737", "717273747G"}) {
+        expectMalformed(execute(kUnlock, unlockParams(key)), kUnlock, "UNLOCK_KEY", key);
+    }
+}
+
+// unlockAuthenticator: failures of the token
+
+TEST_F(UnlockAuthenticator, aSessionThatCannotBeOpenedEndsIt) {
+    startWithReader();
+    fake.answerNext(Function::C_OpenSession, CKR_TOKEN_NOT_RECOGNIZED);
+
+    expectOutputs(runDirectly(kUnlock, unlockParams()), {error("80ea")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)"});
+    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, static_cast<CK_SESSION_HANDLE>(-1), 0x11, 0xE1) +
+                failed(kUnlock, "openSession", 0xE1) + leave(kUnlock));
+}
+
+TEST_F(UnlockAuthenticator, aWrongKeyThatLeavesOneTryIsReportedSo) {
+    fake.setTries(Role::SecurityOfficer, 2);
+    startWithReader();
+    const Params params = unlockParams(kWrongPinHex);
+
+    const Result result = execute(kUnlock, params);
+
+    expectOutputs(result, {error("80ee"), kLastUnlock});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 39393939)", "C_GetTokenInfo(0x11)"});
+    expectTrace(executeHead(kUnlock, params.ids()) + entry(kUnlock) + openSessionTrace(kReadWrite, 1) +
+                officerLoginTrace(kUnlock, 1) + lastTryTrace(0x30040D) + failed(kUnlock, "C_Login", 0xA0) +
+                leave(kUnlock) + executeTail(result));
+}
+
+TEST_F(UnlockAuthenticator, anInvalidKeyCountsAsAWrongOne) {
+    startWithReader();
+    fake.setTokenFlags(Fake::kSlot, 0x200000);
+    fake.answerNext(Function::C_Login, CKR_PIN_INVALID);
+
+    expectOutputs(runDirectly(kUnlock, unlockParams()), {error("80ee"), kLastUnlock});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_GetTokenInfo(0x11)"});
+    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) +
+                lastTryTrace(0x20040D) + failed(kUnlock, "C_Login", 0xA1) + leave(kUnlock));
+}
+
+TEST_F(UnlockAuthenticator, onlyTheOfficersFinalTryFlagCounts) {
+    startWithReader();
+    fake.setTokenFlags(Fake::kSlot, 0x10000 | 0x20000 | 0x40000 | 0x100000 | 0x400000);
+    expectOutputs(execute(kUnlock, unlockParams(kWrongPinHex)), {error("80ee")});
+    expectTraceAt(1, failed(kUnlock, "C_Login", 0xA0));
+}
+
+TEST_F(UnlockAuthenticator, aTokenThatGivesNoInformationDoesNotHideTheWrongKey) {
+    startWithReader();
+    fake.setTries(Role::SecurityOfficer, 2);
+    fake.answerNext(Function::C_GetTokenInfo, CKR_DEVICE_ERROR);
+
+    expectOutputs(runDirectly(kUnlock, unlockParams(kWrongPinHex)), {error("80ee")});
+
+    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) +
+                failedLastTryTrace(0x30) + failed(kUnlock, "isLastTry", 0x30) + leave(kUnlock));
+}
+
+TEST_F(UnlockAuthenticator, anyOtherLoginFailureEndsItWithoutAskingForTheLastTry) {
+    startWithReader();
+    fake.setTokenFlags(Fake::kSlot, 0x200000);
+    fake.answerNext(Function::C_Login, CKR_PIN_LOCKED);
+
+    expectOutputs(runDirectly(kUnlock, unlockParams()), {error("80ef")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
+    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) +
+                failed(kUnlock, "C_Login", 0xA4) + leave(kUnlock));
+}
+
+TEST_F(UnlockAuthenticator, somebodyWhoIsLoggedInAlreadyIsAFailure) {
+    startWithSession(Role::User);
+    expectOutputs(execute(kUnlock, unlockParams()), {error("80f1")});
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
+    EXPECT_EQ(fake.login(), Role::User);
+}
+
+TEST_F(UnlockAuthenticator, aPinThatIsRefusedLeavesTheOfficerLoggedIn) {
+    startWithReader();
+
+    expectOutputs(runDirectly(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", "31")), {error("80fc")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31)"});
+    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
+                failed(kUnlock, "C_InitPIN", 0xA2) + leave(kUnlock));
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+TEST_F(UnlockAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
+    startWithReader();
+    fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
+
+    expectOutputs(runDirectly(kUnlock, unlockParams()), {error("80eb")});
+
+    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
+                logoutTrace(kUnlock, 1, 0x32) + leave(kUnlock));
+    EXPECT_EQ(fake.userPin(), "5678");
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+// unlockAuthenticator: what stays
+
+TEST_F(UnlockAuthenticator, thePinThatWasSetIsTheStoredPin) {
+    startWithReader(Params().hex("PIN", kWrongPinHex));
+    expectOutputs(runDirectly(kUnlock, unlockParams()), {error("0")});
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+TEST_F(UnlockAuthenticator, theStoredPinIsTheUsers) {
+    startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
+    expectOutputs(runDirectly(kUnlock, unlockParams()), {error("0")});
+    forget();
+
+    expectOutputs(runDirectly("authenticate", Params::null()), {error("0")});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
+}
+
+TEST_F(UnlockAuthenticator, afterAFailureTheStoredPinStays) {
+    startWithReader(Params().hex("PIN", kUserPinHex));
+    expectOutputs(runDirectly(kUnlock, unlockParams(kWrongPinHex)), {error("80ee")});
+    expectOutputs(runDirectly(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", "31")), {error("80fc")});
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+TEST_F(UnlockAuthenticator, aModuleWithoutInitPinIsReported) {
+    startWithReader();
+    fake.setNullEntry(Function::C_InitPIN);
+    expectOutputs(execute(kUnlock, unlockParams()), {error("80f4")});
+    expectTraceAt(1, failed(kUnlock, "C_InitPIN", 0x54));
+}
+
+TEST_F(UnlockAuthenticator, noTraceShowsAPinOrKey) {
+    startWithReader();
+    static_cast<void>(execute(kInit, initParams()));
+    static_cast<void>(execute(kUnlock, unlockParams()));
+    static_cast<void>(execute(kUnlock, unlockParams("7172737475")));
+    static_cast<void>(execute(kUnlock, unlockIds().text("PIN", "qwertz")));
+    for (const TraceLine& line : trace().lines) {
+        for (const std::string pin : {"3132333435363738", "35363738", "7172737475", "qwertz", "71776572747A"}) {
+            EXPECT_EQ(line.text.find(pin), std::string::npos) << line.text;
+        }
+        EXPECT_EQ(line.dump, std::nullopt);
+    }
+}
+
+} // namespace Conformance
