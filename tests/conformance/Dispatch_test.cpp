@@ -1,6 +1,7 @@
 // execute: what an operation must be, which script it runs, and what comes back. getSupportedScripts. Also the reader
 // list where it grows beyond its first five places.
 
+#include "ry/rylog.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Operation.h"
 #include "zel/LocalizedException.h"
@@ -322,6 +323,23 @@ TEST_F(Dispatch, theCurrentDirectoryIsTraced) {
     ASSERT_GT(written.lines.size(), 1U);
     EXPECT_EQ(written.lines[1], executeHead("beginSynchronization", std::nullopt).lines[1]);
     EXPECT_GT(written.lines[1].text.size(), std::string("PKCS11Client::execute: --> Current Directory = ").size());
+}
+
+TEST_F(Dispatch, nothingButTheTraceChangesWhenNobodyListens) {
+    rylogSetReceiver(nullptr, nullptr, 0);
+    start(Params().hex("PIN", "31323334").plain("AUTH_TYPE", "STATIC"));
+    expectOutputs(plugin.execute("id", kScriptType, "getPlatformIdentifiers", Params().hex("READERNAME", kReaderHex)),
+                  {{"ERROR", 2, 3, "0"},
+                   {"SMOTYPE", 4, 0, "50313147454E45524943"},
+                   {"SMOID", 4, 0, "30303030303030303030303030303131"},
+                   {"LABEL", 4, 0, "46616B6520546F6B656E20202020202020202020202020202020202020202020"}});
+    expectOutputs(execute("authenticate"), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute("unknown"), {});
+    expectOutputs(plugin.execute("id", "unknown", "authenticate", Params()), {});
+    EXPECT_NE(execute("authenticate", Params().plain("PINID", "x")).failure, std::nullopt);
+    expectCalls({"C_GetSlotList(0, null)", "C_GetSlotList(0, room=1)", "C_GetSlotInfo(0x11)", "C_GetTokenInfo(0x11)",
+                 "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
+    expectTrace({});
 }
 
 TEST_F(Dispatch, idAndTextsAreCarriedWhole) {

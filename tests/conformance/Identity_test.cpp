@@ -260,7 +260,7 @@ TEST_F(Identity, anExecutorThatIsNotReadyStillTellsVersionTypeAndName) {
 TEST_F(Identity, aLibraryNameWithPercentSignsIsNoFormat) {
     const TemporaryFolder folder;
     const std::filesystem::path copy = folder.path() / "%ws%n%d.dll";
-    std::filesystem::copy_file(Fake::emptyModuleFile(), copy);
+    std::filesystem::copy_file(plainLibrary(), copy);
     plugin = Executor(Params().plain("DLLNAME", copy.string()));
     ASSERT_TRUE(plugin);
     EXPECT_EQ(name(), "versioned.lib (PKCS#11 fixture (test) / " + copy.string() + ")");

@@ -227,7 +227,7 @@ TEST_F(Instances, ofTwoLibrariesTheLastIsKept) {
 TEST_F(Instances, aLibraryThatIsReplacedIsReleased) {
     const TemporaryFolder folder;
     const std::filesystem::path copy = folder.path() / "replaced-module.dll";
-    std::filesystem::copy_file(m_empty, copy);
+    std::filesystem::copy_file(plainLibrary(), copy);
     plugin = Executor(Params().plain("DLLNAME", copy.string()).plain("DLLNAME", m_file));
     EXPECT_TRUE(plugin);
     EXPECT_FALSE(isMapped(copy));
@@ -236,7 +236,7 @@ TEST_F(Instances, aLibraryThatIsReplacedIsReleased) {
 TEST_F(Instances, aLibraryThatIsKeptStaysLoadedUntilTheEnd) {
     const TemporaryFolder folder;
     const std::filesystem::path copy = folder.path() / "kept-module.dll";
-    std::filesystem::copy_file(m_empty, copy);
+    std::filesystem::copy_file(plainLibrary(), copy);
     plugin = Executor(Params().plain("DLLNAME", copy.string()));
     ASSERT_TRUE(plugin);
     EXPECT_TRUE(isMapped(copy));
@@ -247,7 +247,7 @@ TEST_F(Instances, aLibraryThatIsKeptStaysLoadedUntilTheEnd) {
 TEST_F(Instances, aSecondLibraryThatCannotBeLoadedGivesNullAndReleasesTheFirst) {
     const TemporaryFolder folder;
     const std::filesystem::path copy = folder.path() / "first-module.dll";
-    std::filesystem::copy_file(m_empty, copy);
+    std::filesystem::copy_file(plainLibrary(), copy);
     StandardOutput output;
     EXPECT_FALSE(Executor(Params().plain("DLLNAME", copy.string()).plain("DLLNAME", kNoLibrary)));
     EXPECT_EQ(output.take(), std::string("LoadLibrary ") + kNoLibrary + " : failed\n");
