@@ -14,16 +14,24 @@ struct Request {
     SecretBuffer containerName;
 };
 
+/// As with the keywords of certificates and keys, a value without bytes sets nothing.
+void setBytes(SecretBuffer& target, SecretBuffer value) {
+    if (!value.isEmpty()) {
+        target = std::move(value);
+    }
+}
+
 /// "DEFAULT_CONTAINER" is known to hosts and has no effect here.
 Result readRequest(const Script& script, const Trace& trace, Request& request) {
     for (std::uint32_t i = 0; i < script.params->size(); ++i) {
         const Zel::TString& id = script.params->at(i)->getId();
         const Zel::TString& value = script.params->at(i)->getValue();
         if (id.compare(L"KEYID") == 0) {
-            request.keyId = TStringHex2Binary(value);
+            setBytes(request.keyId, TStringHex2Binary(value));
         } else if (id.compare(L"CONTAINER_NAME") == 0) {
-            request.containerName = TStringHex2Binary(value);
-            request.containerName.truncate(request.containerName.textLength());
+            SecretBuffer name = TStringHex2Binary(value);
+            name.truncate(name.textLength());
+            setBytes(request.containerName, std::move(name));
         }
     }
     if (request.keyId.isEmpty()) {

@@ -21,7 +21,10 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
             }
             request.isX509 = true;
         } else if (id.compare(L"DATA") == 0) {
-            request.certificate = TStringB642Binary(value);
+            SecretBuffer decoded = TStringB642Binary(value);
+            if (!decoded.isEmpty()) {
+                request.certificate = std::move(decoded);
+            }
         }
     }
     if (!request.isX509) {
