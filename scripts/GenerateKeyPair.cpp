@@ -26,7 +26,10 @@ Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Reques
         return request.modulusBits != 0 ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
     }
     if (id.compare(L"PUBLICEXPONENT") == 0) {
-        request.publicExponent = TStringB642Binary(value);
+        SecretBuffer exponent = TStringB642Binary(value);
+        if (!exponent.isEmpty()) {
+            request.publicExponent = std::move(exponent);
+        }
     }
     return CKR_OK;
 }
