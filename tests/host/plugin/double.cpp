@@ -32,7 +32,7 @@ void note(const std::string& call) {
     std::printf("noise: %s\n", call.c_str());
     std::fflush(stdout);
     const char* file = std::getenv("P11HOST_TEST_CALLS");
-    if (std::FILE* calls = file == nullptr ? nullptr : std::fopen(file, "a")) {
+    if (std::FILE* calls = file == nullptr ? nullptr : std::fopen(file, "ab")) {
         std::fprintf(calls, "%s\n", call.c_str());
         std::fclose(calls);
     }
