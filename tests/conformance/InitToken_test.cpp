@@ -251,7 +251,7 @@ TEST_P(InitToken, theOtherScriptsNamesDoNotServe) {
 
 TEST_P(InitToken, aKeyThatIsEmptyOrDoesNotDecodeIsRefused) {
     startWithReader();
-    for (const std::string pin : {"", "qwertz", "313", "3132333G"}) {
+    for (const std::string pin : {"", " ", "qwertz", "313", "3132333G"}) {
         expectRefused(execute(script, Params().plain(keyId, "SO").hex(key, pin)),
                       message(key + " parameter not found"));
     }
