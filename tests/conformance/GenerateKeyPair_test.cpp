@@ -1,6 +1,7 @@
 // Key pairs that the token generates.
 
 #include "tests/conformance/SearchTrace.h"
+#include "tests/fake/TemplateText.h"
 #include "zel/ClientOperationException.h"
 
 #include <algorithm>
@@ -675,7 +676,7 @@ TEST_F(GenerateKeyPair, wideHandlesAreNotCut) {
 
     expectOutputs(generate(), kGenerated);
 
-    const std::string object0x = textf("0x%llx", static_cast<unsigned long long>(object));
+    const std::string object0x = Fake::handleText(object);
     EXPECT_EQ(calls().at(4), "C_GetAttributeValue(0x1, " + object0x + ", [CKA_MODULUS=null/0])");
     const Trace lines = trace();
     EXPECT_EQ(std::count(lines.lines.begin(), lines.lines.end(), TraceLine{4, kHead + "<-- hPublicObject=0x31"}), 1);

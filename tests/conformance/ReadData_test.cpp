@@ -1,6 +1,7 @@
 // Reading by the kind of object, and certificates.
 
 #include "tests/conformance/SearchTrace.h"
+#include "tests/fake/TemplateText.h"
 
 namespace Conformance {
 
@@ -670,8 +671,8 @@ TEST_F(ReadData, wideHandlesAreNotCut) {
 
     expectOutputs(read(), {kDone, countIs("1"), {"DATA1", 1, 2, "oQ=="}});
 
-    const std::string session0x = textf("0x%llx", static_cast<unsigned long long>(session));
-    const std::string object0x = textf("0x%llx", static_cast<unsigned long long>(object));
+    const std::string session0x = Fake::handleText(session);
+    const std::string object0x = Fake::handleText(object);
     EXPECT_EQ(calls().at(3), "C_GetAttributeValue(" + session0x + ", " + object0x + ", [CKA_VALUE=null/0])");
     expectTraceAt(1, {});
 }

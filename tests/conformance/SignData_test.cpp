@@ -1,6 +1,7 @@
 // Signing with a private key of the token.
 
 #include "tests/conformance/SearchTrace.h"
+#include "tests/fake/TemplateText.h"
 #include "zel/ClientOperationException.h"
 
 namespace Conformance {
@@ -656,7 +657,7 @@ TEST_F(SignData, wideHandlesAreNotCut) {
 
     expectOutputs(execute(kScript, request()), kSigned);
 
-    const std::string object0x = textf("0x%llx", static_cast<unsigned long long>(object));
+    const std::string object0x = Fake::handleText(object);
     EXPECT_EQ(calls().at(6), "C_SignInit(0x1, CKM_RSA_PKCS, " + object0x + ")");
 }
 
