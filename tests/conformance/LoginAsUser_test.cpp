@@ -258,16 +258,16 @@ TEST_F(LoginAsUser, missingFunctionsAnswerAsNotSupported) {
     expectTrace(loginAsUserTrace(1, 0x54));
 }
 
-struct StateRow {
+struct LoginRow {
     CK_STATE state;
     bool logout;
     bool login;
 };
 
-class LoginByState : public LoginAsUser, public ::testing::WithParamInterface<StateRow> {};
+class LoginByState : public LoginAsUser, public ::testing::WithParamInterface<LoginRow> {};
 
 TEST_P(LoginByState, theSessionStateDecides) {
-    const StateRow row = GetParam();
+    const LoginRow row = GetParam();
     fake.setSessionState(row.state);
     fake.answerNext(Function::C_Logout, CKR_OK);
 
@@ -290,9 +290,9 @@ TEST_P(LoginByState, theSessionStateDecides) {
 
 INSTANTIATE_TEST_SUITE_P(
     States, LoginByState,
-    ::testing::Values(StateRow{CKS_RO_PUBLIC_SESSION, false, true}, StateRow{CKS_RO_USER_FUNCTIONS, false, false},
-                      StateRow{CKS_RW_PUBLIC_SESSION, false, true}, StateRow{CKS_RW_USER_FUNCTIONS, false, false},
-                      StateRow{CKS_RW_SO_FUNCTIONS, true, true}, StateRow{5, false, false},
-                      StateRow{33005, false, false}, StateRow{static_cast<CK_STATE>(-1), false, false}));
+    ::testing::Values(LoginRow{CKS_RO_PUBLIC_SESSION, false, true}, LoginRow{CKS_RO_USER_FUNCTIONS, false, false},
+                      LoginRow{CKS_RW_PUBLIC_SESSION, false, true}, LoginRow{CKS_RW_USER_FUNCTIONS, false, false},
+                      LoginRow{CKS_RW_SO_FUNCTIONS, true, true}, LoginRow{5, false, false},
+                      LoginRow{33005, false, false}, LoginRow{static_cast<CK_STATE>(-1), false, false}));
 
 } // namespace Conformance
