@@ -1,0 +1,24 @@
+#pragma once
+
+#include "tests/faults/matrix/LoginFrame.h"
+
+namespace Faults {
+
+/// A call between the login and the logout: a failure ends the script with `error` after `further` and the logout that
+/// is its own; `search` and `sign` tell what stays open then.
+struct Working {
+    std::string error = kMapped;
+    bool search = false;
+    bool sign = false;
+    std::vector<Output> outputs = {};
+};
+
+[[nodiscard]] inline Outcome endsLoggedOut(const Frame& frame, const Working& working = {}, const Calls& further = {}) {
+    Now after = frame.ended();
+    after.searching = working.search;
+    // A logout ends what was to be signed.
+    after.signing = working.sign && !frame.loggedIn;
+    return ends(working.error, after, joined(further, frame.logout()), working.outputs);
+}
+
+} // namespace Faults
