@@ -1,0 +1,97 @@
+#include "tests/token/Kinds.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <ostream>
+#include <string_view>
+
+namespace Token {
+
+namespace {
+
+void bringUpSofthsm(const Folder& folder) {
+    std::filesystem::create_directory(folder.path() + "/tokens");
+    folder.write("softhsm2.conf", "directories.tokendir = " + folder.path() +
+                                      "/tokens\nobjectstore.backend = file\nlog.level = ERROR\n");
+    ::setenv("SOFTHSM2_CONF", (folder.path() + "/softhsm2.conf").c_str(), 1);
+}
+
+/// A configuration in which SoftHSM2 is the only module.
+void bringUpProxy(const Folder& folder) {
+    bringUpSofthsm(folder);
+    std::filesystem::create_directories(folder.path() + "/pkcs11/modules");
+    folder.write("pkcs11/pkcs11.conf", "user-config: only\n");
+    folder.write("pkcs11/modules/softhsm2.module", std::string("module: ") + SOFTHSM2_MODULE + "\n");
+    ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+}
+
+void bringUpOpencryptoki(const Folder& folder) {
+    (void)folder.run(OPENCRYPTOKI_DAEMON);
+}
+
+} // namespace
+
+Kind softhsm() {
+    return {.name = "SoftHSM2",
+            .module = SOFTHSM2_MODULE,
+            .bringUp = &bringUpSofthsm,
+            .triesToLock = 0,
+            .containerName = "80f9",
+            .searchBehindOpenSearch = "80f5",
+            .initWithWrongPin = "80ee",
+            .dataTooLong = "80f7",
+            .shortPin = "80fc",
+            .lockingPin = "",
+            .noUserPin = "80f5",
+            .noSubject = "8105",
+            .leftWithoutSubject = 1,
+            .category = "0",
+            .severalExecutors = true};
+}
+
+Kind proxy() {
+    Kind kind = softhsm();
+    kind.name = "SoftHSM2BehindProxy";
+    kind.module = std::string_view(SOFTHSM2_MODULE).empty() ? "" : PROXY_MODULE;
+    kind.bringUp = &bringUpProxy;
+    kind.severalExecutors = false;
+    return kind;
+}
+
+Kind opencryptoki() {
+    return {.name = "Opencryptoki",
+            .module = OPENCRYPTOKI_MODULE,
+            .bringUp = &bringUpOpencryptoki,
+            .triesToLock = 3,
+            .containerName = "8106",
+            .searchBehindOpenSearch = "80f5",
+            .initWithWrongPin = "80ee",
+            .dataTooLong = "80f9",
+            .shortPin = "80fc",
+            .lockingPin = "80ee",
+            .noUserPin = "80f5",
+            .noSubject = "8105",
+            .leftWithoutSubject = 0,
+            .category = "80f9",
+            .severalExecutors = true};
+}
+
+std::vector<Kind> kinds() {
+    const char* wanted = std::getenv("TOKEN_KIND");
+    if (wanted != nullptr && std::string_view(wanted) == "opencryptoki") {
+        return {opencryptoki()};
+    }
+    return {softhsm(), proxy()};
+}
+
+std::vector<Kind> kindsForSeveralExecutors() {
+    std::vector<Kind> found = kinds();
+    std::erase_if(found, [](const Kind& kind) { return !kind.severalExecutors; });
+    return found;
+}
+
+void PrintTo(const Kind& kind, std::ostream* stream) {
+    *stream << kind.name;
+}
+
+} // namespace Token
