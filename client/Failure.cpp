@@ -3,9 +3,21 @@
 #include "client/ResultCodes.h"
 #include "zel/ClientOperationException.h"
 
-void throwFailure(const Zel::TString& message) {
+namespace {
+
+[[noreturn]] void throwWith(const Zel::TString& message, const Zel::TString& code) {
     Zel::ClientOperationException exception;
     exception.setMessage(message);
-    exception.setErrorCode(hexNumberText(ClientCode::kBadParameter));
+    exception.setErrorCode(code);
     throw exception;
+}
+
+} // namespace
+
+void throwFailure(const Zel::TString& message) {
+    throwWith(message, hexNumberText(ClientCode::kBadParameter));
+}
+
+void throwOutOfMemory() {
+    throwWith(L"Out of memory", clientErrorCode(CKR_HOST_MEMORY));
 }

@@ -10,7 +10,7 @@
 /// Made by newInstance, ended through slot 1 (or 0) by freeInstance. Not meant for calls from two threads at once.
 ///
 /// Failures of the token never throw; they travel in the output parameter "ERROR". Preconditions and malformed access
-/// parameters throw ClientOperationException with code 33004.
+/// parameters throw ClientOperationException with code 33004, and so does a lack of memory for the answer, with 33014.
 class PKCS11Client final : public Zel::BaseDLLObjectImpl<Zel::ClientOperationExecutor> {
 public:
     /// The script type that execute requires, and what getType answers.
@@ -51,6 +51,7 @@ private:
     void initializeModule(const Trace& trace);
     void closeSessionForGood(const Trace& trace);
     void finalizeModule(const Trace& trace, int usersBefore);
+    [[nodiscard]] Zel::ClientOperationResponse* respond(const Trace& trace, const Zel::ClientOperation& operation);
     void traceOperation(const Trace& trace, const Zel::ClientOperation& operation) const;
     void runOperation(const Trace& trace, const Zel::ClientOperation& operation,
                       const Zel::Vector<Zel::Parameter>* params, Zel::Vector<Zel::Parameter>& outputs);

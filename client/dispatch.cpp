@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <new>
 
 #include "client/Failure.h"
 #include "client/PKCS11Client.h"
@@ -56,12 +57,20 @@ Zel::ClientOperationResponse* PKCS11Client::execute(Zel::ClientOperation* operat
         trace.withoutExit();
         return nullptr;
     }
-    traceOperation(trace, *operation);
+    try {
+        return respond(trace, *operation);
+    } catch (const std::bad_alloc&) {
+        throwOutOfMemory();
+    }
+}
+
+Zel::ClientOperationResponse* PKCS11Client::respond(const Trace& trace, const Zel::ClientOperation& operation) {
+    traceOperation(trace, operation);
     OwnedResponse response(new Zel::ClientOperationResponse());
-    response->setId(operation->getId());
-    const OwnedParameters params(operation->getParameters());
+    response->setId(operation.getId());
+    const OwnedParameters params(operation.getParameters());
     Zel::Vector<Zel::Parameter> outputs;
-    runOperation(trace, *operation, params.get(), outputs);
+    runOperation(trace, operation, params.get(), outputs);
     response->setResponseParameters(outputs);
     traceOutputs(trace, outputs);
     return response.release();
@@ -89,8 +98,16 @@ void PKCS11Client::runOperation(const Trace& trace, const Zel::ClientOperation& 
     const Zel::TString scriptType = operation.getScriptType();
     if (scriptType.compareIgnoreCase(kScriptType) != 0) {
         trace.failure(L":Unknown Operation Script type: %ws required and not %ws!", kScriptType, scriptType);
-    } else if (!runScript(operation.getScript(), params, outputs)) {
-        trace.failure(L":Unknown Operation Script!");
+        return;
+    }
+    try {
+        if (!runScript(operation.getScript(), params, outputs)) {
+            trace.failure(L":Unknown Operation Script!");
+        }
+    } catch (const std::bad_alloc&) {
+        // The script ended where it stood; to the host it is a failure like a token's.
+        outputs.clear();
+        Outputs(outputs).push(L"ERROR", clientErrorCode(CKR_HOST_MEMORY));
     }
 }
 

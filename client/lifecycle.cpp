@@ -1,3 +1,4 @@
+#include <new>
 #include <utility>
 
 #include "client/Failure.h"
@@ -101,7 +102,11 @@ void PKCS11Client::initialize(Zel::Vector<Zel::Parameter>* accessParams,
         throwFailure(L"Plugin not terminated");
     }
     // Values of an earlier cycle stay where this one gives none.
-    m_access.readForInitialize(accessParams, runtimeParameters);
+    try {
+        m_access.readForInitialize(accessParams, runtimeParameters);
+    } catch (const std::bad_alloc&) {
+        throwOutOfMemory();
+    }
     m_isTerminated = false;
     trace.write(TraceLevel::Value, L": m_tsCurrentReader=%ws", m_access.currentReader());
     trace.write(TraceLevel::Value, L": m_tsAlgoId=%ws", m_access.algoId());

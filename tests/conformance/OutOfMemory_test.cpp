@@ -1,0 +1,57 @@
+// What a host sees when there is no memory for an answer: never a foreign exception, and an executor that goes on.
+
+#include "tests/conformance/Harness.h"
+#include "tests/conformance/Operation.h"
+#include "zel/ClientOperationException.h"
+
+#include <new>
+
+namespace Conformance {
+namespace {
+
+class OutOfMemory : public PluginTest {};
+
+/// A host's operation that has no memory for its parameters.
+class PoorOperation final : public Zel::BaseDLLObjectImpl<Zel::ClientOperation> {
+public:
+    void* deletingDestructor(unsigned int flags) override { return runDestructor(this, flags); }
+    [[nodiscard]] Zel::TString getId() const override { return L"1"; }
+    [[nodiscard]] Zel::TString getScriptType() const override { return L"client.p11.Larkspur"; }
+    [[nodiscard]] Zel::TString getScript() const override { return L"getCardState"; }
+    [[nodiscard]] Zel::Vector<Zel::Parameter>* getParameters() const override { throw std::bad_alloc(); }
+};
+
+TEST_F(OutOfMemory, aScriptThatRunsOutOfItAnswersInError) {
+    start();
+    fake.hook<Fake::Function::C_GetSlotList>([](CK_BBOOL, CK_SLOT_ID*, CK_ULONG*) -> CK_RV { throw std::bad_alloc(); });
+
+    expectOutputs(execute("getReaderList"), {{"ERROR", 2, 3, "80f6"}});
+
+    fake.unhook(Fake::Function::C_GetSlotList);
+    expectError(execute("getReaderList"), "0");
+}
+
+TEST_F(OutOfMemory, outputsOfAScriptThatRunsOutOfItAreDropped) {
+    startWithReader();
+    fake.hook<Fake::Function::C_FindObjects>(
+        [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE*, CK_ULONG, CK_ULONG*) -> CK_RV { throw std::bad_alloc(); });
+
+    expectOutputs(execute("readData", Params().plain("OBJ_TYPE", "CERTIFICATE")), {{"ERROR", 2, 3, "80f6"}});
+}
+
+TEST_F(OutOfMemory, aHostWithoutItGetsTheExecutorsOwnException) {
+    start();
+    PoorOperation operation;
+
+    try {
+        static_cast<void>(plugin.get()->execute(&operation));
+        FAIL() << "no exception";
+    } catch (const Zel::ClientOperationException& exception) {
+        EXPECT_EQ(toUtf8(exception.getMessageText()), "Out of memory");
+        EXPECT_EQ(toUtf8(exception.getErrorCode()), "80f6");
+    }
+    expectError(execute("getCardState"), "0");
+}
+
+} // namespace
+} // namespace Conformance
