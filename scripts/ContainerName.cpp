@@ -41,7 +41,7 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
 }
 
 Result findKey(const Script& script, const Trace& trace, std::span<const std::uint8_t> keyId, CK_OBJECT_HANDLE& hKey) {
-    AttributeTemplate searched;
+    AttributeTemplate searched(2);
     searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
     searched.setBytes(CKA_ID, keyId);
     const scripts::ObjectSearch search(script.session, trace, {.announcesFindTwice = true});
@@ -71,7 +71,7 @@ Result nameKey(const Script& script, const Trace& trace) {
     if (!result.isOk()) {
         return result;
     }
-    AttributeTemplate update;
+    AttributeTemplate update(1);
     update.setBytes(kContainerNameAttribute, std::move(request.containerName));
     return script.session.call(trace, cryptoki::setAttributeValue)
         .in(L"hKeyObject", hKey)

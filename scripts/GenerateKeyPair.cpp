@@ -69,20 +69,22 @@ Result generate(const Script& script, const Trace& trace, AttributeTemplate& pub
 
 /// Shapes the templates, has the token generate the pair and reports the modulus.
 Result generateFor(Script& script, const Trace& trace, Request& request) {
-    AttributeTemplate publicKey{CKA_TOKEN,      CKA_PRIVATE, CKA_KEY_TYPE,       CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT,
-                                CKA_MODIFIABLE, CKA_LABEL,   CKA_SUBJECT,        CKA_ID,           CKA_DERIVE,
-                                CKA_ENCRYPT,    CKA_VERIFY,  CKA_VERIFY_RECOVER, CKA_WRAP};
+    AttributeTemplate publicKey(14, {CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT,
+                                     CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID, CKA_DERIVE, CKA_ENCRYPT,
+                                     CKA_VERIFY, CKA_VERIFY_RECOVER, CKA_WRAP});
     publicKey.setBoolean(CKA_TOKEN, true);
     publicKey.setBoolean(CKA_PRIVATE, false);
     publicKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
     publicKey.setNumber(CKA_MODULUS_BITS, request.modulusBits);
     publicKey.setBytes(CKA_PUBLIC_EXPONENT, std::move(request.publicExponent));
-    AttributeTemplate privateKey{CKA_TOKEN,   CKA_PRIVATE,      CKA_KEY_TYPE, CKA_MODIFIABLE, CKA_LABEL,
-                                 CKA_SUBJECT, CKA_ID,           CKA_DERIVE,   CKA_SENSITIVE,  CKA_DECRYPT,
-                                 CKA_SIGN,    CKA_SIGN_RECOVER, CKA_UNWRAP,   CKA_EXTRACTABLE};
+    publicKey.closeHead();
+    AttributeTemplate privateKey(14, {CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT,
+                                      CKA_ID, CKA_DERIVE, CKA_SENSITIVE, CKA_DECRYPT, CKA_SIGN, CKA_SIGN_RECOVER,
+                                      CKA_UNWRAP, CKA_EXTRACTABLE});
     privateKey.setBoolean(CKA_TOKEN, true);
     privateKey.setBoolean(CKA_PRIVATE, true);
     privateKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
+    privateKey.closeHead();
     Result result = scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(),
                                            scripts::UnreadableLabel::Counted, &publicKey, &privateKey);
     CK_OBJECT_HANDLE hPublic = 0;

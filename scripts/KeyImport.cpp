@@ -56,6 +56,7 @@ void setPrivateHead(AttributeTemplate& privateKey, scripts::RsaKey& key) {
     for (std::size_t i = 0; i < key.components.size(); ++i) {
         privateKey.setBytes(scripts::RsaKey::kAttributes[i], std::move(key.components[i]));
     }
+    privateKey.closeHead();
 }
 
 void setPublicHead(AttributeTemplate& publicKey, const scripts::RsaKey& key) {
@@ -65,6 +66,8 @@ void setPublicHead(AttributeTemplate& publicKey, const scripts::RsaKey& key) {
     publicKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
     publicKey.setBytes(CKA_MODULUS, key.modulus().bytes());
     publicKey.setBytes(CKA_PUBLIC_EXPONENT, key.publicExponent().bytes());
+    // CKA_MODULUS_BITS may have to be added later.
+    publicKey.closeHead(1);
 }
 
 Result createPrivateKey(const Script& script, const Trace& trace, AttributeTemplate& privateKey, CK_ULONG sizeInBits) {
@@ -87,7 +90,7 @@ Result createPrivateKey(const Script& script, const Trace& trace, AttributeTempl
 /// Looks for a public key with the private one's identifier. Where none was given, the identifier searched for is the
 /// class value in its place, which normally finds nothing.
 Result findPublicKey(const Script& script, const Trace& trace, const AttributeTemplate& privateKey, bool& isFound) {
-    AttributeTemplate searched;
+    AttributeTemplate searched(2);
     searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     if (const auto id = privateKey.find(CKA_ID)) {
         searched.setBytes(CKA_ID, privateKey.valueAt(*id));
@@ -163,8 +166,8 @@ Result scripts::writeKey(Script& script, bool isKeyPair) {
     if (!result.isOk()) {
         return result;
     }
-    AttributeTemplate privateKey;
-    AttributeTemplate publicKey;
+    AttributeTemplate privateKey(23);
+    AttributeTemplate publicKey(16);
     if (isKeyPair) {
         setPublicHead(publicKey, request.key);
     }

@@ -1,6 +1,7 @@
 #include "scripts/Keywords.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "scripts/Faults.h"
 #include "util/Conversions.h"
@@ -55,44 +56,72 @@ constexpr Keyword kKeySearchKeywords[] = {
 constexpr CK_ULONG kTokenUser = 1;
 constexpr CK_ULONG kAuthority = 2;
 
-void applyBytes(const Keyword& keyword, const Zel::TString& value, UnreadableLabel unreadableLabel,
-                AttributeTemplate& target) {
+Result applyBytes(const Trace& trace, const Keyword& keyword, const Zel::TString& value,
+                  UnreadableLabel unreadableLabel, AttributeTemplate& target) {
     SecretBuffer bytes = TStringHex2Binary(value);
-    if (!bytes.isEmpty()) {
-        if (keyword.form == Label) {
-            bytes.truncate(bytes.textLength());
-        }
-        target.setBytes(keyword.attribute, std::move(bytes));
-    } else if (keyword.form == Label && unreadableLabel == UnreadableLabel::Counted) {
-        target.countUnwritten(keyword.attribute);
+    const bool isCounted = keyword.form == Label && unreadableLabel == UnreadableLabel::Counted;
+    if (bytes.isEmpty() && !isCounted) {
+        return CKR_OK;
     }
+    if (!target.hasRoomFor(keyword.attribute)) {
+        return scripts::badParameter(trace, keyword.id, value);
+    }
+    if (bytes.isEmpty()) {
+        target.countUnwritten(keyword.attribute);
+        return CKR_OK;
+    }
+    if (keyword.form == Label) {
+        bytes.truncate(bytes.textLength());
+    }
+    target.setBytes(keyword.attribute, std::move(bytes));
+    return CKR_OK;
+}
+
+/// The number that a category or an algorithm stands for; nothing when it is none.
+std::optional<CK_ULONG> numberOf(const Keyword& keyword, const Zel::TString& value) {
+    if (keyword.form == RsaAlgorithm) {
+        return value.compare(scripts::kRsaEncryption) == 0 ? std::optional<CK_ULONG>(CKK_RSA) : std::nullopt;
+    }
+    if (value.compare(L"USER") == 0) {
+        return kTokenUser;
+    }
+    return value.compare(L"CA") == 0 ? std::optional<CK_ULONG>(kAuthority) : std::nullopt;
+}
+
+Result applyNumber(const Trace& trace, const Keyword& keyword, const Zel::TString& value, AttributeTemplate& target) {
+    const std::optional<CK_ULONG> number = numberOf(keyword, value);
+    if (!number) {
+        // A bad category names CERT_TYPE: operators' tools look for this text.
+        return scripts::badParameter(trace, keyword.form == Category ? L"CERT_TYPE" : keyword.id, value);
+    }
+    if (!target.hasRoomFor(keyword.attribute)) {
+        return scripts::badParameter(trace, keyword.id, value);
+    }
+    target.setNumber(keyword.attribute, *number);
+    return CKR_OK;
+}
+
+Result applyBoolean(const Trace& trace, const Keyword& keyword, const Zel::TString& value, AttributeTemplate& target) {
+    if (!target.hasRoomFor(keyword.attribute)) {
+        return scripts::badParameter(trace, keyword.id, value);
+    }
+    target.setBoolean(keyword.attribute, value.compare(L"1") == 0);
+    return CKR_OK;
 }
 
 Result applyTo(const Trace& trace, const Keyword& keyword, const Zel::TString& value, UnreadableLabel unreadableLabel,
                AttributeTemplate& target) {
     switch (keyword.form) {
     case Boolean:
-        target.setBoolean(keyword.attribute, value.compare(L"1") == 0);
-        break;
+        return applyBoolean(trace, keyword, value, target);
+    case Category:
+    case RsaAlgorithm:
+        return applyNumber(trace, keyword, value, target);
     case Bytes:
     case Label:
-        applyBytes(keyword, value, unreadableLabel, target);
-        break;
-    case Category:
-        if (value.compare(L"USER") != 0 && value.compare(L"CA") != 0) {
-            // Names CERT_TYPE: operators' tools look for this text.
-            return scripts::badParameter(trace, L"CERT_TYPE", value);
-        }
-        target.setNumber(keyword.attribute, value.compare(L"USER") == 0 ? kTokenUser : kAuthority);
-        break;
-    case RsaAlgorithm:
-        if (value.compare(scripts::kRsaEncryption) != 0) {
-            return scripts::badParameter(trace, keyword.id, value);
-        }
-        target.setNumber(keyword.attribute, CKK_RSA);
         break;
     }
-    return CKR_OK;
+    return applyBytes(trace, keyword, value, unreadableLabel, target);
 }
 
 bool goesTo(const Keyword& keyword, scripts::KeywordHalf half) {

@@ -6,7 +6,7 @@
 #include "util/AttributeTemplate.h"
 
 // What the keywords of the object scripts mean: data, once. A keyword is the id of an operation parameter; it sets one
-// attribute, overwriting a fixed entry of that attribute or an earlier one of the same keyword, else adding an entry.
+// attribute: it overwrites a fixed entry of that attribute, else it adds an entry, also when it comes again.
 
 namespace scripts {
 
@@ -46,6 +46,7 @@ enum class UnreadableLabel {
 
 /// Sets what the parameters' keywords say, in their order, others are skipped. A template may be null: its half is left
 /// out. A category or algorithm that is none ends it: told as ": Bad parameter CERT_TYPE: …" or ": … ALGOID: …".
+/// So does an entry that no longer fits, for keywords that were repeated: told with the keyword's own id.
 [[nodiscard]] Result applyKeywords(const Trace& trace, const Zel::Vector<Zel::Parameter>& params,
                                    std::span<const Keyword> keywords, UnreadableLabel unreadableLabel,
                                    AttributeTemplate* publicTemplate, AttributeTemplate* privateTemplate = nullptr);

@@ -29,6 +29,10 @@ CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace st
         }
         trace.failed(cryptoki::logout.name, rv);
         refusal = rv;
+        if (!session.module().has(cryptoki::logout)) {
+            // No token refused anything: a module without the function would be asked for ever.
+            return refusal;
+        }
     }
 }
 

@@ -12,8 +12,8 @@ namespace scripts {
 
 enum class LogoutTrace { AnnouncedOnce, AnnouncedEachTime };
 
-/// Logs out, again and again until the token agrees: a card must not stay logged in. There is no limit. Returns the
-/// last refusal, CKR_OK when there was none.
+/// Logs out, again and again until the token agrees: a card must not stay logged in. There is no limit, unless the
+/// module has no such function. Returns the last refusal, CKR_OK when there was none.
 CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style = LogoutTrace::AnnouncedEachTime);
 
 /// The result of a script whose logout counts: a refusal along the way takes the place of everything but a client code.

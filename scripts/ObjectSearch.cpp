@@ -62,6 +62,11 @@ CK_RV ObjectSearch::find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const {
     return CKR_OK;
 }
 
+CK_RV ObjectSearch::giveUp() const {
+    m_trace.failed(cryptoki::findObjects.name, CKR_GENERAL_ERROR);
+    return CKR_GENERAL_ERROR;
+}
+
 CK_RV ObjectSearch::finish() const {
     return m_session.call(m_trace, cryptoki::findObjectsFinal).run(m_session.handle());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 #include "token/Session.h"
@@ -17,6 +18,9 @@ struct SearchTrace {
     bool announcesFindTwice = false; ///< ": C_FindObjects" again before what was found
 };
 
+/// A search that finds more than this never ends: a module talking nonsense, not a token.
+inline constexpr std::uint32_t kMostObjects = 1U << 16U;
+
 /// The three steps of an object search on a session, one handle at a time. Nothing is finished by itself: some scripts
 /// leave a search open on purpose.
 class ObjectSearch {
@@ -29,6 +33,8 @@ public:
     /// The next handle; 0 in `count` (which is 0 or 1) when there is none.
     [[nodiscard]] CK_RV find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const;
     [[nodiscard]] CK_RV finish() const;
+    /// For a search that has found more than kMostObjects: tells it as a failed C_FindObjects, CKR_GENERAL_ERROR.
+    [[nodiscard]] CK_RV giveUp() const;
 
 private:
     void traceEntries(const AttributeTemplate& searched) const;

@@ -22,9 +22,10 @@ Result scripts::readCertificate(Script& script) {
     if (script.params == nullptr) {
         return noParameters(trace);
     }
-    AttributeTemplate searched{CKA_CLASS,         CKA_LABEL,      CKA_SUBJECT, CKA_ID,      CKA_ISSUER,
-                               CKA_SERIAL_NUMBER, CKA_MODIFIABLE, CKA_TOKEN,   CKA_PRIVATE, CKA_CERTIFICATE_CATEGORY};
+    AttributeTemplate searched(10, {CKA_CLASS, CKA_LABEL, CKA_SUBJECT, CKA_ID, CKA_ISSUER, CKA_SERIAL_NUMBER,
+                                    CKA_MODIFIABLE, CKA_TOKEN, CKA_PRIVATE, CKA_CERTIFICATE_CATEGORY});
     searched.setNumber(CKA_CLASS, CKO_CERTIFICATE);
+    searched.closeHead();
     const Result applied =
         applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Counted, &searched);
     return applied.isOk() ? readObjects(script, trace, searched, readOne) : applied;

@@ -27,9 +27,10 @@ Result scripts::readKey(Script& script) {
     if (script.params == nullptr) {
         return noParameters(trace);
     }
-    AttributeTemplate searched{CKA_CLASS,      CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE,
-                               CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID};
+    AttributeTemplate searched(
+        8, {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID});
     searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
+    searched.closeHead();
     const Result applied =
         applyKeywords(trace, *script.params, keySearchKeywords(), UnreadableLabel::Counted, &searched);
     return applied.isOk() ? readObjects(script, trace, searched, readOne) : applied;

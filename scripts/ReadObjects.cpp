@@ -20,6 +20,9 @@ Result scripts::readObjects(Script& script, const Trace& trace, AttributeTemplat
         if (count == 0) {
             break;
         }
+        if (total == kMostObjects) {
+            return search.giveUp();
+        }
         rv = read(script, trace, hObject, ++total);
         if (rv != CKR_OK) {
             return rv;

@@ -42,7 +42,7 @@ Result sweep(const Session& session, const Trace& trace, AttributeTemplate& sear
     if (rv != CKR_OK) {
         return rv;
     }
-    for (;;) {
+    for (std::uint32_t total = 0;; ++total) {
         CK_OBJECT_HANDLE hObject = 0;
         CK_ULONG count = 0;
         rv = search.find(hObject, count);
@@ -51,6 +51,9 @@ Result sweep(const Session& session, const Trace& trace, AttributeTemplate& sear
         }
         if (count == 0) {
             break;
+        }
+        if (total == scripts::kMostObjects) {
+            return search.giveUp();
         }
         rv = destroy(session, trace, hObject);
         if (rv != CKR_OK) {
@@ -68,9 +71,10 @@ Result sweep(const Session& session, const Trace& trace, AttributeTemplate& sear
 }
 
 Result removeMatching(const Script& script, const Trace& trace) {
-    AttributeTemplate searched;
+    AttributeTemplate searched(10);
     bool isKeyPair = false;
     Result result = setClass(trace, *script.params, searched, isKeyPair);
+    searched.closeHead();
     if (result.isOk()) {
         result = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
                                         scripts::UnreadableLabel::Skipped, &searched);

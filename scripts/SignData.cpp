@@ -47,7 +47,7 @@ Result check(const Trace& trace, const Request& request) {
 }
 
 Result findKey(const Script& script, const Trace& trace, const Request& request, CK_OBJECT_HANDLE& hKey) {
-    AttributeTemplate searched;
+    AttributeTemplate searched(2);
     searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
     searched.setBytes(CKA_ID, request.keyId.bytes());
     const scripts::ObjectSearch search(script.session, trace, {});

@@ -57,12 +57,13 @@ Result scripts::writeCertificate(Script& script) {
     if (!read.isOk()) {
         return read;
     }
-    AttributeTemplate certificate;
+    AttributeTemplate certificate(12);
     certificate.setNumber(CKA_CLASS, CKO_CERTIFICATE);
     certificate.setBoolean(CKA_TOKEN, true);
     certificate.setBoolean(CKA_PRIVATE, false);
     certificate.setNumber(CKA_CERTIFICATE_TYPE, CKC_X_509);
     certificate.setBytes(CKA_VALUE, std::move(request.certificate));
+    certificate.closeHead();
     const Result applied =
         applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Skipped, &certificate);
     return applied.isOk() ? create(script, trace, certificate) : applied;

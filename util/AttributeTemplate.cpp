@@ -4,7 +4,8 @@
 
 #include "platform/SecureZero.h"
 
-AttributeTemplate::AttributeTemplate(std::initializer_list<CK_ATTRIBUTE_TYPE> presetTypes) {
+AttributeTemplate::AttributeTemplate(std::size_t capacity, std::initializer_list<CK_ATTRIBUTE_TYPE> presetTypes)
+    : m_capacity(std::min(capacity, kCapacity)) {
     std::copy_n(presetTypes.begin(), std::min(presetTypes.size(), kCapacity), m_presetTypes.begin());
 }
 
@@ -55,9 +56,27 @@ CK_ATTRIBUTE* AttributeTemplate::entries() {
 }
 
 std::optional<std::size_t> AttributeTemplate::find(CK_ATTRIBUTE_TYPE type) const {
-    const auto used = m_meant.begin() + static_cast<std::ptrdiff_t>(m_count);
-    const auto found = std::find(m_meant.begin(), used, type);
-    return found == used ? std::nullopt : std::optional(static_cast<std::size_t>(found - m_meant.begin()));
+    for (std::size_t i = m_count; i > 0; --i) {
+        if (m_meant[i - 1] == type) {
+            return i - 1;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::size_t> AttributeTemplate::findInHead(CK_ATTRIBUTE_TYPE type) const {
+    const auto end = m_meant.begin() + static_cast<std::ptrdiff_t>(m_headCount);
+    const auto found = std::find(m_meant.begin(), end, type);
+    return found == end ? std::nullopt : std::optional(static_cast<std::size_t>(found - m_meant.begin()));
+}
+
+void AttributeTemplate::closeHead(std::size_t reserved) {
+    m_headCount = m_count;
+    m_reserved = reserved;
+}
+
+bool AttributeTemplate::hasRoomFor(CK_ATTRIBUTE_TYPE type) const {
+    return m_count + m_reserved < m_capacity || findInHead(type).has_value();
 }
 
 std::span<const std::uint8_t> AttributeTemplate::valueAt(std::size_t index) const {
@@ -66,10 +85,10 @@ std::span<const std::uint8_t> AttributeTemplate::valueAt(std::size_t index) cons
 }
 
 CK_ATTRIBUTE* AttributeTemplate::slotFor(CK_ATTRIBUTE_TYPE type) {
-    if (const auto index = find(type)) {
+    if (const auto index = findInHead(type)) {
         return &m_entries[*index];
     }
-    if (m_count == kCapacity) {
+    if (m_count == m_capacity) {
         return nullptr;
     }
     m_meant[m_count] = type;

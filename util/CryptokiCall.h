@@ -45,6 +45,11 @@ class Cryptoki {
 public:
     void bind(CK_FUNCTION_LIST* functionList) noexcept { m_pFunctionList = functionList; }
     [[nodiscard]] bool isBound() const noexcept { return m_pFunctionList != nullptr; }
+    /// Whether the module has this function at all.
+    template <auto Member>
+    [[nodiscard]] bool has(CryptokiFunction<Member>) const noexcept {
+        return isBound() && m_pFunctionList->*Member != nullptr;
+    }
 
     /// Parameter types are those of the function; the arguments convert.
     template <auto Member, class... Args>
