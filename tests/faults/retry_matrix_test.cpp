@@ -16,14 +16,7 @@ struct Retried {
 
 class RetriedLogout : public ::testing::TestWithParam<Retried> {
 protected:
-    static Story story() {
-        for (const Story& candidate : allStories()) {
-            if (candidate.name == GetParam().story) {
-                return candidate;
-            }
-        }
-        return {};
-    }
+    static Story story() { return storyNamed(GetParam().story); }
 
     /// The good run with so many more logouts.
     static Calls callsWith(const Story& story, std::size_t more) {
@@ -81,12 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Stories, RetriedLogout,
 /// "Container naming" alone lets a refused logout overwrite its error: it has a logout of its own only when it is the
 /// one that logged in, after the script around it found its session gone.
 TEST(RetriedLogoutOfTheWriter, overwritesTheErrorOfItsOwn) {
-    Story told;
-    for (const Story& candidate : allStories()) {
-        if (candidate.name == "NameContainerUserLoggedIn") {
-            told = candidate;
-        }
-    }
+    const Story told = storyNamed("NameContainerUserLoggedIn");
     const std::size_t innerLook = 2;
     ASSERT_EQ(told.steps[innerLook].call, "C_GetSessionInfo(0x1)");
     const Outcome stale = told.steps[innerLook].special.at(CKR_SESSION_HANDLE_INVALID);
@@ -106,12 +94,7 @@ TEST(RetriedLogoutOfTheWriter, overwritesTheErrorOfItsOwn) {
 
 /// Both attempts at a public key fail: the second refusal is what counts.
 TEST(RetriedPublicKey, isTriedOnceMore) {
-    Story told;
-    for (const Story& candidate : allStories()) {
-        if (candidate.name == "WriteKeyPairNoSession") {
-            told = candidate;
-        }
-    }
+    const Story told = storyNamed("WriteKeyPairNoSession");
     Calls calls = told.callsFrom(0);
     ASSERT_EQ(calls.size(), 9U);
     calls.pop_back();

@@ -30,30 +30,6 @@ void logIn(Executor& executor, const char* role, const char* pin) {
          "authenticate");
 }
 
-Executor begin(Start start) {
-    Executor executor(Params().plain("DLLNAME", Fake::moduleFile()));
-    if (!executor || executor.initialize(Params().hex("PIN", kUserPin))) {
-        throw std::logic_error("the stage could not be set: no executor");
-    }
-    if (start == Start::NoReader) {
-        return executor;
-    }
-    need(executor.execute("getPlatformIdentifiers", Params().hex("READERNAME", Conformance::kReaderHex)), "reader");
-    if (start == Start::ReadOnly) {
-        need(executor.execute("readData", Params()), "readData");
-    }
-    if (start == Start::UserIn || start == Start::Public) {
-        logIn(executor, "USER", kUserPin);
-    }
-    if (start == Start::Public) {
-        need(executor.execute("deauthenticate", Params().plain("PINID", "USER")), "deauthenticate");
-    }
-    if (start == Start::OfficerIn) {
-        logIn(executor, "SO", kSoPin);
-    }
-    return executor;
-}
-
 std::string listText(const Calls& calls) {
     std::string text;
     for (const std::string& call : calls) {
@@ -197,6 +173,30 @@ std::string takeDown(Fake::Module& fake, Executor& executor, const Now& now) {
 }
 
 } // namespace
+
+Executor begin(Start start) {
+    Executor executor(Params().plain("DLLNAME", Fake::moduleFile()));
+    if (!executor || executor.initialize(Params().hex("PIN", kUserPin))) {
+        throw std::logic_error("the stage could not be set: no executor");
+    }
+    if (start == Start::NoReader) {
+        return executor;
+    }
+    need(executor.execute("getPlatformIdentifiers", Params().hex("READERNAME", Conformance::kReaderHex)), "reader");
+    if (start == Start::ReadOnly) {
+        need(executor.execute("readData", Params()), "readData");
+    }
+    if (start == Start::UserIn || start == Start::Public) {
+        logIn(executor, "USER", kUserPin);
+    }
+    if (start == Start::Public) {
+        need(executor.execute("deauthenticate", Params().plain("PINID", "USER")), "deauthenticate");
+    }
+    if (start == Start::OfficerIn) {
+        logIn(executor, "SO", kSoPin);
+    }
+    return executor;
+}
 
 std::string play(const Story& story, const std::function<void(Fake::Module&)>& answer, const Calls& expectedCalls,
                  const std::string& expectedError, const std::vector<Output>& expectedOutputs,

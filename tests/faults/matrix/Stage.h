@@ -4,6 +4,9 @@
 
 namespace Faults {
 
+/// A fresh executor brought to that state on the scripted module. Throws std::logic_error when it cannot be.
+[[nodiscard]] Conformance::Executor begin(Start start);
+
 /// Plays a story's request once on a fresh executor and the scripted module as after its reset, and checks everything
 /// against `expected`: the calls, "ERROR", the outputs, the module's sessions and logins, what the executor holds (by
 /// its next operations), and that all of it can be taken down. Empty when all is as expected, else what is not.

@@ -110,6 +110,8 @@ struct Story {
 };
 
 [[nodiscard]] std::vector<Story> allStories();
+/// The one of that name. Throws std::logic_error when there is none.
+[[nodiscard]] Story storyNamed(const std::string& name);
 
 /// a + b + …
 [[nodiscard]] Calls joined(Calls calls, const Calls& more);

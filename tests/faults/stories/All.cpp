@@ -1,5 +1,7 @@
 #include "tests/faults/stories/Families.h"
 
+#include <stdexcept>
+
 namespace Faults {
 
 std::vector<Story> allStories() {
@@ -11,6 +13,15 @@ std::vector<Story> allStories() {
         all.insert(all.end(), stories.begin(), stories.end());
     }
     return all;
+}
+
+Story storyNamed(const std::string& name) {
+    for (const Story& story : allStories()) {
+        if (story.name == name) {
+            return story;
+        }
+    }
+    throw std::logic_error("there is no story " + name);
 }
 
 } // namespace Faults
