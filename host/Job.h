@@ -36,6 +36,7 @@ public:
     [[nodiscard]] ExitStatus run(JobReader& reader);
 
 private:
+    // NOLINTNEXTLINE(bugprone-exception-escape): the check takes its implicit moves for noexcept
     struct Answer {
         Json line;
         ExitStatus status = ExitStatus::Success;

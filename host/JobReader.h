@@ -19,6 +19,7 @@ using JobJson = nlohmann::basic_json<nlohmann::ordered_map, std::vector, WipedSt
                                      double, WipingAllocator>;
 
 /// One step as it stands in the job, not looked at yet.
+// NOLINTNEXTLINE(bugprone-exception-escape): the check takes its implicit moves for noexcept
 struct RawStep {
     std::string where;                ///< "line 3", "step 2"
     std::optional<std::string> error; ///< what is wrong when it is not JSON, or the job has no steps

@@ -26,6 +26,7 @@ enum class Call {
 };
 
 /// The operation of an "execute" step.
+// NOLINTNEXTLINE(bugprone-exception-escape): the check takes its implicit moves for noexcept
 struct OperationStep {
     Zel::TString id;
     Zel::TString scriptType;

@@ -12,6 +12,8 @@ namespace platform {
 /// with the object.
 class VersionResource {
 public:
+    VersionResource(const VersionResource&) = delete;
+    VersionResource& operator=(const VersionResource&) = delete;
     VersionResource(VersionResource&&) noexcept;
     VersionResource& operator=(VersionResource&&) noexcept;
     ~VersionResource();
