@@ -304,6 +304,18 @@ TEST_F(HostileMemory, initialisationArgumentsAreScribbledOver) {
     expectUsable();
 }
 
+// A handle that comes along with a refusal is none.
+
+TEST_F(HostileMemory, aSessionIsOpenedAndRefused) {
+    use("Read1CertificatesNoSession");
+    fake.answerNext(Function::C_OpenSession, CKR_DEVICE_ERROR, 1, Fake::When::After);
+    expectOutputs(execute(story.script, story.params), {{"ERROR", 2, 3, "80fa"}});
+    forget();
+    expectError(execute("readData", Params()), "0");
+    expectCalls({"C_OpenSession(0x11, flags=0x4)"});
+    expectUsable();
+}
+
 // Modules that call the plug-in while it calls them.
 
 TEST_F(HostileMemory, aModuleAsksTheSameExecutor) {
