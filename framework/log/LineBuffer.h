@@ -4,20 +4,19 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/SecureZero.h"
+
 namespace Ry::log {
 
-/// Bytes that grow: on the stack first, on the heap when that is too small. Without memory it becomes failed and takes
-/// nothing more; nothing throws.
+/// Bytes that grow: on the stack first, on the heap when that is too small. They are overwritten before they go, for a
+/// trace may tell values that are to stay nowhere else. Without memory it becomes failed and takes nothing more;
+/// nothing throws.
 class LineBuffer {
 public:
     LineBuffer() noexcept = default;
     LineBuffer(const LineBuffer&) = delete;
     LineBuffer& operator=(const LineBuffer&) = delete;
-    ~LineBuffer() {
-        if (m_pBytes != m_inline) {
-            std::free(m_pBytes);
-        }
-    }
+    ~LineBuffer() { dispose(); }
 
     /// Room for `length` bytes more; null without memory. `commit` says how many of them were used.
     [[nodiscard]] char* reserve(std::size_t length) noexcept {
@@ -47,12 +46,16 @@ private:
             return false;
         }
         std::memcpy(bytes, m_pBytes, m_length);
-        if (m_pBytes != m_inline) {
-            std::free(m_pBytes);
-        }
+        dispose();
         m_pBytes = bytes;
         m_capacity = capacity;
         return true;
+    }
+    void dispose() noexcept {
+        platform::secureZero(m_pBytes, m_length);
+        if (m_pBytes != m_inline) {
+            std::free(m_pBytes);
+        }
     }
 
     char m_inline[2048];

@@ -1,5 +1,6 @@
 #include "ry/rylog.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 #include <cwchar>
@@ -7,6 +8,7 @@
 #include "framework/log/LineFormat.h"
 #include "framework/log/Log.h"
 #include "framework/text/WideFormat.h"
+#include "platform/SecureZero.h"
 
 namespace {
 
@@ -17,13 +19,17 @@ void appendMessage(Ry::log::LineBuffer& buffer, const wchar_t* wideFormat, va_li
     wchar_t room[512];
     wchar_t* text = room;
     std::size_t length = Zel::text::formatWide(room, std::size(room), wideFormat, arguments);
+    const std::size_t used = std::min(length, std::size(room));
     if (length > std::size(room)) {
         text = static_cast<wchar_t*>(std::malloc(length * sizeof(wchar_t)));
         length = text == nullptr ? 0 : Zel::text::formatWide(text, length, wideFormat, arguments);
     }
     Ry::log::appendUtf8(buffer, text, length);
     buffer.append('\0');
+    // As the line's: values that are to stay nowhere.
+    platform::secureZero(room, used * sizeof(wchar_t));
     if (text != room) {
+        platform::secureZero(text, length * sizeof(wchar_t));
         std::free(text);
     }
 }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+
+// The heap of this program, its libraries' included, under the test's control: malloc and its family are the program's
+// own, so that every block can be looked at while it lives and when it is given back.
+
+namespace Secrets::Heap {
+
+/// Looks at the bytes of one block. Must not allocate.
+using Look = void (*)(const void* bytes, std::size_t size);
+
+/// Looks at every watched block just before it goes; null: no more.
+void lookAtFreed(Look look);
+/// Looks at every watched block that lives now.
+void lookAtLive(Look look);
+
+/// Watched blocks that were given back since the program began.
+[[nodiscard]] unsigned long freedBlocks();
+
+/// The n-th allocation from now on (1: the next one) fails, of whatever library; 0: none. Tells whether one failed
+/// since the last time.
+bool failAllocation(unsigned long n);
+
+/// Blocks that are allocated while such an object lives are the test's own and never looked at.
+class Unwatched {
+public:
+    Unwatched();
+    Unwatched(const Unwatched&) = delete;
+    Unwatched& operator=(const Unwatched&) = delete;
+    ~Unwatched();
+};
+
+} // namespace Secrets::Heap
