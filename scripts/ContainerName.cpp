@@ -40,33 +40,13 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
     return request.containerName.isEmpty() ? scripts::notFound(trace, L"CONTAINER_NAME") : Result(CKR_OK);
 }
 
-Result findKey(const Script& script, const Trace& trace, std::span<const std::uint8_t> keyId, CK_OBJECT_HANDLE& hKey) {
-    AttributeTemplate searched(2);
-    searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
-    searched.setBytes(CKA_ID, keyId);
-    const scripts::ObjectSearch search(script.session, trace, {.announcesFindTwice = true});
-    CK_RV rv = search.init(searched);
-    CK_ULONG count = 0;
-    if (rv == CKR_OK) {
-        rv = search.find(hKey, count);
-    }
-    if (rv != CKR_OK) {
-        return rv;
-    }
-    if (count == 0 || hKey == 0) {
-        // The search stays open; the session's next one copes with that.
-        trace.dump(TraceLevel::Failure, keyId, L" : key not found");
-        return Result::client(ClientCode::kNotFound);
-    }
-    return search.finish();
-}
-
 Result nameKey(const Script& script, const Trace& trace) {
     Request request;
     Result result = readRequest(script, trace, request);
     CK_OBJECT_HANDLE hKey = 0;
     if (result.isOk()) {
-        result = findKey(script, trace, request.keyId.bytes(), hKey);
+        result =
+            scripts::findPrivateKey(script.session, trace, {.announcesFindTwice = true}, request.keyId.bytes(), hKey);
     }
     if (!result.isOk()) {
         return result;
@@ -82,13 +62,10 @@ Result nameKey(const Script& script, const Trace& trace) {
 
 Result scripts::writeContainerName(Script& script) {
     const Trace trace(L"writeContainerName");
-    if (script.params == nullptr) {
-        return noParameters(trace);
-    }
     bool loggedIn = false;
-    const CK_RV rv = readAndLogin(script, trace, loggedIn);
-    if (rv != CKR_OK) {
-        return rv;
+    const Result login = requireAndLogin(script, trace, loggedIn);
+    if (!login.isOk()) {
+        return login;
     }
     return afterLogout(script.session, trace, loggedIn, nameKey(script, trace));
 }

@@ -104,13 +104,10 @@ Result generateFor(Script& script, const Trace& trace, Request& request) {
 
 /// Only a full success logs out what was logged in here; after any fault or failure the login stays.
 Result run(Script& script, const Trace& trace) {
-    if (script.params == nullptr) {
-        return scripts::noParameters(trace);
-    }
     bool loggedIn = false;
-    const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
-    if (rv != CKR_OK) {
-        return rv;
+    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    if (!login.isOk()) {
+        return login;
     }
     Request request;
     Result result = readRequest(script, trace, request);

@@ -1,5 +1,7 @@
 #include "scripts/LoginFrame.h"
 
+#include "scripts/Faults.h"
+
 namespace scripts {
 
 CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
@@ -12,6 +14,10 @@ CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
         trace.failed(L"login", rv);
     }
     return rv;
+}
+
+Result requireAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
+    return script.params == nullptr ? noParameters(trace) : Result(readAndLogin(script, trace, loggedIn));
 }
 
 CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style) {

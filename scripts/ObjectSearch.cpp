@@ -71,4 +71,25 @@ CK_RV ObjectSearch::finish() const {
     return m_session.call(m_trace, cryptoki::findObjectsFinal).run(m_session.handle());
 }
 
+Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style,
+                      std::span<const std::uint8_t> keyId, CK_OBJECT_HANDLE& hKey) {
+    AttributeTemplate searched(2);
+    searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
+    searched.setBytes(CKA_ID, keyId);
+    const ObjectSearch search(session, trace, style);
+    CK_ULONG count = 0;
+    CK_RV rv = search.init(searched);
+    if (rv == CKR_OK) {
+        rv = search.find(hKey, count);
+    }
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    if (count == 0 || hKey == 0) {
+        trace.dump(TraceLevel::Failure, keyId, L" : key not found");
+        return Result::client(ClientCode::kNotFound);
+    }
+    return search.finish();
+}
+
 } // namespace scripts

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 
+#include "client/ResultCodes.h"
 #include "token/Session.h"
 #include "util/AttributeTemplate.h"
 
@@ -43,6 +44,11 @@ private:
     const Trace& m_trace;
     SearchTrace m_style;
 };
+
+/// The first private key with that identifier. Client code 33011, with a level-1 line that dumps the identifier, when
+/// there is none; the search then stays open, and the session's next one copes with that.
+[[nodiscard]] Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style,
+                                    std::span<const std::uint8_t> keyId, CK_OBJECT_HANDLE& hKey);
 
 /// ": --> Template[i].type=0x…" for every entry.
 void traceEntryTypes(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries);

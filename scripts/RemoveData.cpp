@@ -91,13 +91,10 @@ Result removeMatching(const Script& script, const Trace& trace) {
 }
 
 Result run(Script& script, const Trace& trace) {
-    if (script.params == nullptr) {
-        return scripts::noParameters(trace);
-    }
     bool loggedIn = false;
-    const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
-    if (rv != CKR_OK) {
-        return rv;
+    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    if (!login.isOk()) {
+        return login;
     }
     return scripts::afterLogout(script.session, trace, loggedIn, removeMatching(script, trace));
 }

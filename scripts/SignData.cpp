@@ -46,27 +46,6 @@ Result check(const Trace& trace, const Request& request) {
     return request.data.isEmpty() ? scripts::notFound(trace, L"DATA") : Result(CKR_OK);
 }
 
-Result findKey(const Script& script, const Trace& trace, const Request& request, CK_OBJECT_HANDLE& hKey) {
-    AttributeTemplate searched(2);
-    searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
-    searched.setBytes(CKA_ID, request.keyId.bytes());
-    const scripts::ObjectSearch search(script.session, trace, {});
-    CK_RV rv = search.init(searched);
-    CK_ULONG count = 0;
-    if (rv == CKR_OK) {
-        rv = search.find(hKey, count);
-    }
-    if (rv != CKR_OK) {
-        return rv;
-    }
-    if (count == 0 || hKey == 0) {
-        // The search stays open; the session's next one copes with that.
-        trace.dump(TraceLevel::Failure, request.keyId.bytes(), L" : key not found");
-        return Result::client(ClientCode::kNotFound);
-    }
-    return search.finish();
-}
-
 CK_RV beginSigning(const Script& script, const Trace& trace, CK_OBJECT_HANDLE hKey) {
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
     return script.session.call(trace, cryptoki::signInit)
@@ -113,7 +92,7 @@ Result signWithKey(Script& script, const Trace& trace, Request& request) {
     Result result = check(trace, request);
     CK_OBJECT_HANDLE hKey = 0;
     if (result.isOk()) {
-        result = findKey(script, trace, request, hKey);
+        result = scripts::findPrivateKey(script.session, trace, {}, request.keyId.bytes(), hKey);
     }
     if (result.isOk()) {
         result = beginSigning(script, trace, hKey);

@@ -30,13 +30,10 @@ Result writeByType(Script& script, const Trace& trace) {
 }
 
 Result run(Script& script, const Trace& trace) {
-    if (script.params == nullptr) {
-        return scripts::noParameters(trace);
-    }
     bool loggedIn = false;
-    const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
-    if (rv != CKR_OK) {
-        return rv;
+    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    if (!login.isOk()) {
+        return login;
     }
     const Result result = writeByType(script, trace);
     if (loggedIn) {
