@@ -1,5 +1,6 @@
 // Key pairs that the token generates.
 
+#include "tests/conformance/Repeated.h"
 #include "tests/conformance/SearchTrace.h"
 #include "tests/fake/TemplateText.h"
 #include "zel/ClientOperationException.h"
@@ -245,7 +246,7 @@ TEST_F(GenerateKeyPair, aParameterFaultLeavesTheUserLoggedIn) {
 }
 
 struct FaultRow {
-    const char* name;
+    std::string name;
     Params params;
     std::string message;
 };
@@ -572,12 +573,89 @@ TEST_F(GenerateKeyPair, keywordsAreTracedWithTheirTypes) {
                        result));
 }
 
-TEST_F(GenerateKeyPair, ofRepeatedKeywordsTheLastCountsInThePlaceOfTheFirst) {
+// Keywords that come again
+
+TEST_F(GenerateKeyPair, aRepeatedKeywordAppendsAnotherEntryToItsTemplates) {
     EXPECT_EQ(generated(Params().plain("SIGN", "1").hex("ID", "01").plain("SIGN", "0").hex("ID", "0203")),
-              generateCall(" CKA_ID=0203", " CKA_SIGN=false CKA_ID=0203"));
+              generateCall(" CKA_ID=01 CKA_ID=0203", " CKA_SIGN=true CKA_ID=01 CKA_SIGN=false CKA_ID=0203"));
+    EXPECT_EQ(generated(Params().hex("LABEL", "?").hex("LABEL", "41").hex("LABEL", "")),
+              generateCall(" CKA_MODIFIABLE=null/0 CKA_LABEL=41 CKA_SUBJECT=null/0",
+                           " CKA_MODIFIABLE=null/0 CKA_LABEL=41 CKA_SUBJECT=null/0"));
 }
 
-TEST_F(GenerateKeyPair, manyRepetitionsNeverOverrunTheTemplates) {
+TEST_F(GenerateKeyPair, aTokenThatTakesNoAttributeTwiceHasItsSay) {
+    const Params params = required().plain("SIGN", "1").plain("SIGN", "1");
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {errorIs("8106")});
+    expectCalls(afterLogin({generateCall("", " CKA_SIGN=true CKA_SIGN=true")}));
+    expectTrace(framed(params,
+                       announced(kPublicTypes, {0x01, 0x02, 0x100, 0x108, 0x108}) +
+                           failed(kScript, "C_GenerateKeyPair", CKR_TEMPLATE_INCONSISTENT),
+                       result));
+}
+
+TEST_F(GenerateKeyPair, fourteenEntriesOfEachHalfFit) {
+    EXPECT_EQ(generated(repeated(9, "VERIFY", "1").append(repeated(11, "SIGN", "1"))),
+              generateCall(repeatedEntry(9, "CKA_VERIFY=true"), repeatedEntry(11, "CKA_SIGN=true")));
+    EXPECT_EQ(generated(repeated(9, "ID", "01").append(repeated(2, "SIGN", "0"))),
+              generateCall(repeatedEntry(9, "CKA_ID=01"),
+                           repeatedEntry(9, "CKA_ID=01") + repeatedEntry(2, "CKA_SIGN=false")));
+}
+
+TEST_F(GenerateKeyPair, nineUnreadableLabelsFillThePublicHalfWithEveryPresetType) {
+    EXPECT_EQ(generated(repeated(9, "LABEL", "?")),
+              generateCall(" CKA_MODIFIABLE=null/0 CKA_LABEL=null/0 CKA_SUBJECT=null/0 CKA_ID=null/0 "
+                           "CKA_DERIVE=null/0 CKA_ENCRYPT=null/0 CKA_VERIFY=null/0 CKA_VERIFY_RECOVER=null/0 "
+                           "CKA_WRAP=null/0",
+                           " CKA_MODIFIABLE=null/0 CKA_LABEL=null/0 CKA_SUBJECT=null/0 CKA_ID=null/0 "
+                           "CKA_DERIVE=null/0 CKA_SENSITIVE=null/0 CKA_DECRYPT=null/0 CKA_SIGN=null/0 "
+                           "CKA_SIGN_RECOVER=null/0"));
+}
+
+TEST_F(GenerateKeyPair, fullTemplatesTakeWhatNeedsNoNewEntry) {
+    Params keywords = repeated(9, "VERIFY", "1").append(repeated(11, "SIGN", "1"));
+    keywords.hex("SUBJECT", "").hex("ID", "Z").plain("TOKEN", "0").plain("PRIVATE_PUK", "1").plain("PRIVATE_PRK", "0");
+    EXPECT_EQ(generated(keywords),
+              "C_GenerateKeyPair(0x1, CKM_RSA_PKCS_KEY_PAIR_GEN, [CKA_TOKEN=false CKA_PRIVATE=true CKA_KEY_TYPE=0 "
+              "CKA_MODULUS_BITS=1024 CKA_PUBLIC_EXPONENT=010001" +
+                  repeatedEntry(9, "CKA_VERIFY=true") + "], [CKA_TOKEN=false CKA_PRIVATE=false CKA_KEY_TYPE=0" +
+                  repeatedEntry(11, "CKA_SIGN=true") + "])");
+}
+
+/// Requests whose last keyword but one finds no room any more.
+std::vector<FaultRow> withoutRoom() {
+    std::vector<FaultRow> rows;
+    const auto add = [&rows](const std::string& half, const Params& full, const std::string& id,
+                             const std::string& value) {
+        rows.push_back({half + std::to_string(rows.size()) + id,
+                        required().append(full).plain(id, value).plain("UNWRAP", "never reached"),
+                        "Bad parameter " + id + ": " + value});
+    };
+    const Params fullPublic = repeated(9, "VERIFY", "1");
+    const Params fullPrivate = repeated(11, "SIGN", "1");
+    const std::vector<std::pair<std::string, std::string>> both = {
+        {"MODIFIABLE", "1"}, {"DERIVE", "0"},   {"LABEL", "4142"}, {"LABEL", "?"},
+        {"LABEL", ""},       {"SUBJECT", "0a"}, {"ID", "01"}};
+    for (const auto& [id, value] : both) {
+        add("public", fullPublic, id, value);
+        add("private", fullPrivate, id, value);
+        add("bothHalves", Params(fullPublic).append(fullPrivate), id, value);
+    }
+    for (const char* id : {"ENCRYPT", "WRAP", "VERIFY", "VERIFY_RECOVER"}) {
+        add("public", fullPublic, id, "1");
+    }
+    for (const char* id : {"SENSITIVE", "DECRYPT", "SIGN", "SIGN_RECOVER", "UNWRAP", "EXTRACTABLE"}) {
+        add("private", fullPrivate, id, "no");
+    }
+    return rows;
+}
+
+INSTANTIATE_TEST_SUITE_P(WithoutRoom, GenerateKeyPairFault, ::testing::ValuesIn(withoutRoom()),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(GenerateKeyPair, manyRepetitionsEndAtTheFirstThatFindsNoRoom) {
     Params keywords;
     for (int i = 0; i < 1000; ++i) {
         for (const char* flag : {"MODIFIABLE", "DERIVE", "SENSITIVE", "ENCRYPT", "DECRYPT", "SIGN", "SIGN_RECOVER",
@@ -586,12 +664,10 @@ TEST_F(GenerateKeyPair, manyRepetitionsNeverOverrunTheTemplates) {
         }
         keywords.hex("LABEL", "41").hex("SUBJECT", "02").hex("ID", "03");
     }
-    EXPECT_EQ(generated(keywords),
-              generateCall(" CKA_MODIFIABLE=true CKA_DERIVE=true CKA_ENCRYPT=true CKA_WRAP=true CKA_VERIFY=true "
-                           "CKA_VERIFY_RECOVER=true CKA_LABEL=41 CKA_SUBJECT=02 CKA_ID=03",
-                           " CKA_MODIFIABLE=true CKA_DERIVE=true CKA_SENSITIVE=true CKA_DECRYPT=true CKA_SIGN=true "
-                           "CKA_SIGN_RECOVER=true CKA_UNWRAP=true CKA_EXTRACTABLE=true CKA_LABEL=41 CKA_SUBJECT=02 "
-                           "CKA_ID=03"));
+    expectOutputs(generate(keywords), {errorIs("80ec")});
+    expectCalls(kLoginCalls);
+    expectTraceAt(1, failure("Bad parameter MODIFIABLE: 1"));
+    EXPECT_EQ(fake.login(), Fake::Role::User);
 }
 
 // Failures of the token

@@ -1,6 +1,7 @@
 // RSA keys that "writeData" imports, alone or as a pair. The keys are throw-away ones whose numbers are known.
 
 #include "tests/conformance/ObjectTest.h"
+#include "tests/conformance/Repeated.h"
 #include "tests/unit/crypto/OpenSslKeys.h"
 
 #include <algorithm>
@@ -142,12 +143,14 @@ protected:
         fake.removeAllObjects();
         forget();
     }
-    /// Refused with 33004 and these complaints; no object is made or looked for.
+    /// Refused with 33004 and these complaints; no object is made or looked for, and the user is logged out.
     void expectRefused(const Params& params, const Trace& complaints, Where where = Where::current()) {
+        fake.restartCallCount();
         expectError(execute(kScript, params), "80ec", where);
         expectTraceAt(1, complaints, where);
         EXPECT_EQ(fake.callCount(Function::C_CreateObject), 0U);
         EXPECT_EQ(fake.callCount(Function::C_FindObjectsInit), 0U);
+        EXPECT_EQ(fake.callCount(Function::C_Logout), 1U);
         forget();
     }
 };
@@ -321,9 +324,139 @@ TEST_F(KeyImport, everyKeywordAtOnceFillsBothTemplates) {
                            publicCall(publicTail), publicCall(publicTail + " CKA_MODULUS_BITS=1024")});
 }
 
-TEST_F(KeyImport, repeatedKeywordsNeverOverrunTheTemplatesAndLeaveRoomForTheModulusBits) {
-    fake.passNext(Function::C_CreateObject);
+// Keywords that come again
+
+TEST_F(KeyImport, aRepeatedKeywordAppendsAnotherEntryToItsTemplates) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK, 2);
+    expectCreated(keyPair()
+                      .hex("LABEL", "41")
+                      .plain("SIGN", "1")
+                      .plain("ENCRYPT", "1")
+                      .hex("LABEL", "4243")
+                      .plain("ENCRYPT", "0")
+                      .plain("DERIVE", "1")
+                      .plain("SIGN", "0")
+                      .plain("DERIVE", "1"),
+                  {privateCall(" CKA_LABEL=41 CKA_SIGN=true CKA_LABEL=4243 CKA_DERIVE=true CKA_SIGN=false "
+                               "CKA_DERIVE=true"),
+                   publicCall(" CKA_LABEL=41 CKA_ENCRYPT=true CKA_LABEL=4243 CKA_ENCRYPT=false CKA_DERIVE=true "
+                              "CKA_DERIVE=true")});
+}
+
+TEST_F(KeyImport, aTokenThatTakesNoAttributeTwiceHasItsSay) {
+    const Params params = keyPair().hex("ID", "01").hex("ID", "01");
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "8106"}});
+
+    expectCalls(loggedIn({privateCall(" CKA_ID=01 CKA_ID=01")}));
+    expectTraceAt(1, failed(kMethod, "C_CreateObject", CKR_TEMPLATE_INCONSISTENT));
+    EXPECT_TRUE(fake.objects().empty());
+}
+
+TEST_F(KeyImport, ofRepeatedIdsAllAreWrittenAndTheLastIsLookedFor) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK, 2);
+    const Params params = keyPair().hex("ID", "01").hex("LABEL", "41").hex("ID", "0203");
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+
+    const std::string tail = " CKA_ID=01 CKA_LABEL=41 CKA_ID=0203";
+    expectCalls(loggedIn({privateCall(tail), "C_FindObjectsInit(0x1, [CKA_CLASS=2 CKA_ID=0203])", kPairSearch[1],
+                          kPairSearch[2], publicCall(tail)}));
+    expectTrace(storyOf(kScript, params,
+                        loginAsUserTrace(1) + entry(kMethod) + keySize(1024) +
+                            privateAnnounced({CKA_ID, CKA_LABEL, CKA_ID}) + out(kMethod, "hObject", 0) +
+                            searchAnnounced("0203") + findCall(kMethod, 1) + foundLines(kMethod, 0, 0) +
+                            notFound("0203") + sessionCall(kMethod, "C_FindObjectsFinal", 1) +
+                            publicAnnounced({{CKA_ID, "01"}, {CKA_LABEL, "41"}, {CKA_ID, "0203"}}) +
+                            out(kMethod, "hObject", 0) + leave(kMethod) + logoutTrace(kScript, 1),
+                        "0"));
+}
+
+TEST_F(KeyImport, aLastIdThatDoesNotDecodeLeavesTheOneBefore) {
+    expectError(execute(kScript, keyPair().hex("ID", "01").hex("ID", "Z")), "0");
+    expectCalls(loggedIn(
+        {privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2], publicCall(" CKA_ID=01")}));
+}
+
+TEST_F(KeyImport, twentyThreeEntriesOfThePrivateKeyFit) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK, 3);
+    const std::string tail = repeatedEntry(11, "CKA_SIGN=true");
+    expectCreated(privateKey().append(repeated(11, "SIGN", "1")), {privateCall(tail)});
+    expectCreated(keyPair().append(repeated(11, "SIGN", "1")), {privateCall(tail), publicCall()});
+}
+
+TEST_F(KeyImport, aTwentyFourthEntryOfThePrivateKeyIsABadParameterWhateverItsKeyword) {
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"MODIFIABLE", "1"},  {"DERIVE", "0"}, {"SENSITIVE", "1"},  {"LABEL", "4142"},
+        {"SUBJECT", "0a"},    {"ID", "01"},    {"DECRYPT", "yes"},  {"SIGN", "1"},
+        {"SIGN_RECOVER", ""}, {"UNWRAP", "0"}, {"EXTRACTABLE", "1"}};
+    for (const auto& [id, value] : rows) {
+        const Params more = repeated(11, "SIGN", "1").plain(id, value).plain("UNWRAP", "never reached");
+        expectRefused(privateKey().append(more), complaint("Bad parameter " + id + ": " + value));
+        expectRefused(keyPair().append(more), complaint("Bad parameter " + id + ": " + value));
+    }
+}
+
+TEST_F(KeyImport, sixteenEntriesOfThePublicKeyFitWithItsModulusBits) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK);
     fake.answerNext(Function::C_CreateObject, CKR_TEMPLATE_INCOMPLETE);
+    fake.answerNext(Function::C_CreateObject, CKR_OK);
+    const std::string tail = repeatedEntry(9, "CKA_VERIFY=true");
+    expectCreated(keyPair().append(repeated(9, "VERIFY", "1")),
+                  {privateCall(), publicCall(tail), publicCall(tail + " CKA_MODULUS_BITS=1024")});
+}
+
+TEST_F(KeyImport, thePlaceOfTheModulusBitsIsKeptFreeWhateverTheKeyword) {
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"MODIFIABLE", "1"}, {"DERIVE", "0"}, {"LABEL", "4142"}, {"SUBJECT", "0a"},      {"ID", "01"},
+        {"ENCRYPT", "1"},    {"WRAP", "0"},   {"VERIFY", "x"},   {"VERIFY_RECOVER", "1"}};
+    for (const auto& [id, value] : rows) {
+        const Params more = repeated(9, "VERIFY", "1").plain(id, value).plain("WRAP", "never reached");
+        expectRefused(keyPair().append(more), complaint("Bad parameter " + id + ": " + value));
+    }
+}
+
+TEST_F(KeyImport, anEntryThatFindsNoRoomIsToldOnceThoughItGoesToBoth) {
+    expectRefused(keyPair().append(repeated(12, "DERIVE", "1")), complaint("Bad parameter DERIVE: 1"));
+    expectRefused(keyPair().append(repeated(9, "VERIFY", "1")).append(repeated(11, "SIGN", "1")).hex("ID", "02"),
+                  complaint("Bad parameter ID: 02"));
+}
+
+TEST_F(KeyImport, anEntryThatFindsNoRoomIsToldInTheWholeTraceAndTheUserIsLoggedOut) {
+    const Params params = keyPair().append(repeated(10, "LABEL", "41"));
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+
+    expectCalls(loggedIn({}));
+    expectTrace(storyOf(kScript, params,
+                        loginAsUserTrace(1) + entry(kMethod) + keySize(1024) + complaint("Bad parameter LABEL: 41") +
+                            leave(kMethod) + logoutTrace(kScript, 1),
+                        "80ec"));
+    EXPECT_EQ(fake.login(), Fake::Role::Nobody);
+}
+
+TEST_F(KeyImport, withoutAPairThePublicKeysRoomDoesNotCount) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK);
+    expectCreated(privateKey().append(repeated(100, "ENCRYPT", "1")).append(repeated(11, "ID", "01")),
+                  {privateCall(repeatedEntry(11, "CKA_ID=01"))});
+}
+
+TEST_F(KeyImport, fullTemplatesTakeWhatNeedsNoNewEntry) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK, 2);
+    Params params = keyPair().append(repeated(9, "VERIFY", "1")).append(repeated(11, "SIGN", "1"));
+    params.hex("LABEL", "").hex("LABEL", "Z").hex("SUBJECT", "4").hex("ID", "");
+    params.append(repeated(50, "TOKEN", "1")).append(repeated(50, "PRIVATE_PRK", "1"));
+    params.append(repeated(50, "PRIVATE_PUK", "0")).plain("TOKEN", "0").plain("PRIVATE_PRK", "0");
+    params.plain("PRIVATE_PUK", "1");
+    expectCreated(params, {"C_CreateObject(0x1, [CKA_CLASS=3 CKA_TOKEN=false CKA_PRIVATE=false CKA_KEY_TYPE=0" +
+                               numbers(kRsa1024Exponent3) + repeatedEntry(11, "CKA_SIGN=true") + "])",
+                           std::string("C_CreateObject(0x1, [CKA_CLASS=2 CKA_TOKEN=false CKA_PRIVATE=true "
+                                       "CKA_KEY_TYPE=0 CKA_MODULUS=") +
+                               kRsa1024Exponent3.modulus + " CKA_PUBLIC_EXPONENT=03" +
+                               repeatedEntry(9, "CKA_VERIFY=true") + "])"});
+}
+
+TEST_F(KeyImport, manyRepetitionsEndAtTheFirstThatFindsNoRoom) {
     Params params = keyPair();
     for (int i = 0; i < 60; ++i) {
         const std::string value = textf("%02X", static_cast<unsigned>(i + 1));
@@ -332,19 +465,7 @@ TEST_F(KeyImport, repeatedKeywordsNeverOverrunTheTemplatesAndLeaveRoomForTheModu
         params.plain("DECRYPT", "1").plain("SIGN", "1").plain("SIGN_RECOVER", "0").plain("WRAP", "0");
         params.plain("UNWRAP", "0").plain("EXTRACTABLE", "0").plain("VERIFY", "1").plain("VERIFY_RECOVER", "0");
     }
-    const std::string publicTail = " CKA_LABEL=3C CKA_SUBJECT=3C CKA_ID=3C CKA_MODIFIABLE=true CKA_DERIVE=false "
-                                   "CKA_ENCRYPT=true CKA_WRAP=false CKA_VERIFY=true CKA_VERIFY_RECOVER=false";
-
-    expectCreated(params, {privateCall(" CKA_LABEL=3C CKA_SUBJECT=3C CKA_ID=3C CKA_MODIFIABLE=true CKA_DERIVE=false "
-                                       "CKA_SENSITIVE=true CKA_DECRYPT=true CKA_SIGN=true CKA_SIGN_RECOVER=false "
-                                       "CKA_UNWRAP=false CKA_EXTRACTABLE=false"),
-                           publicCall(publicTail), publicCall(publicTail + " CKA_MODULUS_BITS=1024")});
-}
-
-TEST_F(KeyImport, ofRepeatedIdsTheLastIsWrittenAndLookedFor) {
-    expectError(execute(kScript, keyPair().hex("ID", "01").hex("LABEL", "41").hex("ID", "0203")), "0");
-    expectCalls(loggedIn({privateCall(" CKA_ID=0203 CKA_LABEL=41"), "C_FindObjectsInit(0x1, [CKA_CLASS=2 CKA_ID=0203])",
-                          kPairSearch[1], kPairSearch[2], publicCall(" CKA_ID=0203 CKA_LABEL=41")}));
+    expectRefused(params, complaint("Bad parameter LABEL: 02"));
 }
 
 // What is required

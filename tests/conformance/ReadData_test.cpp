@@ -1,5 +1,6 @@
 // Reading by the kind of object, and certificates.
 
+#include "tests/conformance/Repeated.h"
 #include "tests/conformance/SearchTrace.h"
 #include "tests/fake/TemplateText.h"
 
@@ -389,34 +390,81 @@ TEST_F(ReadData, entriesBehindAnUndecodableLabelTakeTheNextPlace) {
               "[CKA_CLASS=1 CKA_ID=01 CKA_SUBJECT=null/0 CKA_SERIAL_NUMBER=02]");
 }
 
-TEST_F(ReadData, ofRepeatedKeywordsTheLastCountsInThePlaceOfTheFirst) {
+TEST_F(ReadData, aRepeatedKeywordAppendsAnotherEntry) {
     EXPECT_EQ(searched(Params().hex("ID", "01").plain("TOKEN", "1").hex("ID", "0203").plain("TOKEN", "0")),
-              "[CKA_CLASS=1 CKA_ID=0203 CKA_TOKEN=false]");
+              "[CKA_CLASS=1 CKA_ID=01 CKA_TOKEN=true CKA_ID=0203 CKA_TOKEN=false]");
     EXPECT_EQ(searched(Params().hex("ID", "01").hex("SN", "02").hex("ID", "").hex("SN", "Z")),
               "[CKA_CLASS=1 CKA_ID=01 CKA_SERIAL_NUMBER=02]");
     EXPECT_EQ(searched(Params().hex("ID", "01").hex("LABEL", "41").hex("LABEL", "?")),
-              "[CKA_CLASS=1 CKA_ID=01 CKA_SUBJECT=null/0]");
+              "[CKA_CLASS=1 CKA_ID=01 CKA_LABEL=41 CKA_ID=null/0]");
     EXPECT_EQ(searched(Params().hex("ID", "01").hex("LABEL", "?").hex("LABEL", "41")),
-              "[CKA_CLASS=1 CKA_ID=01 CKA_LABEL=41]");
+              "[CKA_CLASS=1 CKA_ID=01 CKA_SUBJECT=null/0 CKA_LABEL=41]");
 }
 
 TEST_F(ReadData, everyCategoryIsLookedAt) {
     expectOutputs(read(Params().plain("CERT_CATEGORY", "x").plain("CERT_CATEGORY", "CA")), {errorIs("80ec")});
     expectOutputs(read(Params().plain("CERT_CATEGORY", "CA").plain("CERT_CATEGORY", "x")), {errorIs("80ec")});
     EXPECT_EQ(searched(Params().plain("CERT_CATEGORY", "CA").plain("CERT_CATEGORY", "USER")),
-              "[CKA_CLASS=1 CKA_CERTIFICATE_CATEGORY=1]");
+              "[CKA_CLASS=1 CKA_CERTIFICATE_CATEGORY=2 CKA_CERTIFICATE_CATEGORY=1]");
 }
 
-TEST_F(ReadData, manyRepetitionsNeverOverrunTheTemplate) {
+TEST_F(ReadData, tenEntriesFit) {
+    Params ids;
+    std::string entries = "[CKA_CLASS=1";
+    for (const char* id : {"01", "02", "03", "04", "05", "06", "07", "08", "09"}) {
+        ids.hex("ID", id);
+        entries += std::string(" CKA_ID=") + id;
+    }
+    EXPECT_EQ(searched(ids), entries + "]");
+    // What sets no entry needs no room.
+    EXPECT_EQ(searched(Params(ids).hex("SUBJECT", "").hex("ID", "4").hex("ISSUER", "Z").hex("SN", "x")), entries + "]");
+}
+
+TEST_F(ReadData, nineUnreadableLabelsFillTheTemplateWithEveryPresetType) {
+    EXPECT_EQ(searched(repeated(9, "LABEL", "?")),
+              "[CKA_CLASS=1 CKA_LABEL=null/0 CKA_SUBJECT=null/0 CKA_ID=null/0 CKA_ISSUER=null/0 "
+              "CKA_SERIAL_NUMBER=null/0 CKA_MODIFIABLE=null/0 CKA_TOKEN=null/0 CKA_PRIVATE=null/0 "
+              "CKA_CERTIFICATE_CATEGORY=null/0]");
+}
+
+TEST_F(ReadData, anEleventhEntryIsABadParameterWhateverItsKeyword) {
+    const Params nine = repeated(9, "ID", "01");
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"LABEL", "4142"}, {"LABEL", ""},         {"LABEL", "?"},         {"SUBJECT", "0a"},
+        {"ID", "01"},      {"ISSUER", "3000"},    {"SN", "05"},           {"TOKEN", "1"},
+        {"PRIVATE", "0"},  {"MODIFIABLE", "yes"}, {"CERT_CATEGORY", "CA"}};
+    for (const auto& [id, value] : rows) {
+        expectOutputs(read(Params(nine).plain(id, value).hex("SN", "07")), {errorIs("80ec")});
+        expectTraceAt(1, badParameter("readCertificate: Bad parameter " + id + ": " + value));
+    }
+    expectOutputs(read(Params(nine).plain("CERT_CATEGORY", "none")), {errorIs("80ec")});
+    expectTraceAt(1, badParameter("readCertificate: Bad parameter CERT_TYPE: none"));
+    EXPECT_EQ(fake.callCount(Function::C_FindObjectsInit), 0U);
+}
+
+TEST_F(ReadData, anEleventhEntryIsToldInTheWholeTraceAndTheSessionStaysOpen) {
+    addCertificate("3082");
+    const Params params = certificate().append(repeated(10, "TOKEN", "1"));
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {errorIs("80ec")});
+    expectCalls({"C_OpenSession(0x11, flags=0x4)"});
+    expectTrace(framed(
+        params, entry(kMethod) + badParameter("readCertificate: Bad parameter TOKEN: 1") + leave(kMethod), result));
+    EXPECT_EQ(fake.sessionCount(), 1U);
+}
+
+TEST_F(ReadData, manyRepetitionsEndAtTheFirstThatFindsNoRoom) {
     Params terms;
     for (int i = 0; i < 1000; ++i) {
         terms.hex("LABEL", "4142").hex("LABEL", "?").hex("ID", "0102").plain("TOKEN", "1").hex("SN", "05");
         terms.plain("PRIVATE", "0").plain("MODIFIABLE", "1").hex("ISSUER", "06").hex("SUBJECT", "07");
         terms.plain("CERT_CATEGORY", "CA");
     }
-    EXPECT_EQ(searched(terms), "[CKA_CLASS=1 CKA_LABEL=null/0 CKA_ID=0102 CKA_TOKEN=true CKA_SERIAL_NUMBER=05 "
-                               "CKA_PRIVATE=false CKA_MODIFIABLE=true CKA_ISSUER=06 CKA_SUBJECT=07 "
-                               "CKA_CERTIFICATE_CATEGORY=2]");
+    expectOutputs(read(terms), {errorIs("80ec")});
+    expectCalls({"C_OpenSession(0x11, flags=0x4)"});
+    expectTraceAt(1, badParameter("readCertificate: Bad parameter CERT_CATEGORY: CA"));
 }
 
 TEST_F(ReadData, aBadCategoryIsCalledACertType) {

@@ -1,5 +1,6 @@
 // Reading public keys.
 
+#include "tests/conformance/Repeated.h"
 #include "tests/conformance/SearchTrace.h"
 
 namespace Conformance {
@@ -267,19 +268,66 @@ TEST_F(ReadKey, anUndecodableLabelIsTracedWithoutADump) {
                        result));
 }
 
-TEST_F(ReadKey, ofRepeatedKeywordsTheLastCountsInThePlaceOfTheFirst) {
+TEST_F(ReadKey, aRepeatedKeywordAppendsAnotherEntry) {
     EXPECT_EQ(searched(Params().hex("ID", "01").plain("TOKEN", "1").hex("ID", "0203").plain("TOKEN", "0")),
-              "[CKA_CLASS=2 CKA_ID=0203 CKA_TOKEN=false]");
+              "[CKA_CLASS=2 CKA_ID=01 CKA_TOKEN=true CKA_ID=0203 CKA_TOKEN=false]");
+    EXPECT_EQ(searched(Params().plain("ALGOID", kRsa).plain("ALGOID", kRsa)),
+              "[CKA_CLASS=2 CKA_KEY_TYPE=0 CKA_KEY_TYPE=0]");
+    EXPECT_EQ(searched(Params().hex("LABEL", "?").hex("LABEL", "41").hex("LABEL", "?")),
+              "[CKA_CLASS=2 CKA_TOKEN=null/0 CKA_LABEL=41 CKA_KEY_TYPE=null/0]");
 }
 
-TEST_F(ReadKey, manyRepetitionsNeverOverrunTheTemplate) {
+TEST_F(ReadKey, eightEntriesFit) {
+    Params ids;
+    std::string entries = "[CKA_CLASS=2";
+    for (const char* id : {"01", "02", "03", "04", "05", "06", "07"}) {
+        ids.hex("ID", id);
+        entries += std::string(" CKA_ID=") + id;
+    }
+    EXPECT_EQ(searched(ids), entries + "]");
+    // What sets no entry needs no room.
+    EXPECT_EQ(searched(Params(ids).hex("SUBJECT", "").hex("ID", "4").hex("SN", "05")), entries + "]");
+}
+
+TEST_F(ReadKey, sevenUnreadableLabelsFillTheTemplateWithEveryPresetType) {
+    EXPECT_EQ(searched(repeated(7, "LABEL", "")),
+              "[CKA_CLASS=2 CKA_TOKEN=null/0 CKA_PRIVATE=null/0 CKA_KEY_TYPE=null/0 "
+              "CKA_MODIFIABLE=null/0 CKA_LABEL=null/0 CKA_SUBJECT=null/0 CKA_ID=null/0]");
+}
+
+TEST_F(ReadKey, aNinthEntryIsABadParameterWhateverItsKeyword) {
+    const Params seven = repeated(7, "ID", "01");
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"ALGOID", kRsa}, {"LABEL", "4142"}, {"LABEL", ""},    {"LABEL", "?"},       {"SUBJECT", "0a"},
+        {"ID", "01"},     {"TOKEN", "1"},    {"PRIVATE", "0"}, {"MODIFIABLE", "yes"}};
+    for (const auto& [id, value] : rows) {
+        expectOutputs(read(Params(seven).plain(id, value).plain("ALGOID", "never reached")), {errorIs("80ec")});
+        expectTraceAt(1, badParameter(id + ": " + value));
+    }
+    EXPECT_EQ(fake.callCount(Function::C_FindObjectsInit), 0U);
+}
+
+TEST_F(ReadKey, aNinthEntryIsToldInTheWholeTraceAndTheSessionStaysOpen) {
+    addKey("A1A2", "03");
+    const Params params = keyPair().append(repeated(8, "ALGOID", kRsa));
+
+    const Result result = execute(kScript, params);
+
+    expectOutputs(result, {errorIs("80ec")});
+    expectCalls({"C_OpenSession(0x11, flags=0x4)"});
+    expectTrace(framed(params, badParameter("ALGOID: " + kRsa), result));
+    EXPECT_EQ(fake.sessionCount(), 1U);
+}
+
+TEST_F(ReadKey, manyRepetitionsEndAtTheFirstThatFindsNoRoom) {
     Params terms;
     for (int i = 0; i < 1000; ++i) {
         terms.hex("LABEL", "4142").hex("LABEL", "?").hex("ID", "0102").plain("TOKEN", "1").plain("ALGOID", kRsa);
         terms.plain("PRIVATE", "0").plain("MODIFIABLE", "1").hex("SUBJECT", "07");
     }
-    EXPECT_EQ(searched(terms), "[CKA_CLASS=2 CKA_TOKEN=null/0 CKA_ID=0102 CKA_TOKEN=true CKA_KEY_TYPE=0 "
-                               "CKA_PRIVATE=false CKA_MODIFIABLE=true CKA_SUBJECT=07]");
+    expectOutputs(read(terms), {errorIs("80ec")});
+    expectCalls({"C_OpenSession(0x11, flags=0x4)"});
+    expectTraceAt(1, badParameter("SUBJECT: 07"));
 }
 
 TEST_F(ReadKey, anotherAlgorithmIsABadParameter) {

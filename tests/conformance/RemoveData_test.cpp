@@ -1,6 +1,7 @@
 // Removal: every object that a template matches, one class after the other.
 
 #include "tests/conformance/ObjectTest.h"
+#include "tests/conformance/Repeated.h"
 #include "zel/ClientOperationException.h"
 
 namespace Conformance {
@@ -348,16 +349,87 @@ TEST_F(RemoveData, allTenEntriesAreTraced) {
                       "80f3"));
 }
 
-TEST_F(RemoveData, repeatedKeywordsNeverOverrunTheTemplateAndTheLastCounts) {
+TEST_F(RemoveData, aRepeatedKeywordAppendsAnotherEntry) {
+    EXPECT_EQ(searchedFor(ofType("CERTIFICATE")
+                              .hex("ID", "01")
+                              .plain("TOKEN", "1")
+                              .hex("LABEL", "41")
+                              .hex("ID", "0203")
+                              .plain("PRIVATE", "0")
+                              .plain("TOKEN", "0")
+                              .plain("PRIVATE", "1")
+                              .hex("LABEL", "41")),
+              init("CKA_CLASS=1 CKA_ID=01 CKA_TOKEN=true CKA_LABEL=41 CKA_ID=0203 CKA_PRIVATE=false CKA_TOKEN=false "
+                   "CKA_PRIVATE=true CKA_LABEL=41"));
+    EXPECT_EQ(searchedFor(Params().plain("CERT_CATEGORY", "CA").plain("CERT_CATEGORY", "USER")),
+              init("CKA_CERTIFICATE_CATEGORY=2 CKA_CERTIFICATE_CATEGORY=1"));
+}
+
+TEST_F(RemoveData, tenEntriesFitWithTheClassOrWithoutOne) {
+    const std::string nineIds = "CKA_ID=01 CKA_ID=02 CKA_ID=03 CKA_ID=04 CKA_ID=05 CKA_ID=06 CKA_ID=07 CKA_ID=08 "
+                                "CKA_ID=09";
+    Params ids;
+    for (const char* id : {"01", "02", "03", "04", "05", "06", "07", "08", "09"}) {
+        ids.hex("ID", id);
+    }
+    EXPECT_EQ(searchedFor(ofType("CERTIFICATE").append(ids)), init("CKA_CLASS=1 " + nineIds));
+    EXPECT_EQ(searchedFor(ofType("ANY").append(ids).plain("TOKEN", "1")), init(nineIds + " CKA_TOKEN=true"));
+    EXPECT_EQ(searchedFor(Params(ids).hex("SN", "05")), init(nineIds + " CKA_SERIAL_NUMBER=05"));
+}
+
+TEST_F(RemoveData, anEleventhEntryIsABadParameterWhateverItsKeyword) {
+    const Params nine = repeated(9, "MODIFIABLE", "1");
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"LABEL", "4142"}, {"SUBJECT", "0a"}, {"ID", "01"},          {"ISSUER", "3000"},     {"SN", "05"},
+        {"TOKEN", "1"},    {"PRIVATE", "0"},  {"MODIFIABLE", "yes"}, {"CERT_CATEGORY", "CA"}};
+    for (const auto& [id, value] : rows) {
+        const std::string text = "Bad parameter " + id + ": " + value;
+        const Params last = Params().plain(id, value).hex("SN", "07");
+        expectRefused(ofType("CERTIFICATE").append(nine).append(last), text);
+        expectRefused(ofType("KEY_PAIR").append(nine).append(last), text);
+        expectRefused(ofType("ANY").append(nine).plain("MODIFIABLE", "1").append(last), text);
+    }
+    expectRefused(ofType("CERTIFICATE").append(nine).plain("CERT_CATEGORY", "none"), "Bad parameter CERT_TYPE: none");
+}
+
+TEST_F(RemoveData, anEleventhEntryIsToldInTheWholeTraceAndTheUserIsLoggedOut) {
+    fake.addObject(object(CKO_CERTIFICATE, "01"));
+    const Params params = ofType("CERTIFICATE").append(repeated(10, "ID", "01"));
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+
+    expectCalls(loggedIn({}));
+    expectTrace(story(params, complaint("Bad parameter ID: 01"), "80ec"));
+    EXPECT_EQ(left(), Handles{0x101});
+    EXPECT_EQ(fake.login(), Fake::Role::Nobody);
+}
+
+TEST_F(RemoveData, aFullTemplateTakesWhatNeedsNoNewEntry) {
+    Params params = ofType("CERTIFICATE").append(repeated(9, "ID", "01"));
+    params.hex("LABEL", "").hex("LABEL", "Z").hex("SUBJECT", "4").hex("ID", "").hex("ISSUER", "").hex("SN", "x");
+    EXPECT_EQ(searchedFor(params), init("CKA_CLASS=1" + repeatedEntry(9, "CKA_ID=01")));
+}
+
+TEST_F(RemoveData, theSecondSweepOfAPairFindsItsClassInAFullTemplate) {
+    fake.addObject(object(CKO_PRIVATE_KEY, "01"));
+    fake.addObject(object(CKO_PUBLIC_KEY, "01"));
+    const std::string ids = repeatedEntry(9, "CKA_ID=01");
+    const Params params = ofType("KEY_PAIR").append(repeated(9, "ID", "01"));
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+
+    expectCalls(loggedIn({init("CKA_CLASS=3" + ids), kFind, destroy("0x101"), kFind, kFinal, init("CKA_CLASS=2" + ids),
+                          kFind, destroy("0x102"), kFind, kFinal}));
+}
+
+TEST_F(RemoveData, manyRepetitionsEndAtTheFirstThatFindsNoRoom) {
     Params params = ofType("KEY_PAIR");
     for (int i = 0; i < 60; ++i) {
         const std::string value = textf("%02X", static_cast<unsigned>(i + 1));
         params.hex("LABEL", value).hex("SUBJECT", value).hex("ID", value).hex("ISSUER", value).hex("SN", value);
         params.plain("TOKEN", "1").plain("PRIVATE", "0").plain("MODIFIABLE", "1").plain("CERT_CATEGORY", "CA");
     }
-    EXPECT_EQ(searchedFor(params),
-              init("CKA_CLASS=3 CKA_LABEL=3C CKA_SUBJECT=3C CKA_ID=3C CKA_ISSUER=3C CKA_SERIAL_NUMBER=3C "
-                   "CKA_TOKEN=true CKA_PRIVATE=false CKA_MODIFIABLE=true CKA_CERTIFICATE_CATEGORY=2"));
+    expectRefused(params, "Bad parameter LABEL: 02");
 }
 
 TEST_F(RemoveData, hexadecimalKeywordsAreTheTextAsItStandsWhateverTheEncoding) {

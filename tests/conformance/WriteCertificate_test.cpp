@@ -1,6 +1,7 @@
 // Certificates that "writeData" stores. The bytes stand for a certificate: nobody looks into them.
 
 #include "tests/conformance/ObjectTest.h"
+#include "tests/conformance/Repeated.h"
 
 #include <algorithm>
 
@@ -327,26 +328,93 @@ TEST_F(WriteCertificate, aModuleWithoutTheFunctionDoesNotSupportIt) {
     expectCalls(loggedIn({}));
 }
 
-TEST_F(WriteCertificate, ofRepeatedKeywordsTheLastCountsInThePlaceOfTheFirst) {
-    expectWritten(Params()
-                      .hex("LABEL", "41")
-                      .hex("ID", "01")
-                      .hex("LABEL", "4243")
-                      .plain("MODIFIABLE", "0")
-                      .hex("ID", "02")
-                      .plain("MODIFIABLE", "1"),
-                  " CKA_LABEL=4243 CKA_ID=02 CKA_MODIFIABLE=true");
+TEST_F(WriteCertificate, aRepeatedKeywordAppendsAnotherEntry) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK);
+    const Params params = certificate()
+                              .hex("LABEL", "41")
+                              .hex("ID", "01")
+                              .hex("LABEL", "4243")
+                              .plain("MODIFIABLE", "0")
+                              .hex("ID", "02")
+                              .plain("MODIFIABLE", "1");
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+
+    expectCalls(loggedIn({kHead + " CKA_LABEL=41 CKA_ID=01 CKA_LABEL=4243 CKA_MODIFIABLE=false CKA_ID=02 "
+                                  "CKA_MODIFIABLE=true])"}));
+    expectTrace(storyOf(kScript, params,
+                        loginAsUserTrace(1) + entry(kMethod) + sessionCall(kMethod, "C_CreateObject", 1) +
+                            in(kMethod, "ulAttCount", 11) +
+                            typeLines(kMethod, {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_CERTIFICATE_TYPE, CKA_VALUE,
+                                                CKA_LABEL, CKA_ID, CKA_LABEL, CKA_MODIFIABLE, CKA_ID, CKA_MODIFIABLE}) +
+                            out(kMethod, "hObject", 0) + leave(kMethod) + logoutTrace(kScript, 1),
+                        "0"));
 }
 
-TEST_F(WriteCertificate, repeatedKeywordsNeverOverrunTheTemplate) {
-    Params more;
+TEST_F(WriteCertificate, aTokenThatTakesNoAttributeTwiceHasItsSay) {
+    expectOutputs(execute(kScript, certificate().hex("ID", "01").hex("ID", "01")), {{"ERROR", 2, 3, "8106"}});
+    expectCalls(loggedIn({kHead + " CKA_ID=01 CKA_ID=01])"}));
+    expectTraceAt(1, failed(kMethod, "C_CreateObject", CKR_TEMPLATE_INCONSISTENT));
+    EXPECT_TRUE(fake.objects().empty());
+}
+
+TEST_F(WriteCertificate, twelveEntriesFit) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK);
+    Params params = certificate();
+    std::string tail;
+    for (const char* id : {"01", "02", "03", "04", "05", "06", "07"}) {
+        params.hex("ID", id);
+        tail += std::string(" CKA_ID=") + id;
+    }
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectCalls(loggedIn({kHead + tail + "])"}));
+}
+
+TEST_F(WriteCertificate, aFullTemplateTakesWhatNeedsNoNewEntry) {
+    fake.answerNext(Function::C_CreateObject, CKR_OK);
+    Params params = certificate().append(repeated(7, "MODIFIABLE", "1"));
+    params.hex("LABEL", "").hex("LABEL", "Z").hex("SUBJECT", "4").hex("ID", "").hex("ISSUER", "").hex("SN", "x");
+    params.append(repeated(50, "TOKEN", "1")).append(repeated(50, "PRIVATE", "0"));
+    params.plain("TOKEN", "0").plain("PRIVATE", "1");
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectCalls(loggedIn({"C_CreateObject(0x1, [CKA_CLASS=1 CKA_TOKEN=false CKA_PRIVATE=true CKA_CERTIFICATE_TYPE=0 "
+                          "CKA_VALUE=3003020101" +
+                          repeatedEntry(7, "CKA_MODIFIABLE=true") + "])"}));
+}
+
+TEST_F(WriteCertificate, aThirteenthEntryIsABadParameterWhateverItsKeyword) {
+    const Params full = certificate().append(repeated(7, "ID", "01"));
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"LABEL", "4142"}, {"SUBJECT", "0a"},    {"ID", "01"},           {"ISSUER", "3000"},
+        {"SN", "05"},      {"MODIFIABLE", "no"}, {"CERT_CATEGORY", "CA"}};
+    for (const auto& [id, value] : rows) {
+        expectRefused(Params(full).plain(id, value).hex("SN", "07"), "Bad parameter " + id + ": " + value);
+    }
+    expectRefused(Params(full).plain("CERT_CATEGORY", "none"), "Bad parameter CERT_TYPE: none");
+}
+
+TEST_F(WriteCertificate, aThirteenthEntryIsToldInTheWholeTraceAndTheUserIsLoggedOut) {
+    Params params = certificate();
+    for (int i = 0; i < 8; ++i) {
+        params.hex("SN", textf("%02x", static_cast<unsigned>(i + 10)));
+    }
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectCalls(loggedIn({}));
+    expectTrace(storyOf(kScript, params,
+                        loginAsUserTrace(1) + entry(kMethod) + complaint("Bad parameter SN: 11") + leave(kMethod) +
+                            logoutTrace(kScript, 1),
+                        "80ec"));
+    EXPECT_EQ(fake.login(), Fake::Role::Nobody);
+}
+
+TEST_F(WriteCertificate, manyRepetitionsEndAtTheFirstThatFindsNoRoom) {
+    Params params = certificate();
     for (int i = 0; i < 100; ++i) {
         const std::string value = textf("%02X", static_cast<unsigned>(i + 1));
-        more.hex("LABEL", value).hex("SUBJECT", value).hex("ID", value).hex("ISSUER", value).hex("SN", value);
-        more.plain("MODIFIABLE", "1").plain("CERT_CATEGORY", "USER").plain("TOKEN", "1").plain("PRIVATE", "0");
+        params.hex("LABEL", value).hex("SUBJECT", value).hex("ID", value).hex("ISSUER", value).hex("SN", value);
+        params.plain("MODIFIABLE", "1").plain("CERT_CATEGORY", "USER").plain("TOKEN", "1").plain("PRIVATE", "0");
     }
-    expectWritten(more, " CKA_LABEL=64 CKA_SUBJECT=64 CKA_ID=64 CKA_ISSUER=64 CKA_SERIAL_NUMBER=64 "
-                        "CKA_MODIFIABLE=true CKA_CERTIFICATE_CATEGORY=1");
+    expectRefused(params, "Bad parameter LABEL: 02");
 }
 
 TEST_F(WriteCertificate, theBytesOfTheCertificateAndItsAttributesAreNotTraced) {

@@ -128,8 +128,8 @@ protected:
     }
 
     Zel::Vector<Zel::Parameter> m_params;
-    AttributeTemplate m_public{CKA_CLASS, CKA_SUBJECT};
-    AttributeTemplate m_private;
+    AttributeTemplate m_public{14, {CKA_CLASS, CKA_SUBJECT}};
+    AttributeTemplate m_private{14};
     std::vector<std::string> m_complaints;
 
 private:
@@ -192,6 +192,8 @@ TEST_F(KeywordsApplied, AHalfThatIsNotThereIsLeftOut) {
 TEST_F(KeywordsApplied, AFixedEntryIsOverwritten) {
     m_public.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     m_public.setBoolean(CKA_TOKEN, true);
+    m_public.closeHead();
+    param(L"TOKEN", L"1");
     param(L"TOKEN", L"0");
     EXPECT_EQ(applyOne(scripts::keyKeywords()), L"0");
     EXPECT_EQ(m_public.count(), 2U);
@@ -252,7 +254,7 @@ TEST_F(KeywordsApplied, AnUnreadableLabelIsSkippedWhereItIsToBe) {
 
 TEST_F(KeywordsApplied, AnUnreadableLabelIsCountedWhereItIsToBe) {
     for (const wchar_t* value : {L"", L"label", L"414"}) {
-        AttributeTemplate attributes{CKA_CLASS, CKA_SUBJECT};
+        AttributeTemplate attributes(3, {CKA_CLASS, CKA_SUBJECT});
         attributes.setNumber(CKA_CLASS, 1);
         m_params.clear();
         param(L"LABEL", value);
@@ -299,14 +301,149 @@ TEST_F(KeywordsApplied, AnotherAlgorithmEndsIt) {
     EXPECT_EQ(m_public.count(), 0U);
 }
 
-TEST_F(KeywordsApplied, OfRepeatedKeywordsTheLastCountsInThePlaceOfTheFirst) {
+TEST_F(KeywordsApplied, ARepeatedKeywordAppendsAnotherEntry) {
     param(L"LABEL", L"41");
     param(L"ID", L"42");
     param(L"LABEL", L"43");
+    param(L"MODIFIABLE", L"1");
+    param(L"CERT_CATEGORY", L"USER");
+    param(L"MODIFIABLE", L"0");
+    param(L"CERT_CATEGORY", L"CA");
     EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"0");
-    ASSERT_EQ(m_public.count(), 2U);
-    EXPECT_EQ(m_public.find(CKA_LABEL), 0U);
-    EXPECT_EQ(valueIn(m_public, CKA_LABEL), "C");
+    const std::vector<std::pair<CK_ATTRIBUTE_TYPE, std::string>> expected = {{CKA_LABEL, "A"},
+                                                                             {CKA_ID, "B"},
+                                                                             {CKA_LABEL, "C"},
+                                                                             {CKA_MODIFIABLE, std::string("\1", 1)},
+                                                                             {CKA_CERTIFICATE_CATEGORY, numberText(1)},
+                                                                             {CKA_MODIFIABLE, std::string("\0", 1)},
+                                                                             {CKA_CERTIFICATE_CATEGORY, numberText(2)}};
+    ASSERT_EQ(m_public.count(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const std::span<const std::uint8_t> value = m_public.valueAt(i);
+        EXPECT_EQ(m_public.at(i).type, expected[i].first) << i;
+        EXPECT_EQ(std::string(value.begin(), value.end()), expected[i].second) << i;
+    }
+}
+
+TEST_F(KeywordsApplied, ARepeatedKeywordOfBothHalvesAppendsToBoth) {
+    param(L"ID", L"41");
+    param(L"ID", L"42");
+    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &m_private), L"0");
+    for (const AttributeTemplate* half : {&m_public, &m_private}) {
+        ASSERT_EQ(half->count(), 2U);
+        EXPECT_EQ(half->valueAt(0)[0], 'A');
+        EXPECT_EQ(half->valueAt(1)[0], 'B');
+        EXPECT_EQ(half->at(1).type, CKA_ID);
+    }
+}
+
+// Where there is no more room
+
+class KeywordsWithoutRoom : public KeywordsApplied {
+protected:
+    /// A template with one fixed entry, CKA_TOKEN, and no room behind it.
+    static void fill(AttributeTemplate& attributes) {
+        attributes.setBoolean(CKA_TOKEN, true);
+        attributes.closeHead();
+    }
+    void expectRefused(std::span<const Keyword> keywords, const wchar_t* id, const wchar_t* value,
+                       const std::string& complaint, UnreadableLabel label = UnreadableLabel::Skipped) {
+        AttributeTemplate full(1);
+        fill(full);
+        m_params.clear();
+        m_complaints.clear();
+        param(id, value);
+        EXPECT_EQ(apply(keywords, &full, nullptr, label), L"80ec") << complaint;
+        EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter " + complaint});
+        EXPECT_EQ(full.count(), 1U) << complaint;
+    }
+};
+
+TEST_F(KeywordsWithoutRoom, EveryFormIsToldWithItsKeywordAndValue) {
+    const std::span<const Keyword> certificates = scripts::certificateKeywords();
+    expectRefused(certificates, L"LABEL", L"4142", "LABEL: 4142");
+    expectRefused(certificates, L"SUBJECT", L"43", "SUBJECT: 43");
+    expectRefused(certificates, L"ID", L"0a", "ID: 0a");
+    expectRefused(certificates, L"ISSUER", L"45", "ISSUER: 45");
+    expectRefused(certificates, L"SN", L"46", "SN: 46");
+    expectRefused(certificates, L"PRIVATE", L"1", "PRIVATE: 1");
+    expectRefused(certificates, L"MODIFIABLE", L"maybe", "MODIFIABLE: maybe");
+    expectRefused(certificates, L"CERT_CATEGORY", L"CA", "CERT_CATEGORY: CA");
+    expectRefused(scripts::keySearchKeywords(), L"ALGOID", L"1.2.840.113549.1.1.1", "ALGOID: 1.2.840.113549.1.1.1");
+}
+
+TEST_F(KeywordsWithoutRoom, ABadCategoryIsStillToldAsAType) {
+    expectRefused(scripts::certificateKeywords(), L"CERT_CATEGORY", L"none", "CERT_TYPE: none");
+}
+
+TEST_F(KeywordsWithoutRoom, AnUnreadableLabelThatIsCountedNeedsRoom) {
+    expectRefused(scripts::certificateKeywords(), L"LABEL", L"", "LABEL: ", UnreadableLabel::Counted);
+    expectRefused(scripts::certificateKeywords(), L"LABEL", L"xyz", "LABEL: xyz", UnreadableLabel::Counted);
+}
+
+TEST_F(KeywordsWithoutRoom, WhatSetsNoEntryNeedsNone) {
+    AttributeTemplate full(1);
+    fill(full);
+    param(L"LABEL", L"xyz");
+    param(L"LABEL", L"");
+    param(L"SUBJECT", L"4");
+    param(L"ID", L"");
+    param(L"DATA", L"41");
+    EXPECT_EQ(apply(scripts::certificateKeywords(), &full, nullptr), L"0");
+    EXPECT_EQ(full.count(), 1U);
+    EXPECT_TRUE(m_complaints.empty());
+}
+
+TEST_F(KeywordsWithoutRoom, AFixedEntryIsStillOverwritten) {
+    AttributeTemplate full(1);
+    fill(full);
+    param(L"TOKEN", L"0");
+    EXPECT_EQ(apply(scripts::certificateKeywords(), &full, nullptr), L"0");
+    EXPECT_EQ(valueIn(full, CKA_TOKEN), std::string("\0", 1));
+}
+
+TEST_F(KeywordsWithoutRoom, TheFirstThatDoesNotFitEndsIt) {
+    AttributeTemplate attributes(2);
+    fill(attributes);
+    param(L"ID", L"41");
+    param(L"ID", L"42");
+    param(L"TOKEN", L"0");
+    param(L"LABEL", L"43");
+    EXPECT_EQ(apply(scripts::certificateKeywords(), &attributes, nullptr), L"80ec");
+    EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ID: 42"});
+    EXPECT_EQ(valueIn(attributes, CKA_ID), "A");
+    EXPECT_EQ(valueIn(attributes, CKA_TOKEN), std::string("\1", 1));
+}
+
+TEST_F(KeywordsWithoutRoom, AFullPublicHalfEndsItBeforeThePrivateOne) {
+    AttributeTemplate full(1);
+    fill(full);
+    param(L"ID", L"41");
+    EXPECT_EQ(apply(scripts::keyKeywords(), &full, &m_private), L"80ec");
+    EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ID: 41"});
+    EXPECT_EQ(m_private.count(), 0U);
+}
+
+TEST_F(KeywordsWithoutRoom, AFullPrivateHalfEndsItBehindThePublicOne) {
+    AttributeTemplate full(1);
+    fill(full);
+    param(L"ENCRYPT", L"1");
+    param(L"ID", L"41");
+    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &full), L"80ec");
+    EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ID: 41"});
+    EXPECT_EQ(m_public.count(), 2U);
+    EXPECT_EQ(valueIn(m_public, CKA_ID), "A");
+}
+
+TEST_F(KeywordsWithoutRoom, AReservedPlaceIsNotTaken) {
+    AttributeTemplate attributes(3);
+    attributes.setBoolean(CKA_TOKEN, true);
+    attributes.closeHead(1);
+    param(L"ID", L"41");
+    param(L"ENCRYPT", L"1");
+    EXPECT_EQ(apply(scripts::keyKeywords(), &attributes, nullptr), L"80ec");
+    EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ENCRYPT: 1"});
+    EXPECT_EQ(attributes.count(), 2U);
 }
 
 } // namespace
