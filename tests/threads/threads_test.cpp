@@ -164,7 +164,7 @@ TEST_F(Threads, IssueOnTwoLibraries) {
 // was the last of its library has finalised it; no one else has.
 TEST_F(Threads, ComeAndGo) {
     onAllThreads([](int thread) {
-        for (int round = 0; round < 10 * kRounds; ++round) {
+        for (int round = 0; round < 3 * kRounds; ++round) {
             Executor executor(named(thread % 2 == 0 ? Fake::moduleFile() : Fake::secondModuleFile()));
             ASSERT_TRUE(executor);
             (void)executor.initialize();
@@ -172,8 +172,8 @@ TEST_F(Threads, ComeAndGo) {
         }
     });
     for (const Fake::Module& module : {first, second}) {
-        EXPECT_EQ(calls(module, Fake::Function::C_Initialize), kThreads / 2 * 10U * kRounds);
-        EXPECT_LE(calls(module, Fake::Function::C_Finalize), kThreads / 2 * 10U * kRounds);
+        EXPECT_EQ(calls(module, Fake::Function::C_Initialize), kThreads / 2 * 3U * kRounds);
+        EXPECT_LE(calls(module, Fake::Function::C_Finalize), kThreads / 2 * 3U * kRounds);
     }
     first.setInitialized(false);
     second.setInitialized(false);
