@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 namespace {
 
@@ -64,7 +65,13 @@ static_assert(std::is_sorted(kRows.begin(), kRows.end(), below));
 } // namespace
 
 Zel::TString hexNumberText(std::uint32_t number) {
-    return Zel::TString().format(L"%x", number);
+    wchar_t digits[8];
+    wchar_t* first = std::end(digits);
+    do {
+        *--first = L"0123456789abcdef"[number & 0xF];
+        number >>= 4;
+    } while (number != 0);
+    return {first, static_cast<int>(std::end(digits) - first)};
 }
 
 Zel::TString clientErrorCode(CK_RV rv) {

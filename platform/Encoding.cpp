@@ -12,22 +12,22 @@ using parts::kHexadecimalTable;
 using parts::kNoDigit;
 
 bool isBlank(wchar_t character) noexcept {
-    return character == L' ' || character == L'\t' || character == L'\r' || character == L'\n';
+    // Nearly every character that is asked about stands above the blank.
+    return character <= L' ' && (character == L' ' || character == L'\t' || character == L'\r' || character == L'\n');
 }
 
 std::optional<std::size_t> measureHexadecimal(const wchar_t* text, std::size_t length) noexcept {
     std::size_t count = 0;
     for (std::size_t at = 0; at < length;) {
-        if (isBlank(text[at])) {
+        if (length - at >= 2 && digitOf(kHexadecimalTable, text[at]) != kNoDigit &&
+            digitOf(kHexadecimalTable, text[at + 1]) != kNoDigit) {
+            at += 2;
+            ++count;
+        } else if (isBlank(text[at])) {
             ++at;
-            continue;
-        }
-        if (length - at < 2 || digitOf(kHexadecimalTable, text[at]) == kNoDigit ||
-            digitOf(kHexadecimalTable, text[at + 1]) == kNoDigit) {
+        } else {
             return std::nullopt;
         }
-        at += 2;
-        ++count;
     }
     return count == 0 ? std::nullopt : std::optional(count);
 }
@@ -35,35 +35,34 @@ std::optional<std::size_t> measureHexadecimal(const wchar_t* text, std::size_t l
 /// Bytes that one group of four characters stands for; 0 when it is malformed. The bits of the last character that no
 /// byte takes are not looked at, as the Windows decoder does not either.
 std::size_t measureBase64Group(const wchar_t* group) noexcept {
-    if (digitOf(kBase64Table, group[0]) == kNoDigit || digitOf(kBase64Table, group[1]) == kNoDigit) {
+    const auto digit = [group](std::size_t at) -> unsigned { return digitOf(kBase64Table, group[at]); };
+    // No digit has all the bits of kNoDigit, nor have several together.
+    const unsigned start = digit(0) | digit(1);
+    if ((start | digit(2) | digit(3)) != kNoDigit) {
+        return 3;
+    }
+    if (start == kNoDigit || group[3] != L'=') {
         return 0;
     }
-    if (group[2] == L'=' && group[3] == L'=') {
+    if (group[2] == L'=') {
         return 1;
     }
-    if (digitOf(kBase64Table, group[2]) == kNoDigit) {
-        return 0;
-    }
-    if (group[3] == L'=') {
-        return 2;
-    }
-    return digitOf(kBase64Table, group[3]) == kNoDigit ? 0 : 3;
+    return digit(2) == kNoDigit ? 0 : 2;
 }
 
 std::optional<std::size_t> measureBase64(const wchar_t* text, std::size_t length) noexcept {
     std::size_t count = 0;
     for (std::size_t at = 0; at < length;) {
-        if (isBlank(text[at])) {
-            ++at;
-            continue;
-        }
         // A count that is no multiple of three: a padded group came before, and nothing follows one.
         const std::size_t inGroup = length - at < 4 || count % 3 != 0 ? 0 : measureBase64Group(text + at);
-        if (inGroup == 0) {
+        if (inGroup != 0) {
+            at += 4;
+            count += inGroup;
+        } else if (isBlank(text[at])) {
+            ++at;
+        } else {
             return std::nullopt;
         }
-        at += 4;
-        count += inGroup;
     }
     return count == 0 ? std::nullopt : std::optional(count);
 }

@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint32_t kNotDecodable = 0xFFFFFFFF;
 
 /// Room for wide text on its way into a TString, which cannot be written into. Wiped, for the text may be a secret;
-/// short texts need no heap.
+/// texts up to the Base64 of a 4096-bit signature need no heap.
 class WideText {
 public:
     /// Room for `length` characters. Throws std::bad_alloc, also for a text longer than a TString can be.
@@ -24,6 +24,7 @@ public:
         if (length > static_cast<std::size_t>(std::numeric_limits<int>::max()) / sizeof(wchar_t)) {
             throw std::bad_alloc();
         }
+        m_length = length;
         if (length > m_short.size()) {
             m_long = SecretBuffer(length * sizeof(wchar_t));
             m_pText = reinterpret_cast<wchar_t*>(m_long.data());
@@ -31,27 +32,28 @@ public:
     }
     WideText(const WideText&) = delete;
     WideText& operator=(const WideText&) = delete;
-    ~WideText() { platform::secureZero(m_short.data(), sizeof m_short); }
+    ~WideText() { platform::secureZero(m_pText, m_length * sizeof(wchar_t)); }
 
     [[nodiscard]] wchar_t* data() noexcept { return m_pText; }
     [[nodiscard]] Zel::TString take(std::size_t length) const { return {m_pText, static_cast<int>(length)}; }
 
 private:
-    std::array<wchar_t, 192> m_short;
+    std::array<wchar_t, 700> m_short;
     SecretBuffer m_long;
     wchar_t* m_pText = m_short.data();
+    std::size_t m_length = 0;
 };
 
 using Decoder = std::optional<std::size_t> (*)(const wchar_t*, std::size_t, std::uint8_t*, std::size_t) noexcept;
 
 SecretBuffer decode(const Zel::TString& text, std::uint32_t* length, Decoder decoder) {
-    const std::optional<std::size_t> count = decoder(text.data(), text.length(), nullptr, 0);
-    SecretBuffer bytes;
+    // No encoding has fewer characters than bytes: enough room at once saves a pass.
+    SecretBuffer bytes(text.length());
+    const std::optional<std::size_t> count = decoder(text.data(), text.length(), bytes.data(), bytes.size());
     if (count && *count < kNotDecodable) {
-        bytes = SecretBuffer(*count);
-        if (!decoder(text.data(), text.length(), bytes.data(), bytes.size())) {
-            bytes.clear();
-        }
+        bytes.truncate(*count);
+    } else {
+        bytes.clear();
     }
     if (length != nullptr) {
         *length = bytes.isNull() ? kNotDecodable : static_cast<std::uint32_t>(bytes.size());
@@ -121,8 +123,9 @@ Zel::TString Binary2TStringHex(const std::uint8_t* bytes, std::size_t length) {
     WideText text(length * 2);
     wchar_t* target = text.data();
     for (std::size_t i = 0; i < length; ++i) {
-        *target++ = kDigits[bytes[i] >> 4];
-        *target++ = kDigits[bytes[i] & 0xF];
+        const unsigned int byte = bytes[i];
+        *target++ = kDigits[byte >> 4];
+        *target++ = kDigits[byte & 0xF];
     }
     return text.take(length * 2);
 }

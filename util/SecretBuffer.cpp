@@ -32,10 +32,6 @@ SecretBuffer& SecretBuffer::operator=(SecretBuffer&& other) noexcept {
     return *this;
 }
 
-SecretBuffer::~SecretBuffer() {
-    clear();
-}
-
 SecretBuffer SecretBuffer::copyOf(std::span<const std::uint8_t> bytes) {
     SecretBuffer copy(bytes.size());
     std::copy(bytes.begin(), bytes.end(), copy.m_pBytes);
@@ -65,6 +61,9 @@ void SecretBuffer::truncate(std::size_t size) noexcept {
 }
 
 void SecretBuffer::clear() noexcept {
+    if (isNull()) {
+        return;
+    }
     platform::secureZero(m_pBytes, m_capacity);
     ::operator delete(m_pBytes);
     m_pBytes = nullptr;

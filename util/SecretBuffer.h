@@ -19,7 +19,12 @@ public:
     SecretBuffer& operator=(const SecretBuffer&) = delete;
     SecretBuffer(SecretBuffer&& other) noexcept;
     SecretBuffer& operator=(SecretBuffer&& other) noexcept;
-    ~SecretBuffer();
+    ~SecretBuffer() {
+        // A template holds many that were never given memory.
+        if (!isNull()) {
+            clear();
+        }
+    }
 
     [[nodiscard]] static SecretBuffer copyOf(std::span<const std::uint8_t> bytes);
     /// As the constructor, but a null buffer when there is no memory or `size` is above kLargestTry: for sizes that a

@@ -69,11 +69,12 @@ int compareLower(std::wstring_view a, std::wstring_view b) noexcept {
     return a.length() == b.length() ? 0 : (a.length() < b.length() ? -1 : 1);
 }
 
+/// Room for `capacity` characters and the terminator, with nothing in it yet.
 wchar_t* newCharacters(std::size_t capacity) {
     if (capacity >= SIZE_MAX / sizeof(wchar_t)) {
         throw std::bad_alloc();
     }
-    return std::wmemset(static_cast<wchar_t*>(allocate((capacity + 1) * sizeof(wchar_t))), 0, capacity + 1);
+    return static_cast<wchar_t*>(allocate((capacity + 1) * sizeof(wchar_t)));
 }
 
 } // namespace
@@ -127,8 +128,17 @@ int TString::compare(const TString& other) const noexcept {
     return viewOf(*this).compare(viewOf(other));
 }
 
+// Most texts differ from the name they are asked for in the first character: measuring the name would cost more.
 int TString::compare(const wchar_t* other) const noexcept {
-    return viewOf(*this).compare(viewOf(other));
+    const wchar_t* const right = other == nullptr ? L"" : other;
+    std::size_t at = 0;
+    while (at < m_length && right[at] != 0 && m_pData[at] == right[at]) {
+        ++at;
+    }
+    if (at == m_length) {
+        return right[at] == 0 ? 0 : -1;
+    }
+    return right[at] != 0 && m_pData[at] < right[at] ? -1 : 1;
 }
 
 int TString::compareIgnoreCase(const TString& other) const noexcept {
@@ -215,6 +225,7 @@ void TString::grow(std::size_t capacity) {
     wchar_t* const grown = newCharacters(capacity);
     const std::size_t length = m_length;
     std::wmemcpy(grown, m_pData, length);
+    std::wmemset(grown + length, 0, capacity + 1 - length);
     dispose();
     m_pData = grown;
     m_length = length;
@@ -230,10 +241,13 @@ void TString::setLength(std::size_t length) noexcept {
 
 void TString::replace(const wchar_t* text, std::size_t length) {
     if (length > m_capacity) {
-        TString fresh;
-        fresh.grow(length);
-        fresh.appendCharacters(text, length);
-        *this = std::move(fresh);
+        wchar_t* const copy = newCharacters(length);
+        std::wmemcpy(copy, text, length);
+        copy[length] = 0;
+        dispose();
+        m_pData = copy;
+        m_length = length;
+        m_capacity = length;
         return;
     }
     if (length != 0) {

@@ -63,6 +63,11 @@ std::size_t controlLength(const unsigned char* at) noexcept {
     return *at == 0xC2 && at[1] >= 0x80 && at[1] <= 0x9F ? 2 : 0;
 }
 
+/// Whether a byte stands for itself wherever it stands: nearly all of a trace's do.
+bool isPlain(unsigned char byte) noexcept {
+    return byte >= ' ' && byte < 0x7F && byte != '"' && byte != '\\';
+}
+
 void appendControl(LineBuffer& buffer, unsigned char code) noexcept {
     switch (code) {
     case '\n':
@@ -85,6 +90,10 @@ void appendEscaped(LineBuffer& buffer, const char* text, bool isQuoted) noexcept
         buffer.append(reinterpret_cast<const char*>(plain), static_cast<std::size_t>(at - plain));
     };
     while (*at != 0) {
+        if (isPlain(*at)) {
+            ++at;
+            continue;
+        }
         const std::size_t control = controlLength(at);
         const bool isEscaped = isQuoted && (*at == '"' || *at == '\\');
         if (control == 0 && !isEscaped) {

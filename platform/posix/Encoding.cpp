@@ -26,20 +26,21 @@ std::size_t utf8Size(std::uint32_t codePoint) noexcept {
     return codePoint < 0x10000 ? 3 : 4;
 }
 
+bool isAscii(wchar_t character) noexcept {
+    return static_cast<std::uint32_t>(character) < 0x80;
+}
+
 std::size_t utf8Needed(const wchar_t* text, std::size_t length) noexcept {
     std::size_t needed = 0;
     for (std::size_t i = 0; i < length; ++i) {
-        needed += utf8Size(codePointOf(text[i]));
+        needed += isAscii(text[i]) ? 1 : utf8Size(codePointOf(text[i]));
     }
     return needed;
 }
 
+/// Of a code point beyond ASCII.
 char* putUtf8(std::uint32_t codePoint, char* target) noexcept {
     const std::size_t size = utf8Size(codePoint);
-    if (size == 1) {
-        *target = static_cast<char>(codePoint);
-        return target + 1;
-    }
     for (std::size_t i = size - 1; i > 0; --i) {
         target[i] = static_cast<char>(0x80 | (codePoint & 0x3F));
         codePoint >>= 6;
@@ -82,7 +83,11 @@ std::size_t wideToUtf8(const wchar_t* text, std::size_t length, char* target, st
         return 0;
     }
     for (std::size_t i = 0; i < length; ++i) {
-        target = putUtf8(codePointOf(text[i]), target);
+        if (isAscii(text[i])) {
+            *target++ = static_cast<char>(text[i]);
+        } else {
+            target = putUtf8(codePointOf(text[i]), target);
+        }
     }
     return needed;
 }
@@ -127,16 +132,20 @@ bool convertBase64(const wchar_t* digits, std::size_t length, std::uint8_t* targ
 }
 
 bool writeBase64(const std::uint8_t* bytes, std::size_t length, wchar_t* target) noexcept {
-    constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    for (std::size_t i = 0; i < length; i += 3) {
-        const std::size_t inGroup = length - i < 3 ? length - i : 3;
-        std::uint32_t group = static_cast<std::uint32_t>(bytes[i]) << 16;
-        group |= inGroup > 1 ? static_cast<std::uint32_t>(bytes[i + 1]) << 8 : 0;
-        group |= inGroup > 2 ? bytes[i + 2] : 0;
-        for (std::size_t j = 0; j < 4; ++j) {
-            const std::uint32_t digit = group >> (18 - 6 * j) & 0x3F;
-            *target++ = j <= inGroup ? static_cast<wchar_t>(kAlphabet[digit]) : L'=';
-        }
+    constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (; length >= 3; length -= 3, bytes += 3, target += 4) {
+        const int group = bytes[0] << 16 | bytes[1] << 8 | bytes[2];
+        target[0] = kAlphabet[group >> 18];
+        target[1] = kAlphabet[group >> 12 & 0x3F];
+        target[2] = kAlphabet[group >> 6 & 0x3F];
+        target[3] = kAlphabet[group & 0x3F];
+    }
+    if (length != 0) {
+        const int group = bytes[0] << 16 | (length == 2 ? bytes[1] << 8 : 0);
+        target[0] = kAlphabet[group >> 18];
+        target[1] = kAlphabet[group >> 12 & 0x3F];
+        target[2] = length == 2 ? kAlphabet[group >> 6 & 0x3F] : L'=';
+        target[3] = L'=';
     }
     return true;
 }

@@ -237,7 +237,7 @@ std::string_view bytesOf(const std::wstring& text) {
 
 // Short and long: the long one needs the heap on its way.
 TEST(Conversions, LeaveNoSecretOnTheHeap) {
-    const std::string pin = "7391-secret-PIN-" + std::string(200, 'q');
+    const std::string pin = "7391-secret-PIN-" + std::string(1000, 'q');
     std::wstring hex;
     for (const char c : pin) {
         hex += L"0123456789ABCDEF"[c >> 4];
