@@ -13,7 +13,7 @@ void bringUpSofthsm(const Folder& folder) {
     std::filesystem::create_directory(folder.path() + "/tokens");
     folder.write("softhsm2.conf", "directories.tokendir = " + folder.path() +
                                       "/tokens\nobjectstore.backend = file\nlog.level = ERROR\n");
-    ::setenv("SOFTHSM2_CONF", (folder.path() + "/softhsm2.conf").c_str(), 1);
+    setVariable("SOFTHSM2_CONF", folder.path() + "/softhsm2.conf");
 }
 
 /// A configuration in which SoftHSM2 is the only module.
@@ -22,18 +22,28 @@ void bringUpProxy(const Folder& folder) {
     std::filesystem::create_directories(folder.path() + "/pkcs11/modules");
     folder.write("pkcs11/pkcs11.conf", "user-config: only\n");
     folder.write("pkcs11/modules/softhsm2.module", std::string("module: ") + SOFTHSM2_MODULE + "\n");
-    ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    setVariable("XDG_CONFIG_HOME", folder.path());
 }
 
 void bringUpOpencryptoki(const Folder& folder) {
     (void)folder.run(OPENCRYPTOKI_DAEMON);
 }
 
+/// A Windows program is told by the script that runs it (./under-wine). Without the module for pkcs11-tool there is
+/// nothing to look at the token with.
+const char* softhsmOfThisProgram() {
+    const char* file = std::getenv("SOFTHSM2_DLL");
+    // A copy, because what the environment gives lasts until it is changed.
+    static const std::string s_dll = file == nullptr ? "" : file;
+    return s_dll.empty() || std::string_view(SOFTHSM2_MODULE).empty() ? SOFTHSM2_MODULE : s_dll.c_str();
+}
+
 } // namespace
 
 Kind softhsm() {
     return {.name = "SoftHSM2",
-            .module = SOFTHSM2_MODULE,
+            .module = softhsmOfThisProgram(),
+            .toolModule = SOFTHSM2_MODULE,
             .bringUp = &bringUpSofthsm,
             .triesToLock = 0,
             .containerName = "80f9",
@@ -53,6 +63,7 @@ Kind proxy() {
     Kind kind = softhsm();
     kind.name = "SoftHSM2BehindProxy";
     kind.module = std::string_view(SOFTHSM2_MODULE).empty() ? "" : PROXY_MODULE;
+    kind.toolModule = kind.module;
     kind.bringUp = &bringUpProxy;
     kind.severalExecutors = false;
     return kind;
@@ -61,6 +72,7 @@ Kind proxy() {
 Kind opencryptoki() {
     return {.name = "Opencryptoki",
             .module = OPENCRYPTOKI_MODULE,
+            .toolModule = OPENCRYPTOKI_MODULE,
             .bringUp = &bringUpOpencryptoki,
             .triesToLock = 3,
             .containerName = "8106",

@@ -13,6 +13,8 @@ struct Kind {
     const char* name;
     /// The module's file; empty where it is not installed.
     const char* module;
+    /// The module that shows the same tokens to pkcs11-tool. A Windows program's is a DLL, pkcs11-tool's is not.
+    const char* toolModule;
     /// Writes the module's configuration into the folder and points the environment at it.
     void (*bringUp)(const Folder& folder);
 

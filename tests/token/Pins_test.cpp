@@ -31,7 +31,7 @@ protected:
 
     /// Another program logs in as the user.
     [[nodiscard]] bool toolLogsIn(const std::string& pin) const {
-        return shell(folder.path(), std::string("pkcs11-tool --module '") + GetParam().module +
+        return shell(folder.path(), std::string("pkcs11-tool --module '") + GetParam().toolModule +
                                         "' --token-label Card --list-objects --login --pin " + pin)
                    .status == 0;
     }

@@ -10,8 +10,15 @@ struct Outcome {
     std::string output;
 };
 
-/// Runs a command line of the shell in `folder`.
+/// Runs a command line of the POSIX shell in `folder`, a Windows program (under Wine) too: the programs that look at
+/// the token are those of the system below.
 [[nodiscard]] Outcome shell(const std::string& folder, const std::string& command);
+
+/// Sets a variable of the environment, for this process and for what `shell` runs.
+void setVariable(const std::string& name, const std::string& value);
+
+/// Makes a folder that nobody else has and returns its path, which `shell` understands as well.
+[[nodiscard]] std::string makeTemporaryFolder();
 
 /// A folder of its own for one test, gone with all that is in it when the object goes.
 class Folder {

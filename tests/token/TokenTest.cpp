@@ -139,7 +139,7 @@ std::string TokenTest::bytesOf(const Result& result, const std::string& outputId
 }
 
 std::string TokenTest::tool(const std::string& arguments) const {
-    return folder.run(std::string("pkcs11-tool --module '") + GetParam().module + "' " + arguments);
+    return folder.run(std::string("pkcs11-tool --module '") + GetParam().toolModule + "' " + arguments);
 }
 
 std::multiset<std::string> TokenTest::objects() const {
