@@ -229,9 +229,7 @@ ParameterList creationFrom(Input& input) {
     ParameterList list;
     if (input.below(8) == 0) {
         // A prefix that stood inside the honest reader's name would, rightly, hide that reader.
-        Zel::TString prefix(L"#");
-        prefix.append(input.text(10));
-        add(list, 2, L"readerPrefix", 3, prefix);
+        add(list, 2, L"readerPrefix", 3, L"#" + input.text(10));
     }
     add(list, 2, input.below(16) == 0 ? L"dllname" : L"DLLNAME", 3, moduleFrom(input));
     if (input.below(16) == 0) {

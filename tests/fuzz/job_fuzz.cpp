@@ -52,7 +52,7 @@ bool isJson(std::string_view text) {
         return true;
     };
     try {
-        static_cast<void>(nlohmann::json::parse(text, look));
+        [[maybe_unused]] const nlohmann::json parsed = nlohmann::json::parse(text, look);
         return !isTwice;
     } catch (const nlohmann::json::exception&) {
         return false;
