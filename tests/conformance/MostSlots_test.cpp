@@ -1,0 +1,33 @@
+// Where a count of slots stops being believed.
+
+#include "tests/conformance/TokenTest.h"
+#include "token/Slots.h"
+
+namespace Conformance {
+
+class MostSlots : public GateTest {
+protected:
+    /// That many are announced, and none is there when they are asked for.
+    void announce(CK_ULONG count) {
+        fake.hook<Fake::Function::C_GetSlotList>([count](CK_BBOOL, CK_SLOT_ID* list, CK_ULONG* told) -> CK_RV {
+            *told = list == nullptr ? count : 0;
+            return CKR_OK;
+        });
+        EXPECT_EQ(slots.getSlotVector(), CKR_OK);
+    }
+
+    Slots slots{gate, L""};
+};
+
+TEST_F(MostSlots, aMillionAndSomeAreAskedFor) {
+    announce(1048576);
+    expectCalls({"C_GetSlotList(0, null)", "C_GetSlotList(0, room=1048576)"});
+}
+
+TEST_F(MostSlots, oneMoreIsNotAskedFor) {
+    announce(1048577);
+    expectCalls({"C_GetSlotList(0, null)"});
+    expectTraceAt(1, {{1, "PKCS11Client::getSlotVectormalloc error"}});
+}
+
+} // namespace Conformance
