@@ -18,10 +18,11 @@ using Fuzz::require;
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-/// Hands the text out in pieces, each at most one byte longer than the one before.
+/// Hands the text out in pieces, each larger than the one before: every read costs the reader a chunk of memory.
 host::JobReader::Source pieces(const std::string& text, std::size_t first) {
     return [&text, piece = first, taken = std::size_t{0}](char* target, std::size_t room) mutable {
-        const std::size_t count = std::min({piece++, room, text.size() - taken});
+        const std::size_t count = std::min({piece, room, text.size() - taken});
+        piece = 2 * piece + 1;
         std::memcpy(target, text.data() + taken, count);
         taken += count;
         return std::optional(count);
