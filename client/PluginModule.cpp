@@ -7,9 +7,8 @@ namespace {
 void* attachedModule = nullptr;
 
 Zel::TString& version() {
-    // Lives until the process ends, for hosts may still ask while it does.
-    static auto* const text = new Zel::TString(L"?");
-    return *text;
+    static Zel::TString text(L"?");
+    return text;
 }
 
 } // namespace
