@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -49,6 +50,10 @@ void add(Vector<Parameter>& list, const wchar_t* id, const TString& value, int e
     list.add(Parameter(static_cast<ParameterEncoding>(encoding), id, static_cast<ParameterType>(type), value));
 }
 
+struct Destroy {
+    void operator()(Zel::BaseDLLInterface* object) const { object->destroy(); }
+};
+
 class Double final : public Zel::BaseDLLObjectImpl<Zel::ClientOperationExecutor> {
 public:
     explicit Double(const TString& module) : m_module(module) {}
@@ -71,7 +76,8 @@ public:
             note("execute null");
             return nullptr;
         }
-        Vector<Parameter>* parameters = operation->getParameters();
+        const std::unique_ptr<Vector<Parameter>, Destroy> given(operation->getParameters());
+        Vector<Parameter>* const parameters = given.get();
         std::string call = "execute";
         for (const std::string& word : {narrow(operation->getId()), narrow(operation->getScriptType()),
                                         narrow(operation->getScript()), count(parameters)}) {
@@ -79,11 +85,7 @@ public:
         }
         note(call);
         Vector<Parameter> answer;
-        const bool hasAnswer = fill(operation->getScript(), parameters, answer);
-        if (parameters != nullptr) {
-            parameters->destroy();
-        }
-        if (!hasAnswer) {
+        if (!fill(operation->getScript(), parameters, answer)) {
             return nullptr;
         }
         auto* response = new Zel::ClientOperationResponse;
