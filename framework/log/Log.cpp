@@ -38,6 +38,15 @@ std::uint32_t parseLevels(const std::string& text) noexcept {
     return result.ec == std::errc() && result.ptr == last ? levels : kDefaultLevels;
 }
 
+/// How much of the text fits into `room` bytes without half a character at its end, which would be no UTF-8.
+std::size_t fittingLength(const LineBuffer& text, std::size_t room) noexcept {
+    std::size_t length = std::min(text.length(), room);
+    while (length < text.length() && (static_cast<unsigned char>(text.data()[length]) & 0xC0) == 0x80) {
+        --length;
+    }
+    return length;
+}
+
 } // namespace
 
 void Log::setModuleName(const wchar_t* name) noexcept {
@@ -46,7 +55,7 @@ void Log::setModuleName(const wchar_t* name) noexcept {
         appendUtf8(text, name, std::wcslen(name));
     }
     const std::lock_guard lock(m_mutex);
-    const std::size_t length = std::min(text.length(), sizeof(m_moduleName) - 1);
+    const std::size_t length = fittingLength(text, sizeof(m_moduleName) - 1);
     std::memcpy(m_moduleName, text.data(), length);
     m_moduleName[length] = 0;
 }
