@@ -1,5 +1,7 @@
 #include "client/AccessValues.h"
 
+#include <utility>
+
 #include "client/Failure.h"
 #include "util/Conversions.h"
 #include "util/Trace.h"
@@ -91,9 +93,9 @@ void AccessValues::Pin::commit(CK_USER_TYPE role, bool forOperation) {
     }
     hasOfficers = forOperation && role == CKU_SO;
     StoredPin& target = hasOfficers ? officers : stored;
-    target.value = given;
+    // Moved, so that this cannot fail and no PIN is left behind.
+    target.value = std::move(given);
     target.role = role;
-    given.clear();
     isGiven = false;
 }
 

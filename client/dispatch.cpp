@@ -100,12 +100,17 @@ void PKCS11Client::runOperation(const Trace& trace, const Zel::ClientOperation& 
         trace.failure(L":Unknown Operation Script type: %ws required and not %ws!", kScriptType, scriptType);
         return;
     }
+    bool isOutOfMemory = false;
     try {
         if (!runScript(operation.getScript(), params, outputs)) {
             trace.failure(L":Unknown Operation Script!");
         }
     } catch (const std::bad_alloc&) {
-        // The script ended where it stood; to the host it is a failure like a token's.
+        isOutOfMemory = true;
+    }
+    // The script ended where it stood; to the host it is a failure like a token's. Told behind the handler, for it may
+    // fail once more: the little room that the runtime keeps for exceptions does not survive many within others.
+    if (isOutOfMemory) {
         outputs.clear();
         Outputs(outputs).push(L"ERROR", clientErrorCode(CKR_HOST_MEMORY));
     }

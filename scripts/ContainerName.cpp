@@ -63,6 +63,7 @@ Result nameKey(const Script& script, const Trace& trace) {
 Result scripts::writeContainerName(Script& script) {
     const Trace trace(L"writeContainerName");
     bool loggedIn = false;
+    const LoginGuard guard(script.session, trace, loggedIn);
     const Result login = requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;

@@ -12,6 +12,25 @@ namespace scripts {
 /// The same for scripts that cannot do without parameters.
 [[nodiscard]] Result requireAndLogin(Script& script, const Trace& trace, bool& loggedIn);
 
+/// Ends the script's own login when an exception ends the script: a card must not stay logged in. The token is asked
+/// once only, because one that is short of memory too might never agree.
+class LoginGuard {
+public:
+    /// All three outlive the guard; `loggedIn` is looked at when it goes.
+    LoginGuard(const Session& session, const Trace& trace, const bool& loggedIn);
+    LoginGuard(const LoginGuard&) = delete;
+    LoginGuard& operator=(const LoginGuard&) = delete;
+    LoginGuard(LoginGuard&&) = delete;
+    LoginGuard& operator=(LoginGuard&&) = delete;
+    ~LoginGuard();
+
+private:
+    const Session& m_session;
+    const Trace& m_trace;
+    const bool& m_loggedIn;
+    int m_exceptions;
+};
+
 enum class LogoutTrace { AnnouncedOnce, AnnouncedEachTime };
 
 /// Logs out, again and again until the token agrees: a card must not stay logged in. There is no limit, unless the

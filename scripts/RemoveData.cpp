@@ -92,6 +92,7 @@ Result removeMatching(const Script& script, const Trace& trace) {
 
 Result run(Script& script, const Trace& trace) {
     bool loggedIn = false;
+    const scripts::LoginGuard guard(script.session, trace, loggedIn);
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;

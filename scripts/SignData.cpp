@@ -106,6 +106,7 @@ Result run(Script& script, const Trace& trace) {
         completeFromParameters(*script.params, request);
     }
     bool loggedIn = false;
+    const scripts::LoginGuard guard(script.session, trace, loggedIn);
     const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
     if (rv != CKR_OK) {
         return rv;
