@@ -115,8 +115,8 @@ const Zel::TString& AccessValues::userPin() const {
     return m_pin.stored.role == CKU_USER ? m_pin.stored.value : none;
 }
 
-void AccessValues::storeUserPin(const Zel::TString& pin) {
-    m_pin.stored.value = pin;
+void AccessValues::storeUserPin(Zel::TString pin) noexcept {
+    m_pin.stored.value = std::move(pin);
     m_pin.stored.role = CKU_USER;
     m_userType = CKU_USER;
 }

@@ -37,7 +37,7 @@ public:
     /// The stored user PIN; the empty text when there is none, or only the officer's.
     [[nodiscard]] const Zel::TString& userPin() const;
     /// Keeps a user PIN that the token has accepted; the role is the user's from now on.
-    void storeUserPin(const Zel::TString& pin);
+    void storeUserPin(Zel::TString pin) noexcept;
 
     [[nodiscard]] CK_USER_TYPE userType() const { return m_userType; }
     [[nodiscard]] CK_ULONG authType() const { return m_authType; }

@@ -54,6 +54,8 @@ Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBu
         trace.failed(L"openSession", rv);
         return rv;
     }
+    // Made before the token is asked: memory must not fail behind a login.
+    Zel::TString accepted = role == CKU_USER ? Binary2TStringHex(pin.data(), pin.size()) : Zel::TString();
     rv = scripts::login(script, trace, role, pin);
     if (rv == CKR_USER_ALREADY_LOGGED_IN || rv == CKR_USER_ANOTHER_ALREADY_LOGGED_IN) {
         // Whoever is logged in makes room, once.
@@ -69,7 +71,7 @@ Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBu
         trace.failed(cryptoki::login.name, rv);
     } else if (role == CKU_USER) {
         // Kept, so that later scripts can log the user in; the officer's never is.
-        script.access.storeUserPin(Binary2TStringHex(pin.data(), pin.size()));
+        script.access.storeUserPin(std::move(accepted));
     }
     return rv;
 }

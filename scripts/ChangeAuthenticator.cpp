@@ -1,4 +1,5 @@
 #include "scripts/Faults.h"
+#include "scripts/LoginFrame.h"
 #include "scripts/Roles.h"
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
@@ -100,12 +101,15 @@ Result prepareSession(Script& script, const Trace& trace, CK_USER_TYPE role, boo
 }
 
 CK_RV setPin(Script& script, const Trace& trace, Request& request) {
+    // Made before the token is asked: memory must not fail between its new PIN and ours.
+    Zel::TString newPin =
+        request.role == CKU_USER ? Binary2TStringHex(request.newPin.data(), request.newPin.size()) : Zel::TString();
     const CK_RV rv = script.session.call(trace, cryptoki::setPIN)
                          .run(script.session.handle(), request.oldPin.data(), request.oldPin.size(),
                               request.newPin.data(), request.newPin.size());
     if (rv == CKR_OK && request.role == CKU_USER) {
         // Later logins use the new PIN.
-        script.access.storeUserPin(Binary2TStringHex(request.newPin.data(), request.newPin.size()));
+        script.access.storeUserPin(std::move(newPin));
     }
     return rv;
 }
@@ -113,6 +117,8 @@ CK_RV setPin(Script& script, const Trace& trace, Request& request) {
 /// The login made here is undone whatever came of it; how that goes is only traced.
 CK_RV setPinLoggedIn(Script& script, const Trace& trace, Request& request) {
     CK_RV rv = scripts::login(script, trace, request.role, request.oldPin);
+    const bool isLoggedIn = rv == CKR_OK;
+    const scripts::LoginGuard guard(script.session, trace, isLoggedIn);
     if (rv == CKR_OK) {
         rv = setPin(script, trace, request);
     } else {

@@ -48,9 +48,11 @@ CK_RV loginAsOfficer(const Script& script, const Trace& trace, SecretBuffer& key
 }
 
 CK_RV initPin(Script& script, const Trace& trace, SecretBuffer& pin) {
+    // Made before the token is asked: memory must not fail between its new PIN and ours.
+    Zel::TString newPin = Binary2TStringHex(pin.data(), pin.size());
     const CK_RV rv = script.session.call(trace, cryptoki::initPIN).run(script.session.handle(), pin.data(), pin.size());
     if (rv == CKR_OK) {
-        script.access.storeUserPin(Binary2TStringHex(pin.data(), pin.size()));
+        script.access.storeUserPin(std::move(newPin));
     }
     return rv;
 }
