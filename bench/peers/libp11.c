@@ -78,18 +78,9 @@ static size_t read_certificates(int whole) {
     return bytes;
 }
 
-static size_t read_values(void) {
-    return read_certificates(0);
-}
-
-static size_t read_objects(void) {
-    return read_certificates(1);
-}
-
 const struct Peer kPeer = {.open = open_module,
                            .list_readers = list_readers,
                            .log_in = log_in,
                            .sign = sign,
-                           .read_values = read_values,
-                           .read_objects = read_objects,
+                           .read = read_certificates,
                            .close = close_module};

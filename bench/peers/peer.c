@@ -40,8 +40,8 @@ static void sign_once(int prints) {
     }
 }
 
-static void read_once(size_t (*read)(void), int prints) {
-    const size_t bytes = read();
+static void read_once(int whole, int prints) {
+    const size_t bytes = kPeer.read(whole);
     if (prints) {
         printf("result\t%zu\n", bytes);
     }
@@ -51,7 +51,7 @@ static void do_once(const char *job, int prints) {
     if (strcmp(job, "sign") == 0) {
         sign_once(prints);
     } else {
-        read_once(strcmp(job, "values") == 0 ? kPeer.read_values : kPeer.read_objects, prints);
+        read_once(strcmp(job, "objects") == 0, prints);
     }
 }
 
@@ -64,16 +64,14 @@ static void do_times(const char *job, long count) {
     }
 }
 
-static int is_offered(const char *job) {
-    return (strcmp(job, "readers") == 0 && kPeer.list_readers != NULL) ||
-           (strcmp(job, "sign") == 0 && kPeer.sign != NULL) ||
-           (strcmp(job, "values") == 0 && kPeer.read_values != NULL) ||
-           (strcmp(job, "objects") == 0 && kPeer.read_objects != NULL);
+static int is_job(const char *word) {
+    return strcmp(word, "readers") == 0 || strcmp(word, "sign") == 0 || strcmp(word, "values") == 0 ||
+           strcmp(word, "objects") == 0;
 }
 
 int main(int argc, char **argv) {
     const char *pin = getenv("PEER_PIN");
-    if (argc < 3 || !is_offered(argv[2])) {
+    if (argc < 3 || !is_job(argv[2])) {
         fputs("Usage: PEER MODULE-FILE readers | sign|values|objects COUNT\n", stderr);
         return 2;
     }

@@ -10,7 +10,7 @@ extern "C" {
 
 enum { kMostSignatureBytes = 512 };
 
-/// A job that a peer has no way to do is null. Each ends the program when it fails.
+/// Each ends the program when it fails, or when the peer has no way to do it.
 struct Peer {
     /// Loads the module, initialises it and finds the first token.
     void (*open)(const char* module_file);
@@ -19,10 +19,9 @@ struct Peer {
     void (*log_in)(const char* pin);
     /// Finds the key 4501 and signs kDigestInfo with it. Returns the number of bytes written.
     size_t (*sign)(unsigned char* signature);
-    /// Reads the values of all certificates. Returns the number of bytes read.
-    size_t (*read_values)(void);
-    /// Reads labels, identifiers and values of all certificates. Returns the number of bytes read.
-    size_t (*read_objects)(void);
+    /// Reads the values of all certificates, and their labels and identifiers, too, when `whole` is not 0. Returns the
+    /// number of bytes read.
+    size_t (*read)(int whole);
     void (*close)(void);
 };
 

@@ -76,7 +76,8 @@ std::size_t bytesOf(const Zel::TString& base64) {
            static_cast<std::size_t>(std::count(end - std::min<std::size_t>(2, base64.length()), end, L'='));
 }
 
-std::size_t readValues() {
+std::size_t readCertificates(int whole) {
+    peer_require(whole == 0, "The script answers values and nothing else; this");
     const host::ResponsePtr response = s_plugin->executor.mustRun(s_plugin->read);
     const host::ParameterList& outputs = response->getResponseParameters();
     std::size_t bytes = 0;
@@ -88,12 +89,15 @@ std::size_t readValues() {
     return bytes;
 }
 
+void listReaders() {
+    peer_require(0, "Use p11host; this");
+}
+
 } // namespace
 
 const Peer kPeer = {.open = openModule,
-                    .list_readers = nullptr,
+                    .list_readers = listReaders,
                     .log_in = logIn,
                     .sign = sign,
-                    .read_values = readValues,
-                    .read_objects = nullptr,
+                    .read = readCertificates,
                     .close = closeModule};

@@ -99,7 +99,9 @@ static size_t read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE *attributes,
     return bytes;
 }
 
-static size_t read_certificates(const CK_ATTRIBUTE_TYPE *types, CK_ULONG count) {
+static size_t read_certificates(int whole) {
+    static const CK_ATTRIBUTE_TYPE kTypes[] = {CKA_VALUE, CKA_LABEL, CKA_ID};
+    const CK_ULONG count = whole ? 3 : 1;
     CK_OBJECT_CLASS object_class = CKO_CERTIFICATE;
     CK_ATTRIBUTE searched = {CKA_CLASS, &object_class, sizeof object_class};
     CK_ATTRIBUTE attributes[3];
@@ -108,7 +110,7 @@ static size_t read_certificates(const CK_ATTRIBUTE_TYPE *types, CK_ULONG count) 
     require_ok(s_functions->C_FindObjectsInit(s_session, &searched, 1), "C_FindObjectsInit");
     for (CK_OBJECT_HANDLE object = find_next(); object != 0; object = find_next()) {
         for (CK_ULONG i = 0; i < count; ++i) {
-            attributes[i] = (CK_ATTRIBUTE){types[i], NULL, 0};
+            attributes[i] = (CK_ATTRIBUTE){kTypes[i], NULL, 0};
         }
         bytes += read_attributes(object, attributes, count);
     }
@@ -116,19 +118,13 @@ static size_t read_certificates(const CK_ATTRIBUTE_TYPE *types, CK_ULONG count) 
     return bytes;
 }
 
-static size_t read_values(void) {
-    static const CK_ATTRIBUTE_TYPE kTypes[] = {CKA_VALUE};
-    return read_certificates(kTypes, 1);
-}
-
-static size_t read_objects(void) {
-    static const CK_ATTRIBUTE_TYPE kTypes[] = {CKA_LABEL, CKA_ID, CKA_VALUE};
-    return read_certificates(kTypes, 3);
+static void list_readers(void) {
+    peer_require(0, "Use bench-raw-readers; this");
 }
 
 const struct Peer kPeer = {.open = open_module,
+                           .list_readers = list_readers,
                            .log_in = log_in,
                            .sign = sign,
-                           .read_values = read_values,
-                           .read_objects = read_objects,
+                           .read = read_certificates,
                            .close = close_module};
