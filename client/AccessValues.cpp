@@ -1,5 +1,6 @@
 #include "client/AccessValues.h"
 
+#include <new>
 #include <utility>
 
 #include "client/Failure.h"
@@ -11,6 +12,9 @@ void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
     try {
         readParameters(access);
         readParameters(runtime);
+    } catch (const std::bad_alloc&) {
+        forgetGivenPins();
+        throw;
     } catch (...) {
         commitPins(false);
         throw;
@@ -21,6 +25,9 @@ void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
 void AccessValues::readForOperation(const Zel::Vector<Zel::Parameter>* params) {
     try {
         readParameters(params);
+    } catch (const std::bad_alloc&) {
+        forgetGivenPins();
+        throw;
     } catch (...) {
         commitPins(true);
         throw;
@@ -84,6 +91,13 @@ void AccessValues::readUserType(const Zel::TString& value) {
 void AccessValues::commitPins(bool forOperation) {
     for (Pin* pin : {&m_pin, &m_oldPin, &m_newPin}) {
         pin->commit(m_userType, forOperation);
+    }
+}
+
+void AccessValues::forgetGivenPins() noexcept {
+    for (Pin* pin : {&m_pin, &m_oldPin, &m_newPin}) {
+        pin->given.clear();
+        pin->isGiven = false;
     }
 }
 

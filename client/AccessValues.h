@@ -24,7 +24,8 @@ class AccessValues {
 public:
     /// Reads access parameters; null reads nothing. Of repeated ones the last counts. PINs are kept for the role that
     /// stands when all vectors of the call have been read.
-    /// Throws ClientOperationException ("Bad parameter PINID: …"); what was read before that is kept.
+    /// Throws ClientOperationException ("Bad parameter PINID: …"); what was read before that is kept. When memory fails
+    /// (std::bad_alloc) the PINs of the call are not: nobody knows yet whose they are.
     void readForInitialize(const Zel::Vector<Zel::Parameter>* access, const Zel::Vector<Zel::Parameter>* runtime);
     void readForOperation(const Zel::Vector<Zel::Parameter>* params);
     /// Forgets the officer's PINs that the operation brought.
@@ -64,6 +65,7 @@ private:
     void readParameter(const Zel::Parameter& parameter);
     void readUserType(const Zel::TString& value);
     void commitPins(bool forOperation);
+    void forgetGivenPins() noexcept;
 
     Zel::TString m_tsCurrentReader;
     Pin m_pin;
