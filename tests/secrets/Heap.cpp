@@ -33,9 +33,12 @@ Block g_ring = {&g_ring, &g_ring, nullptr, 0, 0, false};
 std::atomic_flag g_isLocked;
 std::atomic<Secrets::Heap::Look> g_lookAtFreed = nullptr;
 std::atomic<unsigned long> g_freedBlocks = 0;
+std::atomic<unsigned long> g_liveBlocks = 0;
 std::atomic<unsigned long> g_failAt = 0;
+std::atomic<bool> g_isLasting = false;
 std::atomic<bool> g_hasFailed = false;
 std::atomic<int> g_unwatched = 0;
+std::atomic<int> g_plenty = 0;
 
 class Lock {
 public:
@@ -49,15 +52,18 @@ public:
 };
 
 bool isToFail() {
-    unsigned long left = g_failAt.load(std::memory_order_relaxed);
-    if (left == 0 || g_unwatched.load(std::memory_order_relaxed) != 0) {
+    const unsigned long left = g_failAt.load(std::memory_order_relaxed);
+    if (left == 0 || g_unwatched.load(std::memory_order_relaxed) != 0 ||
+        g_plenty.load(std::memory_order_relaxed) != 0) {
         return false;
     }
-    g_failAt.store(--left, std::memory_order_relaxed);
-    if (left == 0) {
+    if (left > 1 || !g_isLasting.load(std::memory_order_relaxed)) {
+        g_failAt.store(left - 1, std::memory_order_relaxed);
+    }
+    if (left == 1) {
         g_hasFailed = true;
     }
-    return left == 0;
+    return left == 1;
 }
 
 void* take(std::size_t size, std::size_t alignment) {
@@ -77,6 +83,7 @@ void* take(std::size_t size, std::size_t alignment) {
         block->previous = &g_ring;
         g_ring.next->previous = block;
         g_ring.next = block;
+        ++g_liveBlocks;
     }
     return block->bytes();
 }
@@ -95,6 +102,7 @@ void give(void* memory) {
         const Lock lock;
         block->next->previous = block->previous;
         block->previous->next = block->next;
+        --g_liveBlocks;
     } else {
         // What the test leaves behind must not turn up in somebody else's fresh block.
         std::memset(memory, 0, block->size);
@@ -170,9 +178,22 @@ unsigned long freedBlocks() {
     return g_freedBlocks;
 }
 
-bool failAllocation(unsigned long n) {
+unsigned long liveBlocks() {
+    return g_liveBlocks;
+}
+
+bool failAllocation(unsigned long n, Shortage shortage) {
     g_failAt = n;
+    g_isLasting = shortage == Shortage::Lasting;
     return g_hasFailed.exchange(false);
+}
+
+Plenty::Plenty() {
+    ++g_plenty;
+}
+
+Plenty::~Plenty() {
+    --g_plenty;
 }
 
 Unwatched::Unwatched() {

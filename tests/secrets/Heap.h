@@ -17,12 +17,29 @@ void lookAtLive(Look look);
 
 /// Watched blocks that were given back since the program began.
 [[nodiscard]] unsigned long freedBlocks();
+/// Watched blocks that live now.
+[[nodiscard]] unsigned long liveBlocks();
+
+/// How long memory stays short.
+enum class Shortage {
+    Once,   ///< one allocation fails
+    Lasting ///< that one and all later ones
+};
 
 /// The n-th allocation from now on (1: the next one) fails, of whatever library; 0: none. Tells whether one failed
 /// since the last time.
-bool failAllocation(unsigned long n);
+bool failAllocation(unsigned long n, Shortage shortage = Shortage::Once);
 
-/// Blocks that are allocated while such an object lives are the test's own and never looked at.
+/// While such an object lives, allocations neither fail nor count.
+class Plenty {
+public:
+    Plenty();
+    Plenty(const Plenty&) = delete;
+    Plenty& operator=(const Plenty&) = delete;
+    ~Plenty();
+};
+
+/// Blocks that are allocated while such an object lives are the test's own: never looked at, and none fails.
 class Unwatched {
 public:
     Unwatched();

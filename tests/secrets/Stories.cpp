@@ -201,6 +201,8 @@ void Author::tellOfRoles() {
     tell("the user's authenticate after the officer's", {}, {officerLogin()}, login());
     tell("the officer's changeAuthenticator", knownUser(), {},
          {L"changeAuthenticator", {plain(L"PINID", L"SO"), hex(L"OLD_PIN", officer), hex(L"NEW_PIN", newOfficer)}});
+    tell("the officer's changeAuthenticator, his PINs before his role", {}, {},
+         {L"changeAuthenticator", {hex(L"OLD_PIN", officer), hex(L"NEW_PIN", newOfficer), plain(L"PINID", L"SO")}});
     const std::vector initParams{plain(L"INIT_KEYID", L"SO"), hex(L"INIT_KEY", officer), plain(L"PINID", L"USER"),
                                  hex(L"PIN", newUser)};
     tell("initAuthenticator", {}, {}, {L"initAuthenticator", initParams});

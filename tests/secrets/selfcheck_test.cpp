@@ -157,3 +157,30 @@ TEST_F(SelfCheck, FailsTheAllocationThatIsToFail) {
     std::free(third);
     EXPECT_FALSE(Heap::failAllocation(0));
 }
+
+TEST_F(SelfCheck, FailsWhatFollowsToo) {
+    Heap::failAllocation(2, Heap::Shortage::Lasting);
+    void* const first = std::malloc(10);
+    void* const second = std::malloc(10);
+    void* plentiful = nullptr;
+    {
+        const Heap::Plenty plenty;
+        plentiful = std::malloc(10);
+    }
+    void* const third = std::malloc(10);
+    EXPECT_TRUE(Heap::failAllocation(0));
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_NE(plentiful, nullptr);
+    EXPECT_EQ(third, nullptr);
+    std::free(first);
+    std::free(plentiful);
+}
+
+TEST_F(SelfCheck, CountsTheBlocksThatLive) {
+    const unsigned long before = Heap::liveBlocks();
+    g_pBlock = static_cast<char*>(std::malloc(10));
+    EXPECT_EQ(Heap::liveBlocks(), before + 1);
+    std::free(g_pBlock);
+    EXPECT_EQ(Heap::liveBlocks(), before);
+}
