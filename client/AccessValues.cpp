@@ -5,6 +5,7 @@
 
 #include "client/Failure.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 #include "util/Trace.h"
 
 void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
@@ -23,6 +24,17 @@ void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
 }
 
 void AccessValues::readForOperation(const Zel::Vector<Zel::Parameter>* params) {
+    readAndCommit(params);
+    m_isOperationRead = true;
+}
+
+void AccessValues::readForScript(const Zel::Vector<Zel::Parameter>* params) {
+    if (!m_isOperationRead || Trace::isAnyoneListening()) {
+        readAndCommit(params);
+    }
+}
+
+void AccessValues::readAndCommit(const Zel::Vector<Zel::Parameter>* params) {
     try {
         readParameters(params);
     } catch (const std::bad_alloc&) {
@@ -48,38 +60,38 @@ void AccessValues::readParameters(const Zel::Vector<Zel::Parameter>* params) {
 }
 
 void AccessValues::readParameter(const Zel::Parameter& parameter) {
-    const auto isNamed = [&id = parameter.getId()](const wchar_t* name) { return id.compare(name) == 0; };
+    const Zel::TString& id = parameter.getId();
     const auto give = [&parameter](Pin& pin) {
         pin.given = getValueFromEncoding(parameter);
         pin.isGiven = true;
     };
-    if (isNamed(L"readerName")) {
+    if (equals(id, L"readerName")) {
         m_tsCurrentReader = getValueFromEncoding(parameter);
-    } else if (isNamed(L"PIN")) {
+    } else if (equals(id, L"PIN")) {
         give(m_pin);
-    } else if (isNamed(L"OLD_PIN")) {
+    } else if (equals(id, L"OLD_PIN")) {
         give(m_oldPin);
-    } else if (isNamed(L"NEW_PIN")) {
+    } else if (equals(id, L"NEW_PIN")) {
         give(m_newPin);
-    } else if (isNamed(L"PINID")) {
+    } else if (equals(id, L"PINID")) {
         readUserType(parameter.getValue());
-    } else if (isNamed(L"AUTH_TYPE")) {
-        if (parameter.getValue().compare(L"STATIC") == 0) {
+    } else if (equals(id, L"AUTH_TYPE")) {
+        if (equals(parameter.getValue(), L"STATIC")) {
             m_authType = kAuthTypeStatic;
         }
-    } else if (isNamed(L"ALGOID")) {
+    } else if (equals(id, L"ALGOID")) {
         m_tsAlgoId = getValueFromEncoding(parameter);
-    } else if (isNamed(L"KEYID")) {
+    } else if (equals(id, L"KEYID")) {
         m_tsKeyId = getValueFromEncoding(parameter);
-    } else if (isNamed(L"DATA")) {
+    } else if (equals(id, L"DATA")) {
         m_tsDataToSign = getValueFromEncoding(parameter);
     }
 }
 
 void AccessValues::readUserType(const Zel::TString& value) {
-    if (value.compare(L"SO") == 0) {
+    if (equals(value, L"SO")) {
         m_userType = CKU_SO;
-    } else if (value.compare(L"USER") == 0) {
+    } else if (equals(value, L"USER")) {
         m_userType = CKU_USER;
     } else {
         const Trace trace(L"readParameters", Trace::Lines::None);
@@ -119,6 +131,7 @@ void AccessValues::Pin::endOperation() {
 }
 
 void AccessValues::endOperation() {
+    m_isOperationRead = false;
     for (Pin* pin : {&m_pin, &m_oldPin, &m_newPin}) {
         pin->endOperation();
     }

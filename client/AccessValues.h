@@ -28,7 +28,10 @@ public:
     /// (std::bad_alloc) the PINs of the call are not: nobody knows yet whose they are.
     void readForInitialize(const Zel::Vector<Zel::Parameter>* access, const Zel::Vector<Zel::Parameter>* runtime);
     void readForOperation(const Zel::Vector<Zel::Parameter>* params);
-    /// Forgets the officer's PINs that the operation brought.
+    /// The same from within a script. Of parameters that the operation has read already it only repeats the lines of
+    /// the trace, so that nothing is done when nobody listens.
+    void readForScript(const Zel::Vector<Zel::Parameter>* params);
+    /// Forgets the officer's PINs that the operation brought, and that its parameters have been read.
     void endOperation();
 
     /// The PIN to use where a script was given none: the operation's own for the officer, else the stored one.
@@ -64,9 +67,11 @@ private:
     void readParameters(const Zel::Vector<Zel::Parameter>* params);
     void readParameter(const Zel::Parameter& parameter);
     void readUserType(const Zel::TString& value);
+    void readAndCommit(const Zel::Vector<Zel::Parameter>* params);
     void commitPins(bool forOperation);
     void forgetGivenPins() noexcept;
 
+    bool m_isOperationRead = false; ///< the operation under way has read its parameters
     Zel::TString m_tsCurrentReader;
     Pin m_pin;
     Pin m_oldPin;

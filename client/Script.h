@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <string_view>
 
 #include "client/AccessValues.h"
 #include "client/Outputs.h"
@@ -25,7 +26,7 @@ void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Paramet
 
 /// A script under the name that operations call it by.
 struct ScriptEntry {
-    const wchar_t* name;
+    std::wstring_view name; ///< a literal
     void (*run)(Script& script);
 };
 

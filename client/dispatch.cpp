@@ -7,6 +7,7 @@
 #include "client/PKCS11Client.h"
 #include "client/Script.h"
 #include "platform/CurrentDirectory.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -120,7 +121,7 @@ bool PKCS11Client::runScript(const Zel::TString& name, const Zel::Vector<Zel::Pa
                              Zel::Vector<Zel::Parameter>& outputs) {
     const auto table = scriptTable();
     const auto entry =
-        std::find_if(table.begin(), table.end(), [&name](const ScriptEntry& e) { return name.compare(e.name) == 0; });
+        std::find_if(table.begin(), table.end(), [&name](const ScriptEntry& e) { return equals(name, e.name); });
     if (entry == table.end()) {
         return false;
     }
@@ -133,7 +134,7 @@ Zel::Vector<Zel::TString>* PKCS11Client::getSupportedScripts() {
     const Trace trace(L"getSupportedScripts");
     std::unique_ptr<Zel::Vector<Zel::TString>, Destroy> scripts(new Zel::Vector<Zel::TString>());
     for (const ScriptEntry& entry : scriptTable()) {
-        scripts->add(entry.name);
+        scripts->add(entry.name.data());
     }
     trace.write(TraceLevel::Value, L"<-- Output Param scripts %d items", scripts->size());
     return scripts.release();

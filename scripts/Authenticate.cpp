@@ -2,6 +2,7 @@
 #include "scripts/Roles.h"
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -17,13 +18,13 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
         const Zel::TString& id = script.params->at(i)->getId();
         const Zel::TString& value = script.params->at(i)->getValue();
         bool isGood = true;
-        if (id.compare(L"AUTH_TYPE") == 0) {
+        if (equals(id, L"AUTH_TYPE")) {
             request.isAuthTypeGiven = true;
-            isGood = value.compare(L"STATIC") == 0;
-        } else if (id.compare(L"PINID") == 0) {
+            isGood = equals(value, L"STATIC");
+        } else if (equals(id, L"PINID")) {
             request.role = scripts::userTypeOf(value);
             isGood = request.role.has_value();
-        } else if (id.compare(L"PIN") == 0) {
+        } else if (equals(id, L"PIN")) {
             request.pin = TStringHex2Binary(value);
         }
         if (!isGood) {

@@ -1,5 +1,6 @@
 #include "scripts/Roles.h"
 #include "scripts/Scripts.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -12,7 +13,7 @@ enum class AuthState : std::uint32_t { LoggedIn = 1, NotLoggedIn = 2, Blocked = 
 std::optional<CK_USER_TYPE> roleAsked(const Script& script, const Trace& trace) {
     for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
         const Zel::Parameter& parameter = *script.params->at(i);
-        if (parameter.getId().compare(L"PINID") != 0) {
+        if (!equals(parameter.getId(), L"PINID")) {
             continue;
         }
         const auto role = scripts::userTypeOf(parameter.getValue());

@@ -3,6 +3,7 @@
 #include "scripts/Roles.h"
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -17,14 +18,14 @@ Result readGiven(const Script& script, const Trace& trace, Request& request) {
     for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
         const Zel::TString& id = script.params->at(i)->getId();
         const Zel::TString& value = script.params->at(i)->getValue();
-        if (id.compare(L"PINID") == 0) {
+        if (equals(id, L"PINID")) {
             request.givenRole = scripts::userTypeOf(value);
             if (!request.givenRole) {
                 return scripts::badParameter(trace, id, value);
             }
-        } else if (id.compare(L"OLD_PIN") == 0) {
+        } else if (equals(id, L"OLD_PIN")) {
             request.oldPin = TStringHex2Binary(value);
-        } else if (id.compare(L"NEW_PIN") == 0) {
+        } else if (equals(id, L"NEW_PIN")) {
             request.newPin = TStringHex2Binary(value);
         }
     }

@@ -3,6 +3,7 @@
 #include "scripts/ObjectSearch.h"
 #include "scripts/Writers.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -26,9 +27,9 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
     for (std::uint32_t i = 0; i < script.params->size(); ++i) {
         const Zel::TString& id = script.params->at(i)->getId();
         const Zel::TString& value = script.params->at(i)->getValue();
-        if (id.compare(L"KEYID") == 0) {
+        if (equals(id, L"KEYID")) {
             setBytes(request.keyId, TStringHex2Binary(value));
-        } else if (id.compare(L"CONTAINER_NAME") == 0) {
+        } else if (equals(id, L"CONTAINER_NAME")) {
             SecretBuffer name = TStringHex2Binary(value);
             name.truncate(name.textLength());
             setBytes(request.containerName, std::move(name));

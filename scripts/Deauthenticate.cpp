@@ -1,5 +1,6 @@
 #include "scripts/Roles.h"
 #include "scripts/Scripts.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -7,7 +8,7 @@ std::optional<CK_USER_TYPE> roleAsked(const Script& script, const Trace& trace) 
     CK_USER_TYPE role = script.access.userType();
     for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
         const Zel::Parameter& parameter = *script.params->at(i);
-        if (parameter.getId().compare(L"PINID") != 0) {
+        if (!equals(parameter.getId(), L"PINID")) {
             continue;
         }
         const auto given = scripts::userTypeOf(parameter.getValue());

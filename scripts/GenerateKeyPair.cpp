@@ -5,6 +5,7 @@
 #include "scripts/ObjectSearch.h"
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -17,15 +18,15 @@ struct Request {
 Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Request& request) {
     const Zel::TString& id = parameter.getId();
     const Zel::TString& value = parameter.getValue();
-    if (id.compare(L"ALGOID") == 0) {
-        request.isRsa = value.compare(scripts::kRsaEncryption) == 0;
+    if (equals(id, L"ALGOID")) {
+        request.isRsa = equals(value, scripts::kRsaEncryption);
         return request.isRsa ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
     }
-    if (id.compare(L"KEYSIZE") == 0) {
-        request.modulusBits = value.compare(L"1024") == 0 ? 1024 : value.compare(L"2048") == 0 ? 2048 : 0;
+    if (equals(id, L"KEYSIZE")) {
+        request.modulusBits = equals(value, L"1024") ? 1024 : equals(value, L"2048") ? 2048 : 0;
         return request.modulusBits != 0 ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
     }
-    if (id.compare(L"PUBLICEXPONENT") == 0) {
+    if (equals(id, L"PUBLICEXPONENT")) {
         SecretBuffer exponent = TStringB642Binary(value);
         if (!exponent.isEmpty()) {
             request.publicExponent = std::move(exponent);

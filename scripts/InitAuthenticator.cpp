@@ -2,6 +2,7 @@
 #include "scripts/Roles.h"
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 // Two ways to a new user PIN under the security officer's authority: the first one, and one in place of a blocked one.
 
@@ -18,9 +19,8 @@ struct Request {
 
 /// A parameter that may have one value only.
 Result require(const Trace& trace, const Zel::Parameter& parameter, const wchar_t* value) {
-    return parameter.getValue().compare(value) == 0
-               ? Result(CKR_OK)
-               : scripts::badParameter(trace, parameter.getId(), parameter.getValue());
+    return equals(parameter.getValue(), value) ? Result(CKR_OK)
+                                               : scripts::badParameter(trace, parameter.getId(), parameter.getValue());
 }
 
 /// The officer's key: none when it is empty; one that is no hexadecimal text is malformed, and its value is not told.
@@ -73,15 +73,15 @@ Result readForInit(const Script& script, const Trace& trace, Request& request) {
         const Zel::Parameter& parameter = *script.params->at(i);
         const Zel::TString& id = parameter.getId();
         Result result = CKR_OK;
-        if (id.compare(L"INIT_KEYID") == 0) {
+        if (equals(id, L"INIT_KEYID")) {
             request.isKeyIdGiven = true;
             result = require(trace, parameter, L"SO");
-        } else if (id.compare(L"INIT_KEY") == 0) {
+        } else if (equals(id, L"INIT_KEY")) {
             result = readKey(trace, parameter, request.key);
-        } else if (id.compare(L"PINID") == 0) {
+        } else if (equals(id, L"PINID")) {
             request.isPinIdGiven = true;
             result = require(trace, parameter, L"USER");
-        } else if (id.compare(L"PIN") == 0) {
+        } else if (equals(id, L"PIN")) {
             request.pin = TStringHex2Binary(parameter.getValue());
         }
         if (!result.isOk()) {
@@ -143,20 +143,20 @@ Result readForUnlock(const Script& script, const Trace& trace, Request& request)
         const Zel::Parameter& parameter = *script.params->at(i);
         const Zel::TString& id = parameter.getId();
         Result result = CKR_OK;
-        if (id.compare(L"PINID") == 0) {
+        if (equals(id, L"PINID")) {
             request.isPinIdGiven = true;
             result = require(trace, parameter, L"USER");
-        } else if (id.compare(L"PIN") == 0) {
+        } else if (equals(id, L"PIN")) {
             // The first that says something is the one.
             if (request.pin.isEmpty()) {
                 request.pin = TStringHex2Binary(parameter.getValue());
             }
-        } else if (id.compare(L"UNLOCK_TYPE") == 0) {
+        } else if (equals(id, L"UNLOCK_TYPE")) {
             request.isUnlockTypeGiven = true;
             result = require(trace, parameter, L"STATIC");
-        } else if (id.compare(L"UNLOCK_KEYID") == 0) {
+        } else if (equals(id, L"UNLOCK_KEYID")) {
             result = require(trace, parameter, L"SO");
-        } else if (id.compare(L"UNLOCK_KEY") == 0) {
+        } else if (equals(id, L"UNLOCK_KEY")) {
             result = readKey(trace, parameter, request.key);
         }
         if (!result.isOk()) {

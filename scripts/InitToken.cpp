@@ -3,6 +3,7 @@
 #include "scripts/Faults.h"
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 // "init" and "recycle" are one procedure under two sets of names.
 
@@ -38,17 +39,17 @@ Result readRequest(const Script& script, const Trace& trace, const Names& names,
     for (std::uint32_t i = 0; i < script.params->size(); ++i) {
         const Zel::TString& id = script.params->at(i)->getId();
         const Zel::TString& value = script.params->at(i)->getValue();
-        if (id.compare(names.keyId) == 0) {
+        if (equals(id, names.keyId)) {
             request.isKeyIdGiven = true;
-            if (value.compare(L"SO") != 0) {
+            if (!equals(value, L"SO")) {
                 return scripts::badParameter(trace, names.keyId, value);
             }
-        } else if (id.compare(names.key) == 0) {
+        } else if (equals(id, names.key)) {
             request.key = TStringHex2Binary(value);
             if (request.key.isEmpty()) {
                 return scripts::notFound(trace, names.key);
             }
-        } else if (id.compare(L"LABEL") == 0) {
+        } else if (equals(id, L"LABEL")) {
             writeLabel(value, request.label);
         }
     }

@@ -4,6 +4,7 @@
 #include "scripts/RsaKey.h"
 #include "scripts/Writers.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -16,16 +17,16 @@ struct Request {
 Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Request& request) {
     const Zel::TString& id = parameter.getId();
     const Zel::TString& value = parameter.getValue();
-    if (id.compare(L"ALGOID") == 0) {
-        request.isRsa = value.compare(scripts::kRsaEncryption) == 0;
+    if (equals(id, L"ALGOID")) {
+        request.isRsa = equals(value, scripts::kRsaEncryption);
         return request.isRsa ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
     }
-    if (id.compare(L"KEYENCODING") == 0) {
+    if (equals(id, L"KEYENCODING")) {
         // Both lead to the same reading: a key that really is encrypted is not read.
-        request.isEncodingGiven = value.compare(L"PKCS8.clear") == 0 || value.compare(L"PKCS8.encrypted") == 0;
+        request.isEncodingGiven = equals(value, L"PKCS8.clear") || equals(value, L"PKCS8.encrypted");
         return request.isEncodingGiven ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
     }
-    if (id.compare(L"KEYVALUE") == 0) {
+    if (equals(id, L"KEYVALUE")) {
         request.key = scripts::getRSAKeyComponentFromTString(value);
         trace.write(TraceLevel::Value, L": key size = %u ", request.key.sizeInBits);
     }

@@ -5,6 +5,7 @@
 
 #include "scripts/Faults.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ Result applyBytes(const Trace& trace, const Keyword& keyword, const Zel::TString
         return CKR_OK;
     }
     if (!target.hasRoomFor(keyword.attribute)) {
-        return scripts::badParameter(trace, keyword.id, value);
+        return scripts::badParameter(trace, keyword.id.data(), value);
     }
     if (bytes.isEmpty()) {
         target.countUnwritten(keyword.attribute);
@@ -80,22 +81,22 @@ Result applyBytes(const Trace& trace, const Keyword& keyword, const Zel::TString
 /// The number that a category or an algorithm stands for; nothing when it is none.
 std::optional<CK_ULONG> numberOf(const Keyword& keyword, const Zel::TString& value) {
     if (keyword.form == RsaAlgorithm) {
-        return value.compare(scripts::kRsaEncryption) == 0 ? std::optional<CK_ULONG>(CKK_RSA) : std::nullopt;
+        return equals(value, scripts::kRsaEncryption) ? std::optional<CK_ULONG>(CKK_RSA) : std::nullopt;
     }
-    if (value.compare(L"USER") == 0) {
+    if (equals(value, L"USER")) {
         return kTokenUser;
     }
-    return value.compare(L"CA") == 0 ? std::optional<CK_ULONG>(kAuthority) : std::nullopt;
+    return equals(value, L"CA") ? std::optional<CK_ULONG>(kAuthority) : std::nullopt;
 }
 
 Result applyNumber(const Trace& trace, const Keyword& keyword, const Zel::TString& value, AttributeTemplate& target) {
     const std::optional<CK_ULONG> number = numberOf(keyword, value);
     if (!number) {
         // A bad category names CERT_TYPE: operators' tools look for this text.
-        return scripts::badParameter(trace, keyword.form == Category ? L"CERT_TYPE" : keyword.id, value);
+        return scripts::badParameter(trace, keyword.form == Category ? L"CERT_TYPE" : keyword.id.data(), value);
     }
     if (!target.hasRoomFor(keyword.attribute)) {
-        return scripts::badParameter(trace, keyword.id, value);
+        return scripts::badParameter(trace, keyword.id.data(), value);
     }
     target.setNumber(keyword.attribute, *number);
     return CKR_OK;
@@ -103,9 +104,9 @@ Result applyNumber(const Trace& trace, const Keyword& keyword, const Zel::TStrin
 
 Result applyBoolean(const Trace& trace, const Keyword& keyword, const Zel::TString& value, AttributeTemplate& target) {
     if (!target.hasRoomFor(keyword.attribute)) {
-        return scripts::badParameter(trace, keyword.id, value);
+        return scripts::badParameter(trace, keyword.id.data(), value);
     }
-    target.setBoolean(keyword.attribute, value.compare(L"1") == 0);
+    target.setBoolean(keyword.attribute, equals(value, L"1"));
     return CKR_OK;
 }
 
@@ -148,7 +149,7 @@ Result scripts::applyKeywords(const Trace& trace, const Zel::Vector<Zel::Paramet
     for (std::uint32_t i = 0; i < params.size(); ++i) {
         const Zel::TString& id = params.at(i)->getId();
         const auto keyword =
-            std::find_if(keywords.begin(), keywords.end(), [&id](const Keyword& k) { return id.compare(k.id) == 0; });
+            std::find_if(keywords.begin(), keywords.end(), [&id](const Keyword& k) { return equals(id, k.id); });
         if (keyword == keywords.end()) {
             continue;
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <string_view>
 
 #include "client/Script.h"
 #include "util/AttributeTemplate.h"
@@ -22,14 +23,14 @@ enum class KeywordForm {
 enum class KeywordHalf : unsigned int { Public = 1, Private = 2, Both = 3 };
 
 struct Keyword {
-    const wchar_t* id;
+    std::wstring_view id; ///< a literal
     CK_ATTRIBUTE_TYPE attribute;
     KeywordForm form;
     KeywordHalf half;
 };
 
 /// "1.2.840.113549.1.1.1".
-inline constexpr const wchar_t* kRsaEncryption = L"1.2.840.113549.1.1.1";
+inline constexpr std::wstring_view kRsaEncryption = L"1.2.840.113549.1.1.1";
 
 /// For key import and key pair generation.
 [[nodiscard]] std::span<const Keyword> keyKeywords();

@@ -9,7 +9,7 @@ namespace scripts {
 CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
     if (script.params != nullptr) {
         traceOperationParameters(trace, *script.params);
-        script.access.readForOperation(script.params);
+        script.access.readForScript(script.params);
     }
     const CK_RV rv = script.loginAsUser(loggedIn);
     if (rv != CKR_OK) {

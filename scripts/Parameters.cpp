@@ -1,8 +1,10 @@
 #include "scripts/Parameters.h"
 
-const Zel::Parameter* scripts::firstNamed(const Zel::Vector<Zel::Parameter>& params, const wchar_t* id) {
+#include "util/Texts.h"
+
+const Zel::Parameter* scripts::firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id) {
     for (std::uint32_t i = 0; i < params.size(); ++i) {
-        if (params.at(i)->getId().compare(id) == 0) {
+        if (equals(params.at(i)->getId(), id)) {
             return params.at(i);
         }
     }

@@ -2,6 +2,7 @@
 #include "scripts/Parameters.h"
 #include "scripts/Readers.h"
 #include "scripts/Scripts.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -19,10 +20,10 @@ Result run(Script& script, const Trace& trace) {
     if (type == nullptr) {
         return CKR_OK;
     }
-    if (type->getValue().compare(L"CERTIFICATE") == 0) {
+    if (equals(type->getValue(), L"CERTIFICATE")) {
         return scripts::readCertificate(script);
     }
-    if (type->getValue().compare(L"KEY_PAIR") == 0) {
+    if (equals(type->getValue(), L"KEY_PAIR")) {
         return scripts::readKey(script);
     }
     return scripts::badParameter(trace, type->getId(), type->getValue());

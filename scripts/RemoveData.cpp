@@ -3,6 +3,7 @@
 #include "scripts/LoginFrame.h"
 #include "scripts/ObjectSearch.h"
 #include "scripts/Scripts.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -12,16 +13,16 @@ constexpr scripts::SearchTrace kSearchTrace{.tellsCount = true, .announcesInitTw
 /// no class then.
 Result setClass(const Trace& trace, const Zel::Vector<Zel::Parameter>& params, AttributeTemplate& searched,
                 bool& isKeyPair) {
-    if (params.isEmpty() || params.at(0)->getId().compare(L"OBJ_TYPE") != 0) {
+    if (params.isEmpty() || !equals(params.at(0)->getId(), L"OBJ_TYPE")) {
         return CKR_OK;
     }
     const Zel::TString& value = params.at(0)->getValue();
-    if (value.compare(L"CERTIFICATE") == 0) {
+    if (equals(value, L"CERTIFICATE")) {
         searched.setNumber(CKA_CLASS, CKO_CERTIFICATE);
-    } else if (value.compare(L"KEY_PAIR") == 0) {
+    } else if (equals(value, L"KEY_PAIR")) {
         searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
         isKeyPair = true;
-    } else if (value.compare(L"ANY") != 0) {
+    } else if (!equals(value, L"ANY")) {
         // Names CERTIFICATE whatever the value was: operators' tools look for this text.
         return scripts::badParameter(trace, L"CERTIFICATE", value);
     }

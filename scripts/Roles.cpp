@@ -1,12 +1,13 @@
 #include "scripts/Roles.h"
 
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 std::optional<CK_USER_TYPE> scripts::userTypeOf(const Zel::TString& value) {
-    if (value.compare(L"USER") == 0) {
+    if (equals(value, L"USER")) {
         return CKU_USER;
     }
-    if (value.compare(L"SO") == 0) {
+    if (equals(value, L"SO")) {
         return CKU_SO;
     }
     return std::nullopt;

@@ -4,6 +4,7 @@
 #include "scripts/ObjectSearch.h"
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -23,11 +24,11 @@ void completeFromParameters(const Zel::Vector<Zel::Parameter>& params, Request& 
     for (std::uint32_t i = 0; i < params.size(); ++i) {
         const Zel::TString& id = params.at(i)->getId();
         const Zel::TString& value = params.at(i)->getValue();
-        if (request.algorithm.empty() && id.compare(L"ALGOID") == 0) {
+        if (request.algorithm.empty() && equals(id, L"ALGOID")) {
             request.algorithm = value;
-        } else if (request.keyId.isEmpty() && id.compare(L"KEYID") == 0) {
+        } else if (request.keyId.isEmpty() && equals(id, L"KEYID")) {
             request.keyId = TStringHex2Binary(value);
-        } else if (request.data.isEmpty() && id.compare(L"DATA") == 0) {
+        } else if (request.data.isEmpty() && equals(id, L"DATA")) {
             request.data = TStringB642Binary(value);
         }
     }
@@ -37,7 +38,7 @@ Result check(const Trace& trace, const Request& request) {
     if (request.algorithm.empty()) {
         return scripts::notFound(trace, L"ALGOID");
     }
-    if (request.algorithm.compare(scripts::kRsaEncryption) != 0) {
+    if (!equals(request.algorithm, scripts::kRsaEncryption)) {
         return scripts::badParameter(trace, L"ALGOID", request.algorithm);
     }
     if (request.keyId.isEmpty()) {

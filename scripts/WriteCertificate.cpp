@@ -3,6 +3,7 @@
 #include "scripts/ObjectSearch.h"
 #include "scripts/Writers.h"
 #include "util/Conversions.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -15,12 +16,12 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
     for (std::uint32_t i = 0; i < script.params->size(); ++i) {
         const Zel::TString& id = script.params->at(i)->getId();
         const Zel::TString& value = script.params->at(i)->getValue();
-        if (id.compare(L"CERT_TYPE") == 0) {
-            if (value.compare(L"X_509") != 0) {
+        if (equals(id, L"CERT_TYPE")) {
+            if (!equals(value, L"X_509")) {
                 return scripts::badParameter(trace, id, value);
             }
             request.isX509 = true;
-        } else if (id.compare(L"DATA") == 0) {
+        } else if (equals(id, L"DATA")) {
             SecretBuffer decoded = TStringB642Binary(value);
             if (!decoded.isEmpty()) {
                 request.certificate = std::move(decoded);

@@ -3,6 +3,7 @@
 #include "scripts/Parameters.h"
 #include "scripts/Scripts.h"
 #include "scripts/Writers.h"
+#include "util/Texts.h"
 
 namespace {
 
@@ -13,16 +14,16 @@ Result writeByType(Script& script, const Trace& trace) {
         return CKR_OK;
     }
     const Zel::TString& value = type->getValue();
-    if (value.compare(L"CERTIFICATE") == 0) {
+    if (equals(value, L"CERTIFICATE")) {
         return scripts::writeCertificate(script);
     }
-    if (value.compare(L"PRIVATE_KEY") == 0) {
+    if (equals(value, L"PRIVATE_KEY")) {
         return scripts::writeKey(script, false);
     }
-    if (value.compare(L"KEY_PAIR") == 0) {
+    if (equals(value, L"KEY_PAIR")) {
         return scripts::writeKey(script, true);
     }
-    if (value.compare(L"CONTAINER_NAME") == 0) {
+    if (equals(value, L"CONTAINER_NAME")) {
         return scripts::writeContainerName(script);
     }
     // Names CONTAINER_NAME whatever the value was: operators' tools look for this text.

@@ -36,6 +36,8 @@ public:
 
     [[nodiscard]] static bool isEnabled(TraceLevel level) { return rylogIsEnabled(static_cast<std::uint32_t>(level)); }
 
+    [[nodiscard]] static bool isAnyoneListening() { return rylogIsEnabled(~std::uint32_t{0}); }
+
     /// The method's name with `tail` behind it: a printf-style wide format. Numbers print as 32-bit values (`%x`,
     /// `%d`, `%u`): of wider ones the low 32 bits. Texts are wide strings or TStrings (`%ws`).
     template <class... Args>
@@ -94,6 +96,6 @@ private:
 
     const wchar_t* m_pScope;
     const wchar_t* m_pMethod;
-    int m_exceptions;
+    int m_exceptions = 0;
     bool m_hasExit;
 };

@@ -1,5 +1,6 @@
 // Signing with a private key of the token.
 
+#include "ry/rylog.h"
 #include "tests/conformance/SearchTrace.h"
 #include "tests/fake/TemplateText.h"
 #include "zel/ClientOperationException.h"
@@ -672,6 +673,18 @@ TEST_F(SignData, aSignatureShorterThanAnnouncedIsTakenAsItIs) {
 
     expectOutputs(execute(kScript, request()), {kDone, {"SIGNEDDATA", 1, 2, "oQ=="}});
     EXPECT_EQ(calls().at(8), "C_Sign(0x1, 0102, room=256)");
+}
+
+// The script's own reading of the parameters serves the trace alone, and is left out then.
+TEST_F(SignData, eachRequestSignsItsOwnDataWhenNobodyListens) {
+    rylogSetReceiver(nullptr, nullptr, 0);
+
+    expectOutputs(execute(kScript, request()), kSigned);
+    expectOutputs(execute(kScript, algorithm().hex("KEYID", "0A").base64("DATA", "AwQ=")),
+                  {kDone, {"SIGNEDDATA", 1, 2, "AAH//////////////wD8+w=="}});
+    EXPECT_EQ(calls().at(7), "C_Sign(0x1, 0102, null)");
+    EXPECT_EQ(fake.callCount(Function::C_Login), 2U);
+    expectTrace({});
 }
 
 } // namespace
