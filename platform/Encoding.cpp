@@ -16,60 +16,68 @@ bool isBlank(wchar_t character) noexcept {
     return character <= L' ' && (character == L' ' || character == L'\t' || character == L'\r' || character == L'\n');
 }
 
-std::optional<std::size_t> measureHexadecimal(const wchar_t* text, std::size_t length) noexcept {
-    std::size_t count = 0;
+/// What a well-formed text stands for.
+struct Measure {
+    std::size_t bytes = 0;
+    bool isOneRun = true; ///< no white space in it
+};
+
+std::optional<Measure> measureHexadecimal(const wchar_t* text, std::size_t length) noexcept {
+    Measure measure;
     for (std::size_t at = 0; at < length;) {
-        if (length - at >= 2 && digitOf(kHexadecimalTable, text[at]) != kNoDigit &&
-            digitOf(kHexadecimalTable, text[at + 1]) != kNoDigit) {
+        if (length - at >= 2 && parts::areDigits(kHexadecimalTable, text[at], text[at + 1])) {
             at += 2;
-            ++count;
+            ++measure.bytes;
         } else if (isBlank(text[at])) {
             ++at;
+            measure.isOneRun = false;
         } else {
             return std::nullopt;
         }
     }
-    return count == 0 ? std::nullopt : std::optional(count);
+    return measure.bytes == 0 ? std::nullopt : std::optional(measure);
 }
 
-/// Bytes that one group of four characters stands for; 0 when it is malformed. The bits of the last character that no
+/// Bytes that a last group, which is padded, stands for; 0 when it is malformed. The bits of the last character that no
 /// byte takes are not looked at, as the Windows decoder does not either.
-std::size_t measureBase64Group(const wchar_t* group) noexcept {
-    const auto digit = [group](std::size_t at) -> unsigned { return digitOf(kBase64Table, group[at]); };
-    // No digit has all the bits of kNoDigit, nor have several together.
-    const unsigned start = digit(0) | digit(1);
-    if ((start | digit(2) | digit(3)) != kNoDigit) {
-        return 3;
-    }
-    if (start == kNoDigit || group[3] != L'=') {
+std::size_t measurePaddedGroup(const wchar_t* group) noexcept {
+    if (!parts::areDigits(kBase64Table, group[0], group[1]) || group[3] != L'=') {
         return 0;
     }
     if (group[2] == L'=') {
         return 1;
     }
-    return digit(2) == kNoDigit ? 0 : 2;
+    return digitOf(kBase64Table, group[2]) == kNoDigit ? 0 : 2;
 }
 
-std::optional<std::size_t> measureBase64(const wchar_t* text, std::size_t length) noexcept {
-    std::size_t count = 0;
+std::optional<Measure> measureBase64(const wchar_t* text, std::size_t length) noexcept {
+    Measure measure;
+    bool isPadded = false;
     for (std::size_t at = 0; at < length;) {
-        // A count that is no multiple of three: a padded group came before, and nothing follows one.
-        const std::size_t inGroup = length - at < 4 || count % 3 != 0 ? 0 : measureBase64Group(text + at);
-        if (inGroup != 0) {
+        const bool isGroup = length - at >= 4 && !isPadded;
+        if (isGroup && parts::areDigits(kBase64Table, text[at], text[at + 1], text[at + 2], text[at + 3])) {
             at += 4;
-            count += inGroup;
+            measure.bytes += 3;
+        } else if (const std::size_t last = isGroup ? measurePaddedGroup(text + at) : 0; last != 0) {
+            at += 4;
+            measure.bytes += last;
+            isPadded = true;
         } else if (isBlank(text[at])) {
             ++at;
+            measure.isOneRun = false;
         } else {
             return std::nullopt;
         }
     }
-    return count == 0 ? std::nullopt : std::optional(count);
+    return measure.bytes == 0 ? std::nullopt : std::optional(measure);
 }
 
 /// Calls convert(run, length) for each run of characters between white space, until it returns false.
 template <typename Convert>
-bool forEachRun(const wchar_t* text, std::size_t length, Convert convert) noexcept {
+bool forEachRun(const wchar_t* text, std::size_t length, const Measure& measure, Convert convert) noexcept {
+    if (measure.isOneRun) {
+        return convert(text, length);
+    }
     std::size_t at = 0;
     while (at < length) {
         std::size_t end = at;
@@ -176,8 +184,12 @@ std::size_t utf8ToWide(const char* bytes, std::size_t length, wchar_t* target, s
 
 std::optional<std::size_t> decodeHexadecimal(const wchar_t* text, std::size_t length, std::uint8_t* target,
                                              std::size_t room) noexcept {
-    const std::optional<std::size_t> count = measureHexadecimal(text, length);
-    if (!count || target == nullptr) {
+    const std::optional<Measure> measure = measureHexadecimal(text, length);
+    if (!measure) {
+        return std::nullopt;
+    }
+    const std::size_t count = measure->bytes;
+    if (target == nullptr) {
         return count;
     }
     const auto convert = [&target](const wchar_t* run, std::size_t runLength) {
@@ -185,13 +197,17 @@ std::optional<std::size_t> decodeHexadecimal(const wchar_t* text, std::size_t le
         target += runLength / 2;
         return converted;
     };
-    return *count <= room && forEachRun(text, length, convert) ? count : std::nullopt;
+    return count <= room && forEachRun(text, length, *measure, convert) ? std::optional(count) : std::nullopt;
 }
 
 std::optional<std::size_t> decodeBase64(const wchar_t* text, std::size_t length, std::uint8_t* target,
                                         std::size_t room) noexcept {
-    const std::optional<std::size_t> count = measureBase64(text, length);
-    if (!count || target == nullptr) {
+    const std::optional<Measure> measure = measureBase64(text, length);
+    if (!measure) {
+        return std::nullopt;
+    }
+    const std::size_t count = measure->bytes;
+    if (target == nullptr) {
         return count;
     }
     const auto convert = [&target](const wchar_t* run, std::size_t runLength) {
@@ -200,7 +216,7 @@ std::optional<std::size_t> decodeBase64(const wchar_t* text, std::size_t length,
         target += runBytes;
         return converted;
     };
-    return *count <= room && forEachRun(text, length, convert) ? count : std::nullopt;
+    return count <= room && forEachRun(text, length, *measure, convert) ? std::optional(count) : std::nullopt;
 }
 
 std::size_t encodeBase64(const std::uint8_t* bytes, std::size_t length, wchar_t* target, std::size_t room) noexcept {

@@ -67,4 +67,17 @@ inline constexpr DigitTable kBase64Table = makeBase64Table();
     return index < table.size() ? table[index] : kNoDigit;
 }
 
+/// As digitOf, of a character that is known to belong to the encoding.
+[[nodiscard]] inline std::uint8_t knownDigitOf(const DigitTable& table, wchar_t character) noexcept {
+    return table[static_cast<std::uint32_t>(character) % table.size()];
+}
+
+/// Whether all of the characters belong to the encoding.
+template <typename... Characters>
+[[nodiscard]] bool areDigits(const DigitTable& table, Characters... characters) noexcept {
+    // No digit has all the bits of kNoDigit, nor have several together.
+    return (static_cast<std::uint32_t>(characters) | ...) < table.size() &&
+           (knownDigitOf(table, characters) | ...) != kNoDigit;
+}
+
 } // namespace platform::parts

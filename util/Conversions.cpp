@@ -26,13 +26,17 @@ public:
         }
         m_length = length;
         if (length > m_short.size()) {
-            m_long = SecretBuffer(length * sizeof(wchar_t));
+            m_long = SecretBuffer::unfilled(length * sizeof(wchar_t));
             m_pText = reinterpret_cast<wchar_t*>(m_long.data());
         }
     }
     WideText(const WideText&) = delete;
     WideText& operator=(const WideText&) = delete;
-    ~WideText() { platform::secureZero(m_pText, m_length * sizeof(wchar_t)); }
+    ~WideText() {
+        if (m_long.isNull()) {
+            platform::secureZero(m_pText, m_length * sizeof(wchar_t));
+        }
+    }
 
     [[nodiscard]] wchar_t* data() noexcept { return m_pText; }
     [[nodiscard]] Zel::TString take(std::size_t length) const { return {m_pText, static_cast<int>(length)}; }
@@ -48,7 +52,7 @@ using Decoder = std::optional<std::size_t> (*)(const wchar_t*, std::size_t, std:
 
 SecretBuffer decode(const Zel::TString& text, std::uint32_t* length, Decoder decoder) {
     // No encoding has fewer characters than bytes: enough room at once saves a pass.
-    SecretBuffer bytes(text.length());
+    SecretBuffer bytes = SecretBuffer::unfilled(text.length());
     const std::optional<std::size_t> count = decoder(text.data(), text.length(), bytes.data(), bytes.size());
     if (count && *count < kNotDecodable) {
         bytes.truncate(*count);
@@ -62,7 +66,7 @@ SecretBuffer decode(const Zel::TString& text, std::uint32_t* length, Decoder dec
 }
 
 SecretBuffer toUtf8(std::wstring_view wide) {
-    SecretBuffer utf8(platform::wideToUtf8(wide.data(), wide.size(), nullptr, 0));
+    SecretBuffer utf8 = SecretBuffer::unfilled(platform::wideToUtf8(wide.data(), wide.size(), nullptr, 0));
     auto* const target = reinterpret_cast<char*>(utf8.data());
     utf8.truncate(platform::wideToUtf8(wide.data(), wide.size(), target, utf8.size()));
     return utf8;
@@ -116,7 +120,7 @@ Zel::TString Binary2TStringB64(const std::uint8_t* bytes, std::size_t length) {
 }
 
 Zel::TString Binary2TStringHex(const std::uint8_t* bytes, std::size_t length) {
-    constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
+    static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
     if (length > std::numeric_limits<std::size_t>::max() / 2) {
         throw std::bad_alloc();
     }

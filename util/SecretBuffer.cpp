@@ -8,14 +8,20 @@
 
 #include "platform/SecureZero.h"
 
-SecretBuffer::SecretBuffer(std::size_t size) {
+SecretBuffer::SecretBuffer(std::size_t size) : SecretBuffer(unfilled(size)) {
+    std::memset(m_pBytes, 0, size);
+}
+
+SecretBuffer SecretBuffer::unfilled(std::size_t size) {
     if (size == std::numeric_limits<std::size_t>::max()) {
         throw std::bad_alloc();
     }
-    m_pBytes = static_cast<std::uint8_t*>(::operator new(size + 1));
-    m_size = size;
-    m_capacity = size + 1;
-    std::memset(m_pBytes, 0, m_capacity);
+    SecretBuffer buffer;
+    buffer.m_pBytes = static_cast<std::uint8_t*>(::operator new(size + 1));
+    buffer.m_size = size;
+    buffer.m_capacity = size + 1;
+    buffer.m_pBytes[size] = 0;
+    return buffer;
 }
 
 SecretBuffer::SecretBuffer(SecretBuffer&& other) noexcept
@@ -33,7 +39,7 @@ SecretBuffer& SecretBuffer::operator=(SecretBuffer&& other) noexcept {
 }
 
 SecretBuffer SecretBuffer::copyOf(std::span<const std::uint8_t> bytes) {
-    SecretBuffer copy(bytes.size());
+    SecretBuffer copy = unfilled(bytes.size());
     std::copy(bytes.begin(), bytes.end(), copy.m_pBytes);
     return copy;
 }

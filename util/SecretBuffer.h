@@ -26,6 +26,8 @@ public:
         }
     }
 
+    /// As the constructor, but the bytes are not set: for a caller that fills them all, or truncates to what it filled.
+    [[nodiscard]] static SecretBuffer unfilled(std::size_t size);
     [[nodiscard]] static SecretBuffer copyOf(std::span<const std::uint8_t> bytes);
     /// As the constructor, but a null buffer when there is no memory or `size` is above kLargestTry: for sizes that a
     /// module chose.

@@ -3,7 +3,10 @@
 #include <exception>
 
 Trace::Trace(const wchar_t* method, Lines lines, const wchar_t* scope)
-    : m_pScope(scope), m_pMethod(method), m_exceptions(std::uncaught_exceptions()), m_hasExit(lines != Lines::None) {
+    : m_pScope(scope), m_pMethod(method), m_hasExit(lines != Lines::None && isEnabled(TraceLevel::Exit)) {
+    if (m_hasExit) {
+        m_exceptions = std::uncaught_exceptions();
+    }
     if (lines == Lines::EntryAndExit) {
         writePlain(TraceLevel::Entry);
     }

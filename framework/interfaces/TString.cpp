@@ -88,8 +88,13 @@ TString::TString(const wchar_t* text, int length) : TString() {
     replace(text, givenLength(text, length));
 }
 
-TString::TString(const TString& other) : TString() {
-    replace(other.m_pData, other.m_length);
+TString::TString(const TString& other) : m_pData(m_inline), m_length(0), m_capacity(kInlineCapacity) {
+    if (other.m_pData == other.m_inline) {
+        copyInline(other);
+    } else {
+        std::wmemset(m_inline, 0, kInlineCapacity + 1);
+        replace(other.m_pData, other.m_length);
+    }
 }
 
 TString::TString(TString&& other) noexcept : TString() {
@@ -209,10 +214,15 @@ void TString::dispose() noexcept {
     m_capacity = kInlineCapacity;
 }
 
+// All of it: a fixed number of characters is copied faster than a few, and what follows the text is zeros.
+void TString::copyInline(const TString& other) noexcept {
+    std::copy_n(other.m_inline, kInlineCapacity + 1, m_inline);
+    m_length = other.m_length;
+}
+
 void TString::take(TString& other) noexcept {
     if (other.m_pData == other.m_inline) {
-        std::wmemcpy(m_inline, other.m_inline, other.m_length);
-        m_length = other.m_length;
+        copyInline(other);
         other.clear();
         return;
     }

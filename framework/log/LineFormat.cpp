@@ -1,5 +1,6 @@
 #include "framework/log/LineFormat.h"
 
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <cstring>
@@ -64,9 +65,13 @@ std::size_t controlLength(const unsigned char* at) noexcept {
 }
 
 /// Whether a byte stands for itself wherever it stands: nearly all of a trace's do.
-bool isPlain(unsigned char byte) noexcept {
-    return byte >= ' ' && byte < 0x7F && byte != '"' && byte != '\\';
-}
+constexpr std::array<bool, 256> kIsPlain = [] {
+    std::array<bool, 256> isPlain{};
+    for (std::size_t byte = ' '; byte < 0x7F; ++byte) {
+        isPlain[byte] = byte != '"' && byte != '\\';
+    }
+    return isPlain;
+}();
 
 void appendControl(LineBuffer& buffer, unsigned char code) noexcept {
     switch (code) {
@@ -89,10 +94,12 @@ void appendEscaped(LineBuffer& buffer, const char* text, bool isQuoted) noexcept
     const auto appendPlain = [&] {
         buffer.append(reinterpret_cast<const char*>(plain), static_cast<std::size_t>(at - plain));
     };
-    while (*at != 0) {
-        if (isPlain(*at)) {
+    for (;;) {
+        while (kIsPlain[*at]) {
             ++at;
-            continue;
+        }
+        if (*at == 0) {
+            break;
         }
         const std::size_t control = controlLength(at);
         const bool isEscaped = isQuoted && (*at == '"' || *at == '\\');

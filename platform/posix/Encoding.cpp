@@ -1,5 +1,7 @@
 #include "platform/Encoding.h"
 
+#include <algorithm>
+
 #include "platform/EncodingParts.h"
 
 // Wide characters are whole code points here, so a surrogate is malformed wherever it stands.
@@ -28,6 +30,15 @@ std::size_t utf8Size(std::uint32_t codePoint) noexcept {
 
 bool isAscii(wchar_t character) noexcept {
     return static_cast<std::uint32_t>(character) < 0x80;
+}
+
+/// Looks at all of the text without stopping: many characters at once that way, and a trace is nothing but ASCII.
+bool areAscii(const wchar_t* text, std::size_t length) noexcept {
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        bits |= static_cast<std::uint32_t>(text[i]);
+    }
+    return bits < 0x80;
 }
 
 std::size_t utf8Needed(const wchar_t* text, std::size_t length) noexcept {
@@ -75,12 +86,17 @@ std::size_t countCharacters(const char* bytes, std::size_t length) noexcept {
 } // namespace
 
 std::size_t wideToUtf8(const wchar_t* text, std::size_t length, char* target, std::size_t room) noexcept {
-    const std::size_t needed = utf8Needed(text, length);
+    const bool isPlain = areAscii(text, length);
+    const std::size_t needed = isPlain ? length : utf8Needed(text, length);
     if (target == nullptr) {
         return needed;
     }
     if (needed > room) {
         return 0;
+    }
+    if (isPlain) {
+        std::transform(text, text + length, target, [](wchar_t character) { return static_cast<char>(character); });
+        return needed;
     }
     for (std::size_t i = 0; i < length; ++i) {
         if (isAscii(text[i])) {
@@ -110,23 +126,27 @@ std::size_t convertUtf8(const char* bytes, std::size_t length, wchar_t* target, 
 
 bool convertHexadecimal(const wchar_t* digits, std::size_t length, std::uint8_t* target) noexcept {
     for (std::size_t i = 0; i < length; i += 2) {
-        *target++ = static_cast<std::uint8_t>(digitOf(kHexadecimalTable, digits[i]) << 4 |
-                                              digitOf(kHexadecimalTable, digits[i + 1]));
+        *target++ = static_cast<std::uint8_t>(knownDigitOf(kHexadecimalTable, digits[i]) << 4 |
+                                              knownDigitOf(kHexadecimalTable, digits[i + 1]));
     }
     return true;
 }
 
 bool convertBase64(const wchar_t* digits, std::size_t length, std::uint8_t* target, std::size_t count) noexcept {
-    for (std::size_t i = 0; i < length; i += 4) {
-        std::uint32_t group = 0;
-        for (std::size_t j = 0; j < 4; ++j) {
-            group = group << 6 | (digitOf(kBase64Table, digits[i + j]) & 0x3FU);
+    // The last group may be padded, so that two or even one of its digits are none.
+    const std::uint8_t* const end = target + count;
+    for (const wchar_t* group = digits; group < digits + length; group += 4) {
+        const auto digit = [group](std::size_t at) -> unsigned {
+            return knownDigitOf(kBase64Table, group[at]) & 0x3FU;
+        };
+        const unsigned value = digit(0) << 18 | digit(1) << 12 | digit(2) << 6 | digit(3);
+        *target++ = static_cast<std::uint8_t>(value >> 16);
+        if (end - target >= 1) {
+            *target++ = static_cast<std::uint8_t>(value >> 8);
         }
-        const std::size_t inGroup = count < 3 ? count : 3;
-        for (std::size_t j = 0; j < inGroup; ++j) {
-            *target++ = static_cast<std::uint8_t>(group >> (16 - 8 * j));
+        if (end - target >= 1) {
+            *target++ = static_cast<std::uint8_t>(value);
         }
-        count -= inGroup;
     }
     return true;
 }
@@ -134,7 +154,7 @@ bool convertBase64(const wchar_t* digits, std::size_t length, std::uint8_t* targ
 bool writeBase64(const std::uint8_t* bytes, std::size_t length, wchar_t* target) noexcept {
     constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     for (; length >= 3; length -= 3, bytes += 3, target += 4) {
-        const int group = bytes[0] << 16 | bytes[1] << 8 | bytes[2];
+        const unsigned group = unsigned{bytes[0]} << 16 | unsigned{bytes[1]} << 8 | bytes[2];
         target[0] = kAlphabet[group >> 18];
         target[1] = kAlphabet[group >> 12 & 0x3F];
         target[2] = kAlphabet[group >> 6 & 0x3F];

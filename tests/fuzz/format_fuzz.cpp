@@ -88,6 +88,12 @@ std::wstring widened(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
+/// Flags that mean nothing to a conversion are not given to printf: it may do anything then.
+Conversion without(Conversion conversion, std::string_view flags) {
+    std::erase_if(conversion.flags, [flags](char flag) { return flags.find(flag) != std::string_view::npos; });
+    return conversion;
+}
+
 /// What printf makes of the number.
 template <class Value>
 std::wstring printed(const Conversion& conversion, char letter, Value value) {
@@ -109,7 +115,11 @@ template <class Value>
 void check(const Conversion& conversion, const char* letters, Value value, const std::wstring& expected) {
     const std::wstring format =
         L"<%" + widened(conversion.flags) + widened(conversion.widthAndPrecision) + widened(letters) + L">%d";
-    require(formatted(format, conversion.stars, value) == L"<" + expected + L">4711", "a conversion");
+    const std::wstring found = formatted(format, conversion.stars, value);
+    if (found != L"<" + expected + L">4711") {
+        std::fprintf(stderr, "%ls gave %ls in place of <%ls>4711\n", format.c_str(), found.c_str(), expected.c_str());
+        require(false, "a conversion");
+    }
 }
 
 void checkSigned(Input& input, const Conversion& conversion) {
@@ -138,7 +148,8 @@ void checkUnsigned(Input& input, const Conversion& conversion) {
     const auto value = input.number<unsigned long long>();
     const char letter = "uxX"[input.below(3)];
     const auto expected = [&](auto narrowed) {
-        return printed(conversion, letter, static_cast<unsigned long long>(narrowed));
+        const char* const meaningless = letter == 'u' ? "+ #" : "+ ";
+        return printed(without(conversion, meaningless), letter, static_cast<unsigned long long>(narrowed));
     };
     const std::string end(1, letter);
     switch (input.below(5)) {
@@ -198,9 +209,8 @@ void checkConversion(Input& input) {
     }
     case 4: {
         const auto bits = input.number<std::uintptr_t>();
-        Conversion digits = conversion;
+        Conversion digits = without(conversion, "+ #");
         digits.precision = 16;
-        std::erase_if(digits.flags, [](char flag) { return flag == '#' || flag == '+' || flag == ' '; });
         return check(conversion, "p", reinterpret_cast<void*>(bits), printed(digits, 'X', std::uint64_t{bits}));
     }
     default:

@@ -64,6 +64,7 @@ private:
     static constexpr std::size_t kInlineCapacity = 23;
 
     void dispose() noexcept;
+    void copyInline(const TString& other) noexcept;
     void take(TString& other) noexcept;
     void grow(std::size_t capacity);
     void setLength(std::size_t length) noexcept;
