@@ -54,6 +54,33 @@ protected:
         EXPECT_EQ(state(), "1");
     }
 
+    /// Wrong keys of the security officer up to the lock, which nobody undoes, and which is none of the user's concern.
+    void lockTheOfficer(int tries) {
+        for (int i = 1; i < tries; ++i) {
+            const Result refused = unlock("99999999", "222222", "80ee");
+            const bool last = i == tries - 1;
+            EXPECT_EQ(refused.value("LEFTUNLOCKTRY").value_or("none"), last ? "1" : "none") << i;
+            EXPECT_EQ(state("SO"), last ? "2 1" : "2") << i;
+            EXPECT_EQ(state("USER"), "2") << i;
+        }
+        // The right one starts the count anew. Logins are counted with it.
+        unlock(kOfficerPin, "222222");
+        EXPECT_EQ(state("SO"), "2");
+        for (int i = 1; i < tries; ++i) {
+            const Result refused = login("99999999", "80ee", "SO");
+            EXPECT_EQ(refused.value("LEFTPINTRY").value_or("none"), i == tries - 1 ? "1" : "none") << i;
+        }
+        EXPECT_EQ(unlock("99999999", "333333", GetParam().lockingPin).value("LEFTUNLOCKTRY"), std::nullopt);
+        EXPECT_EQ(state("SO"), "3");
+        unlock(kOfficerPin, "333333", "80ef");
+        login(kOfficerPin, "80ef", "SO");
+        answers("80ef", "recycle",
+                Params().plain("RECYCLE_KEYID", "SO").hex("RECYCLE_KEY", hex(kOfficerPin)).hex("LABEL", hex("None")));
+        login("222222");
+        EXPECT_EQ(state("USER"), "1");
+        EXPECT_EQ(state("SO"), "3");
+    }
+
     /// Nothing is ever locked. The token remembers that there was a wrong PIN, and no more.
     void areNotCounted() {
         for (int i = 0; i < 20; ++i) {
@@ -120,6 +147,19 @@ TEST_P(Pins, wrongPins) {
     } else {
         lockAndAreUnlocked(GetParam().triesToLock);
     }
+}
+
+TEST_P(Pins, wrongKeysOfTheOfficer) {
+    if (GetParam().triesToLock != 0) {
+        lockTheOfficer(GetParam().triesToLock);
+        return;
+    }
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(login("99999999", "80ee", "SO").value("LEFTPINTRY"), std::nullopt);
+    }
+    EXPECT_EQ(state("SO"), "2");
+    login(kOfficerPin, "0", "SO");
+    EXPECT_EQ(state("SO"), "1");
 }
 
 TEST_P(Pins, unlockingDoesNotEndTheUsersLogin) {
