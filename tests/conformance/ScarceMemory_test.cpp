@@ -2,9 +2,12 @@
 
 #include "plugin/exports.h"
 #include "tests/conformance/Harness.h"
+#include "tests/conformance/Utf8.h"
 #include "util/SecretBuffer.h"
+#include "zel/ClientOperation.h"
 #include "zel/ClientOperationException.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -70,9 +73,43 @@ namespace Conformance {
 
 using Fake::Function;
 
+namespace {
+
+/// Its parameters were made while there was memory.
+class ReadyOperation final : public Zel::BaseDLLObjectImpl<Zel::ClientOperation> {
+public:
+    ReadyOperation(const char* script, const Params& params)
+        : m_script(toTString(script)), m_pParams(params.vector().release()) {}
+    void* deletingDestructor(unsigned int flags) override { return runDestructor(this, flags); }
+    [[nodiscard]] Zel::TString getId() const override { return L"1"; }
+    [[nodiscard]] Zel::TString getScriptType() const override { return L"client.p11.Larkspur"; }
+    [[nodiscard]] Zel::TString getScript() const override { return m_script; }
+    [[nodiscard]] Zel::Vector<Zel::Parameter>* getParameters() const override { return m_pParams; }
+
+private:
+    Zel::TString m_script;
+    Zel::Vector<Zel::Parameter>* m_pParams; ///< whoever asks, once, owns it
+};
+
+} // namespace
+
 class ScarceMemory : public PluginTest {
 protected:
     static constexpr std::size_t kLong = 100000;
+
+    /// "ERROR" of the script, or the code of the exception, without long blocks.
+    std::string errorOf(const char* script, const Params& params) {
+        ReadyOperation operation(script, params);
+        const Scarcity scarcity(kLong);
+        try {
+            Zel::ClientOperationResponse* const response = plugin.get()->execute(&operation);
+            const std::string error = toUtf8(response->getResponseParameters().at(0)->getValue());
+            response->destroy();
+            return error;
+        } catch (const Zel::ClientOperationException& exception) {
+            return "thrown " + toUtf8(exception.getErrorCode());
+        }
+    }
 };
 
 TEST_F(ScarceMemory, withoutAnyThereIsNoExecutor) {
@@ -123,6 +160,31 @@ TEST_F(ScarceMemory, anAttributeThatFindsNoneIsAFailureOfTheScript) {
                       {{"ERROR", 2, 3, "80f6"}, {"COUNT", 2, 1, "0"}});
     }
     expectTraceAt(1, {{1, "PKCS11Client::readCertificate : C_GetAttributeValue 0x02 : failed"}});
+}
+
+TEST_F(ScarceMemory, aPinBeforeAValueThatFindsNoneIsForgotten) {
+    startWithReader(Params().hex("PIN", "31323334"));
+    const Params wanting = Params().hex("PIN", "39393939").base64("DATA", std::string(kLong, 'A')).plain("PINID", "SO");
+    EXPECT_EQ(errorOf("getCardState", wanting), "thrown 80f6");
+    run("getCardState", Params());
+    forget();
+    // The user is logged in with his own PIN, not with that of nobody knows whom.
+    expectError(execute("removeData", Params().plain("OBJ_TYPE", "CERTIFICATE").hex("LABEL", "41")), "80f3");
+    const std::vector<std::string> made = calls();
+    EXPECT_NE(std::find(made.begin(), made.end(), "C_Login(0x1, CKU_USER, 31323334)"), made.end());
+}
+
+TEST_F(ScarceMemory, aScriptThatFindsNoneEndsItsLogin) {
+    startWithReader(Params().hex("PIN", "31323334"));
+    const Params wanting = Params()
+                               .plain("OBJ_TYPE", "CERTIFICATE")
+                               .plain("CERT_TYPE", "X_509")
+                               .bytes("DATA", "3082")
+                               .hex("LABEL", std::string(2 * kLong, '4'));
+    EXPECT_EQ(errorOf("writeData", wanting), "80f6");
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)",
+                 "C_Logout(0x1)"});
+    EXPECT_EQ(fake.login(), Fake::Role::Nobody);
 }
 
 TEST_F(ScarceMemory, aBufferThatFindsNoneIsNull) {
