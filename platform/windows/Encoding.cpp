@@ -45,13 +45,18 @@ std::size_t wideToUtf8(const wchar_t* text, std::size_t length, char* target, st
 namespace parts {
 
 std::size_t convertUtf8(const char* bytes, std::size_t length, wchar_t* target, std::size_t room) noexcept {
-    // A room of 0 would be taken as the question for the length.
-    if (length > kLargest || (target != nullptr && room == 0)) {
+    if (length > kLargest) {
         return 0;
     }
-    const int written =
-        MultiByteToWideChar(kUtf8, 0, bytes, countOf(length), target, target == nullptr ? 0 : countOf(room));
-    return static_cast<std::size_t>(written);
+    const int needed = MultiByteToWideChar(kUtf8, 0, bytes, countOf(length), nullptr, 0);
+    if (target == nullptr) {
+        return static_cast<std::size_t>(needed);
+    }
+    // Compared here: Wine takes half a character where there is no room for the whole.
+    if (needed <= 0 || static_cast<std::size_t>(needed) > room) {
+        return 0;
+    }
+    return static_cast<std::size_t>(MultiByteToWideChar(kUtf8, 0, bytes, countOf(length), target, needed));
 }
 
 bool convertHexadecimal(const wchar_t* digits, std::size_t length, std::uint8_t* target) noexcept {

@@ -117,9 +117,10 @@ std::wstring repeated(const std::wstring& text, std::size_t times) {
 }
 
 void logOne(Input& input, const std::wstring& moduleName) {
-    constexpr std::int64_t kYear10000 = 253402300800000000;
+    // As far as every system's calendar goes, which the line is compared with.
+    constexpr std::int64_t kYear3000 = 32503680000000000;
     Message message;
-    message.time = static_cast<std::int64_t>(input.number<std::uint64_t>() % static_cast<std::uint64_t>(kYear10000));
+    message.time = static_cast<std::int64_t>(input.number<std::uint64_t>() % static_cast<std::uint64_t>(kYear3000));
     message.thread = input.number<std::uint32_t>();
     message.level = std::max(input.number<std::uint32_t>(), 1U);
     const bool isNamed = input.boolean();

@@ -171,6 +171,15 @@ TEST(Utf8, RefusesATargetThatIsTooSmall) {
     EXPECT_EQ(bytes[5], '\0');
 }
 
+// Two units on Windows, of which the first alone is none.
+TEST(Utf8, RefusesRoomForHalfACharacter) {
+    constexpr std::size_t needed = sizeof(wchar_t) == 2 ? 3 : 2;
+    wchar_t wide[4] = {};
+    EXPECT_EQ(platform::utf8ToWide("A\xF0\x9F\x98\x80", 5, wide, needed - 1), 0U);
+    EXPECT_EQ(wide[needed - 1], L'\0');
+    EXPECT_EQ(platform::utf8ToWide("A\xF0\x9F\x98\x80", 5, wide, needed), needed);
+}
+
 TEST(Utf8, NeverWritesMoreThanItSaidForAnyTwoBytes) {
     for (int first = 0; first < 256; ++first) {
         for (int second = 0; second < 256; ++second) {
