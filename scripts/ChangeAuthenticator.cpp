@@ -118,14 +118,12 @@ CK_RV setPin(Script& script, const Trace& trace, Request& request) {
 /// The login made here is undone whatever came of it; how that goes is only traced.
 CK_RV setPinLoggedIn(Script& script, const Trace& trace, Request& request) {
     CK_RV rv = scripts::login(script, trace, request.role, request.oldPin);
-    const bool isLoggedIn = rv == CKR_OK;
-    const scripts::LoginGuard guard(script.session, trace, isLoggedIn);
     if (rv == CKR_OK) {
-        rv = setPin(script, trace, request);
+        rv = scripts::withOwnLogin(script.session, trace, true, [&] { return setPin(script, trace, request); });
     } else {
         trace.failed(cryptoki::login.name, rv);
     }
-    static_cast<void>(script.session.call(trace, cryptoki::logout).run(script.session.handle()));
+    scripts::logoutOnce(script.session, trace);
     return rv;
 }
 

@@ -64,10 +64,10 @@ Result nameKey(const Script& script, const Trace& trace) {
 Result scripts::writeContainerName(Script& script) {
     const Trace trace(L"writeContainerName");
     bool loggedIn = false;
-    const LoginGuard guard(script.session, trace, loggedIn);
     const Result login = requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
-    return afterLogout(script.session, trace, loggedIn, nameKey(script, trace));
+    const Result result = withOwnLogin(script.session, trace, loggedIn, [&] { return nameKey(script, trace); });
+    return afterLogout(script.session, trace, loggedIn, result);
 }

@@ -1,7 +1,5 @@
 #include "scripts/LoginFrame.h"
 
-#include <exception>
-
 #include "scripts/Faults.h"
 
 namespace scripts {
@@ -22,17 +20,8 @@ Result requireAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
     return script.params == nullptr ? noParameters(trace) : Result(readAndLogin(script, trace, loggedIn));
 }
 
-LoginGuard::LoginGuard(const Session& session, const Trace& trace, const bool& loggedIn)
-    : m_session(session), m_trace(trace), m_loggedIn(loggedIn), m_exceptions(std::uncaught_exceptions()) {}
-
-LoginGuard::~LoginGuard() {
-    if (!m_loggedIn || std::uncaught_exceptions() == m_exceptions) {
-        return;
-    }
-    try {
-        static_cast<void>(m_session.call(m_trace, cryptoki::logout).run(m_session.handle()));
-    } catch (...) { // NOLINT(bugprone-empty-catch): a second exception would end the process
-    }
+void logoutOnce(const Session& session, const Trace& trace) {
+    static_cast<void>(session.call(trace, cryptoki::logout).run(session.handle()));
 }
 
 CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style) {

@@ -12,24 +12,23 @@ namespace scripts {
 /// The same for scripts that cannot do without parameters.
 [[nodiscard]] Result requireAndLogin(Script& script, const Trace& trace, bool& loggedIn);
 
-/// Ends the script's own login when an exception ends the script: a card must not stay logged in. The token is asked
-/// once only, because one that is short of memory too might never agree.
-class LoginGuard {
-public:
-    /// All three outlive the guard; `loggedIn` is looked at when it goes.
-    LoginGuard(const Session& session, const Trace& trace, const bool& loggedIn);
-    LoginGuard(const LoginGuard&) = delete;
-    LoginGuard& operator=(const LoginGuard&) = delete;
-    LoginGuard(LoginGuard&&) = delete;
-    LoginGuard& operator=(LoginGuard&&) = delete;
-    ~LoginGuard();
+/// One C_Logout, told; for a login that is ended because the script broke off.
+void logoutOnce(const Session& session, const Trace& trace);
 
-private:
-    const Session& m_session;
-    const Trace& m_trace;
-    const bool& m_loggedIn;
-    int m_exceptions;
-};
+/// Does the script's work, and ends the script's own login when an exception ends the work: a card must not stay logged
+/// in. The token is asked once only, because one that is short of memory too might never agree. (No destructor does
+/// this: on Windows each library counts the exceptions under way by itself.)
+template <class Work>
+auto withOwnLogin(const Session& session, const Trace& trace, bool loggedIn, Work work) {
+    try {
+        return work();
+    } catch (...) {
+        if (loggedIn) {
+            logoutOnce(session, trace);
+        }
+        throw;
+    }
+}
 
 enum class LogoutTrace { AnnouncedOnce, AnnouncedEachTime };
 

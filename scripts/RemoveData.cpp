@@ -93,12 +93,13 @@ Result removeMatching(const Script& script, const Trace& trace) {
 
 Result run(Script& script, const Trace& trace) {
     bool loggedIn = false;
-    const scripts::LoginGuard guard(script.session, trace, loggedIn);
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
-    return scripts::afterLogout(script.session, trace, loggedIn, removeMatching(script, trace));
+    const Result result =
+        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return removeMatching(script, trace); });
+    return scripts::afterLogout(script.session, trace, loggedIn, result);
 }
 
 } // namespace

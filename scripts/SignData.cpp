@@ -107,12 +107,12 @@ Result run(Script& script, const Trace& trace) {
         completeFromParameters(*script.params, request);
     }
     bool loggedIn = false;
-    const scripts::LoginGuard guard(script.session, trace, loggedIn);
     const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
     if (rv != CKR_OK) {
         return rv;
     }
-    const Result result = signWithKey(script, trace, request);
+    const Result result =
+        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return signWithKey(script, trace, request); });
     if (!loggedIn) {
         return result;
     }

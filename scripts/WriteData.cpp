@@ -32,12 +32,12 @@ Result writeByType(Script& script, const Trace& trace) {
 
 Result run(Script& script, const Trace& trace) {
     bool loggedIn = false;
-    const scripts::LoginGuard guard(script.session, trace, loggedIn);
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
-    const Result result = writeByType(script, trace);
+    const Result result =
+        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return writeByType(script, trace); });
     if (loggedIn) {
         // What was written is what counts; how the logout went is only traced.
         static_cast<void>(scripts::logoutUntilDone(script.session, trace, scripts::LogoutTrace::AnnouncedOnce));
