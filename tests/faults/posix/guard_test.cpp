@@ -45,6 +45,44 @@ void setSlotList(Module& fake, const Scrawl& scrawl) {
     });
 }
 
+void setSlotCount(Module& fake, const Scrawl& scrawl) {
+    fake.hook<Function::C_GetSlotList>([=](CK_BBOOL withToken, CK_SLOT_ID* list, CK_ULONG* count) {
+        const CK_RV rv = fake.honest().C_GetSlotList(withToken, list, count);
+        scrawl(count, sizeof *count, 0);
+        return rv;
+    });
+}
+
+void setOpenSession(Module& fake, const Scrawl& scrawl) {
+    fake.hook<Function::C_OpenSession>(
+        [=](CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
+            const CK_RV rv = fake.honest().C_OpenSession(slot, flags, application, notify, session);
+            scrawl(session, sizeof *session, 0);
+            return rv;
+        });
+}
+
+void setCreateObject(Module& fake, const Scrawl& scrawl) {
+    fake.hook<Function::C_CreateObject>(
+        [=](CK_SESSION_HANDLE session, CK_ATTRIBUTE* list, CK_ULONG count, CK_OBJECT_HANDLE* object) {
+            const CK_RV rv = fake.honest().C_CreateObject(session, list, count, object);
+            scrawl(object, sizeof *object, 0);
+            return rv;
+        });
+}
+
+void setGenerateKeyPair(Module& fake, const Scrawl& scrawl) {
+    fake.hook<Function::C_GenerateKeyPair>([=](CK_SESSION_HANDLE session, CK_MECHANISM* mechanism,
+                                               CK_ATTRIBUTE* publicList, CK_ULONG publicCount,
+                                               CK_ATTRIBUTE* privateList, CK_ULONG privateCount,
+                                               CK_OBJECT_HANDLE* publicKey, CK_OBJECT_HANDLE* privateKey) {
+        const CK_RV rv = fake.honest().C_GenerateKeyPair(session, mechanism, publicList, publicCount, privateList,
+                                                         privateCount, publicKey, privateKey);
+        scrawl(publicKey, sizeof *publicKey, 0);
+        return rv;
+    });
+}
+
 void setAttributeValue(Module& fake, const Scrawl& scrawl) {
     fake.hook<Function::C_GetAttributeValue>(
         [=](CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* list, CK_ULONG count) {
@@ -120,6 +158,11 @@ std::vector<Case> cases() {
         {"modulusOfGeneratedKey", "GenerateKeyPairNoSession", Place::Heap, &setAttributeValue},
         {"signature", "SignUserLoggedIn", Place::Heap, &setSign},
         {"signatureOfOwnLogin", "SignNoSession", Place::Heap, &setSign},
+        {"slotCount", "OneReader", Place::Stack, &setSlotCount},
+        {"session", "Read1CertificatesNoSession", Place::Stack, &setOpenSession},
+        {"createdCertificate", "WriteCertificateNoSession", Place::Stack, &setCreateObject},
+        {"importedKey", "WriteKeyPairNoSession", Place::Stack, &setCreateObject},
+        {"generatedKey", "GenerateKeyPairNoSession", Place::Stack, &setGenerateKeyPair},
         {"foundObject", "Read1CertificatesNoSession", Place::Stack, &setFindObjects},
         {"foundObjectToRemove", "RemoveCertificateNoSession", Place::Stack, &setFindObjects},
         {"foundKey", "SignUserLoggedIn", Place::Stack, &setFindObjects},
