@@ -146,6 +146,22 @@ TEST_F(ScarceMemory, anAccessValueThatFindsNoneIsTheExecutorsOwnException) {
     EXPECT_EQ(plugin.initialize(), std::nullopt);
 }
 
+TEST_F(ScarceMemory, aPinOfABeginningThatFindsNoneIsForgotten) {
+    plugin = Executor(creation());
+    const ParameterVector access =
+        Params().hex("PIN", "39393939").base64("DATA", std::string(kLong, 'A')).plain("PINID", "SO").vector();
+    {
+        const Scarcity scarcity(kLong);
+        EXPECT_THROW(plugin.get()->initialize(access.get(), nullptr), Zel::ClientOperationException);
+    }
+    EXPECT_EQ(plugin.initialize(), std::nullopt);
+    run("getPlatformIdentifiers", Params().hex("READERNAME", kReaderHex));
+    forget();
+    // There is no PIN to log in with, the user's or anybody's.
+    expectError(execute("removeData", Params().plain("OBJ_TYPE", "CERTIFICATE")), "80f8");
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)"});
+}
+
 TEST_F(ScarceMemory, anAttributeThatFindsNoneIsAFailureOfTheScript) {
     startWithReader();
     fake.addObject(Fake::Attributes().number(CKA_CLASS, CKO_CERTIFICATE).hex(CKA_VALUE, "3082"));
