@@ -223,6 +223,7 @@ TEST(MakeParameter, GivesAHexadecimalParameterOfTypeRaw) {
     EXPECT_EQ(static_cast<int>(hex.getEncodingEnum()), 4);
     EXPECT_EQ(static_cast<int>(hex.getTypeEnum()), 0);
     EXPECT_EQ(str(makeHexParameter(L"READER", "").getValue()), L"");
+    EXPECT_EQ(str(makeHexParameter(L"READER", nullptr).getValue()), L"");
 
     const Parameter plain = makeParameter(L"STATE", L"any value");
     EXPECT_EQ(str(plain.getId()), L"STATE");
