@@ -108,6 +108,17 @@ TEST(SecretBuffer, WipesAllOfItsMemoryAfterItWasShortened) {
     EXPECT_EQ(watch.leaks(), 0U);
 }
 
+TEST(SecretBuffer, WipesTheByteBehindTheLastOneToo) {
+    const HeapWatch watch("S");
+    {
+        SecretBuffer bytes(3);
+        // As a module does that puts a terminator of its own there.
+        bytes.data()[3] = 'S';
+    }
+    EXPECT_EQ(watch.leaks(), 0U);
+    EXPECT_EQ(watch.blocks(), 1U);
+}
+
 TEST(SecretBuffer, IsShortenedAndNeverLengthened) {
     SecretBuffer buffer = secretCopy();
     buffer.truncate(100);
