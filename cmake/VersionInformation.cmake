@@ -1,10 +1,10 @@
-# add_version_information(target FILEDESCRIPTION text INTERNALNAME text)
+# add_version_information(target FILEDESCRIPTION text INTERNALNAME text [VERSION a.b.c.d])
 #
-# Gives a library or program its version information, with the version of the project: the version resource on Windows,
-# and on Linux a section with the same values (platform/posix/VersionRecord.h describes it). Call it after the target's
-# name has been set. The texts must not contain quotation marks or backslashes.
+# Gives a library or program its version information, with the version of the project if no other is named: the version
+# resource on Windows, and on Linux a section with the same values (platform/posix/VersionRecord.h describes it). Call it
+# after the target's name has been set. The texts must not contain quotation marks or backslashes.
 function(add_version_information target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FILEDESCRIPTION;INTERNALNAME" "")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FILEDESCRIPTION;INTERNALNAME;VERSION" "")
   set(numbers "")
   foreach(part MAJOR MINOR PATCH TWEAK)
     if(PROJECT_VERSION_${part} STREQUAL "")
@@ -13,6 +13,9 @@ function(add_version_information target)
       list(APPEND numbers ${PROJECT_VERSION_${part}})
     endif()
   endforeach()
+  if(arg_VERSION)
+    string(REPLACE "." ";" numbers ${arg_VERSION})
+  endif()
   list(JOIN numbers "." version_dotted)
   list(JOIN numbers "," version_commas)
 

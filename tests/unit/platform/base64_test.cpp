@@ -90,6 +90,7 @@ TEST(Base64, RefusesEverythingElse) {
         L"Zm-v",
         L"Zm_v",
         L"Zm9*",
+        L"Zm*=",
         L"@@@@",
         L"Zm9v\vZm9v",
         L"Zm9v\xA0",
@@ -117,6 +118,9 @@ TEST(Base64, RefusesATargetThatIsTooSmall) {
     EXPECT_EQ(bytes[0], 1);
     EXPECT_EQ(platform::decodeBase64(L"Zm8=", 4, bytes, 4), 2U);
     EXPECT_EQ(bytes[2], 3);
+    EXPECT_EQ(platform::decodeBase64(L"Zg==", 4, bytes, 4), 1U);
+    EXPECT_EQ(bytes[0], 'f');
+    EXPECT_EQ(bytes[1], 'o');
     wchar_t text[8] = {};
     EXPECT_EQ(platform::encodeBase64(bytes, 4, text, 7), 0U);
     EXPECT_EQ(platform::encodeBase64(bytes, 3, text, 8), 4U);

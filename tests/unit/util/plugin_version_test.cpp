@@ -18,7 +18,7 @@ std::wstring pluginLibrary() {
 }
 
 TEST(PluginVersion, IsReadFromTheFileOnDisk) {
-    EXPECT_EQ(str(fileVersionText(Zel::TString(pluginLibrary().c_str()))), FIXTURE_VERSION_TEXT);
+    EXPECT_EQ(str(fileVersionText(Zel::TString(pluginLibrary().c_str()))), PLUGIN_VERSION_TEXT);
 }
 
 TEST(PluginVersion, IsReadFromTheLoadedPlugin) {
@@ -26,7 +26,7 @@ TEST(PluginVersion, IsReadFromTheLoadedPlugin) {
     ASSERT_TRUE(plugin.isLoaded()) << platform::DynamicLibrary::lastError();
     void* const module = kIsWindows ? plugin.handle() : plugin.symbol("newInstance");
     ASSERT_NE(module, nullptr);
-    EXPECT_EQ(str(fileVersionText(module)), FIXTURE_VERSION_TEXT);
+    EXPECT_EQ(str(fileVersionText(module)), PLUGIN_VERSION_TEXT);
     EXPECT_EQ(str(versionString(module, L"FileDescription")), L"PKCS#11 Plugin");
     EXPECT_EQ(str(versionString(module, L"InternalName")), L"zel-coe-pkcs11U.dll");
     EXPECT_EQ(std::filesystem::path(str(versionString(module, L"OriginalFilename"))),
