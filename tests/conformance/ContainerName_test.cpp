@@ -2,6 +2,8 @@
 
 #include "tests/conformance/ObjectTest.h"
 
+#include <new>
+
 namespace Conformance {
 
 using Fake::Function;
@@ -336,6 +338,17 @@ TEST_F(ContainerName, itLogsOutOnlyWhereItsOwnLoginLoggedIn) {
 
     expectCalls(ownLoginCalls({kInit, kFind, kFinal, kSet, "C_Logout(0x1)"}));
     expectTrace(ownLogin(params, success() + logoutTrace(kMethod, 1), "0"));
+    EXPECT_EQ(fake.login(), Fake::Role::Nobody);
+}
+
+TEST_F(ContainerName, itsOwnLoginEndsWhereMemoryDoes) {
+    hideStateFor(1);
+    fake.hook<Function::C_FindObjects>(
+        [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE*, CK_ULONG, CK_ULONG*) -> CK_RV { throw std::bad_alloc(); });
+
+    expectOutputs(execute(kScript, namingKey()), {{"ERROR", 2, 3, "80f6"}});
+
+    expectCalls(ownLoginCalls({kInit, kFind, "C_Logout(0x1)"}));
     EXPECT_EQ(fake.login(), Fake::Role::Nobody);
 }
 
