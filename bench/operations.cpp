@@ -1,6 +1,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <unistd.h>
 
@@ -68,6 +69,19 @@ void runRawSign(benchmark::State& state, const bench::Module& module) {
     }
 }
 
+/// What the system takes for a line of a trace, whoever writes it.
+void runRawWrite(benchmark::State& state) {
+    const std::string line = std::string(157, 'x') + '\n';
+    const int file = ::open(g_traceFile, O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    for (auto _ : state) {
+        if (::write(file, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+            state.SkipWithError("no trace file");
+            break;
+        }
+    }
+    ::close(file);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -78,6 +92,7 @@ int main(int argc, char** argv) {
     const bench::Executor executor(bench::noopFile(), "123456");
     executor.chooseReader("Reader 000");
     benchmark::RegisterBenchmark("raw/signData", [&module](benchmark::State& state) { runRawSign(state, module); });
+    benchmark::RegisterBenchmark("raw/write", runRawWrite);
     for (const bench::Case& script : bench::cases()) {
         for (const bool isTraced : {false, true}) {
             const std::string name = (isTraced ? "file/" : "silent/") + std::string(script.script);
