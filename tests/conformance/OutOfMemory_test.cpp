@@ -39,6 +39,24 @@ TEST_F(OutOfMemory, outputsOfAScriptThatRunsOutOfItAreDropped) {
     expectOutputs(execute("readData", Params().plain("OBJ_TYPE", "CERTIFICATE")), {{"ERROR", 2, 3, "80f6"}});
 }
 
+TEST_F(OutOfMemory, aLoginThatNoScriptMadeForItselfStays) {
+    startWithReader();
+    run("authenticate", Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "USER").hex("PIN", "31323334"));
+    fake.restartCallCount();
+    fake.hook<Fake::Function::C_FindObjectsInit>(
+        [](CK_SESSION_HANDLE, CK_ATTRIBUTE*, CK_ULONG) -> CK_RV { throw std::bad_alloc(); });
+    const std::vector<std::pair<std::string, Params>> scripts = {
+        {"removeData", Params().plain("OBJ_TYPE", "CERTIFICATE")},
+        {"signData", Params().plain("ALGOID", "1.2.840.113549.1.1.1").hex("KEYID", "01").base64("DATA", "AQI=")},
+        {"writeData", Params().plain("OBJ_TYPE", "CONTAINER_NAME").hex("KEYID", "01").hex("CONTAINER_NAME", "616263")},
+    };
+    for (const auto& [script, params] : scripts) {
+        expectOutputs(execute(script, params), {{"ERROR", 2, 3, "80f6"}});
+        EXPECT_EQ(fake.login(), Fake::Role::User) << script;
+    }
+    EXPECT_EQ(fake.callCount(Fake::Function::C_Logout), 0U);
+}
+
 TEST_F(OutOfMemory, aHostWithoutItGetsTheExecutorsOwnException) {
     start();
     PoorOperation operation;
