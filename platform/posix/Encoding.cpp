@@ -152,7 +152,7 @@ bool convertBase64(const wchar_t* digits, std::size_t length, std::uint8_t* targ
 }
 
 bool writeBase64(const std::uint8_t* bytes, std::size_t length, wchar_t* target) noexcept {
-    constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     for (; length >= 3; length -= 3, bytes += 3, target += 4) {
         const unsigned group = unsigned{bytes[0]} << 16 | unsigned{bytes[1]} << 8 | bytes[2];
         target[0] = kAlphabet[group >> 18];
