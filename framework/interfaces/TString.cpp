@@ -1,6 +1,7 @@
 #include "zel/TString.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <cwchar>
@@ -15,6 +16,9 @@
 
 // Everything behind the text, up to the capacity, is zeros at all times: only characters that leave the text have to
 // be wiped, and the terminator is always there.
+//
+// Long texts are shared between copies: parameters are copied from host to operation, and answers from script to
+// response. Characters on the heap are written by a text that is their only owner, and by nobody else.
 
 namespace Zel {
 namespace {
@@ -69,12 +73,28 @@ int compareLower(std::wstring_view a, std::wstring_view b) noexcept {
     return a.length() == b.length() ? 0 : (a.length() < b.length() ? -1 : 1);
 }
 
-/// Room for `capacity` characters and the terminator, with nothing in it yet.
+/// Stands before characters on the heap. Copies of a text may belong to different threads.
+struct Owners {
+    std::atomic<std::size_t> count;
+};
+
+Owners* ownersOf(wchar_t* characters) noexcept {
+    return reinterpret_cast<Owners*>(characters) - 1;
+}
+
+/// Room for `capacity` characters and the terminator, with nothing in it yet, for one owner.
 wchar_t* newCharacters(std::size_t capacity) {
-    if (capacity >= SIZE_MAX / sizeof(wchar_t)) {
+    if (capacity >= (SIZE_MAX - sizeof(Owners)) / sizeof(wchar_t)) {
         throw std::bad_alloc();
     }
-    return static_cast<wchar_t*>(allocate((capacity + 1) * sizeof(wchar_t)));
+    auto* const owners = new (allocate(sizeof(Owners) + (capacity + 1) * sizeof(wchar_t))) Owners{1};
+    return reinterpret_cast<wchar_t*>(owners + 1);
+}
+
+void releaseCharacters(wchar_t* characters) noexcept {
+    if (ownersOf(characters)->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        release(ownersOf(characters));
+    }
 }
 
 } // namespace
@@ -88,12 +108,12 @@ TString::TString(const wchar_t* text, int length) : TString() {
     replace(text, givenLength(text, length));
 }
 
-TString::TString(const TString& other) : m_pData(m_inline), m_length(0), m_capacity(kInlineCapacity) {
+TString::TString(const TString& other) noexcept : m_pData(m_inline), m_length(0), m_capacity(kInlineCapacity) {
     if (other.m_pData == other.m_inline) {
         copyInline(other);
     } else {
         std::wmemset(m_inline, 0, kInlineCapacity + 1);
-        replace(other.m_pData, other.m_length);
+        share(other);
     }
 }
 
@@ -105,9 +125,9 @@ TString::~TString() {
     dispose();
 }
 
-TString& TString::operator=(const TString& other) {
+TString& TString::operator=(const TString& other) noexcept {
     if (this != &other) {
-        replace(other.m_pData, other.m_length);
+        *this = TString(other);
     }
     return *this;
 }
@@ -126,7 +146,11 @@ TString& TString::operator=(const wchar_t* text) {
 }
 
 void TString::clear() noexcept {
-    setLength(0);
+    if (isOnlyOwner()) {
+        setLength(0);
+    } else {
+        dispose();
+    }
 }
 
 int TString::compare(const TString& other) const noexcept {
@@ -205,10 +229,10 @@ TString TString::substr(std::size_t position, std::size_t count) const {
 
 void TString::dispose() noexcept {
     if (m_pData == m_inline) {
-        clear();
+        setLength(0);
         return;
     }
-    release(m_pData);
+    releaseCharacters(m_pData);
     m_pData = m_inline;
     m_length = 0;
     m_capacity = kInlineCapacity;
@@ -218,6 +242,17 @@ void TString::dispose() noexcept {
 void TString::copyInline(const TString& other) noexcept {
     std::copy_n(other.m_inline, kInlineCapacity + 1, m_inline);
     m_length = other.m_length;
+}
+
+void TString::share(const TString& other) noexcept {
+    ownersOf(other.m_pData)->count.fetch_add(1, std::memory_order_relaxed);
+    m_pData = other.m_pData;
+    m_length = other.m_length;
+    m_capacity = other.m_capacity;
+}
+
+bool TString::isOnlyOwner() const noexcept {
+    return m_pData == m_inline || ownersOf(m_pData)->count.load(std::memory_order_acquire) == 1;
 }
 
 void TString::take(TString& other) noexcept {
@@ -250,14 +285,17 @@ void TString::setLength(std::size_t length) noexcept {
 }
 
 void TString::replace(const wchar_t* text, std::size_t length) {
-    if (length > m_capacity) {
-        wchar_t* const copy = newCharacters(length);
-        std::wmemcpy(copy, text, length);
-        copy[length] = 0;
-        dispose();
-        m_pData = copy;
-        m_length = length;
-        m_capacity = length;
+    if (length > m_capacity || !isOnlyOwner()) {
+        // The characters may be this text's own: these go only after the copy.
+        TString copy;
+        if (length > kInlineCapacity) {
+            copy.m_pData = newCharacters(length);
+            copy.m_capacity = length;
+            copy.m_pData[length] = 0;
+        }
+        std::wmemcpy(copy.m_pData, text, length);
+        copy.m_length = length;
+        *this = std::move(copy);
         return;
     }
     if (length != 0) {
@@ -268,7 +306,7 @@ void TString::replace(const wchar_t* text, std::size_t length) {
 
 void TString::appendCharacters(const wchar_t* text, std::size_t length) {
     const std::size_t before = m_length;
-    if (length > m_capacity - before) {
+    if (length > m_capacity - before || !isOnlyOwner()) {
         // The old characters may be the ones that are added: they go only after the copy.
         TString grown;
         grown.grow(std::max(before + length, 2 * m_capacity));

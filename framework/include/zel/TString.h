@@ -8,10 +8,11 @@
 namespace Zel {
 
 /// The framework's text: a zero-terminated string of wide characters (UTF-16 units on Windows, code points on Linux)
-/// with its length. Short texts live inside the object, longer ones on the framework's heap. Characters that go away
-/// (end of life, assignment, clear, shrinking) are overwritten with zeros, for a text may be a secret.
+/// with its length. Short texts live inside the object, longer ones on the framework's heap, where copies share them
+/// until one is changed; copies may be used on different threads. Characters that go away (end of life of the last
+/// copy, assignment, clear, shrinking) are overwritten with zeros, for a text may be a secret.
 ///
-/// Only memory can fail here: std::bad_alloc.
+/// Only memory can fail here: std::bad_alloc. Copying never fails.
 class ZEL_INTERFACES_API TString {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
@@ -19,11 +20,11 @@ public:
     TString() noexcept;
     /// `length` characters of `text`; -1: up to the terminator. A null `text` is the empty text.
     TString(const wchar_t* text, int length = -1); // NOLINT(google-explicit-constructor): used as a literal
-    TString(const TString& other);
+    TString(const TString& other) noexcept;
     TString(TString&& other) noexcept;
     ~TString();
 
-    TString& operator=(const TString& other);
+    TString& operator=(const TString& other) noexcept;
     TString& operator=(TString&& other) noexcept;
     TString& operator=(const wchar_t* text);
 
@@ -64,6 +65,8 @@ private:
     static constexpr std::size_t kInlineCapacity = 23;
 
     void dispose() noexcept;
+    void share(const TString& other) noexcept;
+    [[nodiscard]] bool isOnlyOwner() const noexcept;
     void copyInline(const TString& other) noexcept;
     void take(TString& other) noexcept;
     void grow(std::size_t capacity);

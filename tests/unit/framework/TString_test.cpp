@@ -1,10 +1,12 @@
 #include "zel/TString.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <random>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -65,6 +67,66 @@ TEST(TString, CopiesAreIndependent) {
         EXPECT_STREQ(copy.c_str(), source);
         EXPECT_STREQ(assigned.c_str(), source);
     }
+}
+
+TEST(TString, CopiesOfALongTextShareItUntilOneChanges) {
+    const TString original(kLong.c_str());
+    const auto changed = [&original](auto change) {
+        TString copy = original;
+        EXPECT_EQ(copy.data(), original.data());
+        change(copy);
+        EXPECT_NE(copy.data(), original.data());
+        EXPECT_EQ(std::wstring(original.c_str()), kLong);
+        return std::wstring(copy.c_str(), copy.length());
+    };
+    EXPECT_EQ(changed([](TString& copy) { copy.clear(); }), L"");
+    EXPECT_EQ(changed([](TString& copy) { copy = L"short"; }), L"short");
+    EXPECT_EQ(changed([](TString& copy) { copy = TString(L"other"); }), L"other");
+    EXPECT_EQ(changed([](TString& copy) { copy.append(L"!"); }), kLong + L"!");
+    EXPECT_EQ(changed([](TString& copy) { copy.append(copy); }), kLong + kLong);
+    EXPECT_EQ(changed([](TString& copy) { copy = copy.data() + 90; }), std::wstring(10, L'L'));
+    EXPECT_EQ(changed([](TString& copy) { copy = copy.data() + 50; }), std::wstring(50, L'L'));
+    EXPECT_EQ(changed([](TString& copy) { copy.format(L"%ws%d", copy.c_str(), 7); }), kLong + L"7");
+    EXPECT_EQ(changed([](TString& copy) { copy.appendFormat(L"%d", 7); }), kLong + L"7");
+}
+
+TEST(TString, OnlyTheLastOwnerOfALongTextWritesInIt) {
+    TString text(kLong.c_str());
+    const wchar_t* const place = text.data();
+    { const TString copy = text; }
+    text = L"short";
+    EXPECT_EQ(text.data(), place);
+    EXPECT_STREQ(text.c_str(), L"short");
+    EXPECT_TRUE(isZero(place + 5, kLong.length() - 5));
+}
+
+TEST(TString, ALongTextOutlivesTheOneThatItWasCopiedFrom) {
+    TString copy;
+    {
+        const TString original(kLong.c_str());
+        copy = original;
+    }
+    EXPECT_EQ(std::wstring(copy.c_str()), kLong);
+}
+
+TEST(TString, CopiesOfALongTextMayBelongToDifferentThreads) {
+    const TString original(kLong.c_str());
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong = 0;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([mine = original, &wrong] {
+            for (int round = 0; round < 2000; ++round) {
+                TString copy = mine;
+                copy.append(L"!");
+                wrong += copy.length() == kLong.length() + 1 && mine.length() == kLong.length() ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(std::wstring(original.c_str()), kLong);
 }
 
 TEST(TString, MovedFromIsEmpty) {
