@@ -10,6 +10,6 @@ void attach(void* module);
 /// Null before attach.
 [[nodiscard]] void* handle();
 /// Four numbers joined by dots, or "?".
-[[nodiscard]] const Zel::TString& clientVersion();
+[[nodiscard]] Zel::TString clientVersion();
 
 } // namespace pluginModule

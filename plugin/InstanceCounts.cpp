@@ -1,61 +1,67 @@
 #include "plugin/InstanceCounts.h"
 
+#include <algorithm>
 #include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <utility>
 
 #include "client/InstanceUse.h"
 #include "platform/Mutex.h"
 
 namespace {
 
-std::map<Zel::TString, int>& instancesCount() {
-    static std::map<Zel::TString, int> counts;
-    return counts;
-}
+/// The counts and the one lock that guards them.
+struct InstanceTable {
+    platform::Mutex mutex;
+    std::map<Zel::TString, int> counts;
 
-/// The one lock; goes when the library is unloaded.
-class InstanceMutex {
-public:
-    InstanceMutex() = default;
-    InstanceMutex(const InstanceMutex&) = delete;
-    InstanceMutex& operator=(const InstanceMutex&) = delete;
-    ~InstanceMutex() { delete m_pMutex.load(); }
-
-    void keepFirst(std::unique_ptr<platform::Mutex> mutex) {
-        platform::Mutex* none = nullptr;
-        if (m_pMutex.compare_exchange_strong(none, mutex.get())) {
-            static_cast<void>(mutex.release());
-        }
+    [[nodiscard]] bool isUnused() const {
+        return std::all_of(counts.begin(), counts.end(), [](const auto& count) { return count.second <= 0; });
     }
-    [[nodiscard]] platform::Mutex& get() const { return *m_pMutex.load(); }
-
-private:
-    std::atomic<platform::Mutex*> m_pMutex{nullptr};
 };
 
-InstanceMutex instanceMutex;
+// No object with an end of its own: executors may still be freed while the process ends, behind every destructor here.
+std::atomic<InstanceTable*> instanceTable{nullptr};
+
+/// Takes the table along when the library goes, unless somebody is still counted in it.
+struct AtTheEnd {
+    AtTheEnd() = default;
+    AtTheEnd(const AtTheEnd&) = delete;
+    AtTheEnd& operator=(const AtTheEnd&) = delete;
+    ~AtTheEnd() {
+        const InstanceTable* const table = instanceTable.load();
+        if (table != nullptr && table->isUnused()) {
+            instanceTable = nullptr;
+            delete table;
+        }
+    }
+};
+const AtTheEnd atTheEnd;
 
 } // namespace
 
 bool createInstanceMutex(std::uint32_t& error) {
-    auto mutex = std::make_unique<platform::Mutex>();
-    if (!mutex->create(error)) {
+    auto table = std::make_unique<InstanceTable>();
+    if (!table->mutex.create(error)) {
         return false;
     }
-    instanceMutex.keepFirst(std::move(mutex));
+    InstanceTable* none = nullptr;
+    if (instanceTable.compare_exchange_strong(none, table.get())) {
+        static_cast<void>(table.release());
+    }
     return true;
 }
 
 int instances::add(const Zel::TString& libraryName) {
-    const std::lock_guard lock(instanceMutex.get());
-    return ++instancesCount()[libraryName];
+    InstanceTable& table = *instanceTable.load();
+    const std::lock_guard lock(table.mutex);
+    return ++table.counts[libraryName];
 }
 
 int instances::remove(const Zel::TString& libraryName) noexcept {
-    const std::lock_guard lock(instanceMutex.get());
-    const auto count = instancesCount().find(libraryName);
-    return count == instancesCount().end() ? 0 : count->second--;
+    InstanceTable& table = *instanceTable.load();
+    const std::lock_guard lock(table.mutex);
+    const auto count = table.counts.find(libraryName);
+    return count == table.counts.end() ? 0 : count->second--;
 }

@@ -36,6 +36,7 @@ public:
 
     [[nodiscard]] static bool isEnabled(TraceLevel level) { return rylogIsEnabled(static_cast<std::uint32_t>(level)); }
 
+    /// At any level.
     [[nodiscard]] static bool isAnyoneListening() { return rylogIsEnabled(~std::uint32_t{0}); }
 
     /// The method's name with `tail` behind it: a printf-style wide format. Numbers print as 32-bit values (`%x`,
