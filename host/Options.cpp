@@ -1,6 +1,7 @@
 #include "host/Options.h"
 
 #include <algorithm>
+#include <functional>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -75,21 +76,37 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* summary, const
     return command;
 }
 
-void addCommands(CLI::App& app, Options& options) {
-    addCommand(
-        app, "readers", "a table of readers and the tokens in them",
-        "Shows each reader's description, which is what --reader takes, and its token's label and serial number.\n"
-        "A name is found by asking for its token: descriptions may hold the slash that joins them in a list.");
-    addCommand(app, "info", "what the plug-in and the module say of themselves",
-               "Shows version, type, name, description, whether the executor is usable (validate), whether it runs\n"
-               "locally, and its scripts. Status 3 when it is not usable.");
-    addCommand(app, "scripts", "the scripts and what they do", "Each script is a command; SCRIPT --help explains it.");
-    CLI::App* run = addCommand(app, "run", "carry out a job of many steps", kJobHelp);
-    run->add_option("JOB", options.job, "File with the job; \"-\": standard input")->required();
+/// Which commands a command line knows.
+using IsKnown = std::function<bool(const char* command)>;
+
+void addCommands(CLI::App& app, Options& options, const IsKnown& isKnown) {
+    if (isKnown("readers")) {
+        addCommand(
+            app, "readers", "a table of readers and the tokens in them",
+            "Shows each reader's description, which is what --reader takes, and its token's label and serial number.\n"
+            "A name is found by asking for its token: descriptions may hold the slash that joins them in a list.");
+    }
+    if (isKnown("info")) {
+        addCommand(
+            app, "info", "what the plug-in and the module say of themselves",
+            "Shows version, type, name, description, whether the executor is usable (validate), whether it runs\n"
+            "locally, and its scripts. Status 3 when it is not usable.");
+    }
+    if (isKnown("scripts")) {
+        addCommand(app, "scripts", "the scripts and what they do",
+                   "Each script is a command; SCRIPT --help explains it.");
+    }
+    if (isKnown("run")) {
+        addCommand(app, "run", "carry out a job of many steps", kJobHelp)
+            ->add_option("JOB", options.job, "File with the job; \"-\": standard input")
+            ->required();
+    }
     for (const Script& script : scripts()) {
-        addCommand(app, script.name, script.summary, scriptHelp(script) + "\n" + kindHelp())
-            ->add_option("ARGUMENTS", options.arguments, "Parameters, each as ID=VALUE")
-            ->type_name("");
+        if (isKnown(script.name)) {
+            addCommand(app, script.name, script.summary, scriptHelp(script) + "\n" + kindHelp())
+                ->add_option("ARGUMENTS", options.arguments, "Parameters, each as ID=VALUE")
+                ->type_name("");
+        }
     }
 }
 
@@ -137,13 +154,9 @@ NothingToDo explain(const CLI::App& app, const CLI::ParseError& error) {
     return end;
 }
 
-} // namespace
-
-std::variant<Options, NothingToDo> readOptions(std::vector<std::string> arguments) {
-    Options options;
-    options.module = environmentText("P11HOST_MODULE");
-    CLI::App app("Drives a token through the PKCS#11 plug-in: readers, PINs, keys, certificates, signatures.",
-                 "p11host");
+void setUp(CLI::App& app, Options& options, const IsKnown& isKnown) {
+    app.name("p11host");
+    app.description("Drives a token through the PKCS#11 plug-in: readers, PINs, keys, certificates, signatures.");
     app.allow_windows_style_options(false);
     app.fallthrough();
     app.require_subcommand(1);
@@ -152,15 +165,39 @@ std::variant<Options, NothingToDo> readOptions(std::vector<std::string> argument
     app.get_formatter()->label("Subcommands", "Commands");
     app.footer(kindHelp() + "\n" + kStatuses + "\n\"p11host COMMAND --help\" explains a command.");
     addGlobalOptions(app, options);
-    addCommands(app, options);
+    addCommands(app, options, isKnown);
+}
+
+/// What the arguments say; CLI::ParseError when they are wrong or ask for help. `app` must be new.
+Options parsed(CLI::App& app, std::vector<std::string> arguments, const IsKnown& isKnown) {
+    Options options;
+    options.module = environmentText("P11HOST_MODULE");
+    setUp(app, options, isKnown);
+    std::reverse(arguments.begin(), arguments.end());
+    app.parse(arguments);
+    options.command = app.get_subcommands().front()->get_name();
+    return options;
+}
+
+} // namespace
+
+std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments) {
+    // To set up all commands takes longer than many a command itself, and a right line needs only those that it names.
+    // Help is given, and errors are told, by a command line that knows all.
+    const auto isNamed = [&](const char* command) {
+        return std::find(arguments.begin(), arguments.end(), command) != arguments.end();
+    };
     try {
-        std::reverse(arguments.begin(), arguments.end());
-        app.parse(arguments);
+        CLI::App app;
+        return parsed(app, arguments, isNamed);
+    } catch (const CLI::ParseError&) { // NOLINT(bugprone-empty-catch)
+    }
+    CLI::App app;
+    try {
+        return parsed(app, arguments, [](const char*) { return true; });
     } catch (const CLI::ParseError& error) {
         return explain(app, error);
     }
-    options.command = app.get_subcommands().front()->get_name();
-    return options;
 }
 
 } // namespace host

@@ -33,6 +33,6 @@ struct NothingToDo {
 };
 
 /// Reads the arguments (UTF-8, without the program's name).
-[[nodiscard]] std::variant<Options, NothingToDo> readOptions(std::vector<std::string> arguments);
+[[nodiscard]] std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments);
 
 } // namespace host
