@@ -36,6 +36,20 @@ TEST(Arguments, helpGoesToStandardOutputAndNamesEveryCommandAndStatus) {
     }
 }
 
+TEST(Arguments, aValueThatNamesACommandIsNoSecondCommand) {
+    const Outcome list = host({"--reader", "readers", "scripts"});
+    EXPECT_EQ(list.status, 0);
+    EXPECT_EQ(list.output, host({"scripts"}).output);
+    const Outcome wrong = host({"--reader", "readers", "sigData"});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.errors, "p11host: there is no command \"sigData\" (did you mean \"signData\"?).\n"
+                            "  \"p11host --help\" shows what is right.\n");
+    const Outcome two = host({"scripts", "readers"});
+    EXPECT_EQ(two.status, 2);
+    EXPECT_EQ(two.errors, "p11host: \"scripts\" takes no such argument.\n"
+                          "  \"p11host scripts --help\" shows what is right.\n");
+}
+
 TEST(Arguments, helpOfAScriptListsParametersOutputsAndErrors) {
     const Outcome help = host({"signData", "--help"});
     EXPECT_EQ(help.status, 0);
