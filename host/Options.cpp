@@ -154,9 +154,14 @@ NothingToDo explain(const CLI::App& app, const CLI::ParseError& error) {
     return end;
 }
 
+/// The parser and, as long-lived, what it reads into.
+struct CommandLine {
+    Options options;
+    CLI::App app{"Drives a token through the PKCS#11 plug-in: readers, PINs, keys, certificates, signatures.",
+                 "p11host"};
+};
+
 void setUp(CLI::App& app, Options& options, const IsKnown& isKnown) {
-    app.name("p11host");
-    app.description("Drives a token through the PKCS#11 plug-in: readers, PINs, keys, certificates, signatures.");
     app.allow_windows_style_options(false);
     app.fallthrough();
     app.require_subcommand(1);
@@ -168,15 +173,14 @@ void setUp(CLI::App& app, Options& options, const IsKnown& isKnown) {
     addCommands(app, options, isKnown);
 }
 
-/// What the arguments say; CLI::ParseError when they are wrong or ask for help. `app` must be new.
-Options parsed(CLI::App& app, std::vector<std::string> arguments, const IsKnown& isKnown) {
-    Options options;
-    options.module = environmentText("P11HOST_MODULE");
-    setUp(app, options, isKnown);
+/// What the arguments say; CLI::ParseError when they are wrong or ask for help. `line` must be new.
+Options parsed(CommandLine& line, std::vector<std::string> arguments, const IsKnown& isKnown) {
+    setUp(line.app, line.options, isKnown);
+    line.options.module = environmentText("P11HOST_MODULE");
     std::reverse(arguments.begin(), arguments.end());
-    app.parse(arguments);
-    options.command = app.get_subcommands().front()->get_name();
-    return options;
+    line.app.parse(arguments);
+    line.options.command = line.app.get_subcommands().front()->get_name();
+    return std::move(line.options);
 }
 
 } // namespace
@@ -188,15 +192,15 @@ std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& a
         return std::find(arguments.begin(), arguments.end(), command) != arguments.end();
     };
     try {
-        CLI::App app;
-        return parsed(app, arguments, isNamed);
+        CommandLine line;
+        return parsed(line, arguments, isNamed);
     } catch (const CLI::ParseError&) { // NOLINT(bugprone-empty-catch)
     }
-    CLI::App app;
+    CommandLine line;
     try {
-        return parsed(app, arguments, [](const char*) { return true; });
+        return parsed(line, arguments, [](const char*) { return true; });
     } catch (const CLI::ParseError& error) {
-        return explain(app, error);
+        return explain(line.app, error);
     }
 }
 
