@@ -8,6 +8,18 @@
 #include "util/Texts.h"
 #include "util/Trace.h"
 
+SecretBuffer StoredData::bytes() const {
+    return isBase64 ? TStringB642Binary(value) : TStringHex2Binary(value);
+}
+
+Zel::TString StoredData::internalForm() const {
+    if (!isBase64) {
+        return value;
+    }
+    const SecretBuffer decoded = bytes();
+    return Binary2TStringHex(decoded.data(), decoded.size());
+}
+
 void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
                                      const Zel::Vector<Zel::Parameter>* runtime) {
     try {
@@ -84,7 +96,8 @@ void AccessValues::readParameter(const Zel::Parameter& parameter) {
     } else if (equals(id, L"KEYID")) {
         m_tsKeyId = getValueFromEncoding(parameter);
     } else if (equals(id, L"DATA")) {
-        m_tsDataToSign = getValueFromEncoding(parameter);
+        const bool isBase64 = parameter.getEncodingEnum() == Zel::ParameterEncoding::Base64;
+        m_tsDataToSign = {isBase64 ? parameter.getValue() : getValueFromEncoding(parameter), isBase64};
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "util/SecretBuffer.h"
 #include "util/cryptoki.h"
 #include "zel/Parameter.h"
 #include "zel/TString.h"
@@ -13,6 +14,16 @@ inline constexpr CK_ULONG kAuthTypeStatic = 1;
 struct StoredPin {
     Zel::TString value;
     CK_USER_TYPE role = CKU_USER;
+};
+
+/// Data to sign. What came as Base64 stays so until it is used: it may be long, and the host's text is shared.
+struct StoredData {
+    Zel::TString value; ///< Base64, or in internal form
+    bool isBase64 = false;
+
+    /// Null when there is none, or none that decodes.
+    [[nodiscard]] SecretBuffer bytes() const;
+    [[nodiscard]] Zel::TString internalForm() const;
 };
 
 /// What the host gave to work with: reader name, PINs, role, algorithm, key, data. Values stay until they are
@@ -48,7 +59,7 @@ public:
     [[nodiscard]] const Zel::TString& currentReader() const { return m_tsCurrentReader; }
     [[nodiscard]] const Zel::TString& algoId() const { return m_tsAlgoId; }
     [[nodiscard]] const Zel::TString& keyId() const { return m_tsKeyId; }
-    [[nodiscard]] const Zel::TString& dataToSign() const { return m_tsDataToSign; }
+    [[nodiscard]] const StoredData& dataToSign() const { return m_tsDataToSign; }
 
 private:
     /// One of the PINs: stored, and for the operation under way.
@@ -78,7 +89,7 @@ private:
     Pin m_newPin;
     CK_USER_TYPE m_userType = CKU_USER;
     CK_ULONG m_authType = kAuthTypeNotGiven;
-    Zel::TString m_tsDataToSign;
+    StoredData m_tsDataToSign;
     Zel::TString m_tsKeyId;
     Zel::TString m_tsAlgoId;
 };

@@ -43,6 +43,9 @@ void traceOutputs(const Trace& trace, const Zel::Vector<Zel::Parameter>& outputs
 } // namespace
 
 void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params) {
+    if (!Trace::isEnabled(TraceLevel::Value)) {
+        return;
+    }
     for (std::uint32_t i = 0; i < params.size(); ++i) {
         trace.write(TraceLevel::Value, L": --> Operation parameter %d, %ws", i, params.at(i)->getId());
     }

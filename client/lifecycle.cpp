@@ -5,6 +5,20 @@
 #include "client/InstanceUse.h"
 #include "client/PKCS11Client.h"
 
+namespace {
+
+void traceAccessValues(const Trace& trace, const AccessValues& access) {
+    if (!Trace::isEnabled(TraceLevel::Value)) {
+        return;
+    }
+    trace.write(TraceLevel::Value, L": m_tsCurrentReader=%ws", access.currentReader());
+    trace.write(TraceLevel::Value, L": m_tsAlgoId=%ws", access.algoId());
+    trace.write(TraceLevel::Value, L": m_tsKeyId=%ws", access.keyId());
+    trace.write(TraceLevel::Value, L": m_tsDataToSign=%ws", access.dataToSign().internalForm());
+}
+
+} // namespace
+
 PKCS11Client::PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix)
     : m_library(std::move(library)), m_tsLibraryName(std::move(libraryName)), m_slots(m_cryptoki, readerPrefix) {
     const Trace trace(L"PKCS11Client");
@@ -104,14 +118,11 @@ void PKCS11Client::initialize(Zel::Vector<Zel::Parameter>* accessParams,
     // Values of an earlier cycle stay where this one gives none.
     try {
         m_access.readForInitialize(accessParams, runtimeParameters);
+        traceAccessValues(trace, m_access);
     } catch (const std::bad_alloc&) {
         throwOutOfMemory();
     }
     m_isTerminated = false;
-    trace.write(TraceLevel::Value, L": m_tsCurrentReader=%ws", m_access.currentReader());
-    trace.write(TraceLevel::Value, L": m_tsAlgoId=%ws", m_access.algoId());
-    trace.write(TraceLevel::Value, L": m_tsKeyId=%ws", m_access.keyId());
-    trace.write(TraceLevel::Value, L": m_tsDataToSign=%ws", m_access.dataToSign());
 }
 
 void PKCS11Client::terminate() {

@@ -6,10 +6,8 @@ namespace platform {
 
 namespace {
 
-using parts::digitOf;
 using parts::kBase64Table;
 using parts::kHexadecimalTable;
-using parts::kNoDigit;
 
 bool isBlank(wchar_t character) noexcept {
     // Nearly every character that is asked about stands above the blank.
@@ -38,6 +36,11 @@ std::optional<Measure> measureHexadecimal(const wchar_t* text, std::size_t lengt
     return measure.bytes == 0 ? std::nullopt : std::optional(measure);
 }
 
+/// Whether a complete group without padding stands there.
+bool isFullGroup(const wchar_t* group) noexcept {
+    return parts::areDigits(kBase64Table, group[0], group[1], group[2], group[3]);
+}
+
 /// Bytes that a last group, which is padded, stands for; 0 when it is malformed. The bits of the last character that no
 /// byte takes are not looked at, as the Windows decoder does not either.
 std::size_t measurePaddedGroup(const wchar_t* group) noexcept {
@@ -47,18 +50,23 @@ std::size_t measurePaddedGroup(const wchar_t* group) noexcept {
     if (group[2] == L'=') {
         return 1;
     }
-    return digitOf(kBase64Table, group[2]) == kNoDigit ? 0 : 2;
+    return parts::areDigits(kBase64Table, group[2]) ? 2 : 0;
 }
 
 std::optional<Measure> measureBase64(const wchar_t* text, std::size_t length) noexcept {
     Measure measure;
     bool isPadded = false;
     for (std::size_t at = 0; at < length;) {
-        const bool isGroup = length - at >= 4 && !isPadded;
-        if (isGroup && parts::areDigits(kBase64Table, text[at], text[at + 1], text[at + 2], text[at + 3])) {
+        const std::size_t run = at;
+        while (length - at >= 4 && !isPadded && isFullGroup(text + at)) {
             at += 4;
-            measure.bytes += 3;
-        } else if (const std::size_t last = isGroup ? measurePaddedGroup(text + at) : 0; last != 0) {
+        }
+        measure.bytes += (at - run) / 4 * 3;
+        if (at == length) {
+            break;
+        }
+        const std::size_t last = length - at >= 4 && !isPadded ? measurePaddedGroup(text + at) : 0;
+        if (last != 0) {
             at += 4;
             measure.bytes += last;
             isPadded = true;

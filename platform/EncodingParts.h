@@ -30,7 +30,7 @@ inline constexpr wchar_t kReplacement = 0xFFFD;
 
 /// What a character is worth in an encoding; kNoDigit when it does not belong to it.
 inline constexpr std::uint8_t kNoDigit = 0xFF;
-using DigitTable = std::array<std::uint8_t, 128>;
+using DigitTable = std::array<std::uint8_t, 256>;
 
 consteval DigitTable makeHexadecimalTable() {
     DigitTable table{};
@@ -62,14 +62,9 @@ consteval DigitTable makeBase64Table() {
 inline constexpr DigitTable kHexadecimalTable = makeHexadecimalTable();
 inline constexpr DigitTable kBase64Table = makeBase64Table();
 
-[[nodiscard]] inline std::uint8_t digitOf(const DigitTable& table, wchar_t character) noexcept {
-    const auto index = static_cast<std::uint32_t>(character);
-    return index < table.size() ? table[index] : kNoDigit;
-}
-
-/// As digitOf, of a character that is known to belong to the encoding.
+/// Of a character that is known to belong to the encoding.
 [[nodiscard]] inline std::uint8_t knownDigitOf(const DigitTable& table, wchar_t character) noexcept {
-    return table[static_cast<std::uint32_t>(character) % table.size()];
+    return table[static_cast<std::uint8_t>(character)];
 }
 
 /// Whether all of the characters belong to the encoding.

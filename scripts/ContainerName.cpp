@@ -46,8 +46,8 @@ Result nameKey(const Script& script, const Trace& trace) {
     Result result = readRequest(script, trace, request);
     CK_OBJECT_HANDLE hKey = 0;
     if (result.isOk()) {
-        result =
-            scripts::findPrivateKey(script.session, trace, {.announcesFindTwice = true}, request.keyId.bytes(), hKey);
+        result = scripts::findPrivateKey(script.session, trace, {.announcesFindTwice = true}, std::move(request.keyId),
+                                         hKey);
     }
     if (!result.isOk()) {
         return result;

@@ -1,6 +1,7 @@
 #include "scripts/ObjectSearch.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace scripts {
 
@@ -71,11 +72,11 @@ CK_RV ObjectSearch::finish() const {
     return m_session.call(m_trace, cryptoki::findObjectsFinal).run(m_session.handle());
 }
 
-Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style,
-                      std::span<const std::uint8_t> keyId, CK_OBJECT_HANDLE& hKey) {
+Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style, SecretBuffer keyId,
+                      CK_OBJECT_HANDLE& hKey) {
     AttributeTemplate searched(2);
     searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
-    searched.setBytes(CKA_ID, keyId);
+    searched.setBytes(CKA_ID, std::move(keyId));
     const ObjectSearch search(session, trace, style);
     CK_ULONG count = 0;
     CK_RV rv = search.init(searched);
@@ -86,7 +87,7 @@ Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace st
         return rv;
     }
     if (count == 0 || hKey == 0) {
-        trace.dump(TraceLevel::Failure, keyId, L" : key not found");
+        trace.dump(TraceLevel::Failure, searched.valueAt(1), L" : key not found");
         return Result::client(ClientCode::kNotFound);
     }
     return search.finish();

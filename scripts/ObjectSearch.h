@@ -47,8 +47,8 @@ private:
 
 /// The first private key with that identifier. Client code 33011, with a level-1 line that dumps the identifier, when
 /// there is none; the search then stays open, and the session's next one copes with that.
-[[nodiscard]] Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style,
-                                    std::span<const std::uint8_t> keyId, CK_OBJECT_HANDLE& hKey);
+[[nodiscard]] Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style, SecretBuffer keyId,
+                                    CK_OBJECT_HANDLE& hKey);
 
 /// ": --> Template[i].type=0x…" for every entry.
 void traceEntryTypes(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries);

@@ -16,7 +16,7 @@ struct Request {
 
 /// What the host stored comes first, and is hexadecimal.
 Request storedRequest(const AccessValues& access) {
-    return {access.algoId(), TStringHex2Binary(access.keyId()), TStringHex2Binary(access.dataToSign())};
+    return {access.algoId(), TStringHex2Binary(access.keyId()), access.dataToSign().bytes()};
 }
 
 /// The operation fills what is still missing; its data is Base64.
@@ -93,7 +93,7 @@ Result signWithKey(Script& script, const Trace& trace, Request& request) {
     Result result = check(trace, request);
     CK_OBJECT_HANDLE hKey = 0;
     if (result.isOk()) {
-        result = scripts::findPrivateKey(script.session, trace, {}, request.keyId.bytes(), hKey);
+        result = scripts::findPrivateKey(script.session, trace, {}, std::move(request.keyId), hKey);
     }
     if (result.isOk()) {
         result = beginSigning(script, trace, hKey);

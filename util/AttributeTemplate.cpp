@@ -10,7 +10,7 @@ AttributeTemplate::AttributeTemplate(std::size_t capacity, std::initializer_list
 }
 
 AttributeTemplate::~AttributeTemplate() {
-    platform::secureZero(m_scalars.data(), sizeof m_scalars);
+    platform::secureZero(m_scalars.data(), m_count * sizeof(CK_ULONG));
 }
 
 void AttributeTemplate::setBoolean(CK_ATTRIBUTE_TYPE type, bool value) {
@@ -51,7 +51,7 @@ void AttributeTemplate::countUnwritten(CK_ATTRIBUTE_TYPE type) {
 }
 
 CK_ATTRIBUTE* AttributeTemplate::entries() {
-    m_handedOut = m_entries;
+    std::copy_n(m_entries.begin(), m_count, m_handedOut.begin());
     return m_count == 0 ? nullptr : m_handedOut.data();
 }
 

@@ -57,11 +57,12 @@ private:
     CK_ATTRIBUTE* slotFor(CK_ATTRIBUTE_TYPE type);
     void point(CK_ATTRIBUTE& entry, CK_ATTRIBUTE_TYPE type, void* value, std::size_t length);
 
-    std::array<CK_ATTRIBUTE, kCapacity> m_entries{};
-    std::array<CK_ATTRIBUTE, kCapacity> m_handedOut{};
-    std::array<CK_ATTRIBUTE_TYPE, kCapacity> m_meant{}; ///< what each used entry was made for
     std::array<CK_ATTRIBUTE_TYPE, kCapacity> m_presetTypes{};
-    std::array<CK_ULONG, kCapacity> m_scalars{};
+    // Set entry by entry, for the used ones.
+    std::array<CK_ATTRIBUTE, kCapacity> m_entries;
+    std::array<CK_ATTRIBUTE, kCapacity> m_handedOut;
+    std::array<CK_ATTRIBUTE_TYPE, kCapacity> m_meant; ///< what the entry was made for
+    std::array<CK_ULONG, kCapacity> m_scalars;
     std::array<SecretBuffer, kCapacity> m_bytes;
     std::size_t m_capacity;
     std::size_t m_count = 0;

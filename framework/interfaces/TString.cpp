@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdint>
+#include <cstring>
 #include <cwchar>
 #include <iterator>
 #include <new>
@@ -64,6 +65,9 @@ wchar_t toLower(wchar_t character) noexcept {
 int compareLower(std::wstring_view a, std::wstring_view b) noexcept {
     const std::size_t common = std::min(a.length(), b.length());
     for (std::size_t i = 0; i < common; ++i) {
+        if (a[i] == b[i]) {
+            continue;
+        }
         const wchar_t left = toLower(a[i]);
         const wchar_t right = toLower(b[i]);
         if (left != right) {
@@ -109,12 +113,10 @@ TString::TString(const wchar_t* text, int length) : TString() {
 }
 
 TString::TString(const TString& other) noexcept : m_pData(m_inline), m_length(0), m_capacity(kInlineCapacity) {
-    if (other.m_pData == other.m_inline) {
-        copyInline(other);
-    } else {
-        std::wmemset(m_inline, 0, kInlineCapacity + 1);
-        share(other);
+    if (other.m_pData != other.m_inline) {
+        std::memset(m_inline, 0, sizeof m_inline);
     }
+    copy(other);
 }
 
 TString::TString(TString&& other) noexcept : TString() {
@@ -127,7 +129,8 @@ TString::~TString() {
 
 TString& TString::operator=(const TString& other) noexcept {
     if (this != &other) {
-        *this = TString(other);
+        dispose();
+        copy(other);
     }
     return *this;
 }
@@ -240,11 +243,15 @@ void TString::dispose() noexcept {
 
 // All of it: a fixed number of characters is copied faster than a few, and what follows the text is zeros.
 void TString::copyInline(const TString& other) noexcept {
-    std::copy_n(other.m_inline, kInlineCapacity + 1, m_inline);
+    std::memcpy(m_inline, other.m_inline, sizeof m_inline);
     m_length = other.m_length;
 }
 
-void TString::share(const TString& other) noexcept {
+void TString::copy(const TString& other) noexcept {
+    if (other.m_pData == other.m_inline) {
+        copyInline(other);
+        return;
+    }
     ownersOf(other.m_pData)->count.fetch_add(1, std::memory_order_relaxed);
     m_pData = other.m_pData;
     m_length = other.m_length;

@@ -83,6 +83,22 @@ std::size_t countCharacters(const char* bytes, std::size_t length) noexcept {
     return count;
 }
 
+/// The 24 bits of a Base64 group; what stands for padding gives nonsense.
+unsigned groupOf(const wchar_t* digits) noexcept {
+    const auto digit = [digits](std::size_t at) -> unsigned {
+        return parts::knownDigitOf(parts::kBase64Table, digits[at]);
+    };
+    return digit(0) << 18 | digit(1) << 12 | digit(2) << 6 | digit(3);
+}
+
+std::uint64_t bigEndian(const std::uint8_t* bytes) noexcept {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+        value = value << 8 | bytes[i];
+    }
+    return value;
+}
+
 } // namespace
 
 std::size_t wideToUtf8(const wchar_t* text, std::size_t length, char* target, std::size_t room) noexcept {
@@ -133,26 +149,31 @@ bool convertHexadecimal(const wchar_t* digits, std::size_t length, std::uint8_t*
 }
 
 bool convertBase64(const wchar_t* digits, std::size_t length, std::uint8_t* target, std::size_t count) noexcept {
-    // The last group may be padded, so that two or even one of its digits are none.
-    const std::uint8_t* const end = target + count;
-    for (const wchar_t* group = digits; group < digits + length; group += 4) {
-        const auto digit = [group](std::size_t at) -> unsigned {
-            return knownDigitOf(kBase64Table, group[at]) & 0x3FU;
-        };
-        const unsigned value = digit(0) << 18 | digit(1) << 12 | digit(2) << 6 | digit(3);
-        *target++ = static_cast<std::uint8_t>(value >> 16);
-        if (end - target >= 1) {
-            *target++ = static_cast<std::uint8_t>(value >> 8);
-        }
-        if (end - target >= 1) {
-            *target++ = static_cast<std::uint8_t>(value);
-        }
+    const wchar_t* const lastGroup = digits + length - 4;
+    for (; digits != lastGroup; digits += 4, target += 3) {
+        const unsigned value = groupOf(digits);
+        target[0] = static_cast<std::uint8_t>(value >> 16);
+        target[1] = static_cast<std::uint8_t>(value >> 8);
+        target[2] = static_cast<std::uint8_t>(value);
+    }
+    // It may be padded.
+    const unsigned value = groupOf(lastGroup);
+    count -= length / 4 * 3 - 3;
+    for (std::size_t i = 0; i < count; ++i) {
+        target[i] = static_cast<std::uint8_t>(value >> (16 - 8 * i));
     }
     return true;
 }
 
 bool writeBase64(const std::uint8_t* bytes, std::size_t length, wchar_t* target) noexcept {
     static constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    // Two groups at once while there are eight bytes to be read at once.
+    for (; length >= 8; length -= 6, bytes += 6, target += 8) {
+        const std::uint64_t groups = bigEndian(bytes);
+        for (std::size_t i = 0; i < 8; ++i) {
+            target[i] = kAlphabet[groups >> (58 - 6 * i) & 0x3F];
+        }
+    }
     for (; length >= 3; length -= 3, bytes += 3, target += 4) {
         const unsigned group = unsigned{bytes[0]} << 16 | unsigned{bytes[1]} << 8 | bytes[2];
         target[0] = kAlphabet[group >> 18];

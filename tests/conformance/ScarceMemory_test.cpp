@@ -149,7 +149,7 @@ TEST_F(ScarceMemory, anAccessValueThatFindsNoneIsTheExecutorsOwnException) {
 TEST_F(ScarceMemory, aPinOfABeginningThatFindsNoneIsForgotten) {
     plugin = Executor(creation());
     const ParameterVector access =
-        Params().hex("PIN", "39393939").base64("DATA", std::string(kLong, 'A')).plain("PINID", "SO").vector();
+        Params().hex("PIN", "39393939").base64("KEYID", std::string(kLong, 'A')).plain("PINID", "SO").vector();
     {
         const Scarcity scarcity(kLong);
         EXPECT_THROW(plugin.get()->initialize(access.get(), nullptr), Zel::ClientOperationException);
@@ -180,7 +180,8 @@ TEST_F(ScarceMemory, anAttributeThatFindsNoneIsAFailureOfTheScript) {
 
 TEST_F(ScarceMemory, aPinBeforeAValueThatFindsNoneIsForgotten) {
     startWithReader(Params().hex("PIN", "31323334"));
-    const Params wanting = Params().hex("PIN", "39393939").base64("DATA", std::string(kLong, 'A')).plain("PINID", "SO");
+    const Params wanting =
+        Params().hex("PIN", "39393939").base64("KEYID", std::string(kLong, 'A')).plain("PINID", "SO");
     EXPECT_EQ(errorOf("getCardState", wanting), "thrown 80f6");
     run("getCardState", Params());
     forget();

@@ -248,7 +248,7 @@ std::vector<Range> Driver::kept() const {
     const AccessValues& values = accessValuesOf(static_cast<PKCS11Client&>(*m_pExecutor));
     std::vector<Range> ranges;
     for (const Zel::TString* text : {&values.accessPin().value, &values.accessOldPin().value,
-                                     &values.accessNewPin().value, &values.keyId(), &values.dataToSign()}) {
+                                     &values.accessNewPin().value, &values.keyId(), &values.dataToSign().value}) {
         ranges.push_back({text->data(), text->length() * sizeof(wchar_t)});
     }
     return ranges;

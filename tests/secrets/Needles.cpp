@@ -77,7 +77,7 @@ void Needles::addForms(const Secret& secret, const std::string& bytes, const cha
     const std::string base64 = base64Text(bytes);
     addText<char>(secret, "Base64", base64, false);
     addText<char16_t>(secret, "UTF-16 Base64", base64, false);
-    addText<char32_t>(secret, "UTF-32 Base64", base64, false);
+    addText<char32_t>(secret, "UTF-32 Base64", base64, secret.isKept && secret.kind == Kind::Value);
     if (secret.kind == Kind::Pin) {
         addText<char16_t>(secret, "UTF-16 text", bytes, false);
         addText<char32_t>(secret, "UTF-32 text", bytes, false);

@@ -20,7 +20,8 @@ struct Secret {
     const char* name;
     Kind kind;
     std::string bytes;
-    /// Whether an executor that is alive keeps the hexadecimal text in its access values by right.
+    /// Whether an executor that is alive keeps the hexadecimal text in its access values by right; values that are no
+    /// PINs also the Base64 that they came as.
     bool isKept = false;
 };
 
@@ -28,7 +29,7 @@ struct Secret {
 struct Needle {
     const Secret* secret;
     const char* form;
-    bool isKeptForm; ///< the form in which access values hold what they keep
+    bool isKeptForm; ///< a form in which access values hold what they keep
     std::string bytes;
 };
 

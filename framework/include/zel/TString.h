@@ -65,7 +65,7 @@ private:
     static constexpr std::size_t kInlineCapacity = 23;
 
     void dispose() noexcept;
-    void share(const TString& other) noexcept;
+    void copy(const TString& other) noexcept;
     [[nodiscard]] bool isOnlyOwner() const noexcept;
     void copyInline(const TString& other) noexcept;
     void take(TString& other) noexcept;

@@ -38,8 +38,9 @@ std::wstring encode(const Bytes& bytes) {
 
 TEST(Base64, ReadsAndWritesTheKnownTexts) {
     const std::vector<std::pair<std::string, std::wstring>> table = {
-        {"f", L"Zg=="},         {"fo", L"Zm8="},         {"foo", L"Zm9v"},      {"foob", L"Zm9vYg=="},
-        {"fooba", L"Zm9vYmE="}, {"foobar", L"Zm9vYmFy"}, {"\x01\x02", L"AQI="}, {"\xFB\xFF\xBF", L"+/+/"},
+        {"f", L"Zg=="},        {"fo", L"Zm8="},           {"foo", L"Zm9v"},
+        {"foob", L"Zm9vYg=="}, {"fooba", L"Zm9vYmE="},    {"foobar", L"Zm9vYmFy"},
+        {"\x01\x02", L"AQI="}, {"\xFB\xFF\xBF", L"+/+/"}, {"The quick brown fox", L"VGhlIHF1aWNrIGJyb3duIGZveA=="},
     };
     for (const auto& [bytes, text] : table) {
         EXPECT_EQ(decode(text), bytesOf(bytes)) << bytes;
@@ -134,7 +135,11 @@ TEST(Base64, DoesNotReadBehindTheLength) {
 }
 
 TEST(Base64, WritesOneLineOfAnyLengthAndReadsItBack) {
-    for (const std::size_t length : {100U, 767U, 768U, 769U, 770U, 1536U, 5000U}) {
+    std::vector<std::size_t> lengths = {100, 767, 768, 769, 770, 1536, 5000};
+    for (std::size_t length = 1; length <= 24; ++length) {
+        lengths.push_back(length);
+    }
+    for (const std::size_t length : lengths) {
         Bytes bytes(length);
         for (std::size_t i = 0; i < length; ++i) {
             bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
