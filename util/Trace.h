@@ -27,25 +27,34 @@ public:
 
     enum class Lines { EntryAndExit, ExitOnly, None };
 
-    explicit Trace(const wchar_t* method, Lines lines = Lines::EntryAndExit, const wchar_t* scope = kExecutor);
+    explicit Trace(const wchar_t* method, Lines lines = Lines::EntryAndExit, const wchar_t* scope = kExecutor)
+        : m_pScope(scope), m_pMethod(method) {
+        if (lines != Lines::None && isAnyoneListening()) {
+            enter(lines);
+        }
+    }
     Trace(const Trace&) = delete;
     Trace& operator=(const Trace&) = delete;
     Trace(Trace&&) = delete;
     Trace& operator=(Trace&&) = delete;
-    ~Trace();
+    ~Trace() {
+        if (m_hasExit) {
+            leave();
+        }
+    }
 
-    [[nodiscard]] static bool isEnabled(TraceLevel level) { return rylogIsEnabled(static_cast<std::uint32_t>(level)); }
+    [[nodiscard]] static bool isEnabled(TraceLevel level) { return isAnyEnabled(static_cast<std::uint32_t>(level)); }
 
     /// At any level.
-    [[nodiscard]] static bool isAnyoneListening() { return rylogIsEnabled(~std::uint32_t{0}); }
+    [[nodiscard]] static bool isAnyoneListening() { return isAnyEnabled(~std::uint32_t{0}); }
 
     /// The method's name with `tail` behind it: a printf-style wide format. Numbers print as 32-bit values (`%x`,
     /// `%d`, `%u`): of wider ones the low 32 bits. Texts are wide strings or TStrings (`%ws`).
     template <class... Args>
     void write(TraceLevel level, const wchar_t* tail, const Args&... args) const {
         if (isEnabled(level)) {
-            const Format format(*this, tail);
-            rylogLog(kModuleName, static_cast<std::uint32_t>(level), format.text, printable(args)...);
+            rylogLog(kModuleName, static_cast<std::uint32_t>(level), Format(tail).text, m_pScope, m_pMethod,
+                     printable(args)...);
         }
     }
 
@@ -58,28 +67,49 @@ public:
     template <class... Args>
     void dump(TraceLevel level, std::span<const std::uint8_t> bytes, const wchar_t* tail, const Args&... args) const {
         if (isEnabled(level)) {
-            const Format format(*this, tail);
             rylogLogBin(kModuleName, static_cast<std::uint32_t>(level), bytes.data(),
-                        static_cast<std::uint32_t>(bytes.size()), format.text, printable(args)...);
+                        static_cast<std::uint32_t>(bytes.size()), Format(tail).text, m_pScope, m_pMethod,
+                        printable(args)...);
         }
     }
 
-    void announce(const wchar_t* function) const;                              ///< ": C_X"
-    void input(const wchar_t* name, std::uint64_t value) const;                ///< ": --> name=0x…"
-    void output(const wchar_t* name, std::uint64_t value) const;               ///< ": <-- name=0x…"
-    void failed(const wchar_t* function, std::uint64_t resultCode) const;      ///< " : C_X 0x… : failed"
-    void failedTight(const wchar_t* function, std::uint64_t resultCode) const; ///< ": C_X 0x… : failed"
+    /// ": C_X"
+    void announce(const wchar_t* function) const { writeWhole(TraceLevel::Call, kAnnounced, function); }
+    /// ": --> name=0x…"
+    void input(const wchar_t* name, std::uint64_t value) const { writeWhole(TraceLevel::Value, kInput, name, value); }
+    /// ": <-- name=0x…"
+    void output(const wchar_t* name, std::uint64_t value) const { writeWhole(TraceLevel::Value, kOutput, name, value); }
+    /// " : C_X 0x… : failed"
+    void failed(const wchar_t* function, std::uint64_t resultCode) const {
+        writeWhole(TraceLevel::Failure, kFailed, function, resultCode);
+    }
+    /// ": C_X 0x… : failed"
+    void failedTight(const wchar_t* function, std::uint64_t resultCode) const {
+        writeWhole(TraceLevel::Failure, kFailedTight, function, resultCode);
+    }
 
     /// For the methods that leave without an exit line, or with one of their own.
     void withoutExit() { m_hasExit = false; }
 
 private:
-    /// The method's name and a tail as one format; needs no memory, so that tracing cannot fail.
+    static const wchar_t kName[];
+    static const wchar_t kAnnounced[];
+    static const wchar_t kInput[];
+    static const wchar_t kOutput[];
+    static const wchar_t kFailed[];
+    static const wchar_t kFailedTight[];
+
+    /// A tail behind the pattern of the method's name; needs no memory, so that tracing cannot fail.
     struct Format {
-        Format(const Trace& trace, const wchar_t* tail);
+        explicit Format(const wchar_t* tail);
         static constexpr std::size_t kRoom = 320;
         wchar_t text[kRoom];
     };
+
+    /// Without a call where nobody listens, as nearly always.
+    static bool isAnyEnabled(std::uint32_t levels) {
+        return (rylogLevels->load(std::memory_order_relaxed) & levels) != 0 && rylogIsEnabled(levels);
+    }
 
     template <class T>
     static auto printable(const T& value) {
@@ -92,11 +122,19 @@ private:
         }
     }
 
-    void writePlain(TraceLevel level) const;
-    void writeNumber(TraceLevel level, const wchar_t* format, const wchar_t* name, std::uint64_t value) const;
+    /// A line whose format begins with the pattern of the method's name.
+    template <class... Args>
+    void writeWhole(TraceLevel level, const wchar_t* format, const Args&... args) const {
+        if (isEnabled(level)) {
+            rylogLog(kModuleName, static_cast<std::uint32_t>(level), format, m_pScope, m_pMethod, printable(args)...);
+        }
+    }
+
+    void enter(Lines lines);
+    void leave() const;
 
     const wchar_t* m_pScope;
     const wchar_t* m_pMethod;
     int m_exceptions = 0;
-    bool m_hasExit;
+    bool m_hasExit = false;
 };

@@ -1,9 +1,7 @@
 #include "framework/log/LineFormat.h"
 
+#include <algorithm>
 #include <array>
-#include <charconv>
-#include <chrono>
-#include <cstring>
 
 #include "platform/Encoding.h"
 
@@ -11,113 +9,113 @@ namespace Ry::log {
 namespace {
 
 constexpr char kHexDigits[] = "0123456789ABCDEF";
-
-/// Zero-padded.
-void writeDigits(char* target, int count, std::uint32_t number) noexcept {
-    for (; count > 0; --count) {
-        target[count - 1] = static_cast<char>('0' + number % 10);
-        number /= 10;
-    }
-}
-
-void appendTime(LineBuffer& buffer, std::int64_t time) noexcept {
-    using namespace std::chrono;
-    const sys_time<microseconds> instant{microseconds(time)};
-    const auto day = floor<days>(instant);
-    const year_month_day date(day);
-    const auto micros = static_cast<std::uint64_t>((instant - day).count());
-    const auto second = static_cast<std::uint32_t>(micros / 1000000);
-    char text[] = "0000-00-00T00:00:00.000000Z";
-    writeDigits(text, 4, static_cast<std::uint32_t>(static_cast<int>(date.year())));
-    writeDigits(text + 5, 2, static_cast<unsigned int>(date.month()));
-    writeDigits(text + 8, 2, static_cast<unsigned int>(date.day()));
-    writeDigits(text + 11, 2, second / 3600);
-    writeDigits(text + 14, 2, second / 60 % 60);
-    writeDigits(text + 17, 2, second % 60);
-    writeDigits(text + 20, 6, static_cast<std::uint32_t>(micros % 1000000));
-    buffer.append(text, sizeof(text) - 1);
-}
+constexpr std::uint32_t kLastControl = 0x9F;
 
 void appendNumber(LineBuffer& buffer, std::uint32_t number) noexcept {
-    char text[10];
-    const auto result = std::to_chars(text, text + sizeof(text), number);
-    buffer.append(text, static_cast<std::size_t>(result.ptr - text));
+    if (number >= 10) {
+        appendNumber(buffer, number / 10);
+    }
+    buffer.append(static_cast<char>('0' + number % 10));
 }
 
 void appendHex(LineBuffer& buffer, const unsigned char* bytes, std::size_t length) noexcept {
-    char* const place = buffer.reserve(2 * length);
-    if (place == nullptr) {
+    char* target = buffer.reserve(2 * length);
+    if (target == nullptr) {
         return;
     }
     for (std::size_t i = 0; i < length; ++i) {
-        place[2 * i] = kHexDigits[bytes[i] >> 4];
-        place[2 * i + 1] = kHexDigits[bytes[i] & 0x0F];
+        *target++ = kHexDigits[bytes[i] >> 4];
+        *target++ = kHexDigits[bytes[i] & 0x0F];
     }
-    buffer.commit(2 * length);
+    buffer.commit(target);
 }
 
-/// How many bytes at `at` are a control character: the ASCII ones, and U+0080 to U+009F, which are two bytes.
-std::size_t controlLength(const unsigned char* at) noexcept {
-    if (*at < 0x20 || *at == 0x7F) {
-        return 1;
-    }
-    return *at == 0xC2 && at[1] >= 0x80 && at[1] <= 0x9F ? 2 : 0;
+/// Unsigned on every system.
+std::uint32_t codeOf(wchar_t character) noexcept {
+    return static_cast<std::uint32_t>(character);
 }
 
-/// Whether a byte stands for itself wherever it stands: nearly all of a trace's do.
-constexpr std::array<bool, 256> kIsPlain = [] {
-    std::array<bool, 256> isPlain{};
-    for (std::size_t byte = ' '; byte < 0x7F; ++byte) {
-        isPlain[byte] = byte != '"' && byte != '\\';
+/// Whether an ASCII character stands for itself wherever it stands: nearly all of a trace's do.
+constexpr std::array<bool, 0x80> kIsPlain = [] {
+    std::array<bool, 0x80> isPlain{};
+    for (std::size_t code = ' '; code < 0x7F; ++code) {
+        isPlain[code] = code != '"' && code != '\\';
     }
     return isPlain;
 }();
 
+/// Of several at once, the answer needs one branch.
+template <class... Characters>
+bool arePlain(Characters... characters) noexcept {
+    return (codeOf(characters) | ...) < kIsPlain.size() && (kIsPlain[codeOf(characters)] & ...);
+}
+
+/// Adds the plain characters that `at` begins with; returns their end.
+const wchar_t* appendPlain(LineBuffer& buffer, const wchar_t* at, const wchar_t* end) noexcept {
+    char* target = buffer.reserve(static_cast<std::size_t>(end - at));
+    if (target == nullptr) {
+        return end;
+    }
+    while (end - at >= 8 && arePlain(at[0], at[1], at[2], at[3], at[4], at[5], at[6], at[7])) {
+        target = std::copy_n(at, 8, target);
+        at += 8;
+    }
+    while (at != end && arePlain(*at)) {
+        *target++ = static_cast<char>(*at++);
+    }
+    buffer.commit(target);
+    return at;
+}
+
+/// The ASCII ones, and those from U+0080 to U+009F.
+bool isControl(wchar_t character) noexcept {
+    const std::uint32_t code = codeOf(character);
+    return code < 0x20 || (code >= 0x7F && code <= kLastControl);
+}
+
 void appendControl(LineBuffer& buffer, unsigned char code) noexcept {
     switch (code) {
     case '\n':
-        return buffer.append("\\n", 2);
+        return buffer.append("\\n");
     case '\r':
-        return buffer.append("\\r", 2);
+        return buffer.append("\\r");
     case '\t':
-        return buffer.append("\\t", 2);
+        return buffer.append("\\t");
     default:
-        buffer.append("\\u00", 4);
+        buffer.append("\\u00");
         appendHex(buffer, &code, 1);
     }
 }
 
-/// `text` is UTF-8 and zero-terminated. With `isQuoted`, quotes and backslashes are escaped too, as JSON wants it.
-void appendEscaped(LineBuffer& buffer, const char* text, bool isQuoted) noexcept {
-    const auto* at = reinterpret_cast<const unsigned char*>(text);
-    const unsigned char* plain = at;
-    const auto appendPlain = [&] {
-        buffer.append(reinterpret_cast<const char*>(plain), static_cast<std::size_t>(at - plain));
-    };
+/// Adds the characters beyond the control ones that `at` begins with, all at once, for two units may be one character;
+/// returns their end.
+const wchar_t* appendForeign(LineBuffer& buffer, const wchar_t* at, const wchar_t* end) noexcept {
+    const wchar_t* const behind =
+        std::find_if(at, end, [](wchar_t character) { return codeOf(character) <= kLastControl; });
+    appendUtf8(buffer, {at, static_cast<std::size_t>(behind - at)});
+    return behind;
+}
+
+/// As UTF-8. With `isQuoted`, quotes and backslashes are escaped too, as JSON wants it.
+void appendEscaped(LineBuffer& buffer, std::wstring_view text, bool isQuoted) noexcept {
+    const wchar_t* at = text.data();
+    const wchar_t* const end = at + text.size();
     for (;;) {
-        while (kIsPlain[*at]) {
-            ++at;
+        at = appendPlain(buffer, at, end);
+        if (at == end || *at == 0) {
+            return;
         }
-        if (*at == 0) {
-            break;
-        }
-        const std::size_t control = controlLength(at);
-        const bool isEscaped = isQuoted && (*at == '"' || *at == '\\');
-        if (control == 0 && !isEscaped) {
-            ++at;
-            continue;
-        }
-        appendPlain();
-        if (isEscaped) {
-            buffer.append('\\');
-            buffer.append(static_cast<char>(*at));
+        if (isControl(*at)) {
+            appendControl(buffer, static_cast<unsigned char>(*at++));
+        } else if (*at == L'"' || *at == L'\\') {
+            if (isQuoted) {
+                buffer.append('\\');
+            }
+            buffer.append(static_cast<char>(*at++));
         } else {
-            appendControl(buffer, at[control - 1]);
+            at = appendForeign(buffer, at, end);
         }
-        at += isEscaped ? 1 : control;
-        plain = at;
     }
-    appendPlain();
 }
 
 const char* levelName(std::uint32_t level) noexcept {
@@ -137,64 +135,65 @@ const char* levelName(std::uint32_t level) noexcept {
     }
 }
 
-void appendText(LineBuffer& buffer, std::int64_t time, std::uint32_t thread, const RylogRecord& record) noexcept {
-    appendTime(buffer, time);
+void appendText(LineBuffer& buffer, std::string_view time, std::uint32_t thread, const Message& message) noexcept {
+    buffer.append(time);
     buffer.append(' ');
     appendNumber(buffer, thread);
     buffer.append(' ');
-    appendEscaped(buffer, record.module, false);
+    appendEscaped(buffer, message.module, false);
     buffer.append(' ');
-    if (const char* const name = levelName(record.level); name != nullptr) {
+    if (const char* const name = levelName(message.level); name != nullptr) {
         buffer.append(name);
     } else {
-        appendNumber(buffer, record.level);
+        appendNumber(buffer, message.level);
     }
     buffer.append(' ');
-    appendEscaped(buffer, record.text, false);
-    if (record.bytes != nullptr) {
-        buffer.append(" [", 2);
-        appendHex(buffer, record.bytes, record.length);
+    appendEscaped(buffer, message.text, false);
+    if (message.bytes != nullptr) {
+        buffer.append(" [");
+        appendHex(buffer, message.bytes, message.length);
         buffer.append(']');
     }
     buffer.append('\n');
 }
 
-void appendJson(LineBuffer& buffer, std::int64_t time, std::uint32_t thread, const RylogRecord& record) noexcept {
+void appendJson(LineBuffer& buffer, std::string_view time, std::uint32_t thread, const Message& message) noexcept {
     buffer.append("{\"time\":\"");
-    appendTime(buffer, time);
+    buffer.append(time);
     buffer.append("\",\"thread\":");
     appendNumber(buffer, thread);
     buffer.append(",\"module\":\"");
-    appendEscaped(buffer, record.module, true);
+    appendEscaped(buffer, message.module, true);
     buffer.append("\",\"level\":");
-    appendNumber(buffer, record.level);
+    appendNumber(buffer, message.level);
     buffer.append(",\"text\":\"");
-    appendEscaped(buffer, record.text, true);
-    if (record.bytes != nullptr) {
+    appendEscaped(buffer, message.text, true);
+    if (message.bytes != nullptr) {
         buffer.append("\",\"bytes\":\"");
-        appendHex(buffer, record.bytes, record.length);
+        appendHex(buffer, message.bytes, message.length);
     }
     buffer.append("\"}\n");
 }
 
 } // namespace
 
-void appendUtf8(LineBuffer& buffer, const wchar_t* text, std::size_t length) noexcept {
+void appendUtf8(LineBuffer& buffer, std::wstring_view text) noexcept {
     constexpr std::size_t kMostBytes = 4;
-    if (length == 0 || length > SIZE_MAX / kMostBytes) {
+    if (text.empty() || text.size() > SIZE_MAX / kMostBytes) {
         return;
     }
-    if (char* const place = buffer.reserve(length * kMostBytes); place != nullptr) {
-        buffer.commit(platform::wideToUtf8(text, length, place, length * kMostBytes));
+    const std::size_t room = text.size() * kMostBytes;
+    if (char* const place = buffer.reserve(room); place != nullptr) {
+        buffer.commit(place + platform::wideToUtf8(text.data(), text.size(), place, room));
     }
 }
 
-void appendLine(LineBuffer& buffer, RylogFormat format, std::int64_t time, std::uint32_t thread,
-                const RylogRecord& record) noexcept {
+void appendLine(LineBuffer& buffer, RylogFormat format, std::string_view time, std::uint32_t thread,
+                const Message& message) noexcept {
     if (format == RylogFormat::Json) {
-        appendJson(buffer, time, thread, record);
+        appendJson(buffer, time, thread, message);
     } else {
-        appendText(buffer, time, thread, record);
+        appendText(buffer, time, thread, message);
     }
 }
 

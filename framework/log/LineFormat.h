@@ -1,21 +1,31 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "framework/log/LineBuffer.h"
 #include "ry/rylog.h"
 
 namespace Ry::log {
 
-/// Adds the wide text (`length` characters) as UTF-8; what is no character becomes U+FFFD.
-void appendUtf8(LineBuffer& buffer, const wchar_t* text, std::size_t length) noexcept;
+/// One message as it was logged. Its texts end before their first zero, if they have one.
+struct Message {
+    std::wstring_view module;
+    std::uint32_t level;
+    std::wstring_view text;
+    const unsigned char* bytes; ///< null when the message has no dump
+    std::uint32_t length;
+};
 
-/// Adds one line with its line end: of time (microseconds since 1970, UTC), thread number and message.
+/// Adds the wide text as UTF-8; what is no character becomes U+FFFD.
+void appendUtf8(LineBuffer& buffer, std::wstring_view text) noexcept;
+
+/// Adds one line with its line end: of the time's text, the thread's number and the message.
 ///
 /// Text: the five parts with blanks between, the level by its name, the dump in brackets; control characters as in C,
 /// so that no message can pretend to be two lines or command a terminal.
 /// Json: one object; see the header of the library.
-void appendLine(LineBuffer& buffer, RylogFormat format, std::int64_t time, std::uint32_t thread,
-                const RylogRecord& record) noexcept;
+void appendLine(LineBuffer& buffer, RylogFormat format, std::string_view time, std::uint32_t thread,
+                const Message& message) noexcept;
 
 } // namespace Ry::log

@@ -3,24 +3,30 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <cstring>
-#include <cwchar>
+#include <iterator>
 #include <string>
 
-#include "framework/log/LineFormat.h"
+#include "platform/Encoding.h"
 
 namespace Ry::log {
 namespace {
 
 constexpr std::uint32_t kDefaultLevels = 31;
 
-// A receiver that logs would wait for itself: what it logs is dropped.
-thread_local bool t_isDelivering = false;
+struct Thread {
+    // A receiver that logs would wait for itself: what it logs is dropped.
+    bool isDelivering = false;
+    std::uint32_t number = 0;
+};
+
+thread_local Thread t_thread;
 
 std::uint32_t threadNumber() noexcept {
     static std::atomic<std::uint32_t> s_last = 0;
-    thread_local const std::uint32_t t_number = ++s_last;
-    return t_number;
+    if (t_thread.number == 0) {
+        t_thread.number = ++s_last;
+    }
+    return t_thread.number;
 }
 
 std::int64_t microsecondsNow() noexcept {
@@ -52,12 +58,11 @@ std::size_t fittingLength(const LineBuffer& text, std::size_t room) noexcept {
 void Log::setModuleName(const wchar_t* name) noexcept {
     LineBuffer text;
     if (name != nullptr) {
-        appendUtf8(text, name, std::wcslen(name));
+        appendUtf8(text, name);
     }
     const std::lock_guard lock(m_mutex);
-    const std::size_t length = fittingLength(text, sizeof(m_moduleName) - 1);
-    std::memcpy(m_moduleName, text.data(), length);
-    m_moduleName[length] = 0;
+    const std::size_t room = std::size(m_moduleName) - 1;
+    m_moduleName[platform::utf8ToWide(text.data(), fittingLength(text, room), m_moduleName, room)] = 0;
 }
 
 bool Log::setUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept {
@@ -73,27 +78,22 @@ void Log::setReceiver(RylogReceiver receiver, void* context, std::uint32_t level
     publishLevels();
 }
 
-void Log::write(const char* module, std::uint32_t level, const char* text, const unsigned char* bytes,
+void Log::write(const wchar_t* module, std::uint32_t level, std::wstring_view text, const unsigned char* bytes,
                 std::uint32_t length) noexcept {
-    if (t_isDelivering) {
+    if (t_thread.isDelivering) {
         return;
     }
     const std::lock_guard lock(m_mutex);
-    const RylogRecord record{module == nullptr ? m_moduleName : module, level, text, bytes, length};
     // Asked again under the lock: the log may have been set up anew since.
     if ((m_levels.load(std::memory_order_relaxed) & level) == 0) {
         return;
     }
+    const Message message{module == nullptr ? m_moduleName : module, level, text, bytes, length};
     if (m_receiver == nullptr) {
-        writeLine(record);
-        return;
+        writeLine(message);
+    } else {
+        deliver(message);
     }
-    t_isDelivering = true;
-    try {
-        m_receiver(m_pContext, &record);
-    } catch (...) { // NOLINT(bugprone-empty-catch): a host's failure is not the plug-in's
-    }
-    t_isDelivering = false;
 }
 
 std::uint64_t Log::readEnvironment() noexcept {
@@ -123,12 +123,31 @@ void Log::publishLevels() noexcept {
     m_levels.store(m_receiver != nullptr ? m_receiverLevels : m_fileLevels, std::memory_order_relaxed);
 }
 
-void Log::writeLine(const RylogRecord& record) noexcept {
+void Log::writeLine(const Message& message) noexcept {
     LineBuffer line;
-    appendLine(line, m_format, microsecondsNow(), threadNumber(), record);
+    appendLine(line, m_format, m_time.of(microsecondsNow()), threadNumber(), message);
     if (!line.hasFailed()) {
         m_file.write(line.data(), line.length());
     }
+}
+
+void Log::deliver(const Message& message) noexcept {
+    LineBuffer module;
+    appendUtf8(module, message.module);
+    module.append('\0');
+    LineBuffer text;
+    appendUtf8(text, message.text);
+    text.append('\0');
+    if (module.hasFailed() || text.hasFailed()) {
+        return;
+    }
+    const RylogRecord record{module.data(), message.level, text.data(), message.bytes, message.length};
+    t_thread.isDelivering = true;
+    try {
+        m_receiver(m_pContext, &record);
+    } catch (...) { // NOLINT(bugprone-empty-catch): a host's failure is not the plug-in's
+    }
+    t_thread.isDelivering = false;
 }
 
 } // namespace Ry::log

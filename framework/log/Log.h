@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <mutex>
 
+#include "framework/log/LineFormat.h"
 #include "framework/log/OutputFile.h"
-#include "ry/rylog.h"
+#include "framework/log/TimeText.h"
 
 namespace Ry::log {
 
@@ -18,12 +19,15 @@ public:
         return ((levels == kUnknown ? readEnvironment() : levels) & level) != 0;
     }
 
+    /// See rylogLevels.
+    [[nodiscard]] constexpr const std::atomic<std::uint64_t>* levels() const noexcept { return &m_levels; }
+
     void setModuleName(const wchar_t* name) noexcept;
     [[nodiscard]] bool setUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
     void setReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept;
 
     /// `module` may be null: the process's module name.
-    void write(const char* module, std::uint32_t level, const char* text, const unsigned char* bytes,
+    void write(const wchar_t* module, std::uint32_t level, std::wstring_view text, const unsigned char* bytes,
                std::uint32_t length) noexcept;
 
 private:
@@ -33,19 +37,21 @@ private:
     std::uint64_t readEnvironment() noexcept;
     bool openFile(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
     void publishLevels() noexcept;
-    void writeLine(const RylogRecord& record) noexcept;
+    void writeLine(const Message& message) noexcept;
+    void deliver(const Message& message) noexcept;
 
     std::atomic<std::uint64_t> m_levels = kUnknown;
 
     // Guards everything below, and keeps lines whole and in the order of their times.
     std::mutex m_mutex;
     OutputFile m_file;
+    TimeText m_time;
     RylogFormat m_format = RylogFormat::Text;
     std::uint64_t m_fileLevels = kUnknown;
     RylogReceiver m_receiver = nullptr;
     void* m_pContext = nullptr;
     std::uint32_t m_receiverLevels = 0;
-    char m_moduleName[256] = {};
+    wchar_t m_moduleName[256] = {};
 };
 
 } // namespace Ry::log

@@ -1,11 +1,9 @@
 #include "ry/rylog.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
-#include <cwchar>
+#include <iterator>
 
-#include "framework/log/LineFormat.h"
 #include "framework/log/Log.h"
 #include "framework/text/WideFormat.h"
 #include "platform/SecureZero.h"
@@ -14,42 +12,43 @@ namespace {
 
 Ry::log::Log g_log;
 
-/// The formatted message as zero-terminated UTF-8; the buffer has failed when there was no memory.
-void appendMessage(Ry::log::LineBuffer& buffer, const wchar_t* wideFormat, va_list arguments) noexcept {
-    wchar_t room[512];
-    wchar_t* text = room;
-    std::size_t length = Zel::text::formatWide(room, std::size(room), wideFormat, arguments);
-    const std::size_t used = std::min(length, std::size(room));
-    if (length > std::size(room)) {
-        text = static_cast<wchar_t*>(std::malloc(length * sizeof(wchar_t)));
-        length = text == nullptr ? 0 : Zel::text::formatWide(text, length, wideFormat, arguments);
+/// A formatted message, empty without memory. It is overwritten before it goes, as the line is.
+class FormattedText {
+public:
+    FormattedText(const wchar_t* wideFormat, va_list arguments) noexcept {
+        m_length = Zel::text::formatWide(m_room, std::size(m_room), wideFormat, arguments);
+        if (m_length > std::size(m_room)) {
+            platform::secureZero(m_room, sizeof(m_room));
+            m_pText = static_cast<wchar_t*>(std::malloc(m_length * sizeof(wchar_t)));
+            m_length = m_pText == nullptr ? 0 : Zel::text::formatWide(m_pText, m_length, wideFormat, arguments);
+        }
     }
-    Ry::log::appendUtf8(buffer, text, length);
-    buffer.append('\0');
-    // As the line's: values that are to stay nowhere.
-    platform::secureZero(room, used * sizeof(wchar_t));
-    if (text != room) {
-        platform::secureZero(text, length * sizeof(wchar_t));
-        std::free(text);
+    FormattedText(const FormattedText&) = delete;
+    FormattedText& operator=(const FormattedText&) = delete;
+    ~FormattedText() {
+        platform::secureZero(m_pText, m_length * sizeof(wchar_t));
+        if (m_pText != m_room) {
+            std::free(m_pText);
+        }
     }
-}
+
+    [[nodiscard]] std::wstring_view view() const noexcept { return {m_pText, m_length}; }
+
+private:
+    wchar_t m_room[512];
+    wchar_t* m_pText = m_room;
+    std::size_t m_length;
+};
 
 void write(const wchar_t* module, std::uint32_t level, const unsigned char* bytes, std::uint32_t length,
            const wchar_t* wideFormat, va_list arguments) noexcept {
-    Ry::log::LineBuffer text;
-    appendMessage(text, wideFormat, arguments);
-    Ry::log::LineBuffer moduleName;
-    if (module != nullptr) {
-        Ry::log::appendUtf8(moduleName, module, std::wcslen(module));
-        moduleName.append('\0');
-    }
-    if (text.hasFailed() || moduleName.hasFailed()) {
-        return;
-    }
-    g_log.write(module == nullptr ? nullptr : moduleName.data(), level, text.data(), bytes, length);
+    const FormattedText text(wideFormat, arguments);
+    g_log.write(module, level, text.view(), bytes, length);
 }
 
 } // namespace
+
+const std::atomic<std::uint64_t>* const rylogLevels = g_log.levels();
 
 void rylogSetModuleName(const wchar_t* name) noexcept {
     g_log.setModuleName(name);

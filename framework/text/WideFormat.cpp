@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cwchar>
+#include <string>
 
 namespace Zel::text {
 namespace {
@@ -51,7 +52,7 @@ public:
     }
     void write(const wchar_t* text, std::size_t length) noexcept {
         if (m_length < m_room) {
-            std::wmemcpy(m_pTarget + m_length, text, std::min(length, m_room - m_length));
+            std::copy_n(text, std::min(length, m_room - m_length), m_pTarget + m_length);
         }
         m_length += length;
     }
@@ -119,8 +120,7 @@ const wchar_t* parseLength(const wchar_t* at, Length& length) noexcept {
     }
 }
 
-/// `at` stands behind the percent sign; returns the position of the conversion's letter.
-const wchar_t* parse(const wchar_t* at, Conversion& conversion, Arguments& arguments) noexcept {
+const wchar_t* parseFlagsAndNumbers(const wchar_t* at, Conversion& conversion, Arguments& arguments) noexcept {
     at = parseNumber(parseFlags(at, conversion), conversion.width, arguments);
     if (conversion.width < 0) {
         conversion.isLeft = true;
@@ -129,6 +129,15 @@ const wchar_t* parse(const wchar_t* at, Conversion& conversion, Arguments& argum
     if (*at == L'.') {
         at = parseNumber(at + 1, conversion.precision, arguments);
         conversion.precision = std::max(conversion.precision, kNone);
+    }
+    return at;
+}
+
+/// `at` stands behind the percent sign; returns the position of the conversion's letter.
+const wchar_t* parse(const wchar_t* at, Conversion& conversion, Arguments& arguments) noexcept {
+    // What stands before the letters, which few conversions have, comes before them in ASCII, too.
+    if (*at < L'A') {
+        at = parseFlagsAndNumbers(at, conversion, arguments);
     }
     at = parseLength(at, conversion.length);
     conversion.type = *at;
@@ -174,12 +183,13 @@ struct Prefix {
 
 void writeNumber(Writer& writer, const Conversion& conversion, std::uint64_t value, const Prefix& prefix) noexcept {
     constexpr int kMostDigits = 20;
-    const unsigned int base = conversion.type == L'x' || conversion.type == L'X' ? 16 : 10;
     const wchar_t* const alphabet = conversion.type == L'X' ? L"0123456789ABCDEF" : L"0123456789abcdef";
+    const bool isHex = conversion.type == L'x' || conversion.type == L'X';
     wchar_t digits[kMostDigits];
     int first = kMostDigits;
-    for (; value != 0; value /= base) {
-        digits[--first] = alphabet[value % base];
+    // Divisors that the compiler knows cost much less.
+    for (; value != 0; value = isHex ? value / 16 : value / 10) {
+        digits[--first] = alphabet[isHex ? value % 16 : value % 10];
     }
     const int length = kMostDigits - first;
     const int least = conversion.precision == kNone ? 1 : conversion.precision;
@@ -233,15 +243,22 @@ void writePadded(Writer& writer, const Conversion& conversion, const Character* 
 /// Reads no further than the precision, so that a text without terminator can be given with one.
 template <class Character>
 std::size_t textLength(const Character* text, int precision) noexcept {
+    if (precision == kNone) {
+        return std::char_traits<Character>::length(text);
+    }
     std::size_t length = 0;
-    while ((precision == kNone || length < static_cast<std::size_t>(precision)) && text[length] != 0) {
+    while (length < static_cast<std::size_t>(precision) && text[length] != 0) {
         ++length;
     }
     return length;
 }
 
+const wchar_t* shownText(const wchar_t* text) noexcept {
+    return text == nullptr ? L"(null)" : text;
+}
+
 void writeText(Writer& writer, const Conversion& conversion, const wchar_t* text) noexcept {
-    const wchar_t* const shown = text == nullptr ? L"(null)" : text;
+    const wchar_t* const shown = shownText(text);
     writePadded(writer, conversion, shown, textLength(shown, conversion.precision));
 }
 
@@ -303,6 +320,13 @@ std::size_t formatWide(wchar_t* target, std::size_t room, const wchar_t* format,
         writer.write(at, static_cast<std::size_t>(start - at));
         if (*start == 0) {
             break;
+        }
+        // Most of a trace's conversions; the general way would cost several times as much.
+        if (start[1] == L'w' && start[2] == L's') {
+            const wchar_t* const text = shownText(va_arg(shared.list, const wchar_t*));
+            writer.write(text, std::wcslen(text));
+            at = start + 3;
+            continue;
         }
         Conversion conversion;
         const wchar_t* const letter = parse(start + 1, conversion, shared);

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "framework/log/LineFormat.h"
+#include "framework/log/TimeText.h"
 #include "ry/rylog.h"
 #include "tests/fuzz/Input.h"
 #include "tests/fuzz/Models.h"
@@ -27,8 +28,12 @@ struct Message {
 };
 
 std::string lineOf(const Message& message, RylogFormat format, const RylogRecord& record) {
+    const std::wstring module = Fuzz::wideOf(record.module);
+    const std::wstring text = Fuzz::wideOf(record.text);
     Ry::log::LineBuffer buffer;
-    Ry::log::appendLine(buffer, format, message.time, message.thread, record);
+    Ry::log::TimeText time;
+    Ry::log::appendLine(buffer, format, time.of(message.time), message.thread,
+                        {module, record.level, text, record.bytes, record.length});
     require(!buffer.hasFailed(), "there is memory");
     std::string line(buffer.data(), buffer.length());
     require(!line.empty() && line.back() == '\n', "a line ends with a line end");
