@@ -31,7 +31,7 @@ std::string lineOf(const Message& message, RylogFormat format, const RylogRecord
     const std::wstring module = Fuzz::wideOf(record.module);
     const std::wstring text = Fuzz::wideOf(record.text);
     Ry::log::LineBuffer buffer;
-    Ry::log::TimeText time;
+    static Ry::log::TimeText time; // as the log does, which keeps the last second
     Ry::log::appendLine(buffer, format, time.of(message.time), message.thread,
                         {module, record.level, text, record.bytes, record.length});
     require(!buffer.hasFailed(), "there is memory");

@@ -275,6 +275,48 @@ TEST_F(LogTest, TextIsUtf8) {
     EXPECT_EQ(line.text, "\xE2\x82\xAC \xE6\xBC\xA2 \xF0\x9F\x94\x91");
 }
 
+TEST_F(LogTest, AMessageEndsAtItsFirstZero) {
+    ASSERT_TRUE(logTo(RylogFormat::Json));
+    rylogLog(kModule, 1, L"before%cbehind, and long enough for more than one step", 0);
+    EXPECT_EQ(only().text, "before");
+}
+
+TEST_F(LogTest, EveryLengthAndPlaceIsEscaped) {
+    ASSERT_TRUE(logTo(RylogFormat::Json));
+    const std::wstring plain = L"abcdefghijklmnopqrstuvwxyz";
+    std::vector<std::string> expected;
+    for (std::size_t length = 0; length < plain.size(); ++length) {
+        for (std::size_t at = 0; at < length; ++at) {
+            std::wstring text = plain.substr(0, length);
+            text[at] = at % 2 == 0 ? L'"' : L'\n';
+            rylogLog(kModule, 1, L"%ws", text.c_str());
+            expected.emplace_back(text.begin(), text.end());
+        }
+    }
+    std::vector<std::string> texts;
+    for (const std::string& line : lines()) {
+        texts.push_back(parse(line).text);
+    }
+    EXPECT_EQ(texts, expected);
+}
+
+TEST_F(LogTest, NegativeCharactersAreReplaced) {
+    ASSERT_TRUE(logTo(RylogFormat::Json));
+    rylogLog(kModule, 1, L"<%c>", sizeof(wchar_t) == 2 ? 0xD800 : -1);
+    EXPECT_EQ(only().text, "<\xEF\xBF\xBD>");
+}
+
+TEST_F(LogTest, LevelsAreThereForThoseWhoAskOften) {
+    ASSERT_TRUE(rylogSetUp(nullptr, kAll, RylogFormat::Json));
+    EXPECT_EQ(rylogLevels->load(), 0U);
+    ASSERT_TRUE(logTo(RylogFormat::Json, 1 | 8));
+    EXPECT_EQ(rylogLevels->load(), 9U);
+    rylogSetReceiver([](void*, const RylogRecord*) {}, nullptr, 2 | 4);
+    EXPECT_EQ(rylogLevels->load(), 6U);
+    rylogSetReceiver(nullptr, nullptr, 0);
+    EXPECT_EQ(rylogLevels->load(), 9U);
+}
+
 TEST_F(LogTest, LoneSurrogatesAreReplaced) {
     ASSERT_TRUE(logTo(RylogFormat::Json));
     rylogLog(kModule, 1, L"a%cb%cc", 0xD800, 0xDFFF);
