@@ -149,8 +149,8 @@ TString& TString::operator=(const wchar_t* text) {
 }
 
 void TString::clear() noexcept {
-    if (isOnlyOwner()) {
-        setLength(0);
+    if (m_pData != m_inline && isOnlyOwner()) {
+        setLength(0); // keeps the room
     } else {
         dispose();
     }
@@ -232,7 +232,11 @@ TString TString::substr(std::size_t position, std::size_t count) const {
 
 void TString::dispose() noexcept {
     if (m_pData == m_inline) {
-        setLength(0);
+        if (m_length != 0) {
+            // All of it: a fixed number of characters is wiped faster than a few.
+            platform::secureZero(m_inline, sizeof m_inline);
+            m_length = 0;
+        }
         return;
     }
     releaseCharacters(m_pData);
