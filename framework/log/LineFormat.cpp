@@ -35,11 +35,11 @@ std::uint32_t codeOf(wchar_t character) noexcept {
     return static_cast<std::uint32_t>(character);
 }
 
-/// Whether an ASCII character stands for itself wherever it stands: nearly all of a trace's do.
-constexpr std::array<bool, 0x80> kIsPlain = [] {
-    std::array<bool, 0x80> isPlain{};
+/// 1 for an ASCII character that stands for itself wherever it stands, as nearly all of a trace's do; else 0.
+constexpr std::array<std::uint8_t, 0x80> kIsPlain = [] {
+    std::array<std::uint8_t, 0x80> isPlain{};
     for (std::size_t code = ' '; code < 0x7F; ++code) {
-        isPlain[code] = code != '"' && code != '\\';
+        isPlain[code] = code != '"' && code != '\\' ? 1 : 0;
     }
     return isPlain;
 }();
@@ -47,7 +47,7 @@ constexpr std::array<bool, 0x80> kIsPlain = [] {
 /// Of several at once, the answer needs one branch.
 template <class... Characters>
 bool arePlain(Characters... characters) noexcept {
-    return (codeOf(characters) | ...) < kIsPlain.size() && (kIsPlain[codeOf(characters)] & ...);
+    return (codeOf(characters) | ...) < kIsPlain.size() && (kIsPlain[codeOf(characters)] & ...) != 0;
 }
 
 /// Adds the plain characters that `at` begins with; returns their end.
