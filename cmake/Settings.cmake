@@ -13,7 +13,10 @@ if(WIN32)
   set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 else()
   set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+  # Of the build folder, too: CMake would pad the paths there with empty ones, for which the loader takes the current
+  # directory.
   set(CMAKE_INSTALL_RPATH "$ORIGIN:$ORIGIN/../lib")
+  set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 endif()
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/archive)
 
