@@ -235,6 +235,36 @@ TEST_F(Authenticate, anEmptyOrUndecodableRuntimePinFallsBackToTheAccessPin) {
     }
 }
 
+TEST_F(Authenticate, anEmptyPinOfTheOperationTakesTheAccessPinsPlace) {
+    for (const std::string role : {"USER", "SO"}) {
+        SCOPED_TRACE(role);
+        startWithReader(staticPin(role, role == "SO" ? kSoPinHex : kUserPinHex));
+        const Params params = Params().plain("PINID", role).hex("PIN", "");
+
+        const Result result = execute(kScript, params);
+
+        expectOutputs(result, {error("80ec")});
+        expectCalls({});
+        expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
+                    Trace{{1, "PKCS11Client::authenticate: PIN parameter not found"}} + leave(kScript) +
+                    executeTail(result));
+        plugin.free();
+        fake.reset();
+    }
+}
+
+TEST_F(Authenticate, anEmptyPinOfTheOperationIsForTheRoleThatItNames) {
+    // It takes the officer's place as the stored PIN, so no PIN of another role is in question.
+    startWithReader(staticPin("SO", kSoPinHex));
+    expectRefused(execute(kScript, Params().plain("PINID", "USER").hex("PIN", "")), message("PIN parameter not found"));
+}
+
+TEST_F(Authenticate, anEmptyPinWithoutRoleTakesTheAccessPinsPlaceForGood) {
+    startWithReader(staticPin("USER", kUserPinHex));
+    expectRefused(execute(kScript, Params().hex("PIN", "")), message("PIN parameter not found"));
+    expectRefused(execute(kScript), message("PIN parameter not found"));
+}
+
 TEST_F(Authenticate, theRuntimePinStandsBeforeTheAccessPin) {
     startWithReader(staticPin("USER", "39393939"));
     expectOutputs(runDirectly(kScript, Params().hex("PIN", kUserPinHex)), {error("0")});

@@ -455,6 +455,26 @@ TEST_F(ChangeAuthenticator, pinsThatDoNotDecodeFallBackToTheAccessPins) {
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
 }
 
+TEST_F(ChangeAuthenticator, emptyPinsOfTheOperationTakeTheAccessPinsPlaces) {
+    for (const std::string role : {"USER", "SO"}) {
+        SCOPED_TRACE(role);
+        startWithReader(change(role));
+        expectRefused(execute(kScript, pinId(role).hex("OLD_PIN", "")), message("OLD_PIN parameter not found"));
+        plugin.free();
+        fake.reset();
+
+        startWithReader(change(role));
+        expectRefused(execute(kScript, pinId(role).hex("NEW_PIN", "")), message("NEW_PIN parameter not found"));
+        plugin.free();
+        fake.reset();
+    }
+}
+
+TEST_F(ChangeAuthenticator, anEmptyOldPinOfTheOperationIsForTheRoleThatItNames) {
+    startWithReader(change("SO"));
+    expectRefused(execute(kScript, pinId("USER").hex("OLD_PIN", "")), message("OLD_PIN parameter not found"));
+}
+
 TEST_F(ChangeAuthenticator, anOldPinOfTheOtherRoleIsNotUsed) {
     startWithReader(Params().plain("PINID", "SO").hex("OLD_PIN", kSoPinHex));
     const Params params = pinId("USER").hex("NEW_PIN", kNewPinHex);

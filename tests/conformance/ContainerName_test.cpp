@@ -42,8 +42,8 @@ Trace loginFailed(const std::string& rv) {
     return {{1, "PKCS11Client::writeContainerName : login " + rv + " : failed"}};
 }
 
-Trace searchAnnounced(const std::string& id) {
-    return sessionCall(kMethod, "C_FindObjectsInit", 1) +
+Trace searchAnnounced(const std::string& id, CK_SESSION_HANDLE session = 1) {
+    return sessionCall(kMethod, "C_FindObjectsInit", session) +
            dumpedLines(kMethod, {{CKA_CLASS, numberDump(CKO_PRIVATE_KEY)}, {CKA_ID, id}});
 }
 
@@ -51,14 +51,14 @@ Trace found(CK_OBJECT_HANDLE object, int count) {
     return call(kMethod, "C_FindObjects") + foundLines(kMethod, object, count);
 }
 
-Trace nameSet(CK_OBJECT_HANDLE object) {
-    return sessionCall(kMethod, "C_SetAttributeValue", 1) + in(kMethod, "hKeyObject", object);
+Trace nameSet(CK_OBJECT_HANDLE object, CK_SESSION_HANDLE session = 1) {
+    return sessionCall(kMethod, "C_SetAttributeValue", session) + in(kMethod, "hKeyObject", object);
 }
 
 /// Search, end of search and naming, where all goes well.
-Trace success() {
-    return searchAnnounced("01") + findCall(kMethod, 1) + found(0x101, 1) +
-           sessionCall(kMethod, "C_FindObjectsFinal", 1) + nameSet(0x101);
+Trace success(CK_SESSION_HANDLE session = 1) {
+    return searchAnnounced("01", session) + findCall(kMethod, session) + found(0x101, 1) +
+           sessionCall(kMethod, "C_FindObjectsFinal", session) + nameSet(0x101, session);
 }
 
 const std::string kInit = "C_FindObjectsInit(0x1, [CKA_CLASS=3 CKA_ID=01])";
@@ -99,6 +99,47 @@ protected:
                            readParametersTrace(params.ids()) + loginOnOpenSessionTrace(1) + body + leave(kMethod),
                        error);
     }
+    /// The module forgets the session, and the login with it, just before the writer's own login asks for it.
+    void loseSessionBetweenTheLogins() {
+        m_asked = 0;
+        fake.hook<Function::C_GetSessionInfo>([this](CK_SESSION_HANDLE session, CK_SESSION_INFO* info) -> CK_RV {
+            if (++m_asked == 2) {
+                fake.dropSessions();
+            }
+            return fake.honest().C_GetSessionInfo(session, info);
+        });
+    }
+    /// What both logins and the naming of the key call when the session is lost between the logins.
+    static std::vector<std::string> lostSessionCalls(const std::vector<std::string>& logouts) {
+        std::vector<std::string> all = {"C_OpenSession(0x11, flags=0x6)",
+                                        "C_GetSessionInfo(0x1)",
+                                        "C_Login(0x1, CKU_USER, 31323334)",
+                                        "C_GetSessionInfo(0x1)",
+                                        "C_CloseSession(0x1)",
+                                        "C_OpenSession(0x11, flags=0x6)",
+                                        "C_GetSessionInfo(0x2)",
+                                        "C_Login(0x2, CKU_USER, 31323334)",
+                                        "C_FindObjectsInit(0x2, [CKA_CLASS=3 CKA_ID=01])",
+                                        "C_FindObjects(0x2, max=1)",
+                                        "C_FindObjectsFinal(0x2)",
+                                        "C_SetAttributeValue(0x2, 0x101, [0x80000008=616263])"};
+        all.insert(all.end(), logouts.begin(), logouts.end());
+        return all;
+    }
+    /// The same as a trace; `logouts` are those of the writer, `last` that of "writeData".
+    static Trace lostSession(const Params& params, const Trace& logouts, const Trace& last, const std::string& error) {
+        const Trace secondLogin = entry("loginAsUser") + replaceStaleSessionTrace(1, 2) +
+                                  authenticatedUserTrace(2, CKS_RW_PUBLIC_SESSION) +
+                                  Trace{{2, "PKCS11Client::loginAsUser : C_Login"},
+                                        {4, "PKCS11Client::loginAsUser: --> hSession=0x2"},
+                                        {4, "PKCS11Client::loginAsUser: --> CKU_USER"}} +
+                                  leave("loginAsUser");
+        return storyOf(kScript, params,
+                       loginAsUserTrace(1) + entry(kMethod) + operationParameters(kMethod, params.ids()) +
+                           readParametersTrace(params.ids()) + secondLogin + success(2) + logouts + leave(kMethod) +
+                           last,
+                       error);
+    }
     /// Refused with 33004 and this one complaint; nothing is looked for.
     void expectRefused(const Params& params, const std::string& text, Where where = Where::current()) {
         fake.restartCallCount();
@@ -114,6 +155,9 @@ protected:
         fake.removeAllObjects();
         forget();
     }
+
+private:
+    int m_asked = 0;
 };
 
 TEST_F(ContainerName, theKeyGetsTheName) {
@@ -312,6 +356,31 @@ TEST_F(ContainerName, aTokenThatRefusesTheAttributeIsReported) {
     expectTrace(nested(params, success() + failed(kMethod, "C_SetAttributeValue", CKR_ATTRIBUTE_TYPE_INVALID), "80f9"));
 }
 
+TEST_F(ContainerName, missingFunctionsAnswerAsNotSupported) {
+    struct Missing {
+        Function function;
+        const char* name;
+        std::vector<std::string> before; ///< the calls up to it
+    };
+    for (const Missing& missing :
+         std::vector<Missing>{{Function::C_SetAttributeValue, "C_SetAttributeValue", {kInit, kFind, kFinal}},
+                              {Function::C_FindObjectsFinal, "C_FindObjectsFinal", {kInit, kFind}},
+                              {Function::C_FindObjects, "C_FindObjects", {kInit}},
+                              {Function::C_FindObjectsInit, "C_FindObjectsInit", {}}}) {
+        SCOPED_TRACE(missing.name);
+        fake.reset();
+        plugin = Executor();
+        ASSERT_NO_FATAL_FAILURE(startWithReader(Params().hex("PIN", "31323334")));
+        fake.addObject(keyWithId("01"));
+        fake.setNullEntry(missing.function);
+
+        expectOutputs(execute(kScript, namingKey()), {{"ERROR", 2, 3, "80f4"}});
+
+        expectCalls(nestedCalls(missing.before));
+        expectTraceAt(1, failed(kMethod, missing.name, CKR_FUNCTION_NOT_SUPPORTED));
+    }
+}
+
 TEST_F(ContainerName, aFailedLoginOfItsOwnEndsIt) {
     hideStateFor(1);
     fake.answerNext(Function::C_Login, CKR_PIN_INCORRECT);
@@ -366,6 +435,40 @@ TEST_F(ContainerName, itsOwnFailedLogoutIsAnnouncedWithEachTryAndRewritesError) 
                          success() + logoutTrace(kMethod, 1, CKR_GENERAL_ERROR) +
                              logoutTrace(kMethod, 1, CKR_DEVICE_ERROR) + logoutTrace(kMethod, 1),
                          "80fa"));
+}
+
+TEST_F(ContainerName, aSessionLostBetweenTheLoginsIsReplacedAndBothLogOut) {
+    fake.addObject(keyWithId("01"));
+    loseSessionBetweenTheLogins();
+    // The writer has logged the user out by the time "writeData" does, whose tries have no limit either.
+    fake.passNext(Function::C_Logout);
+    fake.answerNext(Function::C_Logout, CKR_USER_NOT_LOGGED_IN, 2);
+    fake.answerNext(Function::C_Logout, CKR_OK);
+    const Params params = namingKey();
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+
+    expectCalls(lostSessionCalls({"C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)"}));
+    expectTrace(lostSession(
+        params, logoutTrace(kMethod, 2),
+        logoutTrace(kScript, 2, CKR_USER_NOT_LOGGED_IN) + failed(kScript, "C_Logout", CKR_USER_NOT_LOGGED_IN), "0"));
+    EXPECT_EQ(fake.object(0x101)->hexOf(0x80000008), "616263");
+}
+
+TEST_F(ContainerName, afterALostSessionTheWritersFailedLogoutStandsAndThatOfWriteDataDoesNot) {
+    fake.addObject(keyWithId("01"));
+    loseSessionBetweenTheLogins();
+    fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
+    fake.passNext(Function::C_Logout);
+    fake.answerNext(Function::C_Logout, CKR_GENERAL_ERROR);
+    fake.answerNext(Function::C_Logout, CKR_OK);
+    const Params params = namingKey();
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80fa"}});
+
+    expectCalls(lostSessionCalls({"C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)"}));
+    expectTrace(lostSession(params, logoutTrace(kMethod, 2, CKR_DEVICE_ERROR) + logoutTrace(kMethod, 2),
+                            logoutTrace(kScript, 2, CKR_GENERAL_ERROR), "80fa"));
 }
 
 TEST_F(ContainerName, itsOwnFailedLogoutReplacesAFailedCallsCode) {

@@ -154,6 +154,30 @@ TEST_F(GenerateKeyPair, whoeverIsLoggedInStaysLoggedIn) {
     EXPECT_EQ(fake.login(), Fake::Role::User);
 }
 
+TEST_F(GenerateKeyPair, inAnUnknownStateNobodyIsLoggedInOrOut) {
+    fake.setLogin(Fake::Role::User);
+    fake.setSessionState(9);
+    const Trace neither =
+        entry("loginAsUser") + openSessionTrace(2, 1) + authenticatedUserTrace(1, 9) + leave("loginAsUser");
+
+    const Result result = generate();
+
+    expectOutputs(result, kGenerated);
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", generateCall(),
+                 "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=null/0])",
+                 "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=room/128])"});
+    expectTrace(framed(required(), announced() + handlesTrace() + modulusRead(), result, neither));
+    EXPECT_EQ(fake.login(), Fake::Role::User);
+}
+
+TEST_F(GenerateKeyPair, inAnUnknownStateTheTokenSaysThatNobodyIsLoggedIn) {
+    fake.setSessionState(9);
+
+    expectOutputs(generate(), {errorIs("80f0")});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", generateCall()});
+    expectTraceAt(1, failed(kScript, "C_GenerateKeyPair", 0x101));
+}
+
 TEST_F(GenerateKeyPair, keysOf2048Bits) {
     const Params params = Params().plain("ALGOID", kRsa).plain("KEYSIZE", "2048").base64("PUBLICEXPONENT", "Aw==");
 
@@ -744,6 +768,21 @@ TEST_F(GenerateKeyPair, aLengthThatIsNoneIsAGeneralError) {
                        announced() + handlesTrace() + modulusAsked() + failed(kScript, "C_GetAttributeValue", 0x05),
                        result));
     EXPECT_EQ(fake.callCount(Function::C_Logout), 0U);
+}
+
+TEST_F(GenerateKeyPair, aModulusOfNoBytesIsAnEmptyOutput) {
+    fake.hook<Function::C_GetAttributeValue>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE* list, CK_ULONG) {
+        list[0].ulValueLen = 0;
+        return CK_RV{CKR_OK};
+    });
+
+    const Result result = generate();
+
+    expectOutputs(result, {kDone, {"MODULUS", 1, 2, ""}});
+    EXPECT_EQ(fake.callCount(Function::C_GetAttributeValue), 2U);
+    expectTrace(framed(required(),
+                       announced() + handlesTrace() + valueRead(kScript, 1, 0x101, 0x120, "") + logoutTrace(kScript, 1),
+                       result));
 }
 
 TEST_F(GenerateKeyPair, wideHandlesAreNotCut) {

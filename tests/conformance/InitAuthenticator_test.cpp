@@ -53,6 +53,11 @@ Trace initPin(const std::string& method, CK_SESSION_HANDLE session) {
 const std::vector<std::string> kOfficerSetsPin = {"C_OpenSession(0x11, flags=0x6)",
                                                   "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
                                                   "C_Logout(0x1)"};
+/// The module no longer knows session 0x1.
+const std::vector<std::string> kOfficerSetsPinOnAFreshSession = {
+    "C_GetSessionInfo(0x1)",          "C_CloseSession(0x1)",
+    "C_OpenSession(0x11, flags=0x6)", "C_Login(0x2, CKU_SO, 3132333435363738)",
+    "C_InitPIN(0x2, 35363738)",       "C_Logout(0x2)"};
 
 } // namespace
 
@@ -128,6 +133,18 @@ TEST_F(InitAuthenticator, anOpenSessionIsKept) {
     expectOutputs(execute(kInit, initParams()), {error("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
                  "C_Logout(0x1)"});
+}
+
+TEST_F(InitAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
+    startWithSession(Role::Nobody);
+    fake.dropSessions();
+
+    expectOutputs(runDirectly(kInit, initParams()), {error("0")});
+
+    expectCalls(kOfficerSetsPinOnAFreshSession);
+    expectTrace(entry(kInit) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kInit, 2) + initPin(kInit, 2) +
+                logoutTrace(kInit, 2) + leave(kInit));
+    EXPECT_EQ(fake.userPin(), "5678");
 }
 
 // initAuthenticator: its reading of the parameters
@@ -254,6 +271,19 @@ TEST_F(InitAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSa
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
 }
 
+TEST_F(InitAuthenticator, aPinInBase64ServesThroughTheAccessValue) {
+    // The script takes the value text, which is no hexadecimal text; what was read before it ran is the decoded PIN.
+    fake.setUserPin("9999");
+    startWithReader(Params().hex("PIN", kWrongPinHex));
+
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).base64("PIN", "MTIzNA==")), {error("0")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31323334)",
+                 "C_Logout(0x1)"});
+    EXPECT_EQ(fake.userPin(), "1234");
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
 TEST_F(InitAuthenticator, aKeyThatDoesNotDecodeIsMalformed) {
     startWithSession(Role::SecurityOfficer);
     for (const std::string key : {"qwertz", "7172737", "717273747G"}) {
@@ -328,6 +358,19 @@ TEST_F(InitAuthenticator, aModuleWithoutInitPinIsReported) {
     expectTraceAt(1, failed(kInit, "C_InitPIN", 0x54));
 }
 
+TEST_F(InitAuthenticator, aModuleWithoutLogoutIsReportedOnceThoughThePinIsSetAndStored) {
+    startWithReader();
+    fake.setNullEntry(Function::C_Logout);
+
+    expectOutputs(runDirectly(kInit, initParams()), {error("80f4")});
+
+    expectCalls(
+        {"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)"});
+    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
+                logoutTrace(kInit, 1, 0x54) + leave(kInit));
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
 // initAuthenticator: what stays
 
 TEST_F(InitAuthenticator, thePinThatWasSetIsTheStoredPin) {
@@ -351,6 +394,15 @@ TEST_F(InitAuthenticator, afterAFailureTheStoredPinStays) {
     fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
     expectOutputs(runDirectly(kInit, initParams()), {error("80ee")});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+TEST_F(InitAuthenticator, thePinOfARefusedOperationIsTheStoredPin) {
+    // It was read before the script ran; nothing takes that back.
+    startWithReader(Params().hex("PIN", kUserPinHex));
+    fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
+    expectOutputs(execute(kInit, initParams()), {error("80ee")});
+    EXPECT_EQ(fake.userPin(), "1234");
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 // unlockAuthenticator: the whole road
@@ -403,6 +455,18 @@ TEST_F(UnlockAuthenticator, theKeyIdIsOptional) {
     startWithReader();
     expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {error("0")});
     expectCalls(kOfficerSetsPin);
+}
+
+TEST_F(UnlockAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
+    startWithSession(Role::Nobody);
+    fake.dropSessions();
+
+    expectOutputs(runDirectly(kUnlock, unlockParams()), {error("0")});
+
+    expectCalls(kOfficerSetsPinOnAFreshSession);
+    expectTrace(entry(kUnlock) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kUnlock, 2) + initPin(kUnlock, 2) +
+                logoutTrace(kUnlock, 2) + leave(kUnlock));
+    EXPECT_EQ(fake.userPin(), "5678");
 }
 
 // unlockAuthenticator: its reading of the parameters
@@ -521,6 +585,13 @@ TEST_F(UnlockAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncoding
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
                  "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
+}
+
+TEST_F(UnlockAuthenticator, aPinInBase64IsNoneForTheScriptButIsStored) {
+    startWithReader(Params().hex("PIN", kWrongPinHex));
+    expectRefused(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).base64("PIN", "MTIzNA==")),
+                  unlockMessage("NEW_PIN parameter not found"));
+    EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 
 TEST_F(UnlockAuthenticator, aKeyThatDoesNotDecodeIsMalformed) {
@@ -652,6 +723,14 @@ TEST_F(UnlockAuthenticator, afterAFailureTheStoredPinStays) {
     expectOutputs(runDirectly(kUnlock, unlockParams(kWrongPinHex)), {error("80ee")});
     expectOutputs(runDirectly(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", "31")), {error("80fc")});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
+}
+
+TEST_F(UnlockAuthenticator, thePinOfARefusedOperationIsTheStoredPin) {
+    startWithReader(Params().hex("PIN", kUserPinHex));
+    fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
+    expectOutputs(execute(kUnlock, unlockParams()), {error("80ee")});
+    EXPECT_EQ(fake.userPin(), "1234");
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(UnlockAuthenticator, aModuleWithoutInitPinIsReported) {

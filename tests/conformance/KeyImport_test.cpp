@@ -737,6 +737,32 @@ TEST_F(KeyImport, aSearchThatDoesNotEndOutweighsAFoundKey) {
     expectError(execute(kScript, keyPair().hex("ID", "01")), "80fa");
 }
 
+TEST_F(KeyImport, missingFunctionsOfTheSearchAnswerAsNotSupported) {
+    struct Missing {
+        Function function;
+        const char* name;
+        std::size_t searchCalls; ///< calls of the search before it
+    };
+    for (const Missing& missing : {Missing{Function::C_FindObjectsInit, "C_FindObjectsInit", 0},
+                                   Missing{Function::C_FindObjects, "C_FindObjects", 1},
+                                   Missing{Function::C_FindObjectsFinal, "C_FindObjectsFinal", 2}}) {
+        SCOPED_TRACE(missing.name);
+        fake.reset();
+        plugin = Executor();
+        ASSERT_NO_FATAL_FAILURE(startWithReader(Params().hex("PIN", "31323334")));
+        fake.setNullEntry(missing.function);
+        std::vector<std::string> middle = {privateCall(" CKA_ID=01")};
+        middle.insert(middle.end(), kPairSearch.begin(),
+                      kPairSearch.begin() + static_cast<std::ptrdiff_t>(missing.searchCalls));
+
+        expectOutputs(execute(kScript, keyPair().hex("ID", "01")), {{"ERROR", 2, 3, "80f4"}});
+
+        expectCalls(loggedIn(middle));
+        expectTraceAt(1, failed(kMethod, missing.name, CKR_FUNCTION_NOT_SUPPORTED));
+        EXPECT_EQ(fake.objects().size(), 1U);
+    }
+}
+
 TEST_F(KeyImport, aHandleOfZeroIsNoKey) {
     fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* count) {
         *found = 0;

@@ -453,6 +453,24 @@ TEST_F(ReadKey, aLengthBeyondItsBufferIsAGeneralErrorWhicheverOfBothHasIt) {
     }
 }
 
+TEST_F(ReadKey, numbersOfNoBytesAreEmptyOutputs) {
+    addKey("A1", "03");
+    fake.hook<Function::C_GetAttributeValue>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE* list, CK_ULONG) {
+        list[0].ulValueLen = 0;
+        list[1].ulValueLen = 0;
+        return CK_RV{CKR_OK};
+    });
+
+    const Result result = read();
+
+    expectOutputs(result, {kDone, countIs("1"), {"MODULUS1", 1, 2, ""}, {"PUBLICEXPONENT1", 1, 2, ""}});
+    EXPECT_EQ(fake.callCount(Function::C_GetAttributeValue), 2U);
+    expectTrace(framed(keyPair(),
+                       searchTrace(kMethod, 1, {kClassEntry}) + foundTrace(kMethod, 1, 0x101) +
+                           bothRead(0x101, "", "") + foundNothing(kMethod, 1) + searchEnd(kMethod, 1),
+                       result));
+}
+
 TEST_F(ReadKey, aCountAboveOneIsTakenAsOne) {
     addKey("A1", "03");
     fake.hook<Function::C_FindObjects>(

@@ -123,6 +123,24 @@ TEST_F(RemoveData, theScriptReadsItsParametersItself) {
                  kNoTemplate, kFind, kFinal, "C_Logout(0x1)"});
 }
 
+TEST_F(RemoveData, inAnUnknownStateNobodyIsLoggedInOrOut) {
+    fake.setLogin(Fake::Role::User);
+    fake.setSessionState(9);
+    fake.addObject(object(CKO_CERTIFICATE, "01"));
+    const Params params = ofType("CERTIFICATE");
+
+    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", init("CKA_CLASS=1"), kFind,
+                 destroy("0x101"), kFind, kFinal});
+    expectTrace(storyOf(kScript, params,
+                        entry("loginAsUser") + openSessionTrace(CKF_RW_SESSION, 1) + authenticatedUserTrace(1, 9) +
+                            leave("loginAsUser") + searchAnnounced({{CKA_CLASS, numberDump(CKO_CERTIFICATE)}}) +
+                            found(0x101, 1) + destroyed(0x101) + found(0, 0) + searchEnded(),
+                        "0"));
+    EXPECT_EQ(fake.login(), Fake::Role::User);
+}
+
 TEST_F(RemoveData, threeCertificatesGoWithinOneSearch) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     fake.addObject(object(CKO_CERTIFICATE, "02"));

@@ -267,6 +267,14 @@ TEST_F(Roles, wherePinsWereNeverGivenTheRememberedRoleIsTheUser) {
     expectNotFound("changeAuthenticator", pinId("USER"), "OLD_PIN");
 }
 
+TEST_F(Roles, aRoleAloneDoesNotSayWhosePinItWouldBe) {
+    begin(pinId("SO"));
+    expectGuard("authenticate", pinId("SO"), kSo, kUser);
+    expectGuard("changeAuthenticator", pinId("SO").hex("NEW_PIN", kNewPin), kSo, kUser);
+    expectNotFound("authenticate", pinId("USER"), "PIN");
+    expectNotFound("changeAuthenticator", pinId("USER").hex("NEW_PIN", kNewPin), "OLD_PIN");
+}
+
 // What an operation brings for the officer
 
 struct Brought {
@@ -372,6 +380,24 @@ TEST_F(Roles, aPinWithoutPinIdIsTheOfficersWhereTheOfficerStands) {
     EXPECT_EQ(loginCall(), loginText(kSo, kWrongPin));
     expectNoUserPin();
     EXPECT_EQ(authenticated(), loginText(kSo, kSoPin));
+}
+
+TEST_F(Roles, aPinWithoutPinIdBehindAnOperationForTheOfficerIsTheOfficers) {
+    begin();
+    run("beginSynchronization", pinId("SO"));
+    forget();
+    expectError(execute("signData", Params().hex("PIN", kUserPin)), "80f8");
+    expectTraceAt(1, kNoUserPin);
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)"});
+}
+
+TEST_F(Roles, aPinWithoutPinIdBehindAnOperationForTheOfficerDoesNotDisplaceTheUsers) {
+    begin(Params().hex("PIN", kUserPin));
+    run("beginSynchronization", pinId("SO"));
+    forget();
+    static_cast<void>(execute("signData", Params().hex("PIN", kWrongPin)));
+    EXPECT_EQ(loginCall(), loginText(kUser, kUserPin));
+    EXPECT_EQ(userPin(), kUserPin);
 }
 
 TEST_F(Roles, aPinThatIsDecodedServesTheOfficerThroughTheAccessValue) {

@@ -168,6 +168,13 @@ Trace replaceSessionTrace(CK_SESSION_HANDLE old, CK_STATE oldState, CK_SESSION_H
            opening(CKF_RW_SESSION, session, slot, CKR_OK) + leave(method);
 }
 
+Trace replaceStaleSessionTrace(CK_SESSION_HANDLE old, CK_SESSION_HANDLE session, CK_SLOT_ID slot) {
+    const std::string method = "openSession";
+    return entry(method) + sessionCall(method, "C_GetSessionInfo", old) + sessionInfoTrace(method, 0, 0, 0) +
+           closing(method, old) + failed(method, "C_CloseSession", CKR_SESSION_HANDLE_INVALID) +
+           opening(CKF_RW_SESSION, session, slot, CKR_OK) + leave(method);
+}
+
 Trace closeSessionTrace(std::optional<CK_SESSION_HANDLE> session, CK_RV rv) {
     const std::string method = "closeSession";
     Trace trace = entry(method);

@@ -82,6 +82,9 @@ struct Result;
 /// openSession where a read-only session is replaced by a read/write one.
 [[nodiscard]] Trace replaceSessionTrace(CK_SESSION_HANDLE old, CK_STATE oldState, CK_SESSION_HANDLE session,
                                         CK_SLOT_ID slot = 0x11);
+/// openSession where the module no longer knows the open session: nothing is told of it, closing it fails, and a
+/// read/write one takes its place.
+[[nodiscard]] Trace replaceStaleSessionTrace(CK_SESSION_HANDLE old, CK_SESSION_HANDLE session, CK_SLOT_ID slot = 0x11);
 /// closeSession from entry to exit; without an open session (nullopt) only these two.
 [[nodiscard]] Trace closeSessionTrace(std::optional<CK_SESSION_HANDLE> session, CK_RV rv = CKR_OK);
 /// getAuthicatedUser: call, handle, session information, exit.
