@@ -779,7 +779,8 @@ TEST_F(GenerateKeyPair, aModulusOfNoBytesIsAnEmptyOutput) {
     const Result result = generate();
 
     expectOutputs(result, {kDone, {"MODULUS", 1, 2, ""}});
-    EXPECT_EQ(fake.callCount(Function::C_GetAttributeValue), 2U);
+    expectCalls(afterLogin({generateCall(), "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=null/0])",
+                            "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=room/0])", "C_Logout(0x1)"}));
     expectTrace(framed(required(),
                        announced() + handlesTrace() + valueRead(kScript, 1, 0x101, 0x120, "") + logoutTrace(kScript, 1),
                        result));

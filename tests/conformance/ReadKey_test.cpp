@@ -464,7 +464,10 @@ TEST_F(ReadKey, numbersOfNoBytesAreEmptyOutputs) {
     const Result result = read();
 
     expectOutputs(result, {kDone, countIs("1"), {"MODULUS1", 1, 2, ""}, {"PUBLICEXPONENT1", 1, 2, ""}});
-    EXPECT_EQ(fake.callCount(Function::C_GetAttributeValue), 2U);
+    expectCalls({"C_OpenSession(0x11, flags=0x4)", "C_FindObjectsInit(0x1, [CKA_CLASS=2])", "C_FindObjects(0x1, max=1)",
+                 "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=null/0 CKA_PUBLIC_EXPONENT=null/0])",
+                 "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=room/0 CKA_PUBLIC_EXPONENT=room/0])",
+                 "C_FindObjects(0x1, max=1)", "C_FindObjectsFinal(0x1)"});
     expectTrace(framed(keyPair(),
                        searchTrace(kMethod, 1, {kClassEntry}) + foundTrace(kMethod, 1, 0x101) +
                            bothRead(0x101, "", "") + foundNothing(kMethod, 1) + searchEnd(kMethod, 1),
