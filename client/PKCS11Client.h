@@ -51,7 +51,6 @@ private:
     void initializeModule(const Trace& trace);
     void closeSessionForGood(const Trace& trace);
     void finalizeModule(const Trace& trace, int usersBefore);
-    [[nodiscard]] Zel::ClientOperationResponse* respond(const Trace& trace, const Zel::ClientOperation& operation);
     void traceOperation(const Trace& trace, const Zel::ClientOperation& operation) const;
     void runOperation(const Trace& trace, const Zel::ClientOperation& operation,
                       const Zel::Vector<Zel::Parameter>* params, Zel::Vector<Zel::Parameter>& outputs);

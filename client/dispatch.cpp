@@ -52,6 +52,7 @@ void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Paramet
 }
 
 Zel::ClientOperationResponse* PKCS11Client::execute(Zel::ClientOperation* operation) {
+    OwnedParameters params; // a host may see them go: after the exit has been told
     Trace trace(L"execute");
     if (!m_isReady) {
         trace.failure(L": Plugin not validated");
@@ -62,22 +63,18 @@ Zel::ClientOperationResponse* PKCS11Client::execute(Zel::ClientOperation* operat
         return nullptr;
     }
     try {
-        return respond(trace, *operation);
+        traceOperation(trace, *operation);
+        OwnedResponse response(new Zel::ClientOperationResponse());
+        response->setId(operation->getId());
+        params.reset(operation->getParameters());
+        Zel::Vector<Zel::Parameter> outputs;
+        runOperation(trace, *operation, params.get(), outputs);
+        response->setResponseParameters(outputs);
+        traceOutputs(trace, outputs);
+        return response.release();
     } catch (const std::bad_alloc&) {
         throwOutOfMemory();
     }
-}
-
-Zel::ClientOperationResponse* PKCS11Client::respond(const Trace& trace, const Zel::ClientOperation& operation) {
-    traceOperation(trace, operation);
-    OwnedResponse response(new Zel::ClientOperationResponse());
-    response->setId(operation.getId());
-    const OwnedParameters params(operation.getParameters());
-    Zel::Vector<Zel::Parameter> outputs;
-    runOperation(trace, operation, params.get(), outputs);
-    response->setResponseParameters(outputs);
-    traceOutputs(trace, outputs);
-    return response.release();
 }
 
 void PKCS11Client::traceOperation(const Trace& trace, const Zel::ClientOperation& operation) const {

@@ -58,6 +58,15 @@ bool readCreation(const Trace& trace, const Zel::Vector<Zel::Parameter>* params,
     return true;
 }
 
+/// Null without memory for the executor or for what it is made of.
+Zel::ClientOperationExecutor* construct(Creation creation) {
+    try {
+        return new PKCS11Client(std::move(creation.library), creation.libraryName, creation.readerPrefix);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 Zel::ClientOperationExecutor* makeExecutor(const Trace& trace, const Zel::Vector<Zel::Parameter>* params) {
     std::uint32_t error = 0;
     if (!createInstanceMutex(error)) {
@@ -70,8 +79,7 @@ Zel::ClientOperationExecutor* makeExecutor(const Trace& trace, const Zel::Vector
     }
     const int count = instances::add(creation.libraryName);
     trace.write(TraceLevel::Value, L":  InstancesCount = %d (%ws)", count, creation.libraryName);
-    Zel::ClientOperationExecutor* const executor =
-        new (std::nothrow) PKCS11Client(std::move(creation.library), creation.libraryName, creation.readerPrefix);
+    Zel::ClientOperationExecutor* const executor = construct(std::move(creation));
     trace.write(TraceLevel::Value, L"<-- Output Param %ws", executor != nullptr ? L"ClientOperationExecutor" : L"NULL");
     return executor;
 }

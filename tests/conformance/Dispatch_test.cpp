@@ -1,6 +1,7 @@
 // execute: what an operation must be, which script it runs, and what comes back. getSupportedScripts. Also the reader
 // list where it grows beyond its first five places.
 
+#include "plugin/exports.h"
 #include "ry/rylog.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Operation.h"
@@ -48,17 +49,31 @@ Trace unknownType(const std::string& type) {
 
 const Trace kUnknownScript = {{1, "PKCS11Client::execute:Unknown Operation Script!"}};
 
-/// A vector that tells when it is destroyed.
+/// A vector that tells when it is destroyed, in the trace too.
 class WatchedVector final : public Zel::Vector<Zel::Parameter> {
 public:
     explicit WatchedVector(int& destroyed) : m_destroyed(destroyed) {}
     void* deletingDestructor(unsigned int flags) override {
         ++m_destroyed;
+        rylogLog(L"HOST", 4, L"the parameters go");
         return Zel::Vector<Zel::Parameter>::deletingDestructor(flags);
     }
 
 private:
     int& m_destroyed;
+};
+
+/// A vector that seems to have one element until that one has been taken.
+class LateVector final : public Zel::Vector<Zel::Parameter> {
+public:
+    [[nodiscard]] std::uint32_t size() const noexcept override { return m_isTaken ? Vector::size() : 1; }
+    [[nodiscard]] Zel::Parameter* at(std::uint32_t index) const override {
+        m_isTaken = true;
+        return Vector::at(index);
+    }
+
+private:
+    mutable bool m_isTaken = false;
 };
 
 /// An operation that tells what was asked of it.
@@ -395,6 +410,39 @@ TEST_F(Dispatch, theParameterVectorIsDestroyedOnEveryWay) {
     expectOwnership("unknown", "getCardState", Params().plain("KEYID", "01"));
     expectOwnership(kScriptType, "getCardState", Params().plain("PINID", "x"), true);
     plugin.terminate();
+}
+
+TEST_F(Dispatch, aVectorIsAskedForItsSizeAfterEveryElement) {
+    LateVector creationParams;
+    creationParams.append(*Params().plain("readerPrefix", "P:").vector());
+    creationParams.append(*creation().vector()); // without these there is no executor
+    Zel::ClientOperationExecutor* const executor = newInstance(&creationParams);
+    ASSERT_NE(executor, nullptr);
+    LateVector access;
+    access.append(*Params().plain("KEYID", "01").plain("ALGOID", "02").vector());
+    forget();
+    executor->initialize(&access, nullptr);
+    expectTraceAt(4, {{4, "PKCS11Client::initialize: --> Input Param accessParams 1 items"},
+                      {4, "PKCS11Client::initialize: --> Input Param runtimeParameters -1 items"},
+                      {4, "PKCS11Client::readParameters: accessParameters 0, KEYID"},
+                      {4, "PKCS11Client::readParameters: accessParameters 1, ALGOID"},
+                      {4, "PKCS11Client::initialize: m_tsCurrentReader="},
+                      {4, "PKCS11Client::initialize: m_tsAlgoId=02"},
+                      {4, "PKCS11Client::initialize: m_tsKeyId=01"},
+                      {4, "PKCS11Client::initialize: m_tsDataToSign="}});
+    freeInstance(executor);
+}
+
+TEST_F(Dispatch, theParameterVectorGoesBehindTheExitLine) {
+    start();
+    WatchedOperation operation(kScriptType, "beginSynchronization", Params().plain("KEYID", "01"));
+    plugin.get()->execute(&operation)->destroy();
+    const Trace written = trace();
+    ASSERT_GE(written.lines.size(), 3U);
+    const std::vector<TraceLine> end(written.lines.end() - 3, written.lines.end());
+    EXPECT_EQ(end, (std::vector<TraceLine>{{4, "PKCS11Client::executeOperation parameter 0, ERROR = 0"},
+                                           {16, "PKCS11Client::execute"},
+                                           {4, "the parameters go"}}));
 }
 
 // The synchronisation markers

@@ -199,9 +199,8 @@ TEST_F(Identity, aManufacturerWithZerosLeavesTheVersionLineThere) {
     start();
     for (const std::string& manufacturer : {std::string(), std::string("Zeros\0 and more", 15)}) {
         answerInfo(manufacturer);
-        const std::string text = description();
-        EXPECT_EQ(text.find(withoutModule() + "\nManufacturer ID=" + manufacturer.substr(0, 5)), 0U);
-        EXPECT_EQ(text.rfind("\nCryptoki version=2.40"), text.size() - 22);
+        EXPECT_EQ(description(),
+                  withoutModule() + "\nManufacturer ID=" + manufacturer.substr(0, 5) + "\nCryptoki version=2.40");
     }
     fake.unhook(Function::C_GetInfo);
 }

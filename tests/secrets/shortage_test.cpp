@@ -1,4 +1,7 @@
 // Memory that runs out: every allocation of every story fails in its turn, alone or with all that follow.
+#include "plugin/exports.h"
+#include "ry/rylog.h"
+#include "tests/fake/Fake.h"
 #include "tests/secrets/Driver.h"
 #include "tests/secrets/Heap.h"
 #include "tests/secrets/Tracing.h"
@@ -7,6 +10,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <string>
 #include <tuple>
 
 using namespace Secrets;
@@ -187,6 +191,62 @@ INSTANTIATE_TEST_SUITE_P(Everywhere, ShortageAround,
                                     : one.param == Moment::Initialize ? "Initialization"
                                                                       : "End";
                          });
+
+/// What newInstance tells, with one allocation after the other failing.
+class Creations {
+public:
+    Creations() { rylogSetReceiver(listen, this, 4 | 16); }
+    Creations(const Creations&) = delete;
+    Creations& operator=(const Creations&) = delete;
+    ~Creations() { rylogSetReceiver(nullptr, nullptr, 0); }
+
+    /// Whether an executor came of it; `hasFailed` says whether an allocation did.
+    bool make(unsigned long failing, bool& hasFailed) {
+        m_told.clear();
+        Zel::Vector<Zel::Parameter> params;
+        const std::string file = Fake::moduleFile();
+        const std::wstring wide(file.begin(), file.end());
+        params.add(Zel::Parameter(Zel::ParameterEncoding::Plain, L"DLLNAME", Zel::ParameterType::Text, wide.c_str()));
+        Heap::failAllocation(failing);
+        Zel::ClientOperationExecutor* const executor = newInstance(&params);
+        hasFailed = Heap::failAllocation(0);
+        const std::string told = m_told;
+        if (executor != nullptr) {
+            freeInstance(executor);
+        }
+        m_told = told;
+        return executor != nullptr;
+    }
+
+    [[nodiscard]] bool tells(const char* text) const { return m_told.find(text) != std::string::npos; }
+
+private:
+    static void listen(void* context, const RylogRecord* record) {
+        const Heap::Unwatched unwatched;
+        static_cast<Creations*>(context)->m_told += std::string(record->text) + '\n';
+    }
+
+    std::string m_told;
+};
+
+/// Once an executor counts, the trace says what became of it: one that finds no memory is "NULL", and still counts.
+TEST(ShortageOfMemory, IsToldOfAnExecutorThatFindsNone) {
+    Creations creations;
+    bool hasFailed = false;
+    ASSERT_TRUE(creations.make(0, hasFailed)); // what is made once is there before blocks are counted
+    unsigned long nulls = 0;
+    hasFailed = true;
+    for (unsigned long failing = 1; hasFailed; ++failing) {
+        const bool isMade = creations.make(failing, hasFailed);
+        const bool isNull =
+            creations.tells("zel-coe-pkcs11::newInstance<-- Output Param NULL\nzel-coe-pkcs11::newInstance\n");
+        EXPECT_EQ(creations.tells("<-- Output Param ClientOperationExecutor\n"), isMade) << failing;
+        EXPECT_EQ(isNull, !isMade && creations.tells("InstancesCount = ")) << failing;
+        nulls += isNull ? 1 : 0;
+    }
+    // The object itself, and what it is made of.
+    EXPECT_GE(nulls, 2U);
+}
 
 /// What is let pass above does happen.
 TEST(ShortageOfMemory, HasItsSpecialAnswers) {
