@@ -61,7 +61,8 @@ bool readCreation(const Trace& trace, const Zel::Vector<Zel::Parameter>* params,
 /// Null without memory for the executor or for what it is made of.
 Zel::ClientOperationExecutor* construct(Creation creation) {
     try {
-        return new PKCS11Client(std::move(creation.library), creation.libraryName, creation.readerPrefix);
+        return new (std::nothrow)
+            PKCS11Client(std::move(creation.library), creation.libraryName, creation.readerPrefix);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
