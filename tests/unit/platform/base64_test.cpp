@@ -133,6 +133,7 @@ TEST(Base64, DoesNotReadBehindTheLength) {
     EXPECT_EQ(platform::decodeBase64(L"Zm9vYmFy", 4, nullptr, 0), 3U);
     EXPECT_EQ(platform::decodeBase64(L"Zm9v", 0, nullptr, 0), std::nullopt);
     EXPECT_EQ(platform::decodeBase64(L"Zg==", 3, nullptr, 0), std::nullopt);
+    EXPECT_EQ(platform::decodeBase64(L"Zm9vYmFy ", 7, nullptr, 0), std::nullopt);
     EXPECT_EQ(platform::decodeBase64(L"Zm9vZm8=", 7, nullptr, 0), std::nullopt);
 }
 
