@@ -48,7 +48,8 @@ void write(const wchar_t* module, std::uint32_t level, const unsigned char* byte
 
 } // namespace
 
-const std::atomic<std::uint64_t>* const rylogLevels = g_log.levels();
+// Others ask through it while they are loaded, before anything here would be initialised.
+constinit const std::atomic<std::uint64_t>* const rylogLevels = g_log.levels();
 
 void rylogSetModuleName(const wchar_t* name) noexcept {
     g_log.setModuleName(name);
