@@ -1,6 +1,6 @@
 #include "bench/Cases.h"
 
-#include "host/Texts.h"
+#include "host/plugin/Texts.h"
 
 namespace bench {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "host/Calls.h"
-#include "host/PluginLibrary.h"
+#include "host/plugin/Calls.h"
+#include "host/plugin/PluginLibrary.h"
 
 namespace bench {
 

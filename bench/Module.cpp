@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "host/Texts.h"
+#include "host/plugin/Texts.h"
 
 namespace bench {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "util/cryptoki.h"
+#include "cryptoki/cryptoki.h"
 
 // The Cryptoki calls that the plug-in makes for a script, one for one and with the same templates, made directly: the
 // measure of everything else. A session is open, whose handle is given. Each throws std::runtime_error on a failure.

@@ -11,7 +11,7 @@
 #include "bench/Module.h"
 #include "bench/RawCalls.h"
 #include "bench/SoftToken.h"
-#include "host/Texts.h"
+#include "host/plugin/Texts.h"
 #include "ry/rylog.h"
 
 // What an operator waits for: the plug-in beside the same Cryptoki calls made directly, on a software token with its

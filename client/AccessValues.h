@@ -1,7 +1,7 @@
 #pragma once
 
-#include "util/SecretBuffer.h"
-#include "util/cryptoki.h"
+#include "cryptoki/cryptoki.h"
+#include "text/SecretBuffer.h"
 #include "zel/Parameter.h"
 #include "zel/TString.h"
 #include "zel/Vector.h"

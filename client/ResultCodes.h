@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "util/cryptoki.h"
+#include "cryptoki/cryptoki.h"
 #include "zel/TString.h"
 
 /// Client error codes that the plug-in sets by itself; those that stand for a Cryptoki result come from

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/CryptokiCall.h"
+#include "token/CryptokiCall.h"
 #include "zel/TString.h"
 
 /// Who is logged in on a session, by its state.

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "token/CryptokiCall.h"
 #include "util/CReader.h"
-#include "util/CryptokiCall.h"
 #include "zel/TString.h"
 #include "zel/Vector.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/cryptoki.h"
+#include "cryptoki/cryptoki.h"
 #include "zel/TString.h"
 
 /// One reader of the executor's cache: a slot of the module under the name that a host knows it by.

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "util/SecretBuffer.h"
+#include "text/SecretBuffer.h"
 #include "zel/Parameter.h"
 #include "zel/TString.h"
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-#include "util/cryptoki.h"
+#include "cryptoki/cryptoki.h"
 
 /// What the module that does nothing answers, and what it was asked. One for the process.
 struct NoopControl {

@@ -8,7 +8,7 @@
 #include "bench/Executor.h"
 #include "bench/Module.h"
 #include "bench/peers/peer.h"
-#include "host/Texts.h"
+#include "host/plugin/Texts.h"
 #include "platform/Encoding.h"
 #include "ry/rylog.h"
 

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <utility>
 
-#include "framework/text/WideFormat.h"
 #include "platform/SecureZero.h"
+#include "text/WideFormat.h"
 #include "zel/Allocator.h"
 
 // Everything behind the text, up to the capacity, is zeros at all times: only characters that leave the text have to

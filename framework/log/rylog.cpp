@@ -5,8 +5,8 @@
 #include <iterator>
 
 #include "framework/log/Log.h"
-#include "framework/text/WideFormat.h"
 #include "platform/SecureZero.h"
+#include "text/WideFormat.h"
 
 namespace {
 

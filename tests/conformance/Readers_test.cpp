@@ -1,6 +1,6 @@
 // The two readers look for missing parameters themselves, though "readData" has done so before.
 
-#include "scripts/Readers.h"
+#include "scripts/object/Readers.h"
 #include "tests/conformance/SessionTest.h"
 
 namespace Conformance {

@@ -3,7 +3,7 @@
 #include "plugin/exports.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Utf8.h"
-#include "util/SecretBuffer.h"
+#include "text/SecretBuffer.h"
 #include "zel/ClientOperation.h"
 #include "zel/ClientOperationException.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tests/conformance/Harness.h"
-#include "util/CryptokiCall.h"
+#include "token/CryptokiCall.h"
 
 #include <cstdint>
 #include <memory>

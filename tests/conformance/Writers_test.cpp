@@ -1,6 +1,6 @@
 // The three writers look for missing parameters themselves, though "writeData" has done so before.
 
-#include "scripts/Writers.h"
+#include "scripts/object/Writers.h"
 #include "tests/conformance/SessionTest.h"
 
 namespace Conformance {

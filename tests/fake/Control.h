@@ -1,7 +1,7 @@
 #pragma once
 
+#include "cryptoki/cryptoki.h"
 #include "tests/fake/Function.h"
-#include "util/cryptoki.h"
 
 #include <cstddef>
 

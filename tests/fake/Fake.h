@@ -1,8 +1,8 @@
 #pragma once
 
+#include "cryptoki/cryptoki.h"
 #include "tests/fake/Attributes.h"
 #include "tests/fake/Function.h"
-#include "util/cryptoki.h"
 
 #include <cstddef>
 #include <functional>

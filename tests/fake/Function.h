@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/cryptoki.h"
+#include "cryptoki/cryptoki.h"
 
 #include <type_traits>
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 
-#include "host/Errors.h"
-#include "host/Parameters.h"
-#include "host/Texts.h"
+#include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
+#include "host/scripts/Parameters.h"
 #include "tests/fuzz/Input.h"
 #include "tests/fuzz/Models.h"
 #include "tests/fuzz/Sources.h"

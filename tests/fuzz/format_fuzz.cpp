@@ -3,9 +3,9 @@
 #include <cstdarg>
 #include <vector>
 
-#include "framework/text/WideFormat.h"
 #include "tests/fuzz/Input.h"
 #include "tests/fuzz/Targets.h"
+#include "text/WideFormat.h"
 #include "zel/TString.h"
 
 namespace {

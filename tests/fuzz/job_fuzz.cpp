@@ -5,9 +5,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "host/Errors.h"
-#include "host/JobReader.h"
-#include "host/JobStep.h"
+#include "host/plugin/Errors.h"
+#include "host/scripts/JobReader.h"
+#include "host/scripts/JobStep.h"
 #include "tests/fuzz/Input.h"
 #include "tests/fuzz/Sources.h"
 #include "tests/fuzz/Targets.h"

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "cryptoki/cryptoki.h"
 #include "tests/fake/Function.h"
 #include "tests/fake/module/State.h"
-#include "util/cryptoki.h"
 
 // What an honest token does: one operation for each function that issuing credentials needs. They run under the
 // state's lock, in an initialised module (but for C_Initialize).

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "cryptoki/cryptoki.h"
 #include "tests/fake/Function.h"
 #include "tests/fake/module/Masked.h"
-#include "util/cryptoki.h"
 
 #include <mutex>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "util/CryptokiCall.h"
+#include "token/CryptokiCall.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "scripts/Keywords.h"
+#include "scripts/common/Keywords.h"
 
 #include <gtest/gtest.h>
 

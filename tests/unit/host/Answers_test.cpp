@@ -1,9 +1,9 @@
-#include "host/Answers.h"
+#include "host/plugin/Answers.h"
 
 #include <gtest/gtest.h>
 
-#include "host/Readers.h"
-#include "host/Texts.h"
+#include "host/cli/Readers.h"
+#include "host/plugin/Texts.h"
 
 namespace host {
 namespace {

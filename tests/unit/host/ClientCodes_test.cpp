@@ -1,4 +1,4 @@
-#include "host/ClientCodes.h"
+#include "host/plugin/ClientCodes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
-#include "host/JobReader.h"
+#include "host/scripts/JobReader.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include <gtest/gtest.h>
 
-#include "host/Errors.h"
-#include "host/JobStep.h"
-#include "host/Texts.h"
+#include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
+#include "host/scripts/JobStep.h"
 
 namespace host {
 namespace {

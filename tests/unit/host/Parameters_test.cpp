@@ -1,9 +1,9 @@
-#include "host/Parameters.h"
+#include "host/scripts/Parameters.h"
 
 #include <gtest/gtest.h>
 
-#include "host/Errors.h"
-#include "host/Texts.h"
+#include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
 
 namespace host {
 namespace {

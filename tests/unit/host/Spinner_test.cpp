@@ -1,4 +1,4 @@
-#include "host/Spinner.h"
+#include "host/plugin/Spinner.h"
 
 #include <gtest/gtest.h>
 

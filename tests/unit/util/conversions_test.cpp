@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "HeapWatch.h"
 #include "ry/rylog.h"
+#include "tests/unit/HeapWatch.h"
 
 namespace {
 

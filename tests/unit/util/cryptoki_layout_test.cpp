@@ -1,4 +1,4 @@
-#include "util/cryptoki.h"
+#include "cryptoki/cryptoki.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "HeapWatch.h"
+#include "tests/unit/HeapWatch.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Lengths that no memory holds, and a gate to no module.
 
+#include "token/CryptokiCall.h"
 #include "util/Conversions.h"
-#include "util/CryptokiCall.h"
 
 #include <gtest/gtest.h>
 

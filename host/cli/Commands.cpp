@@ -1,0 +1,256 @@
+#include "host/cli/Commands.h"
+
+#include <algorithm>
+#include <array>
+
+#include "host/cli/Options.h"
+#include "host/cli/Readers.h"
+#include "host/plugin/Answers.h"
+#include "host/plugin/ClientCodes.h"
+#include "host/plugin/Errors.h"
+#include "host/plugin/Spinner.h"
+#include "host/plugin/Texts.h"
+#include "host/scripts/Job.h"
+#include "host/scripts/Scripts.h"
+#include "host/scripts/Session.h"
+#include "platform/Console.h"
+#include "platform/Streams.h"
+#include "ry/rylog.h"
+
+namespace host {
+
+namespace {
+
+ExitStatus writeResult(const Output& output, const std::string& text, ExitStatus status) {
+    if (output.result(text)) {
+        return status;
+    }
+    complain(output, "cannot write the result to standard output");
+    return status == ExitStatus::Success ? ExitStatus::Failed : status;
+}
+
+/// A spinner would be torn apart by a trace on the same terminal.
+bool wantsSpinner(const Options& options) {
+    return platform::errorsGoToTerminal() && options.trace != "-";
+}
+
+PluginLibrary loadPlugin(const Options& options) {
+    return PluginLibrary::load(options.plugin.empty() ? PluginLibrary::defaultPath() : options.plugin);
+}
+
+/// Results for a program, or text for a person with what went wrong on standard error.
+ExitStatus answerScript(const Options& options, const Output& output, const ScriptAnswer& answer) {
+    const ExitStatus status = answer.status();
+    if (options.json) {
+        const Json line = answer.thrown
+                              ? Json({{"script", answer.script}, {"exception", thrownJson(*answer.thrown)}})
+                              : Json({{"script", answer.script}, {"response", responseJson(answer.response.get())}});
+        if (writeResult(output, jsonLine(line), status) != status) {
+            return ExitStatus::Failed;
+        }
+    }
+    if (answer.thrown) {
+        output.message(readableFailure(answer.script, *answer.thrown));
+        return status;
+    }
+    const ParameterList none;
+    const ParameterList& parameters = answer.response ? answer.response->getResponseParameters() : none;
+    if (status != ExitStatus::Success) {
+        output.message(readableFailure(answer.script, parameters));
+    }
+    const std::string text = readableAnswer(parameters);
+    const bool hasText = status == ExitStatus::Success || text != readableAnswer(none);
+    return options.json || !hasText ? status : writeResult(output, text, status);
+}
+
+ExitStatus readers(const Options& options, const Output& output, const Session& session) {
+    const ScriptAnswer answer = session.run("getReaderList", std::nullopt);
+    if (answer.status() != ExitStatus::Success) {
+        return answerScript(options, output, answer);
+    }
+    const Zel::Parameter* names = findOutput(answer.response->getResponseParameters(), "READERS");
+    const std::string list = names == nullptr ? "" : toUtf8(names->getValue());
+    const AskReader ask = [&](const std::string& name) {
+        ParameterList wanted;
+        wanted.add(makeParameter("READERNAME", "hex", name));
+        const ScriptAnswer identity = session.run("getPlatformIdentifiers", std::move(wanted));
+        return identity.response ? ParameterList(identity.response->getResponseParameters()) : ParameterList();
+    };
+    const std::vector<Reader> found = readReaders(list, options.choice.readerPrefix.value_or(""), ask);
+    return writeResult(output, options.json ? jsonLine(readersJson(found)) : readerTable(found), ExitStatus::Success);
+}
+
+Json identity(Zel::ClientOperationExecutor& executor) {
+    Json names = Json::array();
+    const std::unique_ptr<Zel::Vector<Zel::TString>, Destroy> known(executor.getSupportedScripts());
+    for (std::uint32_t i = 0; known && i < known->size(); ++i) {
+        names.push_back(toUtf8(*known->at(i)));
+    }
+    return Json({{"version", toUtf8(executor.getVersion())},
+                 {"type", toUtf8(executor.getType())},
+                 {"name", toUtf8(executor.getName())},
+                 {"description", toUtf8(executor.getDescription())},
+                 {"validate", executor.validate()},
+                 {"isLocal", executor.isLocal()},
+                 {"supportedScripts", std::move(names)}});
+}
+
+std::string readableIdentity(const Json& values) {
+    std::string text;
+    for (const auto& entry : values.items()) {
+        std::string value;
+        if (entry.value().is_array()) {
+            value = joined(entry.value().get<std::vector<std::string>>());
+        } else if (entry.value().is_boolean()) {
+            value = entry.value().get<bool>() ? "yes" : "no";
+        } else {
+            value = entry.value().get<std::string>();
+        }
+        // The description has lines of its own.
+        for (std::size_t end = 0; (end = value.find('\n')) != std::string::npos;) {
+            value.replace(end, 1, "; ");
+        }
+        text += entry.key() + ": " + std::string(trimmed(printable(value))) + "\n";
+    }
+    return text;
+}
+
+ExitStatus info(const Options& options, const Output& output, const Session& session) {
+    Json values;
+    const std::optional<Thrown> thrown = caught([&] { values = identity(session.executor()); });
+    if (thrown) {
+        output.message(readableFailure("info", *thrown));
+        return ExitStatus::Failed;
+    }
+    return writeResult(output, options.json ? jsonLine(values) : readableIdentity(values), ExitStatus::Success);
+}
+
+ExitStatus listScripts(const Options& options, const Output& output) {
+    Json list = Json::array();
+    std::string text;
+    for (const Script& script : scripts()) {
+        list.push_back(Json({{"name", script.name}, {"description", script.summary}}));
+        const std::string name = script.name;
+        text += name + std::string(24 - name.size(), ' ') + script.summary + "\n";
+    }
+    return writeResult(output, options.json ? jsonLine(Json({{"scripts", list}})) : text, ExitStatus::Success);
+}
+
+/// Whatever needs an executor: the command itself, after the reader was chosen.
+ExitStatus withSession(const Options& options, const Output& output, std::optional<ParameterList> parameters) {
+    if (options.choice.module.empty()) {
+        throw UsageError("no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE");
+    }
+    const PluginLibrary library = loadPlugin(options);
+    std::optional<ScriptAnswer> answer;
+    std::optional<Spinner> spinner(std::in_place, options.command, wantsSpinner(options), output.message);
+    const Session session(library.plugin(), options.choice);
+    if (options.reader) {
+        answer = session.chooseReader(*options.reader);
+    }
+    const bool isReaderFine = !answer || answer->status() == ExitStatus::Success;
+    if (isReaderFine && options.command == "readers") {
+        spinner.reset();
+        return readers(options, output, session);
+    }
+    if (isReaderFine && options.command == "info") {
+        spinner.reset();
+        return info(options, output, session);
+    }
+    if (isReaderFine) {
+        answer = session.run(options.command, std::move(parameters));
+    }
+    spinner.reset();
+    return answerScript(options, output, *answer);
+}
+
+ExitStatus runScript(const Options& options, const Output& output) {
+    std::optional<ParameterList> parameters;
+    if (!options.arguments.empty()) {
+        parameters = readArguments(options.arguments);
+    }
+    return withSession(options, output, std::move(parameters));
+}
+
+ExitStatus runJob(const Options& options, const Output& output) {
+    if (options.reader) {
+        throw UsageError("--reader does not go with \"run\"; put a step with \"getPlatformIdentifiers\" into the job");
+    }
+    std::optional<platform::InputStream> input =
+        options.job == "-" ? platform::InputStream::descriptor(0) : platform::InputStream::open(options.job);
+    if (!input) {
+        throw UsageError("cannot open the job \"" + options.job + "\": " + platform::InputStream::lastError());
+    }
+    const PluginLibrary library = loadPlugin(options);
+    JobOptions jobOptions;
+    jobOptions.stopOnError = options.stopOnError;
+    jobOptions.spinner = wantsSpinner(options);
+    if (!options.choice.module.empty()) {
+        jobOptions.creationParameters = creationParameters(options.choice);
+    }
+    JobReader reader([&](char* target, std::size_t room) { return input->read(target, room); });
+    Job job(library.plugin(), output, std::move(jobOptions));
+    return job.run(reader);
+}
+
+ExitStatus withoutArguments(const Options& options, const Output& output) {
+    return withSession(options, output, std::nullopt);
+}
+
+struct Command {
+    const char* name;
+    ExitStatus (*run)(const Options& options, const Output& output);
+};
+
+// Every command that is not listed is a script.
+constexpr std::array<Command, 4> kCommands = {{
+    {"readers", withoutArguments},
+    {"info", withoutArguments},
+    {"scripts", listScripts},
+    {"run", runJob},
+}};
+
+void setUpTrace(const Options& options) {
+    if (!options.trace) {
+        return;
+    }
+    const RylogFormat format = *options.trace == "-" ? RylogFormat::Text : RylogFormat::Json;
+    if (!rylogSetUp(options.trace->c_str(), options.traceLevels, format)) {
+        throw UsageError("cannot write the trace to \"" + *options.trace + "\"");
+    }
+}
+
+ExitStatus runCommand(const Options& options, const Output& output) {
+    setUpTrace(options);
+    const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
+                                       [&](const Command& entry) { return options.command == entry.name; });
+    return command == kCommands.end() ? runScript(options, output) : command->run(options, output);
+}
+
+} // namespace
+
+ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& output) noexcept {
+    try {
+        const std::variant<Options, NothingToDo> options = readOptions(arguments);
+        if (const auto* end = std::get_if<NothingToDo>(&options)) {
+            output.message(end->message);
+            return end->result.empty() ? end->status : writeResult(output, end->result, end->status);
+        }
+        return runCommand(std::get<Options>(options), output);
+    } catch (const UsageError& error) {
+        complain(output, error.what());
+        return ExitStatus::Usage;
+    } catch (const PluginError& error) {
+        complain(output, error.what());
+        return ExitStatus::NoPlugin;
+    } catch (const std::exception& error) {
+        complain(output, error.what());
+        return ExitStatus::Failed;
+    } catch (...) {
+        // A plug-in may throw anything, also where nothing is promised to throw.
+        complain(output, "the plug-in threw something that is no exception of the standard library");
+        return ExitStatus::Failed;
+    }
+}
+
+} // namespace host

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "host/plugin/ExitStatus.h"
+#include "host/scripts/Session.h"
+
+namespace host {
+
+/// The command line.
+struct Options {
+    std::string plugin; ///< empty: the default one
+    ModuleChoice choice;
+    std::optional<std::string> reader;
+    std::optional<std::string> trace;
+    std::uint32_t traceLevels = 31;
+    bool json = false;
+    bool stopOnError = false;
+    std::string command;
+    std::vector<std::string> arguments; ///< ID=VALUE of a script
+    std::string job;                    ///< of "run": a file, or "-"
+};
+
+/// The end of a program that has nothing to do: help, the version, or wrong usage.
+struct NothingToDo {
+    ExitStatus status = ExitStatus::Success;
+    std::string result;  ///< for standard output
+    std::string message; ///< for standard error
+};
+
+/// Reads the arguments (UTF-8, without the program's name).
+[[nodiscard]] std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments);
+
+} // namespace host

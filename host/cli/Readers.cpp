@@ -1,0 +1,132 @@
+#include "host/cli/Readers.h"
+
+#include <algorithm>
+#include <array>
+
+#include "host/plugin/ClientCodes.h"
+#include "host/plugin/Texts.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t kLongestDescription = 64;
+constexpr unsigned int kNoSuchSlot = 33001;
+constexpr unsigned int kNoToken = 33003;
+constexpr const char* kSlash = "2F";
+
+std::string valueOf(const ParameterList& answer, const char* id) {
+    const Zel::Parameter* output = findOutput(answer, id);
+    return output == nullptr ? "" : toUtf8(output->getValue());
+}
+
+/// The pieces between slashes; a slash stands at an even position, for two digits are a byte.
+std::vector<std::string> split(const std::string& list) {
+    std::vector<std::string> pieces(1);
+    for (std::size_t i = 0; i < list.size(); i += 2) {
+        const std::string byte = list.substr(i, 2);
+        if (byte == kSlash) {
+            pieces.emplace_back();
+        } else {
+            pieces.back() += byte;
+        }
+    }
+    return pieces;
+}
+
+Reader describe(const std::string& name, const std::string& prefix, const ParameterList& answer) {
+    Reader reader;
+    reader.name = name;
+    const std::string hexPrefix = toUtf8(toHexadecimal(prefix));
+    const bool hasPrefix = !prefix.empty() && name.compare(0, hexPrefix.size(), hexPrefix) == 0;
+    reader.description = readableHexadecimal(hasPrefix ? name.substr(hexPrefix.size()) : name);
+    reader.code = errorOf(answer);
+    reader.label = readableHexadecimal(valueOf(answer, "LABEL"));
+    reader.serial = readableHexadecimal(valueOf(answer, "SMOID"));
+    return reader;
+}
+
+/// Drops names, each longer than the one before, until the last one is known. A name that nobody knows is shown all
+/// the same, the shortest one; but for the empty name, which the list never holds and is not asked for.
+Reader longestKnown(std::vector<std::string>& names, const std::string& prefix, const AskReader& ask) {
+    for (;;) {
+        if (names.back().empty()) {
+            return {};
+        }
+        const ParameterList answer = ask(names.back());
+        if (names.size() == 1 || errorOf(answer) != kNoSuchSlot) {
+            return describe(names.back(), prefix, answer);
+        }
+        names.pop_back();
+    }
+}
+
+std::string state(const Reader& reader) {
+    if (!reader.code) {
+        return "no answer";
+    }
+    if (*reader.code == 0) {
+        return "token present";
+    }
+    return *reader.code == kNoToken ? "no token" : clientCode(*reader.code).meaning;
+}
+
+} // namespace
+
+std::vector<Reader> readReaders(const std::string& list, const std::string& prefix, const AskReader& ask) {
+    std::vector<Reader> readers;
+    const std::vector<std::string> pieces = split(list);
+    const std::size_t longest = 2 * (kLongestDescription + prefix.size());
+    for (std::size_t first = 0; first < pieces.size() && !list.empty();) {
+        std::vector<std::string> names = {pieces[first]};
+        while (first + names.size() < pieces.size()) {
+            std::string name = names.back() + kSlash + pieces[first + names.size()];
+            if (name.size() > longest) {
+                break;
+            }
+            names.push_back(std::move(name));
+        }
+        readers.push_back(longestKnown(names, prefix, ask));
+        first += names.size();
+    }
+    readers.erase(std::remove_if(readers.begin(), readers.end(), [](const Reader& r) { return r.name.empty(); }),
+                  readers.end());
+    return readers;
+}
+
+std::string readerTable(const std::vector<Reader>& readers) {
+    using Row = std::array<std::string, 4>;
+    std::vector<Row> rows = {{"READER", "TOKEN", "SERIAL", "STATE"}};
+    for (const Reader& reader : readers) {
+        rows.push_back({reader.description, reader.label.empty() ? "-" : reader.label,
+                        reader.serial.empty() ? "-" : reader.serial, state(reader)});
+    }
+    std::array<std::size_t, 4> widths = {};
+    for (const Row& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], columns(row[i]));
+        }
+    }
+    std::string table;
+    for (const Row& row : rows) {
+        for (std::size_t i = 0; i + 1 < row.size(); ++i) {
+            table += row[i] + std::string(widths[i] - columns(row[i]) + 2, ' ');
+        }
+        table += row.back() + "\n";
+    }
+    return readers.empty() ? "no readers\n" : table;
+}
+
+Json readersJson(const std::vector<Reader>& readers) {
+    Json list = Json::array();
+    for (const Reader& reader : readers) {
+        list.push_back(Json({{"reader", reader.description},
+                             {"name", reader.name},
+                             {"error", reader.code ? Json(*reader.code) : Json(nullptr)},
+                             {"label", reader.label},
+                             {"serial", reader.serial}}));
+    }
+    return Json({{"readers", std::move(list)}});
+}
+
+} // namespace host

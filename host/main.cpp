@@ -1,9 +1,0 @@
-#include "host/Commands.h"
-#include "platform/Process.h"
-#include "platform/Streams.h"
-
-int main(int argc, char** argv) {
-    platform::keepStandardOutput();
-    platform::ignoreBrokenPipes();
-    return static_cast<int>(host::runProgram(platform::commandLineArguments(argc, argv), host::standardOutput()));
-}

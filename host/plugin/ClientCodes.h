@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "host/plugin/ExitStatus.h"
+#include "host/plugin/ParameterList.h"
+
+namespace host {
+
+/// What one client error code means to a person, and to a shell script.
+struct ClientCode {
+    unsigned int code;   ///< 0, or 33001 to 33030
+    const char* meaning; ///< what happened
+    const char* advice;  ///< what can be done about it
+    ExitStatus status;
+};
+
+/// The entry of a code. One that is not listed has an entry of its own kind, with code 0xFFFFFFFF.
+[[nodiscard]] const ClientCode& clientCode(unsigned int code) noexcept;
+
+/// The number behind the text of "ERROR" (hexadecimal, without prefix); nothing when it is no such number.
+[[nodiscard]] std::optional<unsigned int> parseClientCode(std::string_view text) noexcept;
+
+/// The first output with this id; null when there is none.
+[[nodiscard]] const Zel::Parameter* findOutput(const ParameterList& answer, std::string_view id);
+
+/// The code in the first "ERROR" of an answer; nothing when there is none or it is no number.
+[[nodiscard]] std::optional<unsigned int> errorOf(const ParameterList& answer);
+
+/// The status of an answer: that of its code, Failed without one.
+[[nodiscard]] ExitStatus statusOf(const ParameterList& answer);
+
+} // namespace host

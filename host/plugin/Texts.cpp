@@ -1,0 +1,153 @@
+#include "host/plugin/Texts.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "host/plugin/Errors.h"
+#include "platform/Encoding.h"
+#include "text/Wiped.h"
+
+namespace host {
+
+namespace {
+
+Zel::TString makeTString(const WipedText& text) {
+    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        throw UsageError("a value is too long");
+    }
+    return {text.data(), static_cast<int>(text.size())};
+}
+
+int digitValue(char digit) noexcept {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    const char lower = (digit >= 'A' && digit <= 'F') ? static_cast<char>(digit - 'A' + 'a') : digit;
+    const std::size_t value = kDigits.find(lower);
+    return value == std::string_view::npos ? -1 : static_cast<int>(value);
+}
+
+bool isControl(wchar_t character) noexcept {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+/// The number of letters to insert, remove or replace on the way from one word to the other.
+std::size_t distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j) {
+        row[j] = j;
+    }
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, replaced});
+        }
+    }
+    return row[b.size()];
+}
+
+std::string lowerCase(std::string_view word) {
+    std::string result(word);
+    std::transform(result.begin(), result.end(), result.begin(),
+                   [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; });
+    return result;
+}
+
+} // namespace
+
+Zel::TString toTString(std::string_view utf8) {
+    WipedText wide(platform::utf8ToWide(utf8.data(), utf8.size(), nullptr, 0));
+    wide.resize(platform::utf8ToWide(utf8.data(), utf8.size(), wide.data(), wide.size()));
+    return makeTString(wide);
+}
+
+std::string toUtf8(const Zel::TString& text) {
+    std::string utf8(platform::wideToUtf8(text.data(), text.length(), nullptr, 0), '\0');
+    utf8.resize(platform::wideToUtf8(text.data(), text.length(), utf8.data(), utf8.size()));
+    return utf8;
+}
+
+Zel::TString toHexadecimal(std::string_view bytes) {
+    constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
+    WipedText text;
+    text.reserve(bytes.size() * 2);
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        text.push_back(kDigits[value >> 4U]);
+        text.push_back(kDigits[value & 0x0FU]);
+    }
+    return makeTString(text);
+}
+
+Zel::TString toBase64(std::string_view bytes) {
+    const auto* first = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    WipedText text(platform::encodeBase64(first, bytes.size(), nullptr, 0));
+    text.resize(platform::encodeBase64(first, bytes.size(), text.data(), text.size()));
+    return makeTString(text);
+}
+
+std::optional<std::string> fromHexadecimal(std::string_view digits) {
+    if (digits.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        const int high = digitValue(digits[i]);
+        const int low = digitValue(digits[i + 1]);
+        if (high < 0 || low < 0) {
+            return std::nullopt;
+        }
+        bytes.push_back(static_cast<char>(high * 16 + low));
+    }
+    return bytes;
+}
+
+std::string printable(std::string_view utf8) {
+    const Zel::TString wide = toTString(utf8);
+    std::wstring shown(wide.data(), wide.length());
+    std::replace_if(
+        shown.begin(), shown.end(), [](wchar_t c) { return isControl(c) || c == 0xFFFD; }, L'?');
+    return toUtf8(Zel::TString(shown.data(), static_cast<int>(shown.size())));
+}
+
+std::size_t columns(std::string_view utf8) noexcept {
+    return static_cast<std::size_t>(std::count_if(
+        utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+std::string_view trimmed(std::string_view text) noexcept {
+    const std::size_t last = text.find_last_not_of(' ');
+    return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
+}
+
+std::optional<std::string> closest(std::string_view word, const std::vector<std::string>& candidates) {
+    const std::string meant = lowerCase(word);
+    std::optional<std::string> best;
+    std::size_t bestDistance = word.size() / 3 + 2;
+    for (const std::string& candidate : candidates) {
+        const std::size_t current = distance(meant, lowerCase(candidate));
+        if (current < bestDistance && current < candidate.size()) {
+            best = candidate;
+            bestDistance = current;
+        }
+    }
+    return best;
+}
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text;
+}
+
+std::string suggestion(std::string_view word, const std::vector<std::string>& candidates) {
+    // Too long a word is no typing error, and comparing it costs.
+    const std::optional<std::string> meant = word.size() > 64 ? std::nullopt : closest(word, candidates);
+    return meant ? " (did you mean \"" + *meant + "\"?)" : "";
+}
+
+} // namespace host

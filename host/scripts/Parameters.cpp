@@ -1,0 +1,142 @@
+#include "host/scripts/Parameters.h"
+
+#include <algorithm>
+#include <array>
+
+#include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
+#include "host/scripts/Secrets.h"
+
+namespace host {
+
+namespace {
+
+using Zel::Parameter;
+using Zel::ParameterEncoding;
+using Zel::ParameterType;
+using Zel::TString;
+
+std::string_view view(const WipedBytes& bytes) {
+    return {bytes.data(), bytes.size()};
+}
+
+Parameter hexadecimal(const TString& id, const TString& digits) {
+    return {ParameterEncoding::Hexadecimal, id, ParameterType::Raw, digits};
+}
+
+Parameter base64(const TString& id, const TString& text) {
+    return {ParameterEncoding::Base64, id, ParameterType::Binary, text};
+}
+
+Parameter textOf(const TString& id, const WipedBytes& secret) {
+    return hexadecimal(id, toHexadecimal(view(secret)));
+}
+
+struct Maker {
+    ParameterKind kind;
+    Parameter (*make)(const TString& id, std::string_view value);
+};
+
+Parameter promptFor(const TString& id, std::string_view question) {
+    const std::string shown = question.empty() ? toUtf8(id) : std::string(question);
+    return textOf(id, secretFromPrompt(printable(shown) + ": "));
+}
+
+const std::array<Maker, 8> kMakers = {{
+    {{"text", "text:VALUE    the text's UTF-8 bytes, passed as hexadecimal text"},
+     [](const TString& id, std::string_view value) { return hexadecimal(id, toHexadecimal(value)); }},
+    {{"hex", "hex:VALUE     bytes as hexadecimal text, passed as it stands"},
+     [](const TString& id, std::string_view value) { return hexadecimal(id, toTString(value)); }},
+    {{"base64", "base64:VALUE  bytes as Base64 text, passed as it stands"},
+     [](const TString& id, std::string_view value) { return base64(id, toTString(value)); }},
+    {{"file", "file:PATH     the bytes of a file, passed as Base64 text"},
+     [](const TString& id, std::string_view value) {
+         return base64(id, toBase64(view(readFile(std::string(value)))));
+     }},
+    {{"env", "env:NAME      a secret from an environment variable, passed as text: does"},
+     [](const TString& id, std::string_view value) { return textOf(id, secretFromEnvironment(std::string(value))); }},
+    {{"prompt", "prompt:       a secret typed at the terminal without echo (text after the colon is the question)"},
+     promptFor},
+    {{"secret", "secret:PATH   a secret: the first line of a file"},
+     [](const TString& id, std::string_view value) { return textOf(id, secretFromFile(std::string(value))); }},
+    {{"fd", "fd:N          a secret: everything that descriptor N gives, without the line end"},
+     [](const TString& id, std::string_view value) { return textOf(id, secretFromDescriptor(value)); }},
+}};
+
+std::vector<std::string> kindNames() {
+    std::vector<std::string> names;
+    for (const ParameterKind& kind : parameterKinds()) {
+        names.emplace_back(kind.name);
+    }
+    return names;
+}
+
+/// Whether `text` could be the name of a kind, well spelt or not.
+bool isWord(std::string_view text) {
+    constexpr std::string_view kWordCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+    return text.size() >= 2 && text.size() <= 16 && text.find_first_not_of(kWordCharacters) == std::string_view::npos;
+}
+
+} // namespace
+
+const std::vector<ParameterKind>& parameterKinds() {
+    static const std::vector<ParameterKind> kKinds = [] {
+        std::vector<ParameterKind> kinds;
+        for (const Maker& maker : kMakers) {
+            kinds.push_back(maker.kind);
+        }
+        return kinds;
+    }();
+    return kKinds;
+}
+
+Parameter plainParameter(std::string_view id, std::string_view value) {
+    return {ParameterEncoding::Plain, toTString(id), ParameterType::Text, toTString(value)};
+}
+
+Parameter makeParameter(std::string_view id, std::string_view kind, std::string_view value) {
+    const std::string name = printable(id);
+    const auto* maker =
+        std::find_if(kMakers.begin(), kMakers.end(), [&](const Maker& entry) { return entry.kind.name == kind; });
+    if (maker == kMakers.end()) {
+        throw UsageError(name + ": there is no kind \"" + printable(kind) + "\"" + suggestion(kind, kindNames()) +
+                         "; the kinds are " + joined(kindNames()));
+    }
+    try {
+        return maker->make(toTString(id), value);
+    } catch (const UsageError& error) {
+        throw UsageError(name + ": " + error.what());
+    }
+}
+
+Parameter readArgument(std::string_view argument) {
+    const std::size_t equals = argument.find('=');
+    if (equals == std::string_view::npos || equals == 0) {
+        throw UsageError(std::string(equals == 0 ? "nothing stands before the \"=\"" : "there is no \"=\" in it") +
+                         "; an argument is ID=VALUE, for example LABEL=text:card or PIN=prompt:");
+    }
+    const std::string_view id = argument.substr(0, equals);
+    const std::string_view value = argument.substr(equals + 1);
+    const std::size_t colon = value.find(':');
+    if (colon != std::string_view::npos) {
+        const std::string_view kind = value.substr(0, colon);
+        if (isWord(kind)) {
+            return makeParameter(id, kind, value.substr(colon + 1));
+        }
+    }
+    return plainParameter(id, value);
+}
+
+ParameterList readArguments(const std::vector<std::string>& arguments) {
+    ParameterList list;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        try {
+            list.add(readArgument(arguments[i]));
+        } catch (const UsageError& error) {
+            throw UsageError("argument " + std::to_string(i + 1) + ": " + error.what());
+        }
+    }
+    return list;
+}
+
+} // namespace host

@@ -1,0 +1,134 @@
+#include "host/scripts/Secrets.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+
+#include "host/plugin/Errors.h"
+#include "platform/Console.h"
+#include "platform/Process.h"
+#include "platform/Streams.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t kLargestFile = std::size_t{64} << 20;
+constexpr std::size_t kLargestSecret = std::size_t{64} << 10;
+constexpr std::size_t kLongestLine = 4096;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+/// Everything up to the end of `stream`; nothing when it cannot be read, UsageError when it is more than `limit`.
+std::optional<WipedBytes> readAll(platform::InputStream& stream, std::size_t limit, const std::string& what) {
+    WipedBytes bytes(4096);
+    std::size_t length = 0;
+    for (;;) {
+        if (length == bytes.size()) {
+            bytes.resize(bytes.size() * 2);
+        }
+        const std::optional<std::size_t> count = stream.read(bytes.data() + length, bytes.size() - length);
+        if (!count) {
+            return std::nullopt;
+        }
+        length += *count;
+        if (length > limit) {
+            throw UsageError(what + " is larger than " + std::to_string(limit) + " bytes");
+        }
+        if (*count == 0) {
+            bytes.resize(length);
+            return bytes;
+        }
+    }
+}
+
+WipedBytes readFileUpTo(const std::string& path, std::size_t limit) {
+    const std::string what = "file \"" + path + "\"";
+    std::optional<platform::InputStream> stream = platform::InputStream::open(path);
+    std::optional<WipedBytes> bytes;
+    if (stream) {
+        bytes = readAll(*stream, limit, what);
+    }
+    if (!bytes) {
+        throw UsageError("cannot read " + what + ": " + platform::InputStream::lastError());
+    }
+    return std::move(*bytes);
+}
+
+WipedBytes refuseEmpty(WipedBytes secret, const std::string& what) {
+    if (secret.empty()) {
+        throw UsageError(what + " is empty; a secret is expected there");
+    }
+    return secret;
+}
+
+void cutLineEnd(WipedBytes& text) {
+    if (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    if (!text.empty() && text.back() == '\r') {
+        text.pop_back();
+    }
+}
+
+} // namespace
+
+WipedBytes readFile(const std::string& path) {
+    return readFileUpTo(path, kLargestFile);
+}
+
+WipedBytes secretFromEnvironment(const std::string& name) {
+    const std::string what = "environment variable \"" + name + "\"";
+    const std::optional<std::size_t> length = platform::environmentVariable(name.c_str(), nullptr, 0);
+    if (!length) {
+        throw UsageError(what + " is not set");
+    }
+    if (*length > kLargestSecret) {
+        throw UsageError(what + " is larger than " + std::to_string(kLargestSecret) + " bytes");
+    }
+    WipedBytes value(*length);
+    [[maybe_unused]] const auto copied = platform::environmentVariable(name.c_str(), value.data(), value.size());
+    return refuseEmpty(std::move(value), what);
+}
+
+WipedBytes secretFromPrompt(const std::string& question) {
+    WipedBytes line(kLongestLine);
+    const std::optional<std::size_t> length = platform::readLineWithoutEcho(question.c_str(), line.data(), line.size());
+    if (!length) {
+        throw UsageError("no answer from a terminal; where nobody can type, give the secret with \"env:NAME\", "
+                         "\"secret:PATH\" or \"fd:N\"");
+    }
+    line.resize(*length);
+    return refuseEmpty(std::move(line), "the answer");
+}
+
+WipedBytes secretFromFile(const std::string& path) {
+    WipedBytes text = readFileUpTo(path, kLargestSecret);
+    if (std::string_view(text.data(), text.size()).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+        text.erase(text.begin(), text.begin() + kByteOrderMark.size());
+    }
+    const auto end = std::find(text.begin(), text.end(), '\n');
+    text.erase(end == text.end() ? end : end + 1, text.end());
+    cutLineEnd(text);
+    return refuseEmpty(std::move(text), "the first line of file \"" + path + "\"");
+}
+
+WipedBytes secretFromDescriptor(std::string_view number) {
+    int descriptor = -1;
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), descriptor);
+    if (error != std::errc() || end != number.data() + number.size() || descriptor < 0) {
+        throw UsageError("a descriptor is a number such as 3");
+    }
+    if (descriptor == 1 || descriptor == 2) {
+        throw UsageError("descriptors 1 and 2 are outputs; use 0, or 3 and above");
+    }
+    const std::string what = "descriptor " + std::to_string(descriptor);
+    platform::InputStream stream = platform::InputStream::descriptor(descriptor);
+    std::optional<WipedBytes> text = readAll(stream, kLargestSecret, what);
+    if (!text) {
+        throw UsageError("cannot read " + what + ": " + platform::InputStream::lastError());
+    }
+    cutLineEnd(*text);
+    return refuseEmpty(std::move(*text), what);
+}
+
+} // namespace host

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "text/Wiped.h"
+
+namespace host {
+
+/// Bytes of the file with this UTF-8 name. UsageError when it cannot be read or is larger than 64 MiB.
+[[nodiscard]] WipedBytes readFile(const std::string& path);
+
+/// A secret as its UTF-8 bytes, from where it is kept. UsageError when there is none, when it is empty, or when it is
+/// longer than 64 KiB.
+///
+/// Environment: the variable's value. Prompt: a line that a person types at the terminal without echo, after `question`
+/// was shown there. File: the first line without its line end. Descriptor: everything up to the end, without one line
+/// end there; descriptors 1 and 2 are outputs and refused.
+[[nodiscard]] WipedBytes secretFromEnvironment(const std::string& name);
+[[nodiscard]] WipedBytes secretFromPrompt(const std::string& question);
+[[nodiscard]] WipedBytes secretFromFile(const std::string& path);
+[[nodiscard]] WipedBytes secretFromDescriptor(std::string_view number);
+
+} // namespace host

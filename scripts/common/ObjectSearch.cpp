@@ -1,0 +1,96 @@
+#include "scripts/common/ObjectSearch.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace scripts {
+
+void traceEntryType(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries, std::size_t index) {
+    trace.write(TraceLevel::Value, L": --> %ws[%d].type=0x%x", name, index, entries.at(index).type);
+}
+
+void traceEntryValue(const Trace& trace, const AttributeTemplate& entries, std::size_t index) {
+    trace.dump(TraceLevel::Value, entries.valueAt(index), L": --> Template[%d].pValue", index);
+}
+
+void traceEntryTypes(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries) {
+    for (std::size_t i = 0; i < entries.count(); ++i) {
+        traceEntryType(trace, name, entries, i);
+    }
+}
+
+void ObjectSearch::traceEntries(const AttributeTemplate& searched) const {
+    for (std::size_t i = 0; i < searched.count(); ++i) {
+        if (m_style.entries == SearchTrace::Entries::TypeThenValue) {
+            traceEntryType(m_trace, L"Template", searched, i);
+            traceEntryValue(m_trace, searched, i);
+        } else {
+            traceEntryValue(m_trace, searched, i);
+            traceEntryType(m_trace, L"Template", searched, i);
+        }
+    }
+}
+
+CK_RV ObjectSearch::init(AttributeTemplate& searched) const {
+    auto call = m_session.call(m_trace, cryptoki::findObjectsInit);
+    if (m_style.tellsCount) {
+        call.in(L"ulAttCount", searched.count());
+    }
+    traceEntries(searched);
+    if (m_style.announcesInitTwice) {
+        m_trace.announce(cryptoki::findObjectsInit.name);
+    }
+    return call.run(m_session.handle(), searched.entries(), searched.count());
+}
+
+CK_RV ObjectSearch::find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const {
+    hObject = 0;
+    count = 0;
+    const CK_RV rv = m_session.call(m_trace, cryptoki::findObjects)
+                         .note(L": --> MaxObjectCount=1")
+                         .run(m_session.handle(), &hObject, CK_ULONG{1}, &count);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    // One was asked for: a module that claims more has still written one.
+    count = std::min(count, CK_ULONG{1});
+    hObject = count == 0 ? 0 : hObject;
+    if (m_style.announcesFindTwice) {
+        m_trace.announce(cryptoki::findObjects.name);
+    }
+    m_trace.output(L"hObject", hObject);
+    m_trace.write(TraceLevel::Value, L": <-- ObjectCount=%d", count);
+    return CKR_OK;
+}
+
+CK_RV ObjectSearch::giveUp() const {
+    m_trace.failed(cryptoki::findObjects.name, CKR_GENERAL_ERROR);
+    return CKR_GENERAL_ERROR;
+}
+
+CK_RV ObjectSearch::finish() const {
+    return m_session.call(m_trace, cryptoki::findObjectsFinal).run(m_session.handle());
+}
+
+Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style, SecretBuffer keyId,
+                      CK_OBJECT_HANDLE& hKey) {
+    AttributeTemplate searched(2);
+    searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
+    searched.setBytes(CKA_ID, std::move(keyId));
+    const ObjectSearch search(session, trace, style);
+    CK_ULONG count = 0;
+    CK_RV rv = search.init(searched);
+    if (rv == CKR_OK) {
+        rv = search.find(hKey, count);
+    }
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    if (count == 0 || hKey == 0) {
+        trace.dump(TraceLevel::Failure, searched.valueAt(1), L" : key not found");
+        return Result::client(ClientCode::kNotFound);
+    }
+    return search.finish();
+}
+
+} // namespace scripts

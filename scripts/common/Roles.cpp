@@ -1,0 +1,33 @@
+#include "scripts/common/Roles.h"
+
+#include "util/Conversions.h"
+#include "util/Texts.h"
+
+std::optional<CK_USER_TYPE> scripts::userTypeOf(const Zel::TString& value) {
+    if (equals(value, L"USER")) {
+        return CKU_USER;
+    }
+    if (equals(value, L"SO")) {
+        return CKU_SO;
+    }
+    return std::nullopt;
+}
+
+bool scripts::takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER_TYPE role, bool isRoleGiven,
+                            SecretBuffer& pin) {
+    if (role != stored.role && (isRoleGiven || !stored.value.empty())) {
+        trace.failure(L": the PIN is provided in accessParam (not in a script parameter) but script PINID (0x%02x) "
+                      L"different from runtime PINID(0x%02x)",
+                      role, stored.role);
+        return false;
+    }
+    pin = TStringHex2Binary(stored.value);
+    return true;
+}
+
+CK_RV scripts::login(const Script& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
+    const CK_SESSION_HANDLE hSession = script.session.handle();
+    return script.session.call(trace, cryptoki::login)
+        .in(L"UserType", role)
+        .runQuietly(hSession, role, pin.data(), pin.size());
+}

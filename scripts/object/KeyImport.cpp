@@ -1,0 +1,185 @@
+#include "scripts/common/Faults.h"
+#include "scripts/common/Keywords.h"
+#include "scripts/common/ObjectSearch.h"
+#include "scripts/object/RsaKey.h"
+#include "scripts/object/Writers.h"
+#include "util/Conversions.h"
+#include "util/Texts.h"
+
+namespace {
+
+struct Request {
+    bool isRsa = false;
+    bool isEncodingGiven = false;
+    scripts::RsaKey key;
+};
+
+Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Request& request) {
+    const Zel::TString& id = parameter.getId();
+    const Zel::TString& value = parameter.getValue();
+    if (equals(id, L"ALGOID")) {
+        request.isRsa = equals(value, scripts::kRsaEncryption);
+        return request.isRsa ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
+    }
+    if (equals(id, L"KEYENCODING")) {
+        // Both lead to the same reading: a key that really is encrypted is not read.
+        request.isEncodingGiven = equals(value, L"PKCS8.clear") || equals(value, L"PKCS8.encrypted");
+        return request.isEncodingGiven ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
+    }
+    if (equals(id, L"KEYVALUE")) {
+        request.key = scripts::getRSAKeyComponentFromTString(value);
+        trace.write(TraceLevel::Value, L": key size = %u ", request.key.sizeInBits);
+    }
+    return CKR_OK;
+}
+
+Result readRequest(const Script& script, const Trace& trace, Request& request) {
+    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
+        const Result result = readParameter(trace, *script.params->at(i), request);
+        if (!result.isOk()) {
+            return result;
+        }
+    }
+    if (!request.isRsa) {
+        return scripts::notFound(trace, L"ALGOID");
+    }
+    if (!request.isEncodingGiven) {
+        return scripts::notFound(trace, L"KEYENCODING");
+    }
+    return request.key.sizeInBits == 0 ? scripts::notFound(trace, L"KEYVALUE") : Result(CKR_OK);
+}
+
+void setPrivateHead(AttributeTemplate& privateKey, scripts::RsaKey& key) {
+    privateKey.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
+    privateKey.setBoolean(CKA_TOKEN, true);
+    privateKey.setBoolean(CKA_PRIVATE, true);
+    privateKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
+    for (std::size_t i = 0; i < key.components.size(); ++i) {
+        privateKey.setBytes(scripts::RsaKey::kAttributes[i], std::move(key.components[i]));
+    }
+    privateKey.closeHead();
+}
+
+void setPublicHead(AttributeTemplate& publicKey, const scripts::RsaKey& key) {
+    publicKey.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
+    publicKey.setBoolean(CKA_TOKEN, true);
+    publicKey.setBoolean(CKA_PRIVATE, false);
+    publicKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
+    publicKey.setBytes(CKA_MODULUS, key.modulus().bytes());
+    publicKey.setBytes(CKA_PUBLIC_EXPONENT, key.publicExponent().bytes());
+    // CKA_MODULUS_BITS may have to be added later.
+    publicKey.closeHead(1);
+}
+
+Result createPrivateKey(const Script& script, const Trace& trace, AttributeTemplate& privateKey, CK_ULONG sizeInBits) {
+    trace.announce(L"C_CreateObject private key");
+    trace.input(L"hSession", script.session.handle());
+    trace.input(L"ulAttCount", privateKey.count());
+    scripts::traceEntryTypes(trace, L"Template", privateKey);
+    trace.write(TraceLevel::Value, L": --> ulKeySizeValue=%d", sizeInBits);
+    CK_OBJECT_HANDLE hObject = 0;
+    const CK_RV rv = script.session.module().call(cryptoki::createObject, script.session.handle(), privateKey.entries(),
+                                                  privateKey.count(), &hObject);
+    if (rv != CKR_OK) {
+        trace.failed(cryptoki::createObject.name, rv);
+        return rv;
+    }
+    trace.output(L"hObject", hObject);
+    return CKR_OK;
+}
+
+/// Looks for a public key with the private one's identifier. Where none was given, the identifier searched for is the
+/// class value in its place, which normally finds nothing.
+Result findPublicKey(const Script& script, const Trace& trace, const AttributeTemplate& privateKey, bool& isFound) {
+    AttributeTemplate searched(2);
+    searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
+    if (const auto id = privateKey.find(CKA_ID)) {
+        searched.setBytes(CKA_ID, privateKey.valueAt(*id));
+    } else {
+        searched.setNumber(CKA_ID, CKO_PUBLIC_KEY);
+    }
+    const scripts::ObjectSearch search(script.session, trace, {});
+    CK_OBJECT_HANDLE hObject = 0;
+    CK_ULONG count = 0;
+    CK_RV rv = search.init(searched);
+    if (rv == CKR_OK) {
+        rv = search.find(hObject, count);
+    }
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    isFound = count != 0 && hObject != 0;
+    if (!isFound) {
+        trace.dump(TraceLevel::Call, searched.valueAt(1), L" : key not found");
+    }
+    return search.finish();
+}
+
+/// Tokens differ on whether CKA_MODULUS_BITS may be given for a public key: without it first, then once with it.
+Result createPublicKey(const Script& script, const Trace& trace, AttributeTemplate& publicKey, CK_ULONG sizeInBits) {
+    trace.announce(L"C_CreateObject publick key without CKA_MODULUS_BITS");
+    trace.input(L"hSession", script.session.handle());
+    trace.input(L"ulAttCount", publicKey.count());
+    for (std::size_t i = 0; i < publicKey.count(); ++i) {
+        scripts::traceEntryType(trace, L"Template", publicKey, i);
+        scripts::traceEntryValue(trace, publicKey, i);
+    }
+    CK_OBJECT_HANDLE hObject = 0;
+    const auto create = [&] {
+        return script.session.module().call(cryptoki::createObject, script.session.handle(), publicKey.entries(),
+                                            publicKey.count(), &hObject);
+    };
+    CK_RV rv = create();
+    if (rv != CKR_OK) {
+        trace.failure(L" : C_CreateObject publick key 0x%02x : failed, retry with CKA_MODULUS_BITS ", rv);
+        publicKey.setNumber(CKA_MODULUS_BITS, sizeInBits);
+        rv = create();
+    }
+    if (rv != CKR_OK) {
+        trace.failed(cryptoki::createObject.name, rv);
+        return rv;
+    }
+    trace.output(L"hObject", hObject);
+    return CKR_OK;
+}
+
+/// The public half of a pair; one that is on the token already is kept as it is. The private key stays whatever
+/// happens here.
+Result completePair(const Script& script, const Trace& trace, const AttributeTemplate& privateKey,
+                    AttributeTemplate& publicKey, CK_ULONG sizeInBits) {
+    bool isFound = false;
+    const Result result = findPublicKey(script, trace, privateKey, isFound);
+    if (!result.isOk() || isFound) {
+        return result;
+    }
+    return createPublicKey(script, trace, publicKey, sizeInBits);
+}
+
+} // namespace
+
+Result scripts::writeKey(Script& script, bool isKeyPair) {
+    const Trace trace(L"writeKey");
+    if (script.params == nullptr) {
+        return noParameters(trace);
+    }
+    Request request;
+    Result result = readRequest(script, trace, request);
+    if (!result.isOk()) {
+        return result;
+    }
+    AttributeTemplate privateKey(23);
+    AttributeTemplate publicKey(16);
+    if (isKeyPair) {
+        setPublicHead(publicKey, request.key);
+    }
+    setPrivateHead(privateKey, request.key);
+    result = applyKeywords(trace, *script.params, keyKeywords(), UnreadableLabel::Skipped,
+                           isKeyPair ? &publicKey : nullptr, &privateKey);
+    if (result.isOk()) {
+        result = createPrivateKey(script, trace, privateKey, request.key.sizeInBits);
+    }
+    if (result.isOk() && isKeyPair) {
+        result = completePair(script, trace, privateKey, publicKey, request.key.sizeInBits);
+    }
+    return result;
+}

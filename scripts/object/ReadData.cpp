@@ -1,0 +1,38 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Faults.h"
+#include "scripts/common/Parameters.h"
+#include "scripts/object/Readers.h"
+#include "util/Texts.h"
+
+namespace {
+
+/// Reading needs no login, and the session stays open. An operation that names no kind of object reads nothing.
+Result run(Script& script, const Trace& trace) {
+    const CK_RV rv = script.session.openSession(0, false);
+    if (rv != CKR_OK) {
+        trace.failed(L"openSession", rv);
+        return rv;
+    }
+    if (script.params == nullptr) {
+        return scripts::noParameters(trace);
+    }
+    const Zel::Parameter* const type = scripts::firstNamed(*script.params, L"OBJ_TYPE");
+    if (type == nullptr) {
+        return CKR_OK;
+    }
+    if (equals(type->getValue(), L"CERTIFICATE")) {
+        return scripts::readCertificate(script);
+    }
+    if (equals(type->getValue(), L"KEY_PAIR")) {
+        return scripts::readKey(script);
+    }
+    return scripts::badParameter(trace, type->getId(), type->getValue());
+}
+
+} // namespace
+
+void scripts::readData(Script& script) {
+    const Trace trace(L"readData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

@@ -1,0 +1,34 @@
+#include "scripts/object/ReadObjects.h"
+
+Result scripts::readObjects(Script& script, const Trace& trace, AttributeTemplate& searched, ReadObject read) {
+    const ObjectSearch search(script.session, trace,
+                              {.entries = SearchTrace::Entries::ValueThenType, .tellsCount = true});
+    CK_RV rv = search.init(searched);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    const std::uint32_t countIndex = script.outputs.nextIndex();
+    script.outputs.push(Zel::Parameter(Zel::ParameterEncoding::Plain, L"COUNT", Zel::ParameterType::Number, L"0"));
+    std::uint32_t total = 0;
+    for (;;) {
+        CK_OBJECT_HANDLE hObject = 0;
+        CK_ULONG count = 0;
+        rv = search.find(hObject, count);
+        if (rv != CKR_OK) {
+            return rv;
+        }
+        if (count == 0) {
+            break;
+        }
+        if (total == kMostObjects) {
+            return search.giveUp();
+        }
+        rv = read(script, trace, hObject, ++total);
+        if (rv != CKR_OK) {
+            return rv;
+        }
+    }
+    rv = search.finish();
+    script.outputs.setValue(countIndex, hexNumberText(total));
+    return rv;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "client/Script.h"
+#include "scripts/common/ObjectSearch.h"
+
+namespace scripts {
+
+/// Reads one object that was found; `number` counts from 1.
+using ReadObject = CK_RV (*)(Script& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number);
+
+/// Reads everything that matches, and appends "COUNT" before what `read` appends for each. After a failure the search
+/// stays open and "COUNT" says "0"; when only its end fails, "COUNT" tells the number.
+[[nodiscard]] Result readObjects(Script& script, const Trace& trace, AttributeTemplate& searched, ReadObject read);
+
+} // namespace scripts

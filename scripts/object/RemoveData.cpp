@@ -1,0 +1,111 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Faults.h"
+#include "scripts/common/Keywords.h"
+#include "scripts/common/LoginFrame.h"
+#include "scripts/common/ObjectSearch.h"
+#include "util/Texts.h"
+
+namespace {
+
+constexpr scripts::SearchTrace kSearchTrace{.tellsCount = true, .announcesInitTwice = true, .announcesFindTwice = true};
+
+/// The class searched for, from the first parameter alone: an "OBJ_TYPE" elsewhere is not looked at, and the search has
+/// no class then.
+Result setClass(const Trace& trace, const Zel::Vector<Zel::Parameter>& params, AttributeTemplate& searched,
+                bool& isKeyPair) {
+    if (params.isEmpty() || !equals(params.at(0)->getId(), L"OBJ_TYPE")) {
+        return CKR_OK;
+    }
+    const Zel::TString& value = params.at(0)->getValue();
+    if (equals(value, L"CERTIFICATE")) {
+        searched.setNumber(CKA_CLASS, CKO_CERTIFICATE);
+    } else if (equals(value, L"KEY_PAIR")) {
+        searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
+        isKeyPair = true;
+    } else if (!equals(value, L"ANY")) {
+        // Names CERTIFICATE whatever the value was: operators' tools look for this text.
+        return scripts::badParameter(trace, L"CERTIFICATE", value);
+    }
+    return CKR_OK;
+}
+
+/// Destroys one object. Some cards answer CKR_DEVICE_ERROR to a removal that they carried out.
+CK_RV destroy(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObject) {
+    const CK_RV rv =
+        session.call(trace, cryptoki::destroyObject).in(L"hObject", hObject).run(session.handle(), hObject);
+    return rv == CKR_DEVICE_ERROR ? CKR_OK : rv;
+}
+
+/// Destroys everything that one search finds, while it is open. `foundAny` spans all sweeps of the script.
+Result sweep(const Session& session, const Trace& trace, AttributeTemplate& searched, bool& foundAny) {
+    const scripts::ObjectSearch search(session, trace, kSearchTrace);
+    CK_RV rv = search.init(searched);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    for (std::uint32_t total = 0;; ++total) {
+        CK_OBJECT_HANDLE hObject = 0;
+        CK_ULONG count = 0;
+        rv = search.find(hObject, count);
+        if (rv != CKR_OK) {
+            return rv;
+        }
+        if (count == 0) {
+            break;
+        }
+        if (total == scripts::kMostObjects) {
+            return search.giveUp();
+        }
+        rv = destroy(session, trace, hObject);
+        if (rv != CKR_OK) {
+            static_cast<void>(search.finish());
+            return rv;
+        }
+        foundAny = true;
+    }
+    if (!foundAny) {
+        trace.failure(L": Data Not Found");
+        static_cast<void>(search.finish());
+        return Result::client(ClientCode::kNotFound);
+    }
+    return search.finish();
+}
+
+Result removeMatching(const Script& script, const Trace& trace) {
+    AttributeTemplate searched(10);
+    bool isKeyPair = false;
+    Result result = setClass(trace, *script.params, searched, isKeyPair);
+    searched.closeHead();
+    if (result.isOk()) {
+        result = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
+                                        scripts::UnreadableLabel::Skipped, &searched);
+    }
+    bool foundAny = false;
+    if (result.isOk()) {
+        result = sweep(script.session, trace, searched, foundAny);
+    }
+    if (result.isOk() && isKeyPair) {
+        searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
+        result = sweep(script.session, trace, searched, foundAny);
+    }
+    return result;
+}
+
+Result run(Script& script, const Trace& trace) {
+    bool loggedIn = false;
+    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    if (!login.isOk()) {
+        return login;
+    }
+    const Result result =
+        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return removeMatching(script, trace); });
+    return scripts::afterLogout(script.session, trace, loggedIn, result);
+}
+
+} // namespace
+
+void scripts::removeData(Script& script) {
+    const Trace trace(L"removeData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

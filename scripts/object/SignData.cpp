@@ -1,0 +1,131 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Faults.h"
+#include "scripts/common/Keywords.h"
+#include "scripts/common/LoginFrame.h"
+#include "scripts/common/ObjectSearch.h"
+#include "util/Conversions.h"
+#include "util/Texts.h"
+
+namespace {
+
+struct Request {
+    Zel::TString algorithm;
+    SecretBuffer keyId;
+    SecretBuffer data;
+};
+
+/// What the host stored comes first, and is hexadecimal.
+Request storedRequest(const AccessValues& access) {
+    return {access.algoId(), TStringHex2Binary(access.keyId()), access.dataToSign().bytes()};
+}
+
+/// The operation fills what is still missing; its data is Base64.
+void completeFromParameters(const Zel::Vector<Zel::Parameter>& params, Request& request) {
+    for (std::uint32_t i = 0; i < params.size(); ++i) {
+        const Zel::TString& id = params.at(i)->getId();
+        const Zel::TString& value = params.at(i)->getValue();
+        if (request.algorithm.empty() && equals(id, L"ALGOID")) {
+            request.algorithm = value;
+        } else if (request.keyId.isEmpty() && equals(id, L"KEYID")) {
+            request.keyId = TStringHex2Binary(value);
+        } else if (request.data.isEmpty() && equals(id, L"DATA")) {
+            request.data = TStringB642Binary(value);
+        }
+    }
+}
+
+Result check(const Trace& trace, const Request& request) {
+    if (request.algorithm.empty()) {
+        return scripts::notFound(trace, L"ALGOID");
+    }
+    if (!equals(request.algorithm, scripts::kRsaEncryption)) {
+        return scripts::badParameter(trace, L"ALGOID", request.algorithm);
+    }
+    if (request.keyId.isEmpty()) {
+        return scripts::notFound(trace, L"KEYID");
+    }
+    return request.data.isEmpty() ? scripts::notFound(trace, L"DATA") : Result(CKR_OK);
+}
+
+CK_RV beginSigning(const Script& script, const Trace& trace, CK_OBJECT_HANDLE hKey) {
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    return script.session.call(trace, cryptoki::signInit)
+        .in(L"Mechanism", mechanism.mechanism)
+        .in(L"hObject", hKey)
+        .run(script.session.handle(), &mechanism, hKey);
+}
+
+/// The length, then the signature.
+CK_RV sign(Script& script, const Trace& trace, Request& request) {
+    auto first = script.session.call(trace, cryptoki::sign);
+    CK_ULONG length = 0;
+    CK_RV rv = first.runQuietly(script.session.handle(), request.data.data(), request.data.size(), nullptr, &length);
+    if (rv != CKR_OK && rv != CKR_BUFFER_TOO_SMALL) {
+        first.fail(rv);
+        return rv;
+    }
+    if (length == static_cast<CK_ULONG>(-1)) {
+        first.fail(CKR_GENERAL_ERROR);
+        return CKR_GENERAL_ERROR;
+    }
+    SecretBuffer signature = SecretBuffer::tryAllocate(length);
+    if (signature.isNull()) {
+        first.fail(CKR_HOST_MEMORY);
+        return CKR_HOST_MEMORY;
+    }
+    auto second = script.session.call(trace, cryptoki::sign);
+    trace.dump(TraceLevel::Value, request.data.bytes(), L": --> Data to be signed");
+    rv = second.run(script.session.handle(), request.data.data(), request.data.size(), signature.data(), &length);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    if (length > signature.size()) {
+        second.fail(CKR_GENERAL_ERROR);
+        return CKR_GENERAL_ERROR;
+    }
+    signature.truncate(length);
+    trace.dump(TraceLevel::Value, signature.bytes(), L": <-- Signed Data");
+    script.outputs.pushBase64(L"SIGNEDDATA", signature.data(), signature.size());
+    return CKR_OK;
+}
+
+Result signWithKey(Script& script, const Trace& trace, Request& request) {
+    Result result = check(trace, request);
+    CK_OBJECT_HANDLE hKey = 0;
+    if (result.isOk()) {
+        result = scripts::findPrivateKey(script.session, trace, {}, std::move(request.keyId), hKey);
+    }
+    if (result.isOk()) {
+        result = beginSigning(script, trace, hKey);
+    }
+    return result.isOk() ? Result(sign(script, trace, request)) : result;
+}
+
+Result run(Script& script, const Trace& trace) {
+    Request request = storedRequest(script.access);
+    if (script.params != nullptr) {
+        completeFromParameters(*script.params, request);
+    }
+    bool loggedIn = false;
+    const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    const Result result =
+        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return signWithKey(script, trace, request); });
+    if (!loggedIn) {
+        return result;
+    }
+    static_cast<void>(scripts::logoutUntilDone(script.session, trace));
+    // The logout's success is the last result of the token, and takes the place of what failed before it; hosts tell
+    // success by "SIGNEDDATA".
+    return result.isClientCode() ? result : Result(CKR_OK);
+}
+
+} // namespace
+
+void scripts::signData(Script& script) {
+    const Trace trace(L"signData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

@@ -1,0 +1,54 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Faults.h"
+#include "scripts/common/LoginFrame.h"
+#include "scripts/common/Parameters.h"
+#include "scripts/object/Writers.h"
+#include "util/Texts.h"
+
+namespace {
+
+/// An operation that names no kind of object writes nothing and succeeds: hosts probe with it.
+Result writeByType(Script& script, const Trace& trace) {
+    const Zel::Parameter* const type = scripts::firstNamed(*script.params, L"OBJ_TYPE");
+    if (type == nullptr) {
+        return CKR_OK;
+    }
+    const Zel::TString& value = type->getValue();
+    if (equals(value, L"CERTIFICATE")) {
+        return scripts::writeCertificate(script);
+    }
+    if (equals(value, L"PRIVATE_KEY")) {
+        return scripts::writeKey(script, false);
+    }
+    if (equals(value, L"KEY_PAIR")) {
+        return scripts::writeKey(script, true);
+    }
+    if (equals(value, L"CONTAINER_NAME")) {
+        return scripts::writeContainerName(script);
+    }
+    // Names CONTAINER_NAME whatever the value was: operators' tools look for this text.
+    return scripts::badParameter(trace, L"CONTAINER_NAME", value);
+}
+
+Result run(Script& script, const Trace& trace) {
+    bool loggedIn = false;
+    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    if (!login.isOk()) {
+        return login;
+    }
+    const Result result =
+        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return writeByType(script, trace); });
+    if (loggedIn) {
+        // What was written is what counts; how the logout went is only traced.
+        static_cast<void>(scripts::logoutUntilDone(script.session, trace, scripts::LogoutTrace::AnnouncedOnce));
+    }
+    return result;
+}
+
+} // namespace
+
+void scripts::writeData(Script& script) {
+    const Trace trace(L"writeData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

@@ -1,0 +1,106 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Faults.h"
+#include "scripts/common/Roles.h"
+#include "util/Conversions.h"
+#include "util/Texts.h"
+
+namespace {
+
+/// What the operation itself says.
+struct Request {
+    bool isAuthTypeGiven = false;
+    std::optional<CK_USER_TYPE> role;
+    SecretBuffer pin;
+};
+
+Result readRequest(const Script& script, const Trace& trace, Request& request) {
+    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
+        const Zel::TString& id = script.params->at(i)->getId();
+        const Zel::TString& value = script.params->at(i)->getValue();
+        bool isGood = true;
+        if (equals(id, L"AUTH_TYPE")) {
+            request.isAuthTypeGiven = true;
+            isGood = equals(value, L"STATIC");
+        } else if (equals(id, L"PINID")) {
+            request.role = scripts::userTypeOf(value);
+            isGood = request.role.has_value();
+        } else if (equals(id, L"PIN")) {
+            request.pin = TStringHex2Binary(value);
+        }
+        if (!isGood) {
+            // Names PINID for both: operators' tools look for this text.
+            return scripts::badParameter(trace, L"PINID", value);
+        }
+    }
+    return CKR_OK;
+}
+
+void reportWrongPin(Script& script, const Trace& trace, CK_USER_TYPE role) {
+    bool lastTry = false;
+    const CK_RV rv =
+        script.session.isLastTry(role == CKU_USER ? CKF_USER_PIN_FINAL_TRY : CKF_SO_PIN_FINAL_TRY, lastTry);
+    if (rv != CKR_OK) {
+        trace.failed(L"isLastTry", rv);
+        return;
+    }
+    if (lastTry) {
+        script.outputs.push(L"LEFTPINTRY", L"1");
+    }
+    trace.failed(cryptoki::login.name, CKR_PIN_INCORRECT);
+}
+
+Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
+    CK_RV rv = script.session.openSession(CKF_RW_SESSION, false);
+    if (rv != CKR_OK) {
+        trace.failed(L"openSession", rv);
+        return rv;
+    }
+    // Made before the token is asked: memory must not fail behind a login.
+    Zel::TString accepted = role == CKU_USER ? Binary2TStringHex(pin.data(), pin.size()) : Zel::TString();
+    rv = scripts::login(script, trace, role, pin);
+    if (rv == CKR_USER_ALREADY_LOGGED_IN || rv == CKR_USER_ANOTHER_ALREADY_LOGGED_IN) {
+        // Whoever is logged in makes room, once.
+        rv = script.session.call(trace, cryptoki::logout).run(script.session.handle());
+        if (rv != CKR_OK) {
+            return rv;
+        }
+        rv = scripts::login(script, trace, role, pin);
+    }
+    if (rv == CKR_PIN_INCORRECT) {
+        reportWrongPin(script, trace, role);
+    } else if (rv != CKR_OK) {
+        trace.failed(cryptoki::login.name, rv);
+    } else if (role == CKU_USER) {
+        // Kept, so that later scripts can log the user in; the officer's never is.
+        script.access.storeUserPin(std::move(accepted));
+    }
+    return rv;
+}
+
+Result run(Script& script, const Trace& trace) {
+    Request request;
+    const Result read = readRequest(script, trace, request);
+    if (!read.isOk()) {
+        return read;
+    }
+    if (!request.isAuthTypeGiven && script.access.authType() != kAuthTypeStatic) {
+        return scripts::notFound(trace, L"AUTH_TYPE");
+    }
+    const CK_USER_TYPE role = request.role.value_or(script.access.userType());
+    if (request.pin.isEmpty() &&
+        !scripts::takeStoredPin(trace, script.access.accessPin(), role, request.role.has_value(), request.pin)) {
+        return Result::badParameter();
+    }
+    if (request.pin.isEmpty()) {
+        return scripts::notFound(trace, L"PIN");
+    }
+    return loginWith(script, trace, role, request.pin);
+}
+
+} // namespace
+
+void scripts::authenticate(Script& script) {
+    const Trace trace(L"authenticate");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

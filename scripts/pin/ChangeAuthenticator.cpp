@@ -1,0 +1,152 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Faults.h"
+#include "scripts/common/LoginFrame.h"
+#include "scripts/common/Roles.h"
+#include "util/Conversions.h"
+#include "util/Texts.h"
+
+namespace {
+
+struct Request {
+    std::optional<CK_USER_TYPE> givenRole;
+    CK_USER_TYPE role = CKU_USER;
+    SecretBuffer oldPin;
+    SecretBuffer newPin;
+};
+
+Result readGiven(const Script& script, const Trace& trace, Request& request) {
+    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
+        const Zel::TString& id = script.params->at(i)->getId();
+        const Zel::TString& value = script.params->at(i)->getValue();
+        if (equals(id, L"PINID")) {
+            request.givenRole = scripts::userTypeOf(value);
+            if (!request.givenRole) {
+                return scripts::badParameter(trace, id, value);
+            }
+        } else if (equals(id, L"OLD_PIN")) {
+            request.oldPin = TStringHex2Binary(value);
+        } else if (equals(id, L"NEW_PIN")) {
+            request.newPin = TStringHex2Binary(value);
+        }
+    }
+    return CKR_OK;
+}
+
+/// What the operation does not say comes from the access values; only the old PIN proves a role, so only it is guarded.
+Result completeFromAccess(const Script& script, const Trace& trace, Request& request) {
+    request.role = request.givenRole.value_or(script.access.userType());
+    if (request.oldPin.isEmpty() && !scripts::takeStoredPin(trace, script.access.accessOldPin(), request.role,
+                                                            request.givenRole.has_value(), request.oldPin)) {
+        return Result::badParameter();
+    }
+    if (request.oldPin.isEmpty()) {
+        return scripts::notFound(trace, L"OLD_PIN");
+    }
+    if (request.newPin.isEmpty()) {
+        request.newPin = TStringHex2Binary(script.access.accessNewPin().value);
+    }
+    if (request.newPin.isEmpty()) {
+        return scripts::notFound(trace, L"NEW_PIN");
+    }
+    return CKR_OK;
+}
+
+/// What the session needs before the PIN can be changed.
+struct Need {
+    bool readWriteSession = false;
+    bool login = false;
+};
+
+/// Nothing when the session's state is none.
+std::optional<Need> needOf(CK_STATE state, CK_USER_TYPE role) {
+    switch (state) {
+    case CKS_RO_PUBLIC_SESSION:
+    case CKS_RO_USER_FUNCTIONS:
+        return Need{true, true};
+    case CKS_RW_PUBLIC_SESSION:
+        return Need{false, true};
+    case CKS_RW_USER_FUNCTIONS:
+        return Need{false, role != CKU_USER};
+    case CKS_RW_SO_FUNCTIONS:
+        return Need{false, role != CKU_SO};
+    default:
+        return std::nullopt;
+    }
+}
+
+/// Leaves a read/write session open and tells whether a login is needed on it.
+Result prepareSession(Script& script, const Trace& trace, CK_USER_TYPE role, bool& needsLogin) {
+    CK_SESSION_INFO info{};
+    CK_RV rv = script.session.askSessionInfo(trace, info);
+    Need need{true, true};
+    if (rv == CKR_OK) {
+        traceSessionInfo(trace, info);
+        const auto known = needOf(info.state, role);
+        if (!known) {
+            return Result::client(ClientCode::kUnknownSessionState);
+        }
+        need = *known;
+    } else if (rv != CKR_SESSION_HANDLE_INVALID) {
+        trace.failedTight(cryptoki::getSessionInfo.name, rv);
+        return rv;
+    }
+    needsLogin = need.login;
+    if (!need.readWriteSession) {
+        return CKR_OK;
+    }
+    rv = script.session.openSession(CKF_RW_SESSION, false);
+    if (rv != CKR_OK) {
+        trace.failed(L"openSession", rv);
+    }
+    return rv;
+}
+
+CK_RV setPin(Script& script, const Trace& trace, Request& request) {
+    // Made before the token is asked: memory must not fail between its new PIN and ours.
+    Zel::TString newPin =
+        request.role == CKU_USER ? Binary2TStringHex(request.newPin.data(), request.newPin.size()) : Zel::TString();
+    const CK_RV rv = script.session.call(trace, cryptoki::setPIN)
+                         .run(script.session.handle(), request.oldPin.data(), request.oldPin.size(),
+                              request.newPin.data(), request.newPin.size());
+    if (rv == CKR_OK && request.role == CKU_USER) {
+        // Later logins use the new PIN.
+        script.access.storeUserPin(std::move(newPin));
+    }
+    return rv;
+}
+
+/// The login made here is undone whatever came of it; how that goes is only traced.
+CK_RV setPinLoggedIn(Script& script, const Trace& trace, Request& request) {
+    CK_RV rv = scripts::login(script, trace, request.role, request.oldPin);
+    if (rv == CKR_OK) {
+        rv = scripts::withOwnLogin(script.session, trace, true, [&] { return setPin(script, trace, request); });
+    } else {
+        trace.failed(cryptoki::login.name, rv);
+    }
+    scripts::logoutOnce(script.session, trace);
+    return rv;
+}
+
+Result run(Script& script, const Trace& trace) {
+    Request request;
+    Result result = readGiven(script, trace, request);
+    if (result.isOk()) {
+        result = completeFromAccess(script, trace, request);
+    }
+    bool needsLogin = false;
+    if (result.isOk()) {
+        result = prepareSession(script, trace, request.role, needsLogin);
+    }
+    if (!result.isOk()) {
+        return result;
+    }
+    return needsLogin ? setPinLoggedIn(script, trace, request) : setPin(script, trace, request);
+}
+
+} // namespace
+
+void scripts::changeAuthenticator(Script& script) {
+    const Trace trace(L"changeAuthenticator");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

@@ -1,0 +1,66 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Roles.h"
+#include "util/Texts.h"
+
+namespace {
+
+std::optional<CK_USER_TYPE> roleAsked(const Script& script, const Trace& trace) {
+    CK_USER_TYPE role = script.access.userType();
+    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
+        const Zel::Parameter& parameter = *script.params->at(i);
+        if (!equals(parameter.getId(), L"PINID")) {
+            continue;
+        }
+        const auto given = scripts::userTypeOf(parameter.getValue());
+        if (!given) {
+            trace.failure(L": Bad parameter PINID: %ws", parameter.getValue());
+            return std::nullopt;
+        }
+        role = *given;
+    }
+    return role;
+}
+
+/// Whether that role is the one logged in, by the session's state; a client code when the state is none.
+Result checkLoggedIn(CK_STATE state, CK_USER_TYPE role) {
+    switch (state) {
+    case CKS_RO_PUBLIC_SESSION:
+    case CKS_RW_PUBLIC_SESSION:
+        return CKR_USER_NOT_LOGGED_IN;
+    case CKS_RO_USER_FUNCTIONS:
+    case CKS_RW_USER_FUNCTIONS:
+        return role == CKU_USER ? CKR_OK : CKR_USER_NOT_LOGGED_IN;
+    case CKS_RW_SO_FUNCTIONS:
+        return role == CKU_SO ? CKR_OK : CKR_USER_NOT_LOGGED_IN;
+    default:
+        return Result::client(ClientCode::kUnknownSessionState);
+    }
+}
+
+Result run(const Script& script, const Trace& trace) {
+    const auto role = roleAsked(script, trace);
+    if (!role) {
+        return Result::badParameter();
+    }
+    // Asked on whatever handle there is: without a session the module says so itself.
+    CK_SESSION_INFO info{};
+    const CK_RV rv = script.session.askSessionInfo(trace, info);
+    if (rv != CKR_OK) {
+        trace.failedTight(cryptoki::getSessionInfo.name, rv);
+        return rv;
+    }
+    traceSessionInfo(trace, info);
+    const Result loggedIn = checkLoggedIn(info.state, *role);
+    if (!loggedIn.isOk()) {
+        return loggedIn;
+    }
+    return script.session.call(trace, cryptoki::logout).run(script.session.handle());
+}
+
+} // namespace
+
+void scripts::deauthenticate(Script& script) {
+    const Trace trace(L"deauthenticate");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

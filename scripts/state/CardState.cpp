@@ -1,0 +1,124 @@
+#include "scripts/Scripts.h"
+#include "scripts/common/Roles.h"
+#include "util/Texts.h"
+
+namespace {
+
+constexpr std::uint32_t kCardInitialised = 1;
+
+/// Values of "AUTHSTATE".
+enum class AuthState : std::uint32_t { LoggedIn = 1, NotLoggedIn = 2, Blocked = 3 };
+
+/// Which PIN is asked about: the operation's first "PINID", else the host's.
+std::optional<CK_USER_TYPE> roleAsked(const Script& script, const Trace& trace) {
+    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
+        const Zel::Parameter& parameter = *script.params->at(i);
+        if (!equals(parameter.getId(), L"PINID")) {
+            continue;
+        }
+        const auto role = scripts::userTypeOf(parameter.getValue());
+        if (!role) {
+            trace.failure(L": Bad parameter PINID: %ws", parameter.getValue());
+        }
+        return role;
+    }
+    return script.access.userType();
+}
+
+/// Nothing when the session's state is none.
+std::optional<AuthState> stateOf(CK_USER_TYPE role, CK_STATE state, CK_FLAGS tokenFlags) {
+    const CK_FLAGS locked = role == CKU_USER ? CKF_USER_PIN_LOCKED : CKF_SO_PIN_LOCKED;
+    if ((tokenFlags & locked) != 0) {
+        return AuthState::Blocked;
+    }
+    switch (state) {
+    case CKS_RO_PUBLIC_SESSION:
+    case CKS_RW_PUBLIC_SESSION:
+        return AuthState::NotLoggedIn;
+    case CKS_RO_USER_FUNCTIONS:
+    case CKS_RW_USER_FUNCTIONS:
+        return role == CKU_USER ? AuthState::LoggedIn : AuthState::NotLoggedIn;
+    case CKS_RW_SO_FUNCTIONS:
+        return role == CKU_SO ? AuthState::LoggedIn : AuthState::NotLoggedIn;
+    default:
+        return std::nullopt;
+    }
+}
+
+CK_RV askToken(const Script& script, const Trace& trace, CK_SESSION_INFO& session, CK_TOKEN_INFO& token) {
+    CK_RV rv = script.session.call(trace, cryptoki::getSessionInfo).tight().run(script.session.handle(), &session);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    traceSessionInfo(trace, session);
+    rv = CryptokiCall(script.session.module(), trace, cryptoki::getTokenInfo)
+             .in(L"SlotID", script.session.slotID())
+             .tight()
+             .run(script.session.slotID(), &token);
+    if (rv == CKR_OK) {
+        trace.output(L"tokenInfo.flags", token.flags);
+    }
+    return rv;
+}
+
+Result report(Script& script, const Trace& trace, CK_USER_TYPE role) {
+    CK_SESSION_INFO session{};
+    CK_TOKEN_INFO token{};
+    const CK_RV rv = askToken(script, trace, session, token);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    const auto state = stateOf(role, session.state, token.flags);
+    if (!state) {
+        return Result::client(ClientCode::kUnknownSessionState);
+    }
+    trace.write(TraceLevel::Value, L" authState %d", *state);
+    script.outputs.push(Zel::Parameter(Zel::ParameterEncoding::Text, L"AUTHSTATE", Zel::ParameterType::Number,
+                                       hexNumberText(static_cast<std::uint32_t>(*state))));
+    const CK_FLAGS finalTry = role == CKU_USER ? CKF_USER_PIN_FINAL_TRY : CKF_SO_PIN_FINAL_TRY;
+    if ((token.flags & finalTry) != 0) {
+        script.outputs.push(
+            Zel::Parameter(Zel::ParameterEncoding::Plain, L"LEFTPINTRY", Zel::ParameterType::Number, L"1"));
+        trace.write(TraceLevel::Value, L"Last try TRUE");
+    } else {
+        trace.write(TraceLevel::Value, L" Last try FALSE");
+    }
+    return CKR_OK;
+}
+
+/// On an open session as it is, logins included; otherwise on a read-only one of its own, closed again.
+Result run(Script& script, const Trace& trace) {
+    const auto role = roleAsked(script, trace);
+    if (!role) {
+        return Result::badParameter();
+    }
+    if (script.session.isOpen()) {
+        return report(script, trace, *role);
+    }
+    CK_RV rv = script.session.open(trace, 0);
+    if (rv != CKR_OK) {
+        return rv;
+    }
+    trace.output(L"hSession", script.session.handle());
+    const Result result = report(script, trace, *role);
+    rv = script.session.closeSession();
+    if (rv != CKR_OK) {
+        trace.failed(L"closeSession", rv);
+        return result.isClientCode() ? result : Result(rv);
+    }
+    return result;
+}
+
+} // namespace
+
+void scripts::getCardState(Script& script) {
+    const Trace trace(L"getCardState");
+    script.outputs.push(L"ERROR", clientErrorCode(CKR_OK));
+    script.outputs.push(L"CARDSTATE", hexNumberText(kCardInitialised));
+}
+
+void scripts::getAuthenticatorState(Script& script) {
+    const Trace trace(L"getAuthenticatorState");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
+}

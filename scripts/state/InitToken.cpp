@@ -1,0 +1,100 @@
+#include <algorithm>
+
+#include "scripts/Scripts.h"
+#include "scripts/common/Faults.h"
+#include "util/Conversions.h"
+#include "util/Texts.h"
+
+// "init" and "recycle" are one procedure under two sets of names.
+
+namespace {
+
+struct Names {
+    const wchar_t* method;
+    const wchar_t* keyId;
+    const wchar_t* key;
+};
+
+constexpr Names kInit{L"initToken", L"INIT_KEYID", L"INIT_KEY"};
+constexpr Names kRecycle{L"recycle", L"RECYCLE_KEYID", L"RECYCLE_KEY"};
+
+constexpr std::size_t kLabelLength = 32;
+
+struct Request {
+    bool isKeyIdGiven = false;
+    SecretBuffer key;
+    SecretBuffer label{kLabelLength};
+};
+
+/// Fills up with a wide blank pattern, 0x20 0x00, which cards issued so far carry: not with single blanks.
+void writeLabel(const Zel::TString& value, SecretBuffer& label) {
+    for (std::size_t i = 0; i < kLabelLength; ++i) {
+        label.data()[i] = i % 2 == 0 ? ' ' : 0;
+    }
+    const SecretBuffer bytes = TStringHex2Binary(value);
+    std::copy_n(bytes.data(), std::min(bytes.size(), kLabelLength), label.data());
+}
+
+Result readRequest(const Script& script, const Trace& trace, const Names& names, Request& request) {
+    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
+        const Zel::TString& id = script.params->at(i)->getId();
+        const Zel::TString& value = script.params->at(i)->getValue();
+        if (equals(id, names.keyId)) {
+            request.isKeyIdGiven = true;
+            if (!equals(value, L"SO")) {
+                return scripts::badParameter(trace, names.keyId, value);
+            }
+        } else if (equals(id, names.key)) {
+            request.key = TStringHex2Binary(value);
+            if (request.key.isEmpty()) {
+                return scripts::notFound(trace, names.key);
+            }
+        } else if (equals(id, L"LABEL")) {
+            writeLabel(value, request.label);
+        }
+    }
+    return request.isKeyIdGiven ? Result(CKR_OK) : scripts::notFound(trace, names.keyId);
+}
+
+CK_RV initToken(const Script& script, const Trace& trace, Request& request) {
+    CryptokiCall call(script.session.module(), trace, cryptoki::initToken);
+    call.in(L"SlotID", script.session.slotID());
+    if (Trace::isEnabled(TraceLevel::Value)) {
+        call.note(L": --> Label=%ws", Utf82TString(request.label.data(), kLabelLength));
+    }
+    return call.run(script.session.slotID(), request.key.data(), request.key.size(), request.label.data());
+}
+
+Result run(Script& script, const Trace& trace, const Names& names) {
+    if (script.params == nullptr) {
+        return scripts::noParameters(trace);
+    }
+    Request request;
+    const Result read = readRequest(script, trace, names, request);
+    if (!read.isOk()) {
+        return read;
+    }
+    // A token with an open session cannot be initialised.
+    const CK_RV rv = script.session.closeSession();
+    if (rv != CKR_OK) {
+        trace.failed(L"closeSession", rv);
+        return rv;
+    }
+    return initToken(script, trace, request);
+}
+
+void runUnder(const Names& names, Script& script) {
+    const Trace trace(names.method);
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace, names));
+}
+
+} // namespace
+
+void scripts::init(Script& script) {
+    runUnder(kInit, script);
+}
+
+void scripts::recycle(Script& script) {
+    runUnder(kRecycle, script);
+}
