@@ -72,9 +72,10 @@ bool Log::setUp(const char* file, std::uint32_t levels, RylogFormat format) noex
 
 void Log::setReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept {
     const std::lock_guard lock(m_mutex);
+    openFromEnvironment();
     m_receiver = receiver;
     m_pContext = context;
-    m_receiverLevels = levels;
+    m_receiverLevels = receiver == nullptr ? 0 : levels;
     publishLevels();
 }
 
@@ -84,31 +85,34 @@ void Log::write(const wchar_t* module, std::uint32_t level, std::wstring_view te
         return;
     }
     const std::lock_guard lock(m_mutex);
-    // Asked again under the lock: the log may have been set up anew since.
-    if ((m_levels.load(std::memory_order_relaxed) & level) == 0) {
-        return;
-    }
+    // Asked under the lock: the log may have been set up anew since rylogIsEnabled was asked.
     const Message message{module == nullptr ? m_moduleName : module, level, text, bytes, length};
-    if (m_receiver == nullptr) {
+    if ((m_fileLevels & level) != 0) {
         writeLine(message);
-    } else {
+    }
+    if ((m_receiverLevels & level) != 0) {
         deliver(message);
     }
 }
 
 std::uint64_t Log::readEnvironment() noexcept {
     const std::lock_guard lock(m_mutex);
-    if (m_levels.load(std::memory_order_relaxed) == kUnknown) {
-        try {
-            const std::string file = environmentVariable("RYLOG_FILE");
-            const std::uint32_t levels = parseLevels(environmentVariable("RYLOG_LEVELS"));
-            const bool isJson = environmentVariable("RYLOG_FORMAT") == "json";
-            openFile(file.c_str(), levels, isJson ? RylogFormat::Json : RylogFormat::Text);
-        } catch (...) {
-            openFile(nullptr, 0, RylogFormat::Text);
-        }
-    }
+    openFromEnvironment();
     return m_levels.load(std::memory_order_relaxed);
+}
+
+void Log::openFromEnvironment() noexcept {
+    if (m_levels.load(std::memory_order_relaxed) != kUnknown) {
+        return;
+    }
+    try {
+        const std::string file = environmentVariable("RYLOG_FILE");
+        const std::uint32_t levels = parseLevels(environmentVariable("RYLOG_LEVELS"));
+        const bool isJson = environmentVariable("RYLOG_FORMAT") == "json";
+        openFile(file.c_str(), levels, isJson ? RylogFormat::Json : RylogFormat::Text);
+    } catch (...) {
+        openFile(nullptr, 0, RylogFormat::Text);
+    }
 }
 
 bool Log::openFile(const char* file, std::uint32_t levels, RylogFormat format) noexcept {
@@ -120,7 +124,7 @@ bool Log::openFile(const char* file, std::uint32_t levels, RylogFormat format) n
 }
 
 void Log::publishLevels() noexcept {
-    m_levels.store(m_receiver != nullptr ? m_receiverLevels : m_fileLevels, std::memory_order_relaxed);
+    m_levels.store(m_fileLevels | m_receiverLevels, std::memory_order_relaxed);
 }
 
 void Log::writeLine(const Message& message) noexcept {

@@ -35,6 +35,7 @@ private:
     static constexpr std::uint64_t kUnknown = ~std::uint64_t{0};
 
     std::uint64_t readEnvironment() noexcept;
+    void openFromEnvironment() noexcept;
     bool openFile(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
     void publishLevels() noexcept;
     void writeLine(const Message& message) noexcept;
@@ -47,7 +48,7 @@ private:
     OutputFile m_file;
     TimeText m_time;
     RylogFormat m_format = RylogFormat::Text;
-    std::uint64_t m_fileLevels = kUnknown;
+    std::uint32_t m_fileLevels = 0;
     RylogReceiver m_receiver = nullptr;
     void* m_pContext = nullptr;
     std::uint32_t m_receiverLevels = 0;

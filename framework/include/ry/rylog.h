@@ -27,8 +27,8 @@ extern "C" {
 /// Names the module of messages that are given none (process-wide; at most 255 bytes of UTF-8). Null: no name.
 RYLOG_API void rylogSetModuleName(const wchar_t* name) noexcept;
 
-/// Whether a message of `level` (1 failure, 2 call announced, 4 value, 8 entry, 16 exit) goes anywhere at all. Cheap:
-/// ask before building an argument that costs.
+/// Returns true when the file or the receiver takes messages of `level` (1 failure, 2 call announced, 4 value, 8 entry,
+/// 16 exit). Cheap: ask before building an argument that costs.
 RYLOG_API bool rylogIsEnabled(std::uint32_t level) noexcept;
 
 /// For those who ask so often that a call costs too much: the levels of which a message goes anywhere, all bits set
@@ -61,9 +61,11 @@ enum class RylogFormat : std::uint32_t { Text = 0, Json = 1 };
 /// log is then silent.
 RYLOG_API bool rylogSetUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
 
-/// Sends the log to a function instead, for hosts that show it themselves and for tests; a null receiver takes it back.
-/// It is called by one thread at a time. What it logs itself is dropped; what it throws too. Levels outside the mask
-/// are not sent.
+/// Sends messages to a function too, beside the file and in place of an earlier receiver: for hosts that watch what
+/// happens, and for tests. The receiver has a mask of levels of its own; the file and its levels stay as they are. A
+/// null receiver ends this; once rylogSetReceiver has returned, the earlier receiver is not called any more. The
+/// receiver is called on the thread that logs, by one thread at a time, after the line was written to the file. What it
+/// logs or throws is dropped. It must not call rylogSetUp, rylogSetReceiver or rylogSetModuleName.
 RYLOG_API void rylogSetReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept;
 
 } // extern "C"

@@ -106,14 +106,16 @@ TEST_F(LogEnvironmentDeathTest, TheHostsSetUpWins) {
         ExitedWithCode(8), HasSubstr("an entry"));
 }
 
-TEST_F(LogEnvironmentDeathTest, AReceiverThatGoesLeavesTheEnvironment) {
+TEST_F(LogEnvironmentDeathTest, AReceiverLeavesTheEnvironmentsFileAlone) {
     EXPECT_EXIT(
         {
             setVariable("RYLOG_FILE=-");
-            rylogSetReceiver([](void*, const RylogRecord*) {}, nullptr, 31);
+            setVariable("RYLOG_LEVELS=8");
+            rylogSetReceiver([](void*, const RylogRecord*) {}, nullptr, 1);
+            rylogLog(L"MODULE", 8, L"for the file");
             rylogLog(L"MODULE", 1, L"for the receiver");
             rylogSetReceiver(nullptr, nullptr, 0);
             logAndLeave();
         },
-        ExitedWithCode(8), AllOf(HasSubstr("an entry"), Not(HasSubstr("for the receiver"))));
+        ExitedWithCode(8), AllOf(HasSubstr("for the file"), HasSubstr("an entry"), Not(HasSubstr("for the receiver"))));
 }

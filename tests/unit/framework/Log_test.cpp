@@ -311,8 +311,8 @@ TEST_F(LogTest, LevelsAreThereForThoseWhoAskOften) {
     EXPECT_EQ(rylogLevels->load(), 0U);
     ASSERT_TRUE(logTo(RylogFormat::Json, 1 | 8));
     EXPECT_EQ(rylogLevels->load(), 9U);
-    rylogSetReceiver([](void*, const RylogRecord*) {}, nullptr, 2 | 4);
-    EXPECT_EQ(rylogLevels->load(), 6U);
+    rylogSetReceiver([](void*, const RylogRecord*) {}, nullptr, 2 | 8);
+    EXPECT_EQ(rylogLevels->load(), 11U);
     rylogSetReceiver(nullptr, nullptr, 0);
     EXPECT_EQ(rylogLevels->load(), 9U);
 }
@@ -413,8 +413,7 @@ TEST_F(LogTest, LinesOfThreadsNeverMix) {
     EXPECT_EQ(allNumbers.size(), static_cast<std::size_t>(kThreads));
 }
 
-TEST_F(LogTest, AReceiverGetsTheMessagesInstead) {
-    ASSERT_TRUE(logTo(RylogFormat::Json, 1));
+TEST_F(LogTest, AReceiverGetsMessagesOfItsOwnLevels) {
     std::vector<Received> received;
     rylogSetReceiver(&receive, &received, 2 | 4);
     EXPECT_FALSE(rylogIsEnabled(1));
@@ -422,7 +421,6 @@ TEST_F(LogTest, AReceiverGetsTheMessagesInstead) {
     rylogLog(kModule, 1, L"not for it");
     rylogLog(kModule, 2, L"caf\u00E9 \"%d\"\n", 7);
     rylogLogBin(kModule, 4, "\x01\x02", 2, L"dump");
-    EXPECT_EQ(content(), "");
     ASSERT_EQ(received.size(), 2U);
     EXPECT_EQ(received[0].module, "ZEL-COE-PKCS11");
     EXPECT_EQ(received[0].level, 2U);
@@ -432,11 +430,35 @@ TEST_F(LogTest, AReceiverGetsTheMessagesInstead) {
     EXPECT_TRUE(received[1].hasBytes);
     EXPECT_EQ(received[1].bytes, "\x01\x02");
 
-    rylogSetReceiver(nullptr, nullptr, 0);
-    EXPECT_TRUE(rylogIsEnabled(1));
-    rylogLog(kModule, 1, L"back in the file");
+    rylogSetReceiver(nullptr, nullptr, 31);
+    EXPECT_FALSE(rylogIsEnabled(4));
+    rylogLog(kModule, 4, L"nowhere");
     EXPECT_EQ(received.size(), 2U);
-    EXPECT_EQ(only().text, "back in the file");
+}
+
+TEST_F(LogTest, TheFileAndItsLevelsDoNotChangeByAReceiver) {
+    ASSERT_TRUE(logTo(RylogFormat::Json, 1 | 2));
+    std::vector<Received> received;
+    rylogSetReceiver(&receive, &received, 2 | 4);
+    for (const std::uint32_t level : {1U, 2U, 4U, 8U}) {
+        EXPECT_EQ(rylogIsEnabled(level), level != 8) << level;
+        rylogLog(kModule, level, L"%d", static_cast<int>(level));
+    }
+    ASSERT_TRUE(rylogSetUp(nullptr, kAll, RylogFormat::Json));
+    EXPECT_TRUE(rylogIsEnabled(4));
+    EXPECT_FALSE(rylogIsEnabled(1));
+    rylogLog(kModule, 4, L"without a file");
+
+    std::vector<std::string> written;
+    for (const std::string& line : lines()) {
+        written.push_back(parse(line).text);
+    }
+    EXPECT_THAT(written, ElementsAre("1", "2"));
+    std::vector<std::string> texts;
+    for (const Received& one : received) {
+        texts.push_back(one.text);
+    }
+    EXPECT_THAT(texts, ElementsAre("2", "4", "without a file"));
 }
 
 TEST_F(LogTest, ReceiversThatThrowOrLogHurtNobody) {
