@@ -6,7 +6,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION . PATTERN ".*" EXCLUDE)
 # The licence texts come from the Debian packages that the build takes the code from; docs/third-party.md says what is
 # used of each.
 set(licensed libcli11-dev nlohmann-json3-dev libp11-kit-dev)
-if(WIN32)
+if(MINGW)
   list(APPEND licensed g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev)
 endif()
 foreach(package ${licensed})

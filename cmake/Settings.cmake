@@ -26,7 +26,11 @@ if(CCACHE)
   set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
 endif()
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+if(MSVC)
+  add_compile_options(/W4 /permissive- /utf-8 /EHsc /Zc:__cplusplus)
+else()
+  add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # Objects that cross a library's border are destroyed through a slot with a fixed place, never through a virtual
   # destructor: its place would be the compiler's choice.
@@ -34,8 +38,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
-  add_link_options(-static -static-libgcc -static-libstdc++
-                   -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va)
+  if(MINGW)
+    add_link_options(-static -static-libgcc -static-libstdc++
+                     -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va)
+  else()
+    add_link_options(LINKER:/dynamicbase,/nxcompat,/highentropyva)
+  endif()
 else()
   add_link_options(-Wl,-z,relro,-z,now -Wl,--no-undefined)
 endif()

@@ -1,22 +1,14 @@
 #include "host/plugin/Calls.h"
 
-#include <cstdlib>
-#include <cxxabi.h>
 #include <typeinfo>
 
 #include "host/plugin/Texts.h"
+#include "platform/TypeName.h"
 #include "zel/ClientOperationException.h"
 
 namespace host {
 
 namespace {
-
-std::string className(const std::type_info& type) {
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
-                                                           &std::free);
-    return name ? name.get() : type.name();
-}
 
 Thrown describe(const char* type, const Zel::LocalizedException& exception) {
     return {type, toUtf8(exception.getErrorCode()), toUtf8(exception.getMessageText())};
@@ -44,7 +36,7 @@ Thrown describeException() {
     } catch (const Zel::LocalizedException& exception) {
         return describe("LocalizedException", exception);
     } catch (const std::exception& exception) {
-        return {className(typeid(exception)), std::nullopt, exception.what()};
+        return {platform::typeName(typeid(exception)), std::nullopt, exception.what()};
     } catch (...) {
         return {"unknown", std::nullopt, "something that is no exception of the standard library was thrown"};
     }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/DynamicLibrary.h"
+#include "tests/binary/Slot.h"
 #include "zel/ClientOperation.h"
 #include "zel/ClientOperationExecutor.h"
 #include "zel/Parameter.h"
@@ -31,14 +32,6 @@ private:
 
 /// The scripted module's file, as the value of a creation parameter.
 [[nodiscard]] std::wstring wideModuleFile();
-
-/// Calls the operation in `slot` of an object's table.
-template <class Result, class... Arguments>
-Result callSlot(void* object, unsigned slot, Arguments... arguments) {
-    using Operation = Result (*)(void*, Arguments...);
-    void** const table = *static_cast<void***>(object);
-    return reinterpret_cast<Operation>(table[slot])(object, arguments...);
-}
 
 /// An operation as a host makes it, without parameters.
 class RawOperation final : public Zel::ClientOperation {

@@ -23,7 +23,7 @@ Trace initializeFailed(CK_RV rv) {
 
 constexpr bool kHasWideResults = sizeof(CK_RV) > 4;
 /// A result above 32 bits whose low bits look like `rv`.
-constexpr CK_RV above(CK_RV rv) {
+[[maybe_unused]] constexpr CK_RV above(CK_RV rv) {
     return rv | static_cast<CK_RV>(std::uint64_t{1} << (kHasWideResults ? 32 : 0));
 }
 

@@ -1,9 +1,10 @@
-// Hosts built with another compiler call through the raw tables: slot by slot, object first.
+// Hosts that were built apart call through the raw tables, slot by slot.
 
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "tests/binary/Slot.h"
 #include "zel/ClientOperationExecutor.h"
 
 using Zel::ClientOperation;
@@ -13,12 +14,6 @@ using Zel::TString;
 using Zel::Vector;
 
 namespace {
-
-/// The function in one slot of the object's table, as a plain function that takes the object first.
-template <class Function>
-Function slot(void* object, int number) {
-    return reinterpret_cast<Function>((*static_cast<void***>(object))[number]);
-}
 
 /// Notes what was called.
 class NotingExecutor final : public Zel::BaseDLLObjectImpl<Zel::ClientOperationExecutor> {
@@ -62,45 +57,43 @@ TEST(VirtualTable, ExecutorOperationsStandInTheirSlots) {
     Vector<Parameter> access;
     Vector<Parameter> runtime;
 
-    slot<void (*)(void*, void*, void*)>(object, 2)(object, &access, &runtime);
+    callSlot<void, void*, void*>(object, 2, &access, &runtime);
     EXPECT_EQ(executor->m_pAccess, &access);
     EXPECT_EQ(executor->m_pRuntime, &runtime);
-    ClientOperationResponse* const response =
-        slot<ClientOperationResponse* (*)(void*, void*)>(object, 3)(object, nullptr);
+    ClientOperationResponse* const response = callSlot<ClientOperationResponse*, void*>(object, 3, nullptr);
     ASSERT_NE(response, nullptr);
     response->destroy();
-    slot<void (*)(void*)>(object, 4)(object);
+    callSlot<void>(object, 4);
     EXPECT_EQ(notes, "initialize execute-null terminate ");
 
-    EXPECT_STREQ(slot<TString (*)(void*)>(object, 5)(object).c_str(), L"version");
-    EXPECT_STREQ(slot<TString (*)(void*)>(object, 6)(object).c_str(), L"type");
-    EXPECT_STREQ(slot<TString (*)(void*)>(object, 7)(object).c_str(), L"name");
-    EXPECT_STREQ(slot<TString (*)(void*)>(object, 8)(object).c_str(),
-                 L"a description that is longer than what fits inside");
-    Vector<TString>* const scripts = slot<Vector<TString>* (*)(void*)>(object, 9)(object);
+    EXPECT_STREQ(callSlot<TString>(object, 5).c_str(), L"version");
+    EXPECT_STREQ(callSlot<TString>(object, 6).c_str(), L"type");
+    EXPECT_STREQ(callSlot<TString>(object, 7).c_str(), L"name");
+    EXPECT_STREQ(callSlot<TString>(object, 8).c_str(), L"a description that is longer than what fits inside");
+    Vector<TString>* const scripts = callSlot<Vector<TString>*>(object, 9);
     EXPECT_TRUE(scripts->isEmpty());
     scripts->destroy();
-    EXPECT_TRUE(slot<bool (*)(void*)>(object, 10)(object));
-    EXPECT_FALSE(slot<bool (*)(void*)>(object, 11)(object));
+    EXPECT_TRUE(callSlot<bool>(object, 10));
+    EXPECT_FALSE(callSlot<bool>(object, 11));
 
-    slot<void (*)(void*)>(object, 0)(object);
+    callSlot<void>(object, 0);
     EXPECT_EQ(notes, "initialize execute-null terminate end ");
 }
 
 TEST(VirtualTable, DeletingDestructorFreesStorageOnlyWhenAsked) {
     std::string notes;
     void* const kept = static_cast<Zel::ClientOperationExecutor*>(new NotingExecutor(notes));
-    EXPECT_EQ(slot<void* (*)(void*, unsigned int)>(kept, 1)(kept, 0), kept);
+    EXPECT_EQ(callSlot<void*>(kept, 1, 0U), kept);
     EXPECT_EQ(notes, "end ");
     // The storage is still ours: a second object fits into it. (A leak or a double free would be seen by the
     // sanitizers.)
     auto* const again = new (kept) NotingExecutor(notes);
-    EXPECT_EQ(slot<void* (*)(void*, unsigned int)>(again, 1)(again, 2), again); // bit 0 is not set
+    EXPECT_EQ(callSlot<void*>(again, 1, 2U), again); // bit 0 is not set
     EXPECT_EQ(notes, "end end ");
     Zel::release(kept);
 
     void* const freed = static_cast<Zel::ClientOperationExecutor*>(new NotingExecutor(notes));
-    EXPECT_EQ(slot<void* (*)(void*, unsigned int)>(freed, 1)(freed, 1), freed);
+    EXPECT_EQ(callSlot<void*>(freed, 1, 1U), freed);
     EXPECT_EQ(notes, "end end end ");
 }
 
@@ -112,33 +105,33 @@ TEST(VirtualTable, VectorOperationsStandInTheirSlots) {
     other.add(L"three");
     const TString one(L"one");
 
-    slot<void (*)(void*, const TString&)>(object, 3)(object, one);
-    slot<void (*)(void*, const Vector<TString>&)>(object, 2)(object, other);
-    EXPECT_EQ(slot<std::uint32_t (*)(void*)>(object, 7)(object), 3U);
-    EXPECT_EQ(slot<std::uint32_t (*)(void*)>(object, 6)(object), 5U);
-    EXPECT_FALSE(slot<bool (*)(void*)>(object, 8)(object));
-    EXPECT_STREQ(slot<TString* (*)(void*, std::uint32_t)>(object, 9)(object, 2)->c_str(), L"three");
-    slot<void (*)(void*)>(object, 4)(object);
-    EXPECT_TRUE(slot<bool (*)(void*)>(object, 8)(object));
-    slot<void (*)(void*, const Vector<TString>&)>(object, 5)(object, other);
-    EXPECT_EQ(slot<std::uint32_t (*)(void*)>(object, 7)(object), 2U);
-    EXPECT_EQ(slot<std::uint32_t (*)(void*)>(object, 6)(object), 10U);
-    slot<void (*)(void*)>(object, 0)(object);
+    callSlot<void, const TString&>(object, 3, one);
+    callSlot<void, const Vector<TString>&>(object, 2, other);
+    EXPECT_EQ(callSlot<std::uint32_t>(object, 7), 3U);
+    EXPECT_EQ(callSlot<std::uint32_t>(object, 6), 5U);
+    EXPECT_FALSE(callSlot<bool>(object, 8));
+    EXPECT_STREQ(callSlot<TString*>(object, 9, 2U)->c_str(), L"three");
+    callSlot<void>(object, 4);
+    EXPECT_TRUE(callSlot<bool>(object, 8));
+    callSlot<void, const Vector<TString>&>(object, 5, other);
+    EXPECT_EQ(callSlot<std::uint32_t>(object, 7), 2U);
+    EXPECT_EQ(callSlot<std::uint32_t>(object, 6), 10U);
+    callSlot<void>(object, 0);
 }
 
 TEST(VirtualTable, VectorKeepsItsStorageUnlessAsked) {
     auto* const vector = new Vector<TString>();
     void* const object = vector;
     vector->add(L"an element that lives on the heap, for it is long");
-    EXPECT_EQ(slot<void* (*)(void*, unsigned int)>(object, 1)(object, 0), object);
+    EXPECT_EQ(callSlot<void*>(object, 1, 0U), object);
     auto* const again = new (object) Vector<TString>();
     again->add(L"element");
-    EXPECT_EQ(slot<void* (*)(void*, unsigned int)>(again, 1)(again, 1), again);
+    EXPECT_EQ(callSlot<void*>(again, 1, 1U), again);
 }
 
 TEST(VirtualTable, ParameterAndResponseBeginWithTheBase) {
     auto* const parameter = new Parameter(Zel::ParameterEncoding::Plain, L"ID", Zel::ParameterType::Text, L"value");
-    EXPECT_EQ(slot<void* (*)(void*, unsigned int)>(parameter, 1)(parameter, 1), parameter);
+    EXPECT_EQ(callSlot<void*>(parameter, 1, 1U), parameter);
     auto* const response = new ClientOperationResponse();
-    slot<void (*)(void*)>(response, 0)(response);
+    callSlot<void>(response, 0);
 }

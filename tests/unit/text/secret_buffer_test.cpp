@@ -148,8 +148,8 @@ TEST(SecretBuffer, RefusesSizesThatNoTokenMeans) {
 }
 
 TEST(SecretBuffer, ThrowsWhenThereIsNoMemory) {
-    EXPECT_THROW(SecretBuffer(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
-    EXPECT_THROW(SecretBuffer(std::numeric_limits<std::size_t>::max() - 1), std::bad_alloc);
+    EXPECT_THROW(static_cast<void>(SecretBuffer(std::numeric_limits<std::size_t>::max())), std::bad_alloc);
+    EXPECT_THROW(static_cast<void>(SecretBuffer(std::numeric_limits<std::size_t>::max() - 1)), std::bad_alloc);
 }
 
 } // namespace
