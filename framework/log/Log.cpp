@@ -95,6 +95,18 @@ void Log::write(const wchar_t* module, std::uint32_t level, std::wstring_view te
     }
 }
 
+void Log::lockForFork() noexcept {
+    if (!t_thread.isDelivering) {
+        m_mutex.lock();
+    }
+}
+
+void Log::unlockAfterFork() noexcept {
+    if (!t_thread.isDelivering) {
+        m_mutex.unlock();
+    }
+}
+
 std::uint64_t Log::readEnvironment() noexcept {
     const std::lock_guard lock(m_mutex);
     openFromEnvironment();

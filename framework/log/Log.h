@@ -30,6 +30,11 @@ public:
     void write(const wchar_t* module, std::uint32_t level, std::wstring_view text, const unsigned char* bytes,
                std::uint32_t length) noexcept;
 
+    /// To be called around a fork, on the thread that forks: the child gets a log that no other thread holds, and can
+    /// go on logging. A receiver may fork too.
+    void lockForFork() noexcept;
+    void unlockAfterFork() noexcept;
+
 private:
     // No mask of 32 levels has this value.
     static constexpr std::uint64_t kUnknown = ~std::uint64_t{0};

@@ -5,12 +5,17 @@
 #include <iterator>
 
 #include "framework/log/Log.h"
+#include "platform/Fork.h"
 #include "platform/SecureZero.h"
 #include "text/WideFormat.h"
 
 namespace {
 
 Ry::log::Log g_log;
+
+// A child process has one of its parent's threads: the others must not hold the lock when it is made.
+[[maybe_unused]] const bool g_survivesFork =
+    platform::aroundFork([] { g_log.lockForFork(); }, [] { g_log.unlockAfterFork(); });
 
 /// A formatted message, empty without memory. It is overwritten before it goes, as the line is.
 class FormattedText {
