@@ -15,6 +15,10 @@ public:
     /// Descriptor `number`, which stays the caller's. Whether it is open shows at the first read.
     [[nodiscard]] static InputStream descriptor(int number) noexcept;
 
+    /// Takes standard input for the caller alone: descriptor 0 is the null device from now on, for whoever else reads
+    /// there would take what is not meant for them, and `descriptor` does not give out this stream. Call it once.
+    [[nodiscard]] static std::optional<InputStream> takeStandardInput() noexcept;
+
     InputStream(const InputStream&) = delete;
     InputStream& operator=(const InputStream&) = delete;
     InputStream(InputStream&& other) noexcept;

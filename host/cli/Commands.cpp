@@ -177,7 +177,7 @@ ExitStatus runJob(const Options& options, const Output& output) {
         throw UsageError("--reader does not go with \"run\"; put a step with \"getPlatformIdentifiers\" into the job");
     }
     std::optional<platform::InputStream> input =
-        options.job == "-" ? platform::InputStream::descriptor(0) : platform::InputStream::open(options.job);
+        options.job == "-" ? platform::InputStream::takeStandardInput() : platform::InputStream::open(options.job);
     if (!input) {
         throw UsageError("cannot open the job \"" + options.job + "\": " + platform::InputStream::lastError());
     }

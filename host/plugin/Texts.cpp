@@ -136,6 +136,13 @@ std::optional<std::string> closest(std::string_view word, const std::vector<std:
     return best;
 }
 
+bool isSlipOf(std::string_view word, std::string_view meant) {
+    const std::string typed = lowerCase(word);
+    const bool isBegin = typed.size() >= 3 && meant.substr(0, typed.size()) == typed;
+    return isBegin || std::is_permutation(typed.begin(), typed.end(), meant.begin(), meant.end()) ||
+           distance(typed, meant) <= 1;
+}
+
 std::string joined(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) {

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::size_t kChunk = std::size_t{64} << 10;
 constexpr std::size_t kLargest = std::size_t{256} << 20;
+constexpr std::size_t kMostKeys = 4096;
+constexpr int kDeepest = 16;
 constexpr std::string_view kBlank = " \t\r\n";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
@@ -58,26 +60,37 @@ std::string reason(std::string_view message) {
     return std::string(rest.substr(0, rest.find("; last read")));
 }
 
-/// Refuses a key that stands twice in one object: keeping only one of the two would lose what the other says.
-class DuplicateKeys {
+/// What is refused beyond the grammar: a key that stands twice in one object, for keeping only one of the two would
+/// lose what the other says; objects of so many keys that comparing each with each would take long; and deep nesting.
+class Rules {
 public:
-    bool operator()(int, JobJson::parse_event_t event, JobJson& value) {
-        if (event == JobJson::parse_event_t::object_start) {
+    bool operator()(int depth, JobJson::parse_event_t event, JobJson& value) {
+        const bool isObject = event == JobJson::parse_event_t::object_start;
+        if ((isObject || event == JobJson::parse_event_t::array_start) && depth >= kDeepest) {
+            throw UsageError("lists and objects stand more than " + std::to_string(kDeepest) + " deep in each other");
+        }
+        if (isObject) {
             m_keys.emplace_back();
         } else if (event == JobJson::parse_event_t::object_end) {
             m_keys.pop_back();
         } else if (event == JobJson::parse_event_t::key) {
-            const std::string key(value.get_ref<const WipedString&>());
-            if (!m_keys.back().insert(key).second) {
-                throw UsageError("the key \"" + printable(key) +
-                                 "\" stands twice in one object; a parameter is given twice in the form "
-                                 "[{\"id\":...,\"value\":...}]");
-            }
+            addKey(std::string(value.get_ref<const WipedString&>()));
         }
         return true;
     }
 
 private:
+    void addKey(const std::string& key) {
+        if (!m_keys.back().insert(key).second) {
+            throw UsageError("the key \"" + printable(key) +
+                             "\" stands twice in one object; a parameter is given twice in the form "
+                             "[{\"id\":...,\"value\":...}]");
+        }
+        if (m_keys.back().size() > kMostKeys) {
+            throw UsageError("an object has more than " + std::to_string(kMostKeys) + " keys");
+        }
+    }
+
     std::vector<std::set<std::string>> m_keys;
 };
 
@@ -86,8 +99,9 @@ private:
 JobJson parseJson(std::string_view text) {
     try {
         return JobJson::parse(text.begin(), text.end(),
-                              [keys = DuplicateKeys()](int depth, JobJson::parse_event_t event,
-                                                       JobJson& value) mutable { return keys(depth, event, value); });
+                              [rules = Rules()](int depth, JobJson::parse_event_t event, JobJson& value) mutable {
+                                  return rules(depth, event, value);
+                              });
     } catch (const JobJson::parse_error& error) {
         throw UsageError("not JSON at " + place(text, error.byte) + ": " + reason(error.what()));
     } catch (const JobJson::exception&) {

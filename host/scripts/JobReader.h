@@ -59,7 +59,8 @@ private:
 };
 
 /// The value of JSON text. UsageError says where it is wrong (line and column; the line only when there are several)
-/// and why, without showing the text, which may hold a secret. A key that stands twice in one object is wrong.
+/// and why, without showing the text, which may hold a secret. A key that stands twice in one object is wrong,
+/// more than 4096 keys in one are, and lists and objects more than 16 deep in each other.
 [[nodiscard]] JobJson parseJson(std::string_view text);
 
 } // namespace host

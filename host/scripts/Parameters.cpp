@@ -71,6 +71,15 @@ std::vector<std::string> kindNames() {
     return names;
 }
 
+/// Refuses a word that names no kind. It is shown only when it looks like a kind, for it may be the begin of a secret.
+[[noreturn]] void refuseKind(const std::string& id, std::string_view word) {
+    const std::vector<std::string> kinds = kindNames();
+    const bool isSlip = std::any_of(kinds.begin(), kinds.end(), [&](const auto& kind) { return isSlipOf(word, kind); });
+    const std::string what = isSlip ? "there is no kind \"" + printable(word) + "\"" + suggestion(word, kinds)
+                                    : "the word before the value is no kind";
+    throw UsageError(id + ": " + what + "; the kinds are " + joined(kinds));
+}
+
 /// Whether `text` could be the name of a kind, well spelt or not.
 bool isWord(std::string_view text) {
     constexpr std::string_view kWordCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
@@ -99,8 +108,7 @@ Parameter makeParameter(std::string_view id, std::string_view kind, std::string_
     const auto* maker =
         std::find_if(kMakers.begin(), kMakers.end(), [&](const Maker& entry) { return entry.kind.name == kind; });
     if (maker == kMakers.end()) {
-        throw UsageError(name + ": there is no kind \"" + printable(kind) + "\"" + suggestion(kind, kindNames()) +
-                         "; the kinds are " + joined(kindNames()));
+        refuseKind(name, kind);
     }
     try {
         return maker->make(toTString(id), value);

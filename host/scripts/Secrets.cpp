@@ -128,7 +128,7 @@ WipedBytes secretFromDescriptor(std::string_view number) {
         throw UsageError("cannot read " + what + ": " + platform::InputStream::lastError());
     }
     cutLineEnd(*text);
-    return refuseEmpty(std::move(*text), what);
+    return refuseEmpty(std::move(*text), what + (descriptor == 0 ? " (which in \"run -\" gives the job)" : ""));
 }
 
 } // namespace host

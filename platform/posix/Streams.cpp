@@ -11,6 +11,7 @@ namespace platform {
 namespace {
 
 int g_results = -1;
+int g_input = -1;
 
 bool writeAll(int descriptor, const char* text, std::size_t length) noexcept {
     while (length > 0) {
@@ -42,7 +43,15 @@ std::optional<InputStream> InputStream::open(const std::string& path) {
 }
 
 InputStream InputStream::descriptor(int number) noexcept {
-    return InputStream(number, false);
+    return InputStream(number == g_input ? -1 : number, false);
+}
+
+std::optional<InputStream> InputStream::takeStandardInput() noexcept {
+    const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    g_input = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const bool isTaken = null >= 0 && g_input >= 0 && ::dup2(null, STDIN_FILENO) == STDIN_FILENO;
+    ::close(null);
+    return isTaken ? std::optional(InputStream(g_input, true)) : std::nullopt;
 }
 
 InputStream::InputStream(InputStream&& other) noexcept : m_descriptor(other.m_descriptor), m_owned(other.m_owned) {

@@ -16,6 +16,7 @@ namespace {
 constexpr unsigned int kLargestTransfer = 1U << 20;
 
 HANDLE g_results = INVALID_HANDLE_VALUE;
+int g_input = -1;
 
 bool isConsole(HANDLE handle) noexcept {
     DWORD mode = 0;
@@ -80,7 +81,21 @@ std::optional<InputStream> InputStream::open(const std::string& path) {
 
 InputStream InputStream::descriptor(int number) noexcept {
     _setmode(number, _O_BINARY);
-    return InputStream(number, false);
+    return InputStream(number == g_input ? -1 : number, false);
+}
+
+std::optional<InputStream> InputStream::takeStandardInput() noexcept {
+    const int null = _open("NUL", _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+    g_input = _dup(0);
+    const bool isTaken = null >= 0 && g_input >= 0 && _dup2(null, 0) == 0;
+    _close(null);
+    if (!isTaken) {
+        return std::nullopt;
+    }
+    _setmode(g_input, _O_BINARY);
+    // Libraries with a runtime of their own ask for the handle.
+    SetStdHandle(STD_INPUT_HANDLE, reinterpret_cast<HANDLE>(_get_osfhandle(0)));
+    return InputStream(g_input, true);
 }
 
 InputStream::InputStream(InputStream&& other) noexcept : m_descriptor(other.m_descriptor), m_owned(other.m_owned) {

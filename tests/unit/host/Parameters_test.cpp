@@ -41,8 +41,9 @@ TEST(Parameters, onlyWordsBeforeAColonAreKinds) {
     EXPECT_EQ(shown(readArgument("A=1.2:x")), "A|2|3|1.2:x");
     EXPECT_EQ(refusal("A=base:x").substr(0, 53), "A: there is no kind \"base\" (did you mean \"base64\"?); ");
     EXPECT_EQ(refusal("A=TEXT:x").substr(0, 51), "A: there is no kind \"TEXT\" (did you mean \"text\"?); ");
-    EXPECT_EQ(refusal("A=zzzzzz:x"),
-              "A: there is no kind \"zzzzzz\"; the kinds are text, hex, base64, file, env, prompt, secret, fd");
+    EXPECT_EQ(
+        refusal("A=zzzzzz:x"),
+        "A: the word before the value is no kind; the kinds are text, hex, base64, file, env, prompt, secret, fd");
 }
 
 TEST(Parameters, malformedArgumentsAreRefusedWithoutShowingThem) {

@@ -1,0 +1,95 @@
+// How much one step of a job may hold. What is refused is refused where the limit is passed, not after all was read.
+#include "host/scripts/JobReader.h"
+
+#include <cstdlib>
+#include <new>
+
+#include <gtest/gtest.h>
+
+#include "host/plugin/Errors.h"
+
+namespace {
+
+std::size_t g_allocations = 0;
+
+} // namespace
+
+// The program's own, to count what a refusal costs. The compiler takes the pair for a mismatch where it sees only one.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+
+void* operator new(std::size_t size) {
+    ++g_allocations;
+    void* const block = std::malloc(size == 0 ? 1 : size);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+
+namespace host {
+namespace {
+
+std::string objectOf(std::size_t keys) {
+    std::string text = "{";
+    for (std::size_t i = 0; i < keys; ++i) {
+        text += (i == 0 ? "\"a key that is no short text " : ",\"a key that is no short text ") + std::to_string(i) +
+                "\":1";
+    }
+    return text + "}";
+}
+
+std::string nested(std::size_t levels) {
+    return std::string(levels, '[') + std::string(levels, ']');
+}
+
+std::string refusalOf(const std::string& text) {
+    try {
+        (void)parseJson(text);
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::size_t allocationsOf(const std::string& text) {
+    const std::size_t before = g_allocations;
+    EXPECT_EQ(refusalOf(text), "an object has more than 4096 keys");
+    return g_allocations - before;
+}
+
+TEST(JobLimits, anObjectHasAtMost4096Keys) {
+    EXPECT_EQ(parseJson(objectOf(4096)).size(), 4096U);
+    EXPECT_EQ(refusalOf(objectOf(4097)), "an object has more than 4096 keys");
+    EXPECT_EQ(refusalOf("[{\"a\":" + objectOf(4097) + "}]"), "an object has more than 4096 keys");
+}
+
+TEST(JobLimits, theRefusalCostsTheSameHoweverManyKeysFollow) {
+    const std::size_t few = allocationsOf(objectOf(4097));
+    EXPECT_GT(few, 4096U) << "the count sees nothing";
+    EXPECT_EQ(allocationsOf(objectOf(40000)), few);
+}
+
+TEST(JobLimits, theWorkGrowsAsTheKeysDo) {
+    const auto workOf = [](std::size_t keys) {
+        const std::size_t before = g_allocations;
+        (void)parseJson(objectOf(keys));
+        return g_allocations - before;
+    };
+    const std::size_t thousand = workOf(1000);
+    EXPECT_LT(workOf(4000), 5 * thousand);
+}
+
+TEST(JobLimits, listsAndObjectsStand16Deep) {
+    EXPECT_TRUE(parseJson(nested(16)).is_array());
+    const std::string refusal = "lists and objects stand more than 16 deep in each other";
+    EXPECT_EQ(refusalOf(nested(17)), refusal);
+    EXPECT_EQ(refusalOf(std::string(1000000, '[')), refusal);
+    EXPECT_EQ(refusalOf(R"({"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":{"a":[)"),
+              refusal);
+}
+
+} // namespace
+} // namespace host
