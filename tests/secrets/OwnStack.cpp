@@ -1,5 +1,7 @@
 #include "tests/secrets/OwnStack.h"
 
+#include "tests/secrets/Registers.h"
+
 #include <sys/mman.h>
 #include <ucontext.h>
 
@@ -16,6 +18,7 @@ constexpr int kFill = 0xE7;
 const std::function<void()>* g_pAction = nullptr;
 
 void start() {
+    clearRegisters();
     (*g_pAction)();
 }
 

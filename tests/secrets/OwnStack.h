@@ -14,7 +14,7 @@ public:
     OwnStack& operator=(const OwnStack&) = delete;
     ~OwnStack();
 
-    /// Fills the stack anew and runs `action` on it. Nothing may leave `action` but its return.
+    /// Fills the stack anew, clears the registers and runs `action` on it. Nothing may leave `action` but its return.
     void run(const std::function<void()>& action);
     /// The bytes that the last run touched.
     [[nodiscard]] std::span<const std::byte> touched() const;

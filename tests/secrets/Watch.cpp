@@ -1,6 +1,7 @@
 #include "tests/secrets/Watch.h"
 
 #include "tests/secrets/Heap.h"
+#include "tests/secrets/Registers.h"
 
 #include <link.h>
 
@@ -90,6 +91,7 @@ void Watch::look(const char* place, const void* bytes, std::size_t size) {
     m_size = size;
     m_bytes += size;
     m_needles.search(bytes, size, &found);
+    clearRegisters();
     std::tie(m_place, m_pBlock, m_size) = outer;
 }
 

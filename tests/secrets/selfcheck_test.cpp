@@ -1,6 +1,8 @@
 #include "tests/secrets/Heap.h"
+#include "tests/secrets/Registers.h"
 #include "tests/secrets/Tracing.h"
 #include "tests/secrets/Watch.h"
+#include "tests/secrets/lazy/Lazy.h"
 
 #include "ry/rylog.h"
 
@@ -51,6 +53,15 @@ char g_data[64];
     std::strcpy(copy + 20, kPin);
     asm volatile("" : : "r"(copy) : "memory");
 }
+
+/// The PIN as often as a vector register holds it. It is a constant, and those are not searched.
+constexpr Vector512 kPins = [] {
+    Vector512 pins{};
+    for (std::size_t at = 0; at < pins.size(); ++at) {
+        pins[at] = static_cast<std::byte>(kPin[at % 8]);
+    }
+    return pins;
+}();
 
 template <class Character>
 void copyText(void* target, const wchar_t* text) {
@@ -108,6 +119,41 @@ TEST_F(SelfCheck, FindsBytesInTheDataOfTheProgram) {
     std::memset(g_data, 0, sizeof g_data);
     ASSERT_EQ(findings.size(), 1U);
     EXPECT_NE(findings[0].find("in the data of a library"), std::string::npos) << findings[0];
+}
+
+TEST_F(SelfCheck, FindsBytesOfRegistersOnTheStack) {
+    const std::vector<std::string> findings = findingsOf([] {
+        fillVectorRegisters(kPins);
+        leaveVectorRegistersOnStack();
+    });
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_NE(findings[0].find("in the stack"), std::string::npos) << findings[0];
+}
+
+TEST_F(SelfCheck, TakesNothingForTheOperationsThatWasInRegistersBefore) {
+    const std::function<void()> operation = &leaveVectorRegistersOnStack;
+    fillVectorRegisters(kPins);
+    EXPECT_EQ(findingsOf(operation), std::vector<std::string>());
+}
+
+TEST_F(SelfCheck, LeavesNothingInRegistersBehindASearch) {
+    const std::vector<std::string> findings = findingsOf([] {
+        // Long enough for the search to compare it in a vector register.
+        g_pBlock = static_cast<char*>(std::calloc(100, 1));
+        copyText<char32_t>(g_pBlock, kPinHex);
+        std::free(g_pBlock);
+        leaveVectorRegistersOnStack();
+    });
+    EXPECT_EQ(findings, std::vector<std::string>{"planting: in a block that was given back of 100 bytes at 0: the PIN "
+                                                 "as UTF-32 hexadecimal text"});
+}
+
+TEST_F(SelfCheck, BindsAllFunctionsAtLoad) {
+    const std::vector<std::string> findings = findingsOf([] {
+        fillVectorRegisters(kPins);
+        (void)callAnotherLibrary();
+    });
+    EXPECT_EQ(findings, std::vector<std::string>());
 }
 
 TEST_F(SelfCheck, ForgivesWhatIsKeptByRightAndThereAlone) {

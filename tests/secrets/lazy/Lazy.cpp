@@ -1,0 +1,7 @@
+#include "tests/secrets/lazy/Lazy.h"
+
+#include <unistd.h>
+
+int callAnotherLibrary() {
+    return ::getppid();
+}
