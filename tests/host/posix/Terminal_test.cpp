@@ -59,6 +59,13 @@ TEST(Terminal, aPromptReadsWithoutEcho) {
     EXPECT_THAT(shown, Not(HasSubstr("7531")));
 }
 
+TEST(Terminal, aQuestionStandsThereOnceAndHasOneColon) {
+    const std::string shown = onTerminal(sign({"PIN=prompt:Your PIN:"}), "PIN: ", "7531\n");
+    EXPECT_THAT(shown, HasSubstr("Your PIN: "));
+    EXPECT_EQ(shown.find("Your PIN"), shown.rfind("Your PIN"));
+    EXPECT_THAT(shown, Not(HasSubstr("::")));
+}
+
 TEST(Terminal, anInterruptAtThePromptEndsTheProgram) {
     const std::string shown = onTerminal(sign({"PIN=prompt:"}), "PIN: ", "12\x03");
     EXPECT_THAT(shown, HasSubstr("status -1"));
