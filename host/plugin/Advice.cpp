@@ -109,7 +109,9 @@ constexpr std::array kRows = {
         "Is such an object there already (\"readData\" with its ID counts them)? Is another program writing to the "
         "token? If neither, look at \"--trace -\" and the module's own log."},
     Row{33015, "CKR_GENERAL_ERROR", "C_Sign", kData, kDataAdvice},
-    Row{33015, "CKR_GENERAL_ERROR", "", nullptr, nullptr},
+    Row{33015, "CKR_GENERAL_ERROR", "", nullptr,
+        "Another program may be using the token just now: run it again. Otherwise look at \"--trace -\" and at the "
+        "module's own log."},
     Row{33016, "CKR_FUNCTION_FAILED", "C_Login", "the token refused the login, though the PIN may be right",
         "Do not try other PINs. Run it again, and if it fails again, ask the card's vendor; some tokens lose a PIN "
         "when they are initialised again."},
@@ -154,7 +156,9 @@ constexpr std::array kRows = {
     Row{33028, "CKR_SESSION_READ_WRITE_SO_EXISTS", "", nullptr, nullptr},
     Row{33029, "CKR_TEMPLATE_INCOMPLETE", "writeCertificate",
         "the certificate needs more attributes: SUBJECT is missing",
-        "Give SUBJECT=hex:DIGITS, the certificate's subject as DER; \"p11host writeData --help\" shows how to get it."},
+        "Give SUBJECT=hex:DIGITS, the certificate's subject as DER; \"certificate-fields\" among the examples prints "
+        "it. "
+        "Look whether the token has kept an empty certificate, and remove it."},
     Row{33029, "CKR_TEMPLATE_INCOMPLETE", "", nullptr, nullptr},
     Row{33030, "CKR_TEMPLATE_INCONSISTENT", "writeContainerName", kContainer, kContainerAdvice},
     Row{33030, "CKR_TEMPLATE_INCONSISTENT", "", nullptr, nullptr},
