@@ -185,7 +185,11 @@ ExitStatus runJob(const Options& options, const Output& output) {
     if (!options.choice.module.empty()) {
         jobOptions.creationParameters = creationParameters(options.choice);
     }
-    JobReader reader([&](char* target, std::size_t room) { return input->read(target, room); });
+    JobReader reader([&](char* target, std::size_t room) {
+        const std::optional<std::size_t> count = input->read(target, room);
+        endIfInterrupted();
+        return count;
+    });
     Job job(library.plugin(), output, std::move(jobOptions));
     return job.run(reader);
 }
@@ -236,7 +240,12 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& o
             output.message(end->message);
             return end->result.empty() ? end->status : writeResult(output, end->result, end->status);
         }
-        return runCommand(std::get<Options>(options), output);
+        const ExitStatus status = runCommand(std::get<Options>(options), output);
+        endIfInterrupted();
+        return status;
+    } catch (const Interrupted&) {
+        complain(output, "interrupted; what was under way has ended, and nothing more was begun");
+        return ExitStatus::Failed;
     } catch (const UsageError& error) {
         complain(output, error.what());
         return ExitStatus::Usage;

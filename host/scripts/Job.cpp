@@ -55,6 +55,7 @@ ExitStatus Job::run(JobReader& reader) {
     std::optional<RawStep> raw;
     std::size_t number = 0;
     for (; (raw = reader.next()); ++number) {
+        endIfInterrupted();
         const Answer current = answer(*raw, number);
         raw.reset();
         if (status == ExitStatus::Success) {

@@ -74,6 +74,7 @@ Session::~Session() {
 }
 
 ScriptAnswer Session::run(const std::string& script, std::optional<ParameterList> parameters) {
+    endIfInterrupted();
     ScriptAnswer answer;
     answer.script = script;
     m_notes.clear();

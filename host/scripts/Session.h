@@ -42,7 +42,7 @@ public:
 
     [[nodiscard]] Zel::ClientOperationExecutor& executor() const noexcept { return *m_executor; }
 
-    /// Runs a script; `parameters` are gone when it returns.
+    /// Runs a script; `parameters` are gone when it returns. Interrupted when the program was asked to end before.
     [[nodiscard]] ScriptAnswer run(const std::string& script, std::optional<ParameterList> parameters);
 
 private:

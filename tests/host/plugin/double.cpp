@@ -162,6 +162,8 @@ private:
             raise(value);
         } else if (id.compare(L"SLEEP") == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(narrow(value))));
+        } else if (id.compare(L"EXIT") == 0) {
+            std::exit(std::stoi(narrow(value)));
         } else if (id.compare(L"NULL") == 0) {
             return false;
         } else if (id.compare(L"LONE") == 0) {

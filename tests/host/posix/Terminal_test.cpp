@@ -82,7 +82,7 @@ TEST_F(Terminal, aQuestionStandsThereOnceAndHasOneColon) {
 
 TEST_F(Terminal, anInterruptAtThePromptEndsTheProgram) {
     const std::string shown = onTerminal(sign({"PIN=prompt:"}), "PIN: ", "12\x03");
-    EXPECT_THAT(shown, HasSubstr("status -1"));
+    EXPECT_THAT(shown, HasSubstr("status 130"));
     EXPECT_THAT(shown, Not(HasSubstr("12")));
 }
 
