@@ -70,6 +70,15 @@ bool Log::setUp(const char* file, std::uint32_t levels, RylogFormat format) noex
     return openFile(file, levels, format);
 }
 
+RylogFault Log::fault() noexcept {
+    const std::lock_guard lock(m_mutex);
+    openFromEnvironment();
+    if (m_isRefused) {
+        return RylogFault::NotOpened;
+    }
+    return m_file.isIncomplete() ? RylogFault::Incomplete : RylogFault::None;
+}
+
 void Log::setReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept {
     const std::lock_guard lock(m_mutex);
     openFromEnvironment();
@@ -129,6 +138,7 @@ void Log::openFromEnvironment() noexcept {
 
 bool Log::openFile(const char* file, std::uint32_t levels, RylogFormat format) noexcept {
     const bool isDone = m_file.open(file);
+    m_isRefused = !isDone;
     m_format = format;
     m_fileLevels = m_file.isOpen() ? levels : 0;
     publishLevels();

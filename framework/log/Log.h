@@ -7,6 +7,7 @@
 #include "framework/log/LineFormat.h"
 #include "framework/log/OutputFile.h"
 #include "framework/log/TimeText.h"
+#include "ry/rylogFault.h"
 
 namespace Ry::log {
 
@@ -24,6 +25,7 @@ public:
 
     void setModuleName(const wchar_t* name) noexcept;
     [[nodiscard]] bool setUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
+    [[nodiscard]] RylogFault fault() noexcept;
     void setReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept;
 
     /// `module` may be null: the process's module name.
@@ -52,6 +54,7 @@ private:
     std::mutex m_mutex;
     OutputFile m_file;
     TimeText m_time;
+    bool m_isRefused = false;
     RylogFormat m_format = RylogFormat::Text;
     std::uint32_t m_fileLevels = 0;
     RylogReceiver m_receiver = nullptr;

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -24,13 +25,26 @@ std::ptrdiff_t standardError() noexcept {
     return handle == 0 ? -1 : handle; // null: a program without standard streams
 }
 
+/// No link and no pipe; the null device is no file on a disk.
+bool isOrdinary(HANDLE file) noexcept {
+    BY_HANDLE_FILE_INFORMATION information = {};
+    const DWORD type = GetFileType(file);
+    return type == FILE_TYPE_CHAR || (type == FILE_TYPE_DISK && GetFileInformationByHandle(file, &information) != 0 &&
+                                      (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0);
+}
+
 std::ptrdiff_t openForAppend(const char* path) noexcept {
     wchar_t widePath[32768];
     const std::size_t room = std::size(widePath) - 1;
     const std::size_t length = platform::utf8ToWide(path, std::strlen(path), widePath, room);
     widePath[length] = 0;
-    HANDLE file = CreateFileW(widePath, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                              nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file = CreateFileW(widePath, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (file != INVALID_HANDLE_VALUE && !isOrdinary(file)) {
+        CloseHandle(file);
+        return -1;
+    }
     return reinterpret_cast<std::ptrdiff_t>(file);
 }
 
@@ -51,8 +65,34 @@ std::ptrdiff_t standardError() noexcept {
     return STDERR_FILENO;
 }
 
+/// A file or a device of this user's own; a file that others could read is closed to them.
+bool isOwn(int descriptor) noexcept {
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0 || status.st_uid != ::geteuid()) {
+        return false;
+    }
+    const bool isPrivate = (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+    return S_ISCHR(status.st_mode) ||
+           (S_ISREG(status.st_mode) && (isPrivate || ::fchmod(descriptor, S_IRUSR | S_IWUSR) == 0));
+}
+
 std::ptrdiff_t openForAppend(const char* path) noexcept {
-    return ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOCTTY;
+    if (std::strcmp(path, "/dev/null") == 0) {
+        return ::open(path, kFlags);
+    }
+    // Where somebody else may write, a link could lead the trace, with what it tells, into any file. A pipe must not
+    // be waited for.
+    const int descriptor = ::open(path, kFlags | O_CREAT | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) {
+        return -1;
+    }
+    if (!isOwn(descriptor)) {
+        ::close(descriptor);
+        return -1;
+    }
+    ::fcntl(descriptor, F_SETFL, O_APPEND);
+    return descriptor;
 }
 
 void closeHandle(std::ptrdiff_t handle) noexcept {
@@ -74,10 +114,11 @@ std::size_t writeSome(std::ptrdiff_t handle, const char* bytes, std::size_t leng
 
 bool OutputFile::open(const char* path) noexcept {
     close();
+    m_isIncomplete = false;
     if (path == nullptr || *path == 0) {
         return true;
     }
-    m_isOwned = std::strcmp(path, "-") != 0;
+    m_isOwned = std::strcmp(path, "-") != 0 && std::strcmp(path, "/dev/stderr") != 0;
     m_handle = m_isOwned ? openForAppend(path) : standardError();
     return isOpen();
 }
@@ -86,6 +127,7 @@ void OutputFile::write(const char* line, std::size_t length) noexcept {
     while (length != 0) {
         const std::size_t written = writeSome(m_handle, line, length);
         if (written == 0) {
+            m_isIncomplete = m_isOwned;
             return;
         }
         line += written;
@@ -114,7 +156,8 @@ std::string environmentVariable(const char* name) {
 #else
 
 std::string environmentVariable(const char* name) {
-    const char* const value = std::getenv(name);
+    // What an ordinary user says must not make a privileged process write a file.
+    const char* const value = ::secure_getenv(name);
     return value == nullptr ? std::string() : std::string(value);
 }
 

@@ -14,10 +14,14 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile() = default;
 
-    /// Closes what was open. `path` is UTF-8; "-" is standard error, null or empty opens nothing. A new file can be
-    /// read by its owner alone. Returns false when the file cannot be opened; the object is then closed.
+    /// Closes what was open. `path` is UTF-8; "-" is standard error, null or empty opens nothing. A file can be
+    /// read by its owner alone from then on. Returns false when it cannot be opened, and for a link, a pipe or another
+    /// user's file; the object is then closed. "/dev/stderr" and "/dev/null" are what they say.
     [[nodiscard]] bool open(const char* path) noexcept;
     [[nodiscard]] bool isOpen() const noexcept { return m_handle != kClosed; }
+
+    /// Whether something could not be written since the file was opened; never of standard error.
+    [[nodiscard]] bool isIncomplete() const noexcept { return m_isIncomplete; }
 
     /// One system call where the system takes the line as a whole. What cannot be written is lost.
     void write(const char* line, std::size_t length) noexcept;
@@ -30,9 +34,11 @@ private:
     // A descriptor, or a HANDLE, whose value for "none" is -1 too.
     std::ptrdiff_t m_handle = kClosed;
     bool m_isOwned = false;
+    bool m_isIncomplete = false;
 };
 
-/// UTF-8 text of an environment variable; empty when it is not set. May throw std::bad_alloc.
+/// UTF-8 text of an environment variable; empty when it is not set, and on Linux in a process that runs with more
+/// rights than its user has (set-user-ID, capabilities of its file). May throw std::bad_alloc.
 [[nodiscard]] std::string environmentVariable(const char* name);
 
 } // namespace Ry::log

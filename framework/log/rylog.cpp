@@ -90,6 +90,10 @@ bool rylogSetUp(const char* file, std::uint32_t levels, RylogFormat format) noex
     return g_log.setUp(file, levels, format);
 }
 
+RylogFault rylogFault() noexcept {
+    return g_log.fault();
+}
+
 void rylogSetReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept {
     g_log.setReceiver(receiver, context, levels);
 }

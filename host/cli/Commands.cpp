@@ -16,12 +16,11 @@
 #include "platform/Console.h"
 #include "platform/Streams.h"
 #include "ry/rylog.h"
+#include "ry/rylogFault.h"
 
 namespace host {
 
 namespace {
-
-constexpr std::uint32_t kAllLevels = 31;
 
 ExitStatus writeResult(const Output& output, const std::string& text, ExitStatus status) {
     if (output.result(text)) {
@@ -58,21 +57,28 @@ ExitStatus answerScript(const Options& options, const Output& output, const Scri
     const ParameterList none;
     const ParameterList& parameters = answer.response ? answer.response->getResponseParameters() : none;
     if (status != ExitStatus::Success) {
-        output.message(readableFailure({.script = answer.script, .failures = answer.failures}, parameters));
+        output.message(readableFailure(answer.script, parameters));
     }
     const std::string text = readableAnswer(parameters);
     const bool hasText = status == ExitStatus::Success || text != readableAnswer(none);
     return options.json || !hasText ? status : writeResult(output, text, status);
 }
 
-ExitStatus readers(const Options& options, const Output& output, Session& session) {
-    ScriptAnswer answer;
-    const std::optional<std::vector<Reader>> found =
-        listReaders(session, options.choice.readerPrefix.value_or(""), answer);
-    if (!found) {
+ExitStatus readers(const Options& options, const Output& output, const Session& session) {
+    const ScriptAnswer answer = session.run("getReaderList", std::nullopt);
+    if (answer.status() != ExitStatus::Success) {
         return answerScript(options, output, answer);
     }
-    return writeResult(output, options.json ? jsonLine(readersJson(*found)) : readerTable(*found), ExitStatus::Success);
+    const Zel::Parameter* names = findOutput(answer.response->getResponseParameters(), "READERS");
+    const std::string list = names == nullptr ? "" : toUtf8(names->getValue());
+    const AskReader ask = [&](const std::string& name) {
+        ParameterList wanted;
+        wanted.add(makeParameter("READERNAME", "hex", name));
+        const ScriptAnswer identity = session.run("getPlatformIdentifiers", std::move(wanted));
+        return identity.response ? ParameterList(identity.response->getResponseParameters()) : ParameterList();
+    };
+    const std::vector<Reader> found = readReaders(list, options.choice.readerPrefix.value_or(""), ask);
+    return writeResult(output, options.json ? jsonLine(readersJson(found)) : readerTable(found), ExitStatus::Success);
 }
 
 Json identity(Zel::ClientOperationExecutor& executor) {
@@ -139,9 +145,9 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
     const PluginLibrary library = loadPlugin(options);
     std::optional<ScriptAnswer> answer;
     std::optional<Spinner> spinner(std::in_place, options.command, wantsSpinner(options), output.message);
-    Session session(library.plugin(), options.choice);
+    const Session session(library.plugin(), options.choice);
     if (options.reader) {
-        answer = chooseReader(session, *options.reader, options.choice.readerPrefix.value_or(""));
+        answer = session.chooseReader(*options.reader);
     }
     const bool isReaderFine = !answer || answer->status() == ExitStatus::Success;
     if (isReaderFine && options.command == "readers") {
@@ -152,9 +158,7 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
         spinner.reset();
         return info(options, output, session);
     }
-    // Choosing the reader has answered what this command asks for.
-    const bool isAnswered = answer && options.command == answer->script && !parameters;
-    if (isReaderFine && !isAnswered) {
+    if (isReaderFine) {
         answer = session.run(options.command, std::move(parameters));
     }
     spinner.reset();
@@ -185,11 +189,7 @@ ExitStatus runJob(const Options& options, const Output& output) {
     if (!options.choice.module.empty()) {
         jobOptions.creationParameters = creationParameters(options.choice);
     }
-    JobReader reader([&](char* target, std::size_t room) {
-        const std::optional<std::size_t> count = input->read(target, room);
-        endIfInterrupted();
-        return count;
-    });
+    JobReader reader([&](char* target, std::size_t room) { return input->read(target, room); });
     Job job(library.plugin(), output, std::move(jobOptions));
     return job.run(reader);
 }
@@ -211,24 +211,35 @@ constexpr std::array<Command, 4> kCommands = {{
     {"run", runJob},
 }};
 
+constexpr const char* kTraceRule = "; it must be a file of your own, no link and no pipe";
+
 void setUpTrace(const Options& options) {
     if (!options.trace) {
+        if (rylogFault() == RylogFault::NotOpened) {
+            throw UsageError(std::string("cannot write the trace to the file that RYLOG_FILE names") + kTraceRule);
+        }
         return;
     }
     const RylogFormat format = *options.trace == "-" ? RylogFormat::Text : RylogFormat::Json;
     if (!rylogSetUp(options.trace->c_str(), options.traceLevels, format)) {
-        throw UsageError("cannot write the trace to \"" + *options.trace + "\"");
+        throw UsageError("cannot write the trace to \"" + *options.trace + "\"" + kTraceRule);
     }
 }
 
-ExitStatus runCommand(const Options& options, const Output& output) {
-    if (options.traceLevels > kAllLevels) {
-        throw UsageError("--trace-levels is a sum of 1, 2, 4, 8 and 16, 31 at most");
+/// A trace with gaps is a failure of its own.
+ExitStatus checkTrace(const Output& output, ExitStatus status) {
+    if (rylogFault() != RylogFault::Incomplete) {
+        return status;
     }
+    complain(output, "the trace is incomplete: its file could not be written; is the disk full?");
+    return status == ExitStatus::Success ? ExitStatus::Failed : status;
+}
+
+ExitStatus runCommand(const Options& options, const Output& output) {
     setUpTrace(options);
     const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
                                        [&](const Command& entry) { return options.command == entry.name; });
-    return command == kCommands.end() ? runScript(options, output) : command->run(options, output);
+    return checkTrace(output, command == kCommands.end() ? runScript(options, output) : command->run(options, output));
 }
 
 } // namespace
@@ -240,12 +251,7 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& o
             output.message(end->message);
             return end->result.empty() ? end->status : writeResult(output, end->result, end->status);
         }
-        const ExitStatus status = runCommand(std::get<Options>(options), output);
-        endIfInterrupted();
-        return status;
-    } catch (const Interrupted&) {
-        complain(output, "interrupted; what was under way has ended, and nothing more was begun");
-        return ExitStatus::Failed;
+        return runCommand(std::get<Options>(options), output);
     } catch (const UsageError& error) {
         complain(output, error.what());
         return ExitStatus::Usage;

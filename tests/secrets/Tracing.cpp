@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -32,9 +33,10 @@ Tracing::Tracing(Watch& watch, Listener listener) : m_watch(watch) {
     if (listener == Listener::Receiver) {
         rylogSetReceiver(&receive, &watch, kAllLevels);
     } else if (listener == Listener::JsonFile) {
-        m_file = ::memfd_create("trace", 0);
-        static_cast<void>(
-            rylogSetUp(("/proc/self/fd/" + std::to_string(m_file)).c_str(), kAllLevels, RylogFormat::Json));
+        char name[] = "/tmp/secrets-trace-XXXXXX";
+        m_file = ::mkstemp(name);
+        static_cast<void>(rylogSetUp(name, kAllLevels, RylogFormat::Json));
+        ::unlink(name);
     }
 }
 

@@ -18,7 +18,7 @@
 //
 // Without rylogSetUp the environment says at the first message where the log goes: RYLOG_FILE (as `file` below),
 // RYLOG_LEVELS (mask, decimal or 0x hexadecimal, 31 when not set or no number) and RYLOG_FORMAT ("json", else text).
-//
+// It counts for nothing in a Linux process that has more rights than its user (set-user-ID).
 // Nothing here throws or fails: what cannot be written, or finds no memory, is lost. On Linux a log to a pipe that
 // nobody reads raises SIGPIPE, which a host ignores or does not.
 
@@ -58,7 +58,7 @@ enum class RylogFormat : std::uint32_t { Text = 0, Json = 1 };
 
 /// Sends the log to a file (UTF-8 path; "-" is standard error; null or empty: nowhere) from now on, in place of what
 /// the environment (RYLOG_FILE, RYLOG_LEVELS, RYLOG_FORMAT) says. Returns false when the file cannot be opened; the
-/// log is then silent.
+/// log is then silent. Links, pipes and other users' files are refused; others can no longer read one's own.
 RYLOG_API bool rylogSetUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
 
 /// Sends messages to a function too, beside the file and in place of an earlier receiver: for hosts that watch what

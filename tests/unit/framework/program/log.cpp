@@ -1,0 +1,5 @@
+#include "ry/rylog.h"
+
+int main() {
+    rylogLog(L"MODULE", 1, L"a message");
+}
