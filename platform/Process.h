@@ -15,10 +15,18 @@ namespace platform {
 /// its length, also when it does not fit (then nothing is written) or `target` is null; nothing when it is not set.
 [[nodiscard]] std::optional<std::size_t> environmentVariable(const char* name, char* target, std::size_t room) noexcept;
 
+/// Overwrites the value of an environment variable, in every copy that the runtime keeps, and removes it.
+void removeEnvironmentVariable(const char* name) noexcept;
+
 /// Full path of the running program as UTF-8; empty when unknown.
 [[nodiscard]] std::string executablePath();
 
-/// From now on writing to a pipe that nobody reads fails instead of ending the process.
+/// From now on this process's memory goes into no core dump and no error report, and on Linux other processes of the
+/// same user may not read it. What the system does not allow is left as it is.
+void keepMemoryPrivate() noexcept;
+
+/// From now on writing to a pipe that nobody reads, or past the largest size that the user allows a file, fails instead
+/// of ending the process.
 void ignoreBrokenPipes() noexcept;
 
 } // namespace platform

@@ -6,6 +6,7 @@
 #include "host/plugin/Errors.h"
 #include "host/plugin/Spinner.h"
 #include "host/plugin/Texts.h"
+#include "text/Wiped.h"
 
 namespace host {
 
@@ -53,9 +54,7 @@ void Job::freeLast() noexcept {
 ExitStatus Job::run(JobReader& reader) {
     ExitStatus status = ExitStatus::Success;
     std::optional<RawStep> raw;
-    std::size_t number = 0;
-    for (; (raw = reader.next()); ++number) {
-        endIfInterrupted();
+    for (std::size_t number = 0; (raw = reader.next()); ++number) {
         const Answer current = answer(*raw, number);
         raw.reset();
         if (status == ExitStatus::Success) {
@@ -65,12 +64,11 @@ ExitStatus Job::run(JobReader& reader) {
             complain(m_output, "nobody reads the answers any more; the job ends here");
             return status == ExitStatus::Success ? ExitStatus::Failed : status;
         }
+        // Texts that are too short for the heap live on the stack.
+        wipeUnusedStack();
         if (m_options.stopOnError && current.status != ExitStatus::Success) {
             break;
         }
-    }
-    if (number == 0 && !reader.isDocument()) {
-        throw UsageError("the job is empty; if another program writes it, look whether that one failed");
     }
     return status;
 }
@@ -105,7 +103,7 @@ Job::Answer Job::carryOut(Step& step, std::size_t number) {
     });
     if (thrown) {
         answer.line["exception"] = thrownJson(*thrown);
-        answer.status = statusOf(*thrown);
+        answer.status = ExitStatus::Failed;
     }
     return answer;
 }
@@ -133,7 +131,7 @@ void Job::freeInstance(const Step& step, Answer& answer) {
     answer.line["ok"] = true;
 }
 
-void Job::query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) {
+void Job::query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) const {
     Json& line = answer.line;
     switch (step.call) {
     case Call::Initialize:
@@ -174,7 +172,7 @@ void Job::query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answ
     }
 }
 
-void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) {
+void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) const {
     std::optional<Operation> operation;
     if (step.operation) {
         operation.emplace(step.operation->id, step.operation->scriptType, step.operation->script,
@@ -182,7 +180,6 @@ void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& an
         step.operation.reset();
     }
     ResponsePtr response;
-    m_notes.clear();
     {
         const Spinner spinner(operation ? printable(toUtf8(operation->getScript())) : "execute", m_options.spinner,
                               m_output.message);
@@ -191,21 +188,9 @@ void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& an
     answer.line["response"] = responseJson(response.get());
     if (response) {
         answer.status = statusOf(response->getResponseParameters());
-        explain(answer, operation ? toUtf8(operation->getScript()) : "execute", response->getResponseParameters());
     } else {
         // No answer is the answer to no operation; to anything else it is a failure.
         answer.status = operation ? ExitStatus::Failed : ExitStatus::Success;
-    }
-}
-
-/// An answer of a job has the code alone; a person finds what it means on standard error.
-void Job::explain(const Answer& answer, const std::string& script, const ParameterList& parameters) const {
-    if (answer.status != ExitStatus::Success) {
-        m_output.message(readableFailure({.where = "step " + answer.line["step"].dump() + ": ",
-                                          .script = printable(script),
-                                          .isInJob = true,
-                                          .failures = m_notes.failures()},
-                                         parameters));
     }
 }
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 #include <optional>
 
 #include "host/plugin/Errors.h"
+#include "host/scripts/MaskedSecret.h"
 #include "platform/Console.h"
 #include "platform/Process.h"
 #include "platform/Streams.h"
@@ -28,7 +30,6 @@ std::optional<WipedBytes> readAll(platform::InputStream& stream, std::size_t lim
         }
         const std::optional<std::size_t> count = stream.read(bytes.data() + length, bytes.size() - length);
         if (!count) {
-            endIfInterrupted();
             return std::nullopt;
         }
         length += *count;
@@ -78,6 +79,11 @@ WipedBytes readFile(const std::string& path) {
 }
 
 WipedBytes secretFromEnvironment(const std::string& name) {
+    // A variable is removed when it is read, and a job may name it again.
+    static std::map<std::string, MaskedSecret> s_taken;
+    if (const auto taken = s_taken.find(name); taken != s_taken.end()) {
+        return taken->second.value();
+    }
     const std::string what = "environment variable \"" + name + "\"";
     const std::optional<std::size_t> length = platform::environmentVariable(name.c_str(), nullptr, 0);
     if (!length) {
@@ -88,14 +94,16 @@ WipedBytes secretFromEnvironment(const std::string& name) {
     }
     WipedBytes value(*length);
     [[maybe_unused]] const auto copied = platform::environmentVariable(name.c_str(), value.data(), value.size());
-    return refuseEmpty(std::move(value), what);
+    value = refuseEmpty(std::move(value), what);
+    s_taken.emplace(name, MaskedSecret({value.data(), value.size()}));
+    platform::removeEnvironmentVariable(name.c_str());
+    return value;
 }
 
 WipedBytes secretFromPrompt(const std::string& question) {
     WipedBytes line(kLongestLine);
     const std::optional<std::size_t> length = platform::readLineWithoutEcho(question.c_str(), line.data(), line.size());
     if (!length) {
-        endIfInterrupted();
         throw UsageError("no answer from a terminal; where nobody can type, give the secret with \"env:NAME\", "
                          "\"secret:PATH\" or \"fd:N\"");
     }

@@ -13,9 +13,10 @@ namespace host {
 /// A secret as its UTF-8 bytes, from where it is kept. UsageError when there is none, when it is empty, or when it is
 /// longer than 64 KiB.
 ///
-/// Environment: the variable's value. Prompt: a line that a person types at the terminal without echo, after `question`
-/// was shown there. File: the first line without its line end. Descriptor: everything up to the end, without one line
-/// end there; descriptors 1 and 2 are outputs and refused.
+/// Environment: the variable's value, which is overwritten and removed there; asked for again, it is the same as
+/// before. Prompt: a line that a person types at the terminal without echo, after `question` was shown there. File: the
+/// first line without its line end. Descriptor: everything up to the end, without one line end there; descriptors 1 and
+/// 2 are outputs and refused.
 [[nodiscard]] WipedBytes secretFromEnvironment(const std::string& name);
 [[nodiscard]] WipedBytes secretFromPrompt(const std::string& question);
 [[nodiscard]] WipedBytes secretFromFile(const std::string& path);

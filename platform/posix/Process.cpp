@@ -4,7 +4,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
+
+#include "platform/SecureZero.h"
 
 namespace platform {
 
@@ -24,6 +28,23 @@ std::optional<std::size_t> environmentVariable(const char* name, char* target, s
     return length;
 }
 
+void removeEnvironmentVariable(const char* name) noexcept {
+    const std::size_t length = std::strlen(name);
+    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        if (std::strncmp(*entry, name, length) == 0 && (*entry)[length] == '=') {
+            char* const value = *entry + length + 1;
+            secureZero(value, std::strlen(value));
+        }
+    }
+    ::unsetenv(name);
+}
+
+void keepMemoryPrivate() noexcept {
+    const struct rlimit none = {0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+    ::prctl(PR_SET_DUMPABLE, 0);
+}
+
 std::string executablePath() {
     char path[PATH_MAX];
     const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
@@ -32,6 +53,7 @@ std::string executablePath() {
 
 void ignoreBrokenPipes() noexcept {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 } // namespace platform

@@ -6,8 +6,6 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "platform/posix/WaitForInput.h"
-
 namespace platform {
 
 namespace {
@@ -82,16 +80,15 @@ void InputStream::close() noexcept {
 }
 
 std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noexcept {
-    while (waitForInput(m_descriptor)) {
+    for (;;) {
         const ssize_t count = ::read(m_descriptor, target, room);
         if (count >= 0) {
             return static_cast<std::size_t>(count);
         }
         if (errno != EINTR) {
-            break;
+            return std::nullopt;
         }
     }
-    return std::nullopt;
 }
 
 std::string InputStream::lastError() {

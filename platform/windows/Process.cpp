@@ -1,8 +1,11 @@
 #include "platform/Process.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <windows.h>
 
 #include <shellapi.h>
+#include <werapi.h>
 
 #include "platform/Encoding.h"
 #include "platform/SecureZero.h"
@@ -49,6 +52,28 @@ std::optional<std::size_t> environmentVariable(const char* name, char* target, s
     }
     secureZero(value, sizeof value);
     return needed;
+}
+
+void removeEnvironmentVariable(const char* name) noexcept {
+    // The runtime has a copy of its own.
+    if (char* const copy = std::getenv(name); copy != nullptr) {
+        secureZero(copy, std::char_traits<char>::length(copy));
+    }
+    wchar_t wideName[256];
+    const std::size_t nameLength = utf8ToWide(name, std::char_traits<char>::length(name), wideName, 255);
+    wideName[nameLength] = L'\0';
+    // Of the same length, the system writes it over the old one.
+    wchar_t zeros[kLargestVariable];
+    const DWORD length = GetEnvironmentVariableW(wideName, zeros, kLargestVariable);
+    std::fill_n(zeros, length < kLargestVariable ? length : 0, L'0');
+    SetEnvironmentVariableW(wideName, zeros);
+    SetEnvironmentVariableW(wideName, nullptr);
+    secureZero(zeros, sizeof zeros);
+}
+
+void keepMemoryPrivate() noexcept {
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    WerSetFlags(WER_FAULT_REPORTING_FLAG_NOHEAP);
 }
 
 std::string executablePath() {

@@ -8,8 +8,6 @@
 #include <windows.h>
 
 #include "platform/Encoding.h"
-#include "platform/Interruption.h"
-#include "platform/windows/InterruptibleWait.h"
 
 namespace platform {
 
@@ -127,8 +125,7 @@ void InputStream::close() noexcept {
 
 std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noexcept {
     const unsigned int wanted = room < kLargestTransfer ? static_cast<unsigned int>(room) : kLargestTransfer;
-    const InterruptibleWait wait;
-    const int count = interruption() == 0 ? _read(m_descriptor, target, wanted) : -1;
+    const int count = _read(m_descriptor, target, wanted);
     if (count < 0) {
         return std::nullopt;
     }

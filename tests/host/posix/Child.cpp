@@ -98,10 +98,6 @@ void Child::closeOutput() {
     closeOne(m_system->output);
 }
 
-void Child::interrupt(int signal) {
-    ::kill(m_system->process, signal);
-}
-
 std::string Child::readLine() {
     std::string line;
     char byte = 0;
@@ -126,6 +122,10 @@ int Child::wait() {
     ::waitpid(m_system->process, &status, 0);
     m_system->process = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+long Child::process() const {
+    return m_system->process;
 }
 
 std::string Child::errors() const {
