@@ -5,10 +5,12 @@
 #include <windows.h>
 
 #include <shellapi.h>
-#include <werapi.h>
 
 #include "platform/Encoding.h"
 #include "platform/SecureZero.h"
+
+// mingw-w64's werapi.h, which declares it, does not compile.
+extern "C" __declspec(dllimport) HRESULT WINAPI WerSetFlags(DWORD flags);
 
 namespace platform {
 
@@ -73,7 +75,8 @@ void removeEnvironmentVariable(const char* name) noexcept {
 
 void keepMemoryPrivate() noexcept {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-    WerSetFlags(WER_FAULT_REPORTING_FLAG_NOHEAP);
+    constexpr DWORD kNoHeapInReports = 1; // WER_FAULT_REPORTING_FLAG_NOHEAP
+    WerSetFlags(kNoHeapInReports);
 }
 
 std::string executablePath() {
