@@ -30,12 +30,7 @@ TEST_P(JobTakenAsPin, isRefusedAndTheFollowingStepsAreAnswered) {
     EXPECT_THAT(outcome.output, HasSubstr("{\"step\":2,\"call\":\"isLocal\",\"on\":\"default\",\"value\":true}\n"));
 }
 
-#if defined(_WIN32)
 INSTANTIATE_TEST_SUITE_P(Sources, JobTakenAsPin, ::testing::Values("{\"fd\":0}", "{\"fd\":\"0\"}"));
-#else
-INSTANTIATE_TEST_SUITE_P(Sources, JobTakenAsPin,
-                         ::testing::Values("{\"fd\":0}", "{\"fd\":\"0\"}", "{\"secret\":\"/dev/stdin\"}"));
-#endif
 
 TEST(StandardInput, thatGivesTheJobIsNamed) {
     EXPECT_THAT(
