@@ -25,7 +25,8 @@ public:
     InputStream& operator=(InputStream&& other) noexcept;
     ~InputStream();
 
-    /// Waits for bytes and copies at most `room` of them. 0 at the end; nothing on failure, see lastError.
+    /// Waits for bytes and copies at most `room` of them. 0 at the end; nothing on failure, see lastError, or when an
+    /// interruption came first.
     [[nodiscard]] std::optional<std::size_t> read(char* target, std::size_t room) noexcept;
 
     /// What the system says about this thread's last failure, as text for a person.

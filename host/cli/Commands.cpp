@@ -22,6 +22,8 @@ namespace host {
 
 namespace {
 
+constexpr std::uint32_t kAllLevels = 31;
+
 ExitStatus writeResult(const Output& output, const std::string& text, ExitStatus status) {
     if (output.result(text)) {
         return status;
@@ -57,28 +59,21 @@ ExitStatus answerScript(const Options& options, const Output& output, const Scri
     const ParameterList none;
     const ParameterList& parameters = answer.response ? answer.response->getResponseParameters() : none;
     if (status != ExitStatus::Success) {
-        output.message(readableFailure(answer.script, parameters));
+        output.message(readableFailure({.script = answer.script, .failures = answer.failures}, parameters));
     }
     const std::string text = readableAnswer(parameters);
     const bool hasText = status == ExitStatus::Success || text != readableAnswer(none);
     return options.json || !hasText ? status : writeResult(output, text, status);
 }
 
-ExitStatus readers(const Options& options, const Output& output, const Session& session) {
-    const ScriptAnswer answer = session.run("getReaderList", std::nullopt);
-    if (answer.status() != ExitStatus::Success) {
+ExitStatus readers(const Options& options, const Output& output, Session& session) {
+    ScriptAnswer answer;
+    const std::optional<std::vector<Reader>> found =
+        listReaders(session, options.choice.readerPrefix.value_or(""), answer);
+    if (!found) {
         return answerScript(options, output, answer);
     }
-    const Zel::Parameter* names = findOutput(answer.response->getResponseParameters(), "READERS");
-    const std::string list = names == nullptr ? "" : toUtf8(names->getValue());
-    const AskReader ask = [&](const std::string& name) {
-        ParameterList wanted;
-        wanted.add(makeParameter("READERNAME", "hex", name));
-        const ScriptAnswer identity = session.run("getPlatformIdentifiers", std::move(wanted));
-        return identity.response ? ParameterList(identity.response->getResponseParameters()) : ParameterList();
-    };
-    const std::vector<Reader> found = readReaders(list, options.choice.readerPrefix.value_or(""), ask);
-    return writeResult(output, options.json ? jsonLine(readersJson(found)) : readerTable(found), ExitStatus::Success);
+    return writeResult(output, options.json ? jsonLine(readersJson(*found)) : readerTable(*found), ExitStatus::Success);
 }
 
 Json identity(Zel::ClientOperationExecutor& executor) {
@@ -145,9 +140,9 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
     const PluginLibrary library = loadPlugin(options);
     std::optional<ScriptAnswer> answer;
     std::optional<Spinner> spinner(std::in_place, options.command, wantsSpinner(options), output.message);
-    const Session session(library.plugin(), options.choice);
+    Session session(library.plugin(), options.choice);
     if (options.reader) {
-        answer = session.chooseReader(*options.reader);
+        answer = chooseReader(session, *options.reader, options.choice.readerPrefix.value_or(""));
     }
     const bool isReaderFine = !answer || answer->status() == ExitStatus::Success;
     if (isReaderFine && options.command == "readers") {
@@ -158,7 +153,9 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
         spinner.reset();
         return info(options, output, session);
     }
-    if (isReaderFine) {
+    // Choosing the reader has answered what this command asks for.
+    const bool isAnswered = answer && options.command == answer->script && !parameters;
+    if (isReaderFine && !isAnswered) {
         answer = session.run(options.command, std::move(parameters));
     }
     spinner.reset();
@@ -189,7 +186,11 @@ ExitStatus runJob(const Options& options, const Output& output) {
     if (!options.choice.module.empty()) {
         jobOptions.creationParameters = creationParameters(options.choice);
     }
-    JobReader reader([&](char* target, std::size_t room) { return input->read(target, room); });
+    JobReader reader([&](char* target, std::size_t room) {
+        const std::optional<std::size_t> count = input->read(target, room);
+        endIfInterrupted();
+        return count;
+    });
     Job job(library.plugin(), output, std::move(jobOptions));
     return job.run(reader);
 }
@@ -236,6 +237,9 @@ ExitStatus checkTrace(const Output& output, ExitStatus status) {
 }
 
 ExitStatus runCommand(const Options& options, const Output& output) {
+    if (options.traceLevels > kAllLevels) {
+        throw UsageError("--trace-levels is a sum of 1, 2, 4, 8 and 16, 31 at most");
+    }
     setUpTrace(options);
     const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
                                        [&](const Command& entry) { return options.command == entry.name; });
@@ -251,7 +255,12 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& o
             output.message(end->message);
             return end->result.empty() ? end->status : writeResult(output, end->result, end->status);
         }
-        return runCommand(std::get<Options>(options), output);
+        const ExitStatus status = runCommand(std::get<Options>(options), output);
+        endIfInterrupted();
+        return status;
+    } catch (const Interrupted&) {
+        complain(output, "interrupted; what was under way has ended, and nothing more was begun");
+        return ExitStatus::Failed;
     } catch (const UsageError& error) {
         complain(output, error.what());
         return ExitStatus::Usage;

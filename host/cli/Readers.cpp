@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 
 #include "host/plugin/ClientCodes.h"
+#include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "host/scripts/Parameters.h"
 
 namespace host {
 
@@ -18,6 +21,13 @@ constexpr const char* kSlash = "2F";
 std::string valueOf(const ParameterList& answer, const char* id) {
     const Zel::Parameter* output = findOutput(answer, id);
     return output == nullptr ? "" : toUtf8(output->getValue());
+}
+
+/// `kind` is how `name` is given: "text", or "hex".
+ScriptAnswer choose(Session& session, const char* kind, const std::string& name) {
+    ParameterList wanted;
+    wanted.add(makeParameter("READERNAME", kind, name));
+    return session.run("getPlatformIdentifiers", std::move(wanted));
 }
 
 /// The pieces between slashes; a slash stands at an even position, for two digits are a byte.
@@ -61,7 +71,31 @@ Reader longestKnown(std::vector<std::string>& names, const std::string& prefix, 
     }
 }
 
+/// Numbers readers of one name. What was answered for the second and later ones is the first one's answer.
+void markTwins(std::vector<Reader>& readers) {
+    std::map<std::string, std::size_t> counts;
+    for (const Reader& reader : readers) {
+        ++counts[reader.name];
+    }
+    std::map<std::string, std::size_t> seen;
+    for (Reader& reader : readers) {
+        if (counts[reader.name] < 2) {
+            continue;
+        }
+        reader.number = ++seen[reader.name];
+        reader.description.append("#").append(std::to_string(reader.number));
+        if (reader.number > 1) {
+            reader.code.reset();
+            reader.label.clear();
+            reader.serial.clear();
+        }
+    }
+}
+
 std::string state(const Reader& reader) {
+    if (reader.number > 1) {
+        return "cannot be chosen: another reader has the same name";
+    }
     if (!reader.code) {
         return "no answer";
     }
@@ -91,7 +125,44 @@ std::vector<Reader> readReaders(const std::string& list, const std::string& pref
     }
     readers.erase(std::remove_if(readers.begin(), readers.end(), [](const Reader& r) { return r.name.empty(); }),
                   readers.end());
+    markTwins(readers);
     return readers;
+}
+
+std::optional<std::vector<Reader>> listReaders(Session& session, const std::string& prefix, ScriptAnswer& answer) {
+    answer = session.run("getReaderList", std::nullopt);
+    if (answer.status() != ExitStatus::Success) {
+        return std::nullopt;
+    }
+    const AskReader ask = [&](const std::string& name) {
+        const ScriptAnswer identity = choose(session, "hex", name);
+        return identity.response ? ParameterList(identity.response->getResponseParameters()) : ParameterList();
+    };
+    return readReaders(valueOf(answer.response->getResponseParameters(), "READERS"), prefix, ask);
+}
+
+ScriptAnswer chooseReader(Session& session, const std::string& description, const std::string& prefix) {
+    ScriptAnswer answer = choose(session, "text", description);
+    const bool isKnown = !answer.response || errorOf(answer.response->getResponseParameters()) != kNoSuchSlot;
+    if (isKnown) {
+        return answer;
+    }
+    // It may be shown otherwise than it is named: a name that is no text, or one of several readers of one name.
+    ScriptAnswer unlisted;
+    const std::optional<std::vector<Reader>> readers = listReaders(session, prefix, unlisted);
+    for (const Reader& reader : readers.value_or(std::vector<Reader>())) {
+        if (reader.description == description && reader.number > 1) {
+            throw UsageError(std::string("reader \"")
+                                 .append(description)
+                                 .append("\" cannot be chosen: the plug-in finds readers by their names, and this one "
+                                         "has the name of another; only the first can be used. Unplug the other one, "
+                                         "or have its name changed"));
+        }
+        if (reader.description == description) {
+            return choose(session, "hex", reader.name);
+        }
+    }
+    return answer;
 }
 
 std::string readerTable(const std::vector<Reader>& readers) {

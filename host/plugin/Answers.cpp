@@ -52,6 +52,12 @@ bool isReadable(const std::string& text) {
     return !hasControl && printable(text) == text;
 }
 
+const char* remedyFor(const Thrown& thrown) {
+    return thrown.message.find("PINID") == std::string::npos
+               ? "\"--trace -\" shows what led to it."
+               : "PINID is USER, the default, or SO for the security officer, in capitals.";
+}
+
 } // namespace
 
 Json responseJson(const Zel::ClientOperationResponse* response) {
@@ -95,26 +101,24 @@ std::string readableAnswer(const ParameterList& answer) {
     return text.empty() ? "done\n" : text;
 }
 
-std::string readableFailure(const std::string& what, const ParameterList& answer) {
+std::string readableFailure(const Circumstances& circumstances, const ParameterList& answer) {
+    const std::string start = "p11host: " + circumstances.where + circumstances.script + " failed: ";
     const std::optional<unsigned int> error = errorOf(answer);
     if (!error) {
-        return "p11host: " + what + " failed: the plug-in gave no result code.\n" +
+        return start + "the plug-in gave no result code.\n" +
                "  The plug-in does not know this script; \"p11host scripts\" lists those that are known here.\n";
     }
-    if (*error == 0) {
-        return "p11host: " + what + " failed: the plug-in reports success but gave no result.\n" +
-               "  \"--trace -\" shows which call of the module failed.\n";
-    }
-    const ClientCode& code = clientCode(*error);
-    return "p11host: " + what + " failed: " + code.meaning + " (" + std::to_string(*error) + ").\n  " + code.advice +
-           "\n";
+    const Advice advice = *error == 0 ? adviceForSilence(circumstances) : adviceFor(*error, circumstances);
+    const std::string result = advice.result.empty() ? "" : advice.result + ": ";
+    const std::string code = *error == 0 ? "" : " (" + std::to_string(*error) + ")";
+    return start + result + advice.meaning + code + ".\n  " + advice.remedy + "\n";
 }
 
 std::string readableFailure(const std::string& what, const Thrown& thrown) {
     const std::optional<unsigned int> number = thrown.code ? parseClientCode(*thrown.code) : std::nullopt;
     const std::string code = number ? " (" + std::to_string(*number) + ")" : "";
     return "p11host: " + what + " failed: " + printable(thrown.message) + code + ", thrown as " +
-           printable(thrown.type) + ".\n  \"--trace -\" shows what led to it.\n";
+           printable(thrown.type) + ".\n  " + remedyFor(thrown) + "\n";
 }
 
 } // namespace host

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/plugin/Advice.h"
 #include "host/plugin/Calls.h"
 
 namespace host {
@@ -25,9 +26,10 @@ using Json = nlohmann::ordered_json;
 /// stands for no readable text.
 [[nodiscard]] std::string readableHexadecimal(const std::string& digits);
 
-/// What happened and what can be done about it, for an answer with an "ERROR" other than 0 or without one. `what` is
-/// what was tried ("signData").
-[[nodiscard]] std::string readableFailure(const std::string& what, const ParameterList& answer);
+/// What happened and what can be done about it, for an answer with an "ERROR" other than 0, without one, or without the
+/// result that the script promises.
+[[nodiscard]] std::string readableFailure(const Circumstances& circumstances, const ParameterList& answer);
+/// The same for an exception; `what` is what was tried ("signData").
 [[nodiscard]] std::string readableFailure(const std::string& what, const Thrown& thrown);
 
 } // namespace host

@@ -42,12 +42,13 @@ constexpr std::array<ClientCode, 31> kCodes = {{
     {33009, "the other role is logged in already", "Run \"deauthenticate\" for that role first.", ExitStatus::Failed},
     {33010, "the operation was refused", kModuleAdvice, ExitStatus::Failed},
     {33011, "object or key not found",
-     "Look what is there with \"readData OBJ_TYPE=KEY_PAIR\" or \"readData OBJ_TYPE=CERTIFICATE\"; identifiers and "
-     "labels must match byte for byte.",
+     "Identifiers and labels must match byte for byte. \"readData\" with OBJ_TYPE and ID=hex:DIGITS counts the public "
+     "keys or certificates with that identifier; it shows no identifiers or labels, a program such as \"pkcs11-tool "
+     "--list-objects\" does.",
      ExitStatus::NotFound},
     {33012, "the module does not support this", "Use another module for this token, or do without this operation.",
      ExitStatus::Failed},
-    {33013, "the module reported a failure without a code of its own", kModuleAdvice, ExitStatus::Failed},
+    {33013, "the module answered a result that has no code of its own", kModuleAdvice, ExitStatus::Failed},
     {33014, "out of memory, on this machine or on the token",
      "Free space on the token with \"removeData\", or end other programs.", ExitStatus::Failed},
     {33015, "general failure of the module", kModuleAdvice, ExitStatus::Failed},
@@ -55,13 +56,15 @@ constexpr std::array<ClientCode, 31> kCodes = {{
      "If this needs a login, give PIN=prompt: or another source of the PIN; otherwise \"--trace -\" shows what failed.",
      ExitStatus::Failed},
     {33017, "the token refuses a value or an attribute",
-     "Leave out optional attributes one by one to find the one that this token does not accept.", ExitStatus::Failed},
+     "Look whether a required parameter is missing (\"p11host SCRIPT --help\"), then leave out optional ones one by "
+     "one.",
+     ExitStatus::Failed},
     {33018, "the token or the reader reported an error", "Take the card out, put it in again and run it once more.",
      ExitStatus::Failed},
     {33019, "the key does not fit: its handle, size or type", "Try another key size; see what the module supports.",
      ExitStatus::Failed},
-    {33020, "the PIN is too short or too long", "Choose a PIN of a length that this token accepts.",
-     ExitStatus::Failed},
+    {33020, "the PIN is too short or too long",
+     "Choose a PIN of a length that this token accepts; 4 to 8 characters are usual for cards.", ExitStatus::Failed},
     {33021, "the session was closed", kSessionAdvice, ExitStatus::Failed},
     {33022, "the token has no session left", "End other programs that use the token.", ExitStatus::Failed},
     {33023, "there is no valid session",
@@ -75,8 +78,8 @@ constexpr std::array<ClientCode, 31> kCodes = {{
      ExitStatus::Failed},
     {33028, "a session of the security officer is open on the token",
      "End other programs that use the token, or log the security officer out.", ExitStatus::Failed},
-    {33029, "attributes are missing for this object", "Add the attributes that this token asks for.",
-     ExitStatus::Failed},
+    {33029, "attributes are missing for this object",
+     "Add the attributes that this token asks for; a certificate usually needs SUBJECT.", ExitStatus::Failed},
     {33030, "attributes contradict each other", "Leave out optional attributes one by one to find the contradiction.",
      ExitStatus::Failed},
 }};
@@ -118,6 +121,15 @@ std::optional<unsigned int> errorOf(const ParameterList& answer) {
 ExitStatus statusOf(const ParameterList& answer) {
     const std::optional<unsigned int> code = errorOf(answer);
     return code ? clientCode(*code).status : ExitStatus::Failed;
+}
+
+ExitStatus statusOf(const Thrown& thrown) {
+    // One exception has the code of a bad parameter and another cause: the executor cannot be used at all.
+    if (thrown.message == "Plugin not validated") {
+        return ExitStatus::NoPlugin;
+    }
+    const std::optional<unsigned int> code = thrown.code ? parseClientCode(*thrown.code) : std::nullopt;
+    return code && *code != 0 ? clientCode(*code).status : ExitStatus::Failed;
 }
 
 } // namespace host

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string_view>
 
+#include "host/plugin/Calls.h"
 #include "host/plugin/ExitStatus.h"
 #include "host/plugin/ParameterList.h"
 
@@ -30,5 +31,8 @@ struct ClientCode {
 
 /// The status of an answer: that of its code, Failed without one.
 [[nodiscard]] ExitStatus statusOf(const ParameterList& answer);
+/// The status of an exception: NoPlugin for an executor that cannot be used, otherwise that of its code, Failed without
+/// one.
+[[nodiscard]] ExitStatus statusOf(const Thrown& thrown);
 
 } // namespace host

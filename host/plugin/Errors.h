@@ -17,4 +17,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The program was asked to end, by Ctrl-C for example. What was under way at the token has ended; nothing new is
+/// begun.
+class Interrupted : public std::runtime_error {
+public:
+    Interrupted() : std::runtime_error("interrupted") {}
+};
+
+/// Throws Interrupted when an interruption was noted.
+void endIfInterrupted();
+
 } // namespace host

@@ -54,7 +54,9 @@ void Job::freeLast() noexcept {
 ExitStatus Job::run(JobReader& reader) {
     ExitStatus status = ExitStatus::Success;
     std::optional<RawStep> raw;
-    for (std::size_t number = 0; (raw = reader.next()); ++number) {
+    std::size_t number = 0;
+    for (; (raw = reader.next()); ++number) {
+        endIfInterrupted();
         const Answer current = answer(*raw, number);
         raw.reset();
         if (status == ExitStatus::Success) {
@@ -69,6 +71,9 @@ ExitStatus Job::run(JobReader& reader) {
         if (m_options.stopOnError && current.status != ExitStatus::Success) {
             break;
         }
+    }
+    if (number == 0 && !reader.isDocument()) {
+        throw UsageError("the job is empty; if another program writes it, look whether that one failed");
     }
     return status;
 }
@@ -103,7 +108,7 @@ Job::Answer Job::carryOut(Step& step, std::size_t number) {
     });
     if (thrown) {
         answer.line["exception"] = thrownJson(*thrown);
-        answer.status = ExitStatus::Failed;
+        answer.status = statusOf(*thrown);
     }
     return answer;
 }
@@ -131,7 +136,7 @@ void Job::freeInstance(const Step& step, Answer& answer) {
     answer.line["ok"] = true;
 }
 
-void Job::query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) const {
+void Job::query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) {
     Json& line = answer.line;
     switch (step.call) {
     case Call::Initialize:
@@ -172,7 +177,7 @@ void Job::query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answ
     }
 }
 
-void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) const {
+void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) {
     std::optional<Operation> operation;
     if (step.operation) {
         operation.emplace(step.operation->id, step.operation->scriptType, step.operation->script,
@@ -180,6 +185,7 @@ void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& an
         step.operation.reset();
     }
     ResponsePtr response;
+    m_notes.clear();
     {
         const Spinner spinner(operation ? printable(toUtf8(operation->getScript())) : "execute", m_options.spinner,
                               m_output.message);
@@ -188,9 +194,21 @@ void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& an
     answer.line["response"] = responseJson(response.get());
     if (response) {
         answer.status = statusOf(response->getResponseParameters());
+        explain(answer, operation ? toUtf8(operation->getScript()) : "execute", response->getResponseParameters());
     } else {
         // No answer is the answer to no operation; to anything else it is a failure.
         answer.status = operation ? ExitStatus::Failed : ExitStatus::Success;
+    }
+}
+
+/// An answer of a job has the code alone; a person finds what it means on standard error.
+void Job::explain(const Answer& answer, const std::string& script, const ParameterList& parameters) const {
+    if (answer.status != ExitStatus::Success) {
+        m_output.message(readableFailure({.where = "step " + answer.line["step"].dump() + ": ",
+                                          .script = printable(script),
+                                          .isInJob = true,
+                                          .failures = m_notes.failures()},
+                                         parameters));
     }
 }
 

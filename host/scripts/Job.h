@@ -7,6 +7,7 @@
 
 #include "host/plugin/Answers.h"
 #include "host/plugin/ExitStatus.h"
+#include "host/plugin/FailureNotes.h"
 #include "host/plugin/Output.h"
 #include "host/plugin/PluginLibrary.h"
 #include "host/scripts/JobStep.h"
@@ -32,7 +33,7 @@ public:
     ~Job();
 
     /// Runs everything that `reader` gives. Returns the status of the first failure. Ends early when nobody takes the
-    /// answers any more, which is a failure too.
+    /// answers any more, which is a failure too. UsageError when `reader` gives nothing at all.
     [[nodiscard]] ExitStatus run(JobReader& reader);
 
 private:
@@ -47,13 +48,15 @@ private:
     [[nodiscard]] Answer carryOut(Step& step, std::size_t number);
     void newInstance(Step& step, Answer& answer);
     void freeInstance(const Step& step, Answer& answer);
-    void execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) const;
-    void query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer) const;
+    void execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer);
+    void query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer);
+    void explain(const Answer& answer, const std::string& script, const ParameterList& parameters) const;
     [[nodiscard]] Instances::iterator find(const std::string& name);
     /// UsageError when a step names an instance that does not exist, or makes one that does.
     void checkInstance(const Step& step);
     void freeLast() noexcept;
 
+    FailureNotes m_notes;
     const Plugin& m_plugin;
     const Output& m_output;
     JobOptions m_options;

@@ -38,8 +38,9 @@ struct Maker {
 };
 
 Parameter promptFor(const TString& id, std::string_view question) {
-    const std::string shown = question.empty() ? toUtf8(id) : std::string(question);
-    return textOf(id, secretFromPrompt(printable(shown) + ": "));
+    const std::string shown = printable(question.empty() ? toUtf8(id) : std::string(trimmed(question)));
+    const bool hasEnd = !shown.empty() && (shown.back() == ':' || shown.back() == '?');
+    return textOf(id, secretFromPrompt(shown + (hasEnd ? " " : ": ")));
 }
 
 const std::array<Maker, 8> kMakers = {{

@@ -164,24 +164,26 @@ Script deauthenticate() {
 }
 
 Script writeData() {
-    return {"writeData",
-            "write a certificate, a key or a container name",
-            Values{{"OBJ_TYPE=CERTIFICATE", "with CERT_TYPE=X_509 and DATA=file:cert.der, and"},
-                   {"", "LABEL, ID, SUBJECT, ISSUER, SN, CERT_CATEGORY, TOKEN, PRIVATE, MODIFIABLE as below"},
-                   {"OBJ_TYPE=PRIVATE_KEY", "with ALGOID, KEYENCODING and KEYVALUE, and attributes as below"},
-                   {"OBJ_TYPE=KEY_PAIR", "the same, and the public key too"},
-                   {"OBJ_TYPE=CONTAINER_NAME", "with KEYID=hex:... and CONTAINER_NAME=text:..."},
-                   kPin,
-                   {kRsa, kOnlyRsa},
-                   {"KEYENCODING=PKCS8.clear", "how KEYVALUE is encoded; PKCS8.encrypted is read the same way"},
-                   {"KEYVALUE=file:key.p8", "the private key as unencrypted PKCS#8 in DER"}} +
-                certificateTerms() + keyAttributes(),
-            {},
-            kLoginErrors,
-            "  Certificate: p11host writeData --reader R PIN=prompt: OBJ_TYPE=CERTIFICATE CERT_TYPE=X_509 \\\n"
-            "                 DATA=file:cert.der ID=hex:01 LABEL=text:mine\n"
-            "  33004 (status 8) tells of a missing or bad parameter, 33011 (status 4) of a key that is not there.\n"
-            "  Without OBJ_TYPE nothing is written and the answer is success.\n"};
+    return {
+        "writeData",
+        "write a certificate, a key or a container name",
+        Values{{"OBJ_TYPE=CERTIFICATE", "with CERT_TYPE=X_509 and DATA=file:cert.der, and"},
+               {"", "LABEL, ID, SUBJECT, ISSUER, SN, CERT_CATEGORY, TOKEN, PRIVATE, MODIFIABLE as below"},
+               {"OBJ_TYPE=PRIVATE_KEY", "with ALGOID, KEYENCODING and KEYVALUE, and attributes as below"},
+               {"OBJ_TYPE=KEY_PAIR", "the same, and the public key too"},
+               {"OBJ_TYPE=CONTAINER_NAME", "with KEYID=hex:... and CONTAINER_NAME=text:..."},
+               kPin,
+               {kRsa, kOnlyRsa},
+               {"KEYENCODING=PKCS8.clear", "how KEYVALUE is encoded; PKCS8.encrypted is read the same way"},
+               {"KEYVALUE=file:key.p8", "the private key as unencrypted PKCS#8 in DER"}} +
+            certificateTerms() + keyAttributes(),
+        {},
+        kLoginErrors,
+        "  Certificate: p11host writeData --reader R PIN=prompt: OBJ_TYPE=CERTIFICATE CERT_TYPE=X_509 \\\n"
+        "                 DATA=file:cert.der ID=hex:01 LABEL=text:mine SUBJECT=hex:...\n"
+        "  Most tokens want SUBJECT; \"certificate-fields cert.der\" of the examples prints SUBJECT, ISSUER and SN.\n"
+        "  33004 (status 8) tells of a missing or bad parameter, 33011 (status 4) of a key that is not there.\n"
+        "  Without OBJ_TYPE nothing is written and the answer is success.\n"};
 }
 
 Script readData() {

@@ -30,6 +30,7 @@ std::optional<WipedBytes> readAll(platform::InputStream& stream, std::size_t lim
         }
         const std::optional<std::size_t> count = stream.read(bytes.data() + length, bytes.size() - length);
         if (!count) {
+            endIfInterrupted();
             return std::nullopt;
         }
         length += *count;
@@ -104,6 +105,7 @@ WipedBytes secretFromPrompt(const std::string& question) {
     WipedBytes line(kLongestLine);
     const std::optional<std::size_t> length = platform::readLineWithoutEcho(question.c_str(), line.data(), line.size());
     if (!length) {
+        endIfInterrupted();
         throw UsageError("no answer from a terminal; where nobody can type, give the secret with \"env:NAME\", "
                          "\"secret:PATH\" or \"fd:N\"");
     }

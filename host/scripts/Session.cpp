@@ -1,5 +1,6 @@
 #include "host/scripts/Session.h"
 
+#include "cryptoki/ResultNames.h"
 #include "host/plugin/ClientCodes.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
@@ -17,15 +18,20 @@ std::string noExecutor(const std::string& module) {
            "says";
 }
 
-std::string notReady(const std::string& module) {
-    return "the module \"" + printable(module) +
-           "\" was loaded but cannot be used: it did not initialise; \"--trace -\" shows what it answered";
+std::string notReady(const std::string& module, const Failures& failures) {
+    const std::string answer = failures.calls.empty() ? "; \"--trace -\" shows what it answered"
+                                                      : ": " + failures.calls.back().function + " answered " +
+                                                            cryptoki::resultName(failures.calls.back().result);
+    return "the module \"" + printable(module) + "\" was loaded but cannot be used: it did not initialise" + answer;
 }
 
 } // namespace
 
 ExitStatus ScriptAnswer::status() const {
-    if (thrown || !response) {
+    if (thrown) {
+        return statusOf(*thrown);
+    }
+    if (!response) {
         return ExitStatus::Failed;
     }
     const ParameterList& answer = response->getResponseParameters();
@@ -55,7 +61,7 @@ Session::Session(const Plugin& plugin, const ModuleChoice& choice) : m_executor(
     }
     const std::optional<Thrown> thrown = caught([&] { m_executor->initialize(nullptr, nullptr); });
     if (thrown && !m_executor->validate()) {
-        throw PluginError(notReady(choice.module));
+        throw PluginError(notReady(choice.module, m_notes.failures()));
     }
     if (thrown) {
         throw PluginError("the plug-in gave an executor that cannot be initialised: " + thrown->message);
@@ -67,18 +73,15 @@ Session::~Session() {
     [[maybe_unused]] const std::optional<Thrown> thrown = caught([&] { m_executor->terminate(); });
 }
 
-ScriptAnswer Session::run(const std::string& script, std::optional<ParameterList> parameters) const {
+ScriptAnswer Session::run(const std::string& script, std::optional<ParameterList> parameters) {
+    endIfInterrupted();
     ScriptAnswer answer;
     answer.script = script;
+    m_notes.clear();
     Operation operation(L"0", kScriptType, toTString(script), std::move(parameters));
     answer.thrown = caught([&] { answer.response.reset(m_executor->execute(&operation)); });
+    answer.failures = m_notes.failures();
     return answer;
-}
-
-ScriptAnswer Session::chooseReader(const std::string& description) const {
-    ParameterList parameters;
-    parameters.add(makeParameter("READERNAME", "text", description));
-    return run("getPlatformIdentifiers", std::move(parameters));
 }
 
 } // namespace host

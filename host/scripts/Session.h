@@ -6,6 +6,7 @@
 #include "host/plugin/Answers.h"
 #include "host/plugin/Calls.h"
 #include "host/plugin/ExitStatus.h"
+#include "host/plugin/FailureNotes.h"
 #include "host/plugin/Output.h"
 #include "host/plugin/PluginLibrary.h"
 
@@ -22,8 +23,9 @@ struct ScriptAnswer {
     std::string script;
     ResponsePtr response;
     std::optional<Thrown> thrown;
+    Failures failures;
 
-    /// Status of the answer: that of its "ERROR"; Failed for an exception, for no response, for one without "ERROR",
+    /// Status of the answer: that of its "ERROR" or of its exception; Failed for no response, for one without "ERROR",
     /// and for success without the output that the script promises.
     [[nodiscard]] ExitStatus status() const;
 };
@@ -40,12 +42,11 @@ public:
 
     [[nodiscard]] Zel::ClientOperationExecutor& executor() const noexcept { return *m_executor; }
 
-    /// Runs a script; `parameters` are gone when it returns.
-    [[nodiscard]] ScriptAnswer run(const std::string& script, std::optional<ParameterList> parameters) const;
-    /// Chooses the reader with this description (UTF-8).
-    [[nodiscard]] ScriptAnswer chooseReader(const std::string& description) const;
+    /// Runs a script; `parameters` are gone when it returns. Interrupted when the program was asked to end before.
+    [[nodiscard]] ScriptAnswer run(const std::string& script, std::optional<ParameterList> parameters);
 
 private:
+    FailureNotes m_notes; ///< first, so that it also sees how the executor is made and freed
     ExecutorPtr m_executor;
 };
 

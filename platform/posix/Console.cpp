@@ -5,11 +5,11 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "platform/SecureZero.h"
+#include "platform/posix/WaitForInput.h"
 
 namespace platform {
 
@@ -21,8 +21,8 @@ void noteSignal(int number) {
     g_signal = number;
 }
 
-/// While it lives, signals that would end or stop the program only interrupt the wait for input. They are blocked
-/// everywhere else, so that none is missed between a look at the flag and the wait.
+/// While it lives, signals that would end or stop the program only interrupt the wait for input, as noted interruptions
+/// do anyway. They are blocked everywhere else, so that none is missed between a look at the flag and the wait.
 class SignalGuard {
 public:
     SignalGuard() noexcept {
@@ -30,7 +30,9 @@ public:
         struct sigaction action = {};
         action.sa_handler = noteSignal;
         for (std::size_t i = 0; i < kSignals.size(); ++i) {
-            ::sigaction(kSignals[i], &action, &m_before[i]);
+            if (!isNoted(kSignals[i])) {
+                ::sigaction(kSignals[i], &action, &m_before[i]);
+            }
         }
         sigset_t blocked;
         ::sigemptyset(&blocked);
@@ -44,7 +46,9 @@ public:
     ~SignalGuard() {
         ::sigprocmask(SIG_SETMASK, &m_mask, nullptr);
         for (std::size_t i = 0; i < kSignals.size(); ++i) {
-            ::sigaction(kSignals[i], &m_before[i], nullptr);
+            if (!isNoted(kSignals[i])) {
+                ::sigaction(kSignals[i], &m_before[i], nullptr);
+            }
         }
     }
 
@@ -84,8 +88,7 @@ private:
 };
 
 ssize_t readByte(int terminal, const sigset_t& mask, char& byte) noexcept {
-    struct pollfd input = {terminal, POLLIN, 0};
-    return ::ppoll(&input, 1, nullptr, &mask) < 0 ? -1 : ::read(terminal, &byte, 1);
+    return waitForInput(terminal, mask) ? ::read(terminal, &byte, 1) : -1;
 }
 
 std::optional<std::size_t> readLine(int terminal, const sigset_t& mask, char* line, std::size_t room) noexcept {

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "platform/posix/WaitForInput.h"
+
 namespace platform {
 
 namespace {
@@ -80,15 +82,16 @@ void InputStream::close() noexcept {
 }
 
 std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noexcept {
-    for (;;) {
+    while (waitForInput(m_descriptor)) {
         const ssize_t count = ::read(m_descriptor, target, room);
         if (count >= 0) {
             return static_cast<std::size_t>(count);
         }
         if (errno != EINTR) {
-            return std::nullopt;
+            break;
         }
     }
+    return std::nullopt;
 }
 
 std::string InputStream::lastError() {

@@ -4,7 +4,9 @@
 #include <windows.h>
 
 #include "platform/Encoding.h"
+#include "platform/Interruption.h"
 #include "platform/SecureZero.h"
+#include "platform/windows/InterruptibleWait.h"
 
 namespace platform {
 
@@ -42,7 +44,8 @@ std::optional<std::size_t> readLine(HANDLE console, char* line, std::size_t room
     DWORD length = 0;
     std::optional<std::size_t> result;
     // An end-of-file key (Ctrl+Z) comes as an ordinary character; a line without a line end is no answer.
-    if (ReadConsoleW(console, wide, kRoom, &length, nullptr) != 0 && length > 0) {
+    const InterruptibleWait wait;
+    if (interruption() == 0 && ReadConsoleW(console, wide, kRoom, &length, nullptr) != 0 && length > 0) {
         while (length > 0 && (wide[length - 1] == L'\n' || wide[length - 1] == L'\r')) {
             --length;
         }

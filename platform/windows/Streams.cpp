@@ -8,6 +8,8 @@
 #include <windows.h>
 
 #include "platform/Encoding.h"
+#include "platform/Interruption.h"
+#include "platform/windows/InterruptibleWait.h"
 
 namespace platform {
 
@@ -125,7 +127,8 @@ void InputStream::close() noexcept {
 
 std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noexcept {
     const unsigned int wanted = room < kLargestTransfer ? static_cast<unsigned int>(room) : kLargestTransfer;
-    const int count = _read(m_descriptor, target, wanted);
+    const InterruptibleWait wait;
+    const int count = interruption() == 0 ? _read(m_descriptor, target, wanted) : -1;
     if (count < 0) {
         return std::nullopt;
     }

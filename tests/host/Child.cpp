@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "platform/Process.h"
 
@@ -54,6 +55,16 @@ File::~File() {
 std::string File::content() const {
     std::ifstream stream(utf8Path(m_path), std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+bool waitFor(const File& file, const std::string& text) {
+    for (int i = 0; i < 6000; ++i) {
+        if (file.content().find(text) != std::string::npos) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
 }
 
 std::string hostProgram() {

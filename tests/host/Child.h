@@ -25,6 +25,8 @@ public:
     /// One line without its line end; empty at the end.
     [[nodiscard]] std::string readLine();
     [[nodiscard]] std::string readAll();
+    /// Sends it the signal; on Windows Ctrl-Break, whatever the number.
+    void interrupt(int signal);
     /// From now on nobody reads what the program prints.
     void closeOutput();
     /// Closes the input, waits for the end and returns the exit status; -1 when a signal ended it.
@@ -62,6 +64,9 @@ public:
 private:
     std::string m_path;
 };
+
+/// Waits until the file contains the text. Returns false when it does not come within a minute.
+[[nodiscard]] bool waitFor(const File& file, const std::string& text);
 
 /// The programs and libraries under test, which stand beside the test program.
 [[nodiscard]] std::string hostProgram();

@@ -79,8 +79,9 @@ INSTANTIATE_TEST_SUITE_P(All, Statuses,
 
 TEST(Commands, aFailureSaysWhatHappenedAndWhatToDo) {
     const Outcome failed = host({"writeData", "ANSWER=80f3"});
-    EXPECT_THAT(failed.errors,
-                HasSubstr("p11host: writeData failed: object or key not found (33011).\n  Look what is there with"));
+    EXPECT_THAT(
+        failed.errors,
+        HasSubstr("p11host: writeData failed: object or key not found (33011).\n  Identifiers and labels must"));
 }
 
 TEST(Commands, outputsOfAFailureAreShown) {
@@ -89,9 +90,10 @@ TEST(Commands, outputsOfAFailureAreShown) {
     EXPECT_EQ(failed.output, "LEFTPINTRY: 1 (the next wrong PIN locks it)\n");
 }
 
-TEST(Commands, anExceptionIsStatusOne) {
+TEST(Commands, anExceptionHasTheStatusOfItsCodeOrStatusOne) {
     const Outcome thrown = host({"writeData", "THROW=client"});
-    EXPECT_EQ(thrown.status, 1);
+    EXPECT_EQ(thrown.status, 8) << "a bad PINID is a bad parameter";
+    EXPECT_EQ(host({"writeData", "THROW=range"}).status, 1);
     EXPECT_THAT(thrown.errors, HasSubstr("p11host: writeData failed: Bad parameter PINID: x (33004), thrown as "
                                          "ClientOperationException.\n"));
     EXPECT_EQ(host({"--json", "writeData", "THROW=range"}).output,

@@ -181,11 +181,6 @@ TEST(Jobs, aDocumentThatIsNoJobSaysWhere) {
               "[STEP, ...]}, or one step a line\"}\n");
 }
 
-TEST(Jobs, anEmptyJobIsFine) {
-    EXPECT_EQ(run(job(), "").status, 0);
-    EXPECT_EQ(run(job(), "\n \n").output, "");
-}
-
 TEST(Jobs, aMissingJobFileIsUsage) {
     const Outcome missing = run(job({"run", "not-there.json"}));
     EXPECT_EQ(missing.status, 2);

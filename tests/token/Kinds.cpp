@@ -9,6 +9,14 @@ namespace Token {
 
 namespace {
 
+// The sanitizer wants to be the first library of a program that is built with it.
+#ifdef ORDINARY_USER
+constexpr const char* kOrdinaryUser =
+    "ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 LD_PRELOAD='" ORDINARY_USER "' ";
+#else
+constexpr const char* kOrdinaryUser = "";
+#endif
+
 void bringUpSofthsm(const Folder& folder) {
     std::filesystem::create_directory(folder.path() + "/tokens");
     folder.write("softhsm2.conf", "directories.tokendir = " + folder.path() +
@@ -44,6 +52,7 @@ Kind softhsm() {
     return {.name = "SoftHSM2",
             .module = softhsmOfThisProgram(),
             .toolModule = SOFTHSM2_MODULE,
+            .toolEnvironment = "",
             .bringUp = &bringUpSofthsm,
             .triesToLock = 0,
             .containerName = "80f9",
@@ -64,6 +73,7 @@ Kind proxy() {
     kind.name = "SoftHSM2BehindProxy";
     kind.module = std::string_view(SOFTHSM2_MODULE).empty() ? "" : PROXY_MODULE;
     kind.toolModule = kind.module;
+    kind.toolEnvironment = kOrdinaryUser;
     kind.bringUp = &bringUpProxy;
     kind.severalExecutors = false;
     return kind;
@@ -73,6 +83,7 @@ Kind opencryptoki() {
     return {.name = "Opencryptoki",
             .module = OPENCRYPTOKI_MODULE,
             .toolModule = OPENCRYPTOKI_MODULE,
+            .toolEnvironment = "",
             .bringUp = &bringUpOpencryptoki,
             .triesToLock = 3,
             .containerName = "8106",

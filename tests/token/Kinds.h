@@ -15,6 +15,8 @@ struct Kind {
     const char* module;
     /// The module that shows the same tokens to pkcs11-tool. A Windows program's is a DLL, pkcs11-tool's is not.
     const char* toolModule;
+    /// Stands before the command of another program that uses the module: assignments of variables, or nothing.
+    const char* toolEnvironment;
     /// Writes the module's configuration into the folder and points the environment at it.
     void (*bringUp)(const Folder& folder);
 

@@ -8,7 +8,9 @@
 namespace Token {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 class Proxy : public ::testing::Test {
 protected:
@@ -59,9 +61,36 @@ protected:
                           " --list-objects --type cert | sed -n 's/^  label: *//p'");
     }
 
+    /// What p11host answers.
+    [[nodiscard]] std::string host(const std::string& arguments) const {
+        return folder.run(std::string(proxy().toolEnvironment) + "'" + HOST_PROGRAM + "' --module '" + proxy().module +
+                          "' " + arguments);
+    }
+
     Folder folder;
     Executor plugin;
 };
+
+/// The modules that p11-kit says it has opened.
+std::vector<std::string> opened(const std::string& messages) {
+    const std::string mark = "opened module: ";
+    std::vector<std::string> modules;
+    for (std::size_t at = messages.find(mark); at != std::string::npos; at = messages.find(mark, at)) {
+        at += mark.size();
+        modules.push_back(messages.substr(at, messages.find('\n', at) - at));
+    }
+    return modules;
+}
+
+// Each package may bring a module that the proxy loads besides; on every machine OpenSC's, which we use as a tool.
+TEST_F(Proxy, noModuleOfAnotherPackageIsLoaded) {
+    EXPECT_THAT(folder.run("cat /proc/$PPID/maps"), Not(HasSubstr("/pkcs11/")));
+    plugin.free();
+    setVariable("P11_KIT_DEBUG", "lib");
+    const std::string messages = host("readers");
+    setVariable("P11_KIT_DEBUG", "");
+    EXPECT_THAT(opened(messages), ElementsAre(softhsm().module));
+}
 
 TEST_F(Proxy, everySlotIsAReader) {
     EXPECT_EQ(readers().size(), 3U) << "two tokens, and the slot in which a third could be made";
@@ -108,8 +137,7 @@ TEST_F(Proxy, twoExecutorsWorkOnTwoTokens) {
 {"call":"execute","on":"a","operation":{"script":"getAuthenticatorState"}}
 {"call":"execute","on":"b","operation":{"script":"getAuthenticatorState"}}
 )");
-    const std::string answers =
-        folder.run(std::string("'") + HOST_PROGRAM + "' --module '" + proxy().module + "' run job");
+    const std::string answers = host("run job");
     EXPECT_THAT(answers, HasSubstr(R"("step":7,"call":"execute","on":"a","response":{"id":"7","parameters":[)"
                                    R"({"id":"ERROR","encoding":2,"type":3,"value":"0"},)"
                                    R"({"id":"AUTHSTATE","encoding":0,"type":1,"value":"1"}])"));

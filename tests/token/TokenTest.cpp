@@ -139,7 +139,8 @@ std::string TokenTest::bytesOf(const Result& result, const std::string& outputId
 }
 
 std::string TokenTest::tool(const std::string& arguments) const {
-    return folder.run(std::string("pkcs11-tool --module '") + GetParam().toolModule + "' " + arguments);
+    return folder.run(GetParam().toolEnvironment + std::string("pkcs11-tool --module '") + GetParam().toolModule +
+                      "' " + arguments);
 }
 
 std::multiset<std::string> TokenTest::objects() const {

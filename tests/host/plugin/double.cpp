@@ -123,8 +123,10 @@ private:
         }
         add(answer, L"ERROR", L"0");
         if (script.compare(L"getReaderList") == 0) {
-            // "Reader One", "a/b"
-            add(answer, L"READERS", L"526561646572204F6E652F612F62", 4, 0);
+            // "Reader One", "a/b"; of "odd", twice "Reader One" and two bytes that are no UTF-8.
+            const bool isOdd = m_module.compare(L"odd") == 0;
+            add(answer, L"READERS",
+                isOdd ? L"526561646572204F6E652F526561646572204F6E652FFFFE" : L"526561646572204F6E652F612F62", 4, 0);
             return true;
         }
         if (script.compare(L"getPlatformIdentifiers") == 0) {
@@ -144,6 +146,8 @@ private:
         if (reader.compareIgnoreCase(L"526561646572204F6E65") == 0) {
             add(answer, L"SMOID", L"31323320", 4, 0);
             add(answer, L"LABEL", L"6D696E6520202020", 4, 0);
+        } else if (reader.compareIgnoreCase(L"FFFE") == 0) {
+            add(answer, L"SMOID", L"39", 4, 0);
         } else {
             answer.at(0)->setValue(reader.compareIgnoreCase(L"612F62") == 0 ? L"80eb" : L"80e9");
         }
@@ -158,6 +162,8 @@ private:
             raise(value);
         } else if (id.compare(L"SLEEP") == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(narrow(value))));
+        } else if (id.compare(L"EXIT") == 0) {
+            std::exit(std::stoi(narrow(value)));
         } else if (id.compare(L"NULL") == 0) {
             return false;
         } else if (id.compare(L"LONE") == 0) {

@@ -98,6 +98,10 @@ void Child::closeOutput() {
     closeOne(m_system->output);
 }
 
+void Child::interrupt(int signal) {
+    ::kill(m_system->process, signal);
+}
+
 std::string Child::readLine() {
     std::string line;
     char byte = 0;

@@ -88,7 +88,8 @@ TEST_F(SoftToken, aTokenIsInitialisedUsedAndShown) {
     wrong.push_back("PIN=text:9999");
     const Outcome refused = host(wrong);
     EXPECT_EQ(refused.status, 5);
-    EXPECT_THAT(refused.errors, HasSubstr("p11host: authenticate failed: the PIN is wrong (33006).\n"));
+    EXPECT_THAT(refused.errors,
+                HasSubstr("p11host: authenticate failed: CKR_PIN_INCORRECT: the PIN is wrong (33006).\n"));
     EXPECT_EQ(host({"--reader", name, "signData", "ALGOID=1.2.840.113549.1.1.1", "KEYID=hex:01",
                     "DATA=base64:AQI=", "PIN=text:1234"})
                   .status,
@@ -110,7 +111,25 @@ TEST_F(SoftToken, aJobDrivesTheRealPlugin) {
 {"step":3,"call":"initialize","on":"default","exception":{"type":"ClientOperationException","code":"80ec","message":"Plugin not terminated"}}
 {"step":4,"call":"execute","on":"default","response":{"id":"4","parameters":[{"id":"ERROR","encoding":2,"type":3,"value":"0"}]}}
 )");
-    EXPECT_EQ(job.status, 1);
+    EXPECT_EQ(job.status, 8) << "the code of the exception is that of a bad parameter";
+}
+
+TEST_F(SoftToken, adviceNamesTheResultThatTheTokenGave) {
+    const json before = json::parse(host({"readers", "--json"}).output);
+    const std::string blank = before.at("readers").at(0).at("reader");
+    EXPECT_THAT(host({"--reader", blank, "getAuthenticatorState"}).errors,
+                HasSubstr("CKR_TOKEN_NOT_RECOGNIZED: the token is blank, or this module does not know it (33002).\n"
+                          "  Run \"init\" on a blank token"));
+    EXPECT_THAT(host({"--reader", blank, "init", "INIT_KEYID=SO"}).errors,
+                HasSubstr("CKR_ARGUMENTS_BAD: a PIN that this script needs was not given"));
+    ASSERT_EQ(host({"--reader", blank, "init", "INIT_KEYID=SO", "INIT_KEY=text:so-pin"}).status, 0);
+    std::string name;
+    const json after = json::parse(host({"readers", "--json"}).output);
+    for (const json& reader : after.at("readers")) {
+        name = reader.at("serial") == "" ? name : reader.at("reader").get<std::string>();
+    }
+    EXPECT_THAT(host({"--reader", name, "authenticate", "AUTH_TYPE=STATIC", "PIN=text:1234"}).errors,
+                HasSubstr("CKR_USER_PIN_NOT_INITIALIZED: no user PIN is set (33013).\n  Run \"initAuthenticator\""));
 }
 
 TEST_F(SoftToken, aModuleThatIsMissingIsStatusThree) {

@@ -13,8 +13,22 @@
 namespace tests {
 namespace {
 
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 using ::testing::Not;
+
+class Terminal : public ::testing::Test {
+protected:
+    void SetUp() override {
+        int terminal = -1;
+        int program = -1;
+        if (::openpty(&terminal, &program, nullptr, nullptr, nullptr) != 0) {
+            GTEST_SKIP() << "no pseudo-terminal can be opened here";
+        }
+        ::close(terminal);
+        ::close(program);
+    }
+};
 
 /// Runs the host with a terminal as its controlling one and as all three standard streams; `answer` is typed when
 /// `question` has appeared. Returns what the terminal showed.
@@ -52,28 +66,34 @@ Words sign(const Words& more) {
     return arguments;
 }
 
-TEST(Terminal, aPromptReadsWithoutEcho) {
+TEST_F(Terminal, aPromptReadsWithoutEcho) {
     const std::string shown = onTerminal(sign({"--json", "PIN=prompt:"}), "PIN: ", "7531\n");
     EXPECT_THAT(shown, HasSubstr("{\"id\":\"PIN\",\"encoding\":4,\"type\":0,\"value\":\"37353331\"}"));
     EXPECT_THAT(shown, HasSubstr("status 0"));
     EXPECT_THAT(shown, Not(HasSubstr("7531")));
 }
 
-TEST(Terminal, anInterruptAtThePromptEndsTheProgram) {
+TEST_F(Terminal, aQuestionStandsThereOnceAndHasOneColon) {
+    const std::string shown = onTerminal(sign({"PIN=prompt:Your PIN:"}), "PIN: ", "7531\n");
+    EXPECT_THAT(shown, HasSubstr("Your PIN: "));
+    EXPECT_EQ(shown.find("Your PIN"), shown.rfind("Your PIN"));
+    EXPECT_THAT(shown, Not(HasSubstr("::")));
+}
+
+TEST_F(Terminal, anInterruptAtThePromptEndsTheProgram) {
     const std::string shown = onTerminal(sign({"PIN=prompt:"}), "PIN: ", "12\x03");
-    EXPECT_THAT(shown, HasSubstr("status -1"));
+    EXPECT_THAT(shown, HasSubstr("status 130"));
     EXPECT_THAT(shown, Not(HasSubstr("12")));
 }
 
-TEST(Terminal, aSlowOperationTurnsASpinnerAndCleansItUp) {
+TEST_F(Terminal, aSlowOperationTurnsASpinnerAndCleansItUp) {
     const std::string shown = onTerminal(sign({"SLEEP=1200"}));
-    EXPECT_THAT(shown, HasSubstr("\r| writeData ... 0 s"));
-    EXPECT_THAT(shown, HasSubstr("writeData ... 1 s"));
+    // How often it turns and which second it shows depends on what else the machine does.
+    EXPECT_THAT(shown, ContainsRegex("\r[-|/\\\\] writeData \\.\\.\\. [0-9]+ s"));
     EXPECT_THAT(shown, HasSubstr("\r                   \r"));
-    EXPECT_THAT(onTerminal(sign({})), Not(HasSubstr("...")));
 }
 
-TEST(Terminal, withoutATerminalAPromptIsRefusedAndSaysWhatToDo) {
+TEST(Descriptors, withoutATerminalAPromptIsRefusedAndSaysWhatToDo) {
     // A session of its own has no controlling terminal.
     Words arguments = sign({"PIN=prompt:"});
     arguments.insert(arguments.begin(), "/usr/bin/setsid");

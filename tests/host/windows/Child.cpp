@@ -91,8 +91,8 @@ Child::Child(const Words& arguments, const Environment& environment) : m_system(
     start.hStdOutput = childOutput;
     start.hStdError = m_system->errors;
     PROCESS_INFORMATION process = {};
-    const BOOL started =
-        CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process);
+    const BOOL started = CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, nullptr,
+                                        nullptr, &start, &process);
     for (const auto& [name, value] : environment) {
         SetEnvironmentVariableW(wide(name).c_str(), nullptr);
     }
@@ -126,6 +126,10 @@ void Child::closeInput() {
 
 void Child::closeOutput() {
     closeOne(m_system->output);
+}
+
+void Child::interrupt(int) {
+    GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(m_system->process));
 }
 
 std::string Child::readLine() {

@@ -53,7 +53,7 @@ TEST(Answers, readableHexadecimal) {
 }
 
 TEST(Answers, readableFailures) {
-    EXPECT_EQ(readableFailure("init", listOf({output(L"ERROR", L"80eb")})),
+    EXPECT_EQ(readableFailure({.script = "init"}, listOf({output(L"ERROR", L"80eb")})),
               "p11host: init failed: there is no token in the reader, or it was removed (33003).\n"
               "  Put the card in and run it again; \"p11host readers\" shows where the tokens are.\n");
     EXPECT_EQ(readableFailure("init", {"std::bad_alloc", std::nullopt, "std::bad_alloc"}),

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// Names without the PKCS #11 types: for those who read results in a trace and call no module.
+
+namespace cryptoki {
+
+/// The standard's name of a result, "CKR_PIN_INCORRECT"; its number, "result 0x80000001", where the standard has none.
+[[nodiscard]] std::string resultName(std::uint32_t result);
+
+} // namespace cryptoki

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct RylogRecord;
+
+namespace host {
+
+/// A PKCS #11 call, or a step made of such calls, that the trace reports as failed.
+struct FailedCall {
+    std::string method;   ///< of the plug-in: "writeCertificate"
+    std::string function; ///< "C_CreateObject", or a step: "login"
+    std::uint32_t result = 0;
+};
+
+/// Reads "PKCS11Client::METHOD : FUNCTION 0xNN : failed" and its variants; nothing when the line is no such report.
+[[nodiscard]] std::optional<FailedCall> readFailedCall(std::string_view line);
+
+/// The parameter that "PKCS11Client::METHOD: ID parameter not found" or "…: Bad parameter ID: VALUE" refuses, as
+/// "PIN is missing" or "PINID is bad"; nothing when the line is no such report. The value is not repeated.
+[[nodiscard]] std::optional<std::string> readRefusedParameter(std::string_view line);
+
+/// What went wrong inside the plug-in during one script.
+struct Failures {
+    std::vector<FailedCall> calls; ///< in their order, the last ones when there are many
+    std::string parameter;         ///< "PIN is missing"; empty when no parameter was refused
+};
+
+/// Notes what the trace reports as failed while it lives. The log has one receiver, so that there is one at a time.
+///
+///     FailureNotes notes;
+///     notes.clear();
+///     ... execute ...
+///     const Failures failures = notes.failures();
+class FailureNotes {
+public:
+    FailureNotes() noexcept;
+    FailureNotes(const FailureNotes&) = delete;
+    FailureNotes& operator=(const FailureNotes&) = delete;
+    ~FailureNotes();
+
+    void clear();
+    [[nodiscard]] Failures failures() const;
+
+private:
+    static void receive(void* context, const RylogRecord* record);
+    void note(std::string_view line);
+
+    std::deque<FailedCall> m_calls;
+    std::string m_parameter;
+};
+
+} // namespace host

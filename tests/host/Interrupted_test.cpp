@@ -1,0 +1,62 @@
+// An interrupt cut a script in two: half of a key pair stayed on the token, and nothing was terminated or freed.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "tests/host/Child.h"
+
+namespace tests {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char* kMake = "{\"call\":\"newInstance\",\"parameters\":{\"DLLNAME\":\"m\"}}\n";
+
+Words host(const Words& more) {
+    Words arguments = {hostProgram(), "--plugin", doublePlugin(), "--module", "m"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+TEST(Interrupted, theScriptEndsFirst) {
+    const File calls("");
+    Child child(host({"--json", "writeData", "SLEEP=500"}), {{"P11HOST_TEST_CALLS", calls.path()}});
+    ASSERT_TRUE(waitFor(calls, "execute"));
+    child.interrupt(SIGINT);
+    EXPECT_THAT(child.readAll(), HasSubstr("{\"script\":\"writeData\",\"response\":{\"id\":\"0\""));
+    EXPECT_EQ(child.wait(), 130);
+    EXPECT_THAT(calls.content(), EndsWith("terminate\nfreeInstance\n"));
+    EXPECT_THAT(child.errors(), EndsWith("p11host: interrupted; what was under way has ended, and nothing more was "
+                                         "begun\n"));
+}
+
+TEST(Interrupted, aJobEndsBehindTheStepThatIsUnderWay) {
+    const File calls("");
+    Child child(host({"run", "-"}), {{"P11HOST_TEST_CALLS", calls.path()}});
+    child.write(kMake + std::string("{\"call\":\"execute\",\"operation\":{\"script\":\"writeData\","
+                                    "\"parameters\":{\"SLEEP\":\"500\"}}}\n{\"call\":\"getName\"}\n"));
+    ASSERT_TRUE(waitFor(calls, "execute"));
+    child.interrupt(SIGINT);
+    const std::string answers = child.readAll();
+    EXPECT_THAT(answers, HasSubstr("{\"step\":1,\"call\":\"execute\",\"on\":\"default\",\"response\":{\"id\":\"1\""));
+    EXPECT_THAT(answers, Not(HasSubstr("getName")));
+    EXPECT_EQ(child.wait(), 130);
+    EXPECT_THAT(calls.content(), EndsWith("terminate\nfreeInstance\n"));
+}
+
+TEST(Interrupted, aJobThatWaitsForItsNextStepEnds) {
+    const File calls("");
+    Child child(host({"run", "-"}), {{"P11HOST_TEST_CALLS", calls.path()}});
+    child.write(kMake);
+    EXPECT_THAT(child.readLine(), HasSubstr("\"executor\":true"));
+    child.interrupt(SIGINT);
+    EXPECT_EQ(child.readAll(), "");
+    EXPECT_EQ(child.wait(), 130);
+    EXPECT_THAT(calls.content(), EndsWith("terminate\nfreeInstance\n"));
+}
+
+} // namespace
+} // namespace tests
