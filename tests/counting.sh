@@ -1,5 +1,7 @@
 # For test scripts: count what passed and what did not, one line each, and end with the line that ./test reads.
 passed=0 failed=0 skipped=0
+# What other programs print is read as English, and sorted in one order.
+export LC_ALL=C.UTF-8
 
 pass() { passed=$((passed + 1)); echo "passed   $1"; }
 fail() { failed=$((failed + 1)); echo "FAILED   $1${2:+: $2}"; }
