@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "platform/Streams.h"
 #include "ry/rylog.h"
 
 namespace host {
@@ -76,6 +77,7 @@ FailureNotes::~FailureNotes() {
 
 void FailureNotes::clear() {
     m_calls.clear();
+    m_refusedLogouts.clear();
     m_parameter.clear();
 }
 
@@ -89,6 +91,9 @@ void FailureNotes::receive(void* context, const RylogRecord* record) {
 
 void FailureNotes::note(std::string_view line) {
     if (std::optional<FailedCall> call = readFailedCall(line)) {
+        if (const std::optional<std::string> message = m_refusedLogouts.note(*call)) {
+            platform::writeMessage(message->data(), message->size());
+        }
         m_calls.push_back(std::move(*call));
     } else if (std::optional<std::string> parameter = readRefusedParameter(line)) {
         m_parameter = std::move(*parameter);

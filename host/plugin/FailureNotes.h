@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/plugin/RefusedLogouts.h"
+
 struct RylogRecord;
 
 namespace host {
@@ -31,7 +33,8 @@ struct Failures {
     std::string parameter;         ///< "PIN is missing"; empty when no parameter was refused
 };
 
-/// Notes what the trace reports as failed while it lives. The log has one receiver, so that there is one at a time.
+/// Notes what the trace reports as failed while it lives, and says on standard error when a logout is tried again and
+/// again. The log has one receiver, so that there is one at a time.
 ///
 ///     FailureNotes notes;
 ///     notes.clear();
@@ -51,6 +54,7 @@ private:
     static void receive(void* context, const RylogRecord* record);
     void note(std::string_view line);
 
+    RefusedLogouts m_refusedLogouts;
     std::deque<FailedCall> m_calls;
     std::string m_parameter;
 };

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "ry/rylog.h"
 #include "zel/ClientOperationException.h"
 #include "zel/ClientOperationExecutor.h"
 #include "zel/Export.h"
@@ -164,6 +165,10 @@ private:
             std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(narrow(value))));
         } else if (id.compare(L"EXIT") == 0) {
             std::exit(std::stoi(narrow(value)));
+        } else if (id.compare(L"REFUSE") == 0) {
+            for (int i = std::stoi(narrow(value)); i > 0; --i) {
+                rylogLog(L"DOUBLE", 1, L"PKCS11Client::signData : C_Logout 0x30 : failed");
+            }
         } else if (id.compare(L"NULL") == 0) {
             return false;
         } else if (id.compare(L"LONE") == 0) {
