@@ -38,23 +38,26 @@ std::vector<host::RawStep> readAll(const std::string& text, std::size_t piece) {
     return steps;
 }
 
-/// Whether an independent reader takes this text: JSON whose numbers can be had, without a key twice in one object.
+/// Whether an independent reader takes this text: JSON whose numbers can be had, without a key twice in one object
+/// or more than 4096 keys there, and no more than 16 levels deep.
 bool isJson(std::string_view text) {
     std::vector<std::set<std::string>> keys;
-    bool isTwice = false;
-    const auto look = [&](int, nlohmann::json::parse_event_t event, nlohmann::json& value) {
-        if (event == nlohmann::json::parse_event_t::object_start) {
+    bool isRefused = false;
+    const auto look = [&](int depth, nlohmann::json::parse_event_t event, nlohmann::json& value) {
+        const bool isObject = event == nlohmann::json::parse_event_t::object_start;
+        isRefused = isRefused || ((isObject || event == nlohmann::json::parse_event_t::array_start) && depth >= 16);
+        if (isObject) {
             keys.emplace_back();
         } else if (event == nlohmann::json::parse_event_t::object_end) {
             keys.pop_back();
         } else if (event == nlohmann::json::parse_event_t::key) {
-            isTwice = !keys.back().insert(value.get<std::string>()).second || isTwice;
+            isRefused = !keys.back().insert(value.get<std::string>()).second || keys.back().size() > 4096 || isRefused;
         }
         return true;
     };
     try {
         [[maybe_unused]] const nlohmann::json parsed = nlohmann::json::parse(text, look);
-        return !isTwice;
+        return !isRefused;
     } catch (const nlohmann::json::exception&) {
         return false;
     }
