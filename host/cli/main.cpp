@@ -1,5 +1,6 @@
 #include "host/cli/Commands.h"
 #include "platform/Interruption.h"
+#include "platform/LibrarySearch.h"
 #include "platform/Process.h"
 #include "platform/ProcessEnd.h"
 #include "platform/Streams.h"
@@ -13,6 +14,7 @@ constexpr const char* kEndedByOthers =
 } // namespace
 
 int main(int argc, char** argv) {
+    platform::searchLibrariesSafely();
     platform::keepMemoryPrivate();
     platform::keepStandardOutput();
     platform::ignoreBrokenPipes();

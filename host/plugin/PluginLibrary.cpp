@@ -4,6 +4,7 @@
 
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "platform/LibrarySearch.h"
 #include "platform/Process.h"
 
 namespace host {
@@ -21,10 +22,48 @@ std::string toUtf8(const fs::path& path) {
     return {text.begin(), text.end()};
 }
 
+/// Lets the system find what this library needs beside it.
+void searchBeside(const std::string& name) {
+    const fs::path file = fromUtf8(name);
+    if (file.is_absolute()) {
+        platform::alsoSearchLibrariesIn(toUtf8(file.parent_path().make_preferred()));
+    }
+}
+
+/// The plug-in takes this identifier in either case.
+bool namesModule(const Zel::Parameter& parameter) {
+    return parameter.getId().compareIgnoreCase(L"DLLNAME") == 0;
+}
+
 } // namespace
 
-PluginLibrary PluginLibrary::load(const std::string& path) {
+std::string libraryFile(const std::string& name) {
+    const fs::path file = fromUtf8(name);
+    if (!file.has_parent_path()) {
+        return name;
+    }
+    std::error_code error;
+    const fs::path full = fs::absolute(file, error);
+    if (error) {
+        throw UsageError("cannot tell where \"" + printable(name) +
+                         "\" is, for the current directory is not there; give the full path");
+    }
+    return toUtf8(full);
+}
+
+ExecutorPtr newExecutor(const Plugin& plugin, ParameterList* parameters) {
+    for (std::uint32_t i = 0; parameters != nullptr && i < parameters->size(); ++i) {
+        if (namesModule(*parameters->at(i))) {
+            searchBeside(toUtf8(parameters->at(i)->getValue()));
+        }
+    }
+    return {plugin.newInstance(parameters), {plugin.freeInstance}};
+}
+
+PluginLibrary PluginLibrary::load(const std::string& name) {
     PluginLibrary library;
+    const std::string path = libraryFile(name);
+    searchBeside(path);
     library.m_library = platform::DynamicLibrary::load(toTString(path).c_str());
     if (!library.m_library.isLoaded()) {
         throw PluginError("cannot load the plug-in \"" + printable(path) +

@@ -115,7 +115,7 @@ Job::Answer Job::carryOut(Step& step, std::size_t number) {
 
 void Job::newInstance(Step& step, Answer& answer) {
     std::optional<ParameterList>& parameters = step.hasParameters ? step.parameters : m_options.creationParameters;
-    ExecutorPtr executor(m_plugin.newInstance(pointer(parameters)), {m_plugin.freeInstance});
+    ExecutorPtr executor = newExecutor(m_plugin, pointer(parameters));
     answer.line["executor"] = executor != nullptr;
     if (executor) {
         m_instances.emplace_back(*step.instance, std::move(executor));

@@ -43,7 +43,7 @@ ExitStatus ScriptAnswer::status() const {
 
 ParameterList creationParameters(const ModuleChoice& choice) {
     ParameterList parameters;
-    parameters.add(plainParameter("DLLNAME", choice.module));
+    parameters.add(plainParameter("DLLNAME", libraryFile(choice.module)));
     if (choice.readerPrefix) {
         parameters.add(plainParameter("readerPrefix", *choice.readerPrefix));
     }
@@ -52,7 +52,7 @@ ParameterList creationParameters(const ModuleChoice& choice) {
 
 Session::Session(const Plugin& plugin, const ModuleChoice& choice) : m_executor(nullptr, {plugin.freeInstance}) {
     ParameterList parameters = creationParameters(choice);
-    const std::optional<Thrown> failed = caught([&] { m_executor.reset(plugin.newInstance(&parameters)); });
+    const std::optional<Thrown> failed = caught([&] { m_executor = newExecutor(plugin, &parameters); });
     if (failed) {
         throw PluginError("the plug-in threw " + failed->type + " instead of giving an executor: " + failed->message);
     }
