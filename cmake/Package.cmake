@@ -1,7 +1,31 @@
-# `cmake --build --preset <preset> --target package`: a ZIP for Windows, a tar archive for Linux, that works where it is
-# unpacked: the libraries and the program, README, documents, examples, and the licences of what is inside.
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION . OPTIONAL)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION . PATTERN ".*" EXCLUDE)
+# `cmake --build --preset <preset> --target package` makes a ZIP for Windows and a tar archive for Linux that work where
+# they are unpacked: libraries, program, documents, examples, and the licences of what is inside. `cmake --install` puts
+# the same files elsewhere. On Linux the documents are in the folder that the system has for them.
+if(WIN32)
+  set(documents .)
+  set(package_system "Windows x64")
+  set(package_program "p11host.exe")
+  set(package_libraries "")
+else()
+  set(documents share/doc/${PROJECT_NAME})
+  set(package_system "Linux x86-64")
+  set(package_program "bin/p11host")
+  set(package_libraries "lib/")
+endif()
+foreach(target plugin zel-interfaces zel-vex zel-localization ry-crypto zel-log)
+  get_target_property(name ${target} OUTPUT_NAME)
+  get_target_property(prefix ${target} PREFIX)
+  if(prefix STREQUAL "prefix-NOTFOUND")
+    set(prefix ${CMAKE_SHARED_LIBRARY_PREFIX})
+  endif()
+  set(package_${target} "${package_libraries}${prefix}${name}${CMAKE_SHARED_LIBRARY_SUFFIX}")
+endforeach()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/package-README.md.in ${PROJECT_BINARY_DIR}/package-README.md @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/package-README.md DESTINATION ${documents} RENAME README.md)
+install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${documents})
+# How the sources are built up is for those who have them.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${documents} PATTERN ".*" EXCLUDE
+        PATTERN architecture.md EXCLUDE)
 
 # The licence texts come from the Debian packages that the build takes the code from; docs/third-party.md says what is
 # used of each.
@@ -14,7 +38,7 @@ foreach(package ${licensed})
   if(NOT EXISTS ${licence})
     message(WARNING "No licence text of ${package}: the package would be incomplete")
   endif()
-  install(FILES ${licence} DESTINATION licences RENAME ${package}.txt OPTIONAL)
+  install(FILES ${licence} DESTINATION ${documents}/licences RENAME ${package}.txt OPTIONAL)
 endforeach()
 
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME})
