@@ -29,7 +29,7 @@ endif()
 if(MSVC)
   add_compile_options(/W4 /permissive- /utf-8 /EHsc /Zc:__cplusplus)
 else()
-  add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+  add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -fstack-protector-strong)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # Objects that cross a library's border are destroyed through a slot with a fixed place, never through a virtual
@@ -39,13 +39,21 @@ endif()
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
   if(MINGW)
-    add_link_options(-static -static-libgcc -static-libstdc++
+    # No time of the build in the files: the same sources make the same bytes.
+    add_link_options(-static -static-libgcc -static-libstdc++ -Wl,--no-insert-timestamp
                      -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va)
+    add_library(stack-guard STATIC ${PROJECT_SOURCE_DIR}/platform/windows/gnu/StackGuard.c)
+    link_libraries(stack-guard)
   else()
     add_link_options(LINKER:/dynamicbase,/nxcompat,/highentropyva)
   endif()
 else()
+  add_compile_options(-fstack-clash-protection)
   add_link_options(-Wl,-z,relro,-z,now -Wl,--no-undefined)
+  if(NOT ZEL_SANITIZE)
+    # The sanitizers look at the same calls themselves; without optimisation the checks are not made.
+    add_compile_options($<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=3>)
+  endif()
 endif()
 if(ZEL_FUZZ)
   # Everything tells the fuzzer which way it went; only the fuzzers themselves link its main.
