@@ -1,20 +1,21 @@
 #pragma once
 
-#if !defined(_WIN32)
+#include <version>
+
+#if defined(__GLIBCXX__)
 #include <cxxabi.h>
 #endif
 
 namespace platform {
 
-#if defined(_WIN32)
-/// Never thrown: no thread is ended by unwinding here.
+/// What passes through the frames of a thread that is cancelled or ends itself. A handler of all exceptions has to let
+/// it pass: glibc ends the process otherwise. Where threads do not end so, nothing ever throws it.
+#if defined(__GLIBCXX__)
+using ForcedUnwind = abi::__forced_unwind;
+#else
 class ForcedUnwind {
     ForcedUnwind() = delete;
 };
-#else
-/// What passes through the frames of a thread that is cancelled or that ends itself. A handler of all exceptions has to
-/// let it pass: the C library ends the process otherwise.
-using ForcedUnwind = abi::__forced_unwind;
 #endif
 
 } // namespace platform
