@@ -57,6 +57,7 @@ TEST_F(HostileCancel, aScriptEndsItsLoginOnTheWay) {
     EXPECT_TRUE(isCancelledIn([&] { static_cast<void>(execute(story.script, story.params)); }));
 
     EXPECT_EQ(fake.login(), Fake::Role::Nobody);
+    using Conformance::leave;
     expectTraceAt(16, leave("openSession") + leave("getAuthicatedUser") + leave("loginAsUser"));
     expectUsable();
 }
