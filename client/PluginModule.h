@@ -1,13 +1,15 @@
 #pragma once
 
+#include "zel/TString.h"
+
 /// The plug-in's own library: known from the moment when the process attached it.
 namespace pluginModule {
 
-/// Keeps the handle and reads the file version from it. Throws nothing: without memory the version is "?".
+/// Keeps the handle and reads the file version from it.
 void attach(void* module);
 /// Null before attach.
 [[nodiscard]] void* handle();
 /// Four numbers joined by dots, or "?".
-[[nodiscard]] const wchar_t* clientVersion();
+[[nodiscard]] Zel::TString clientVersion();
 
 } // namespace pluginModule

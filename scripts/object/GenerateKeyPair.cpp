@@ -96,18 +96,15 @@ Result generateFor(Script& script, const Trace& trace, Request& request) {
         return result;
     }
     scripts::ReadAttribute modulus{CKA_MODULUS, {}};
-    scripts::AttributeBudget budget;
-    const CK_RV rv = scripts::readAttributes(script.session, trace, hPublic, {&modulus, 1}, budget);
+    const CK_RV rv = scripts::readAttributes(script.session, trace, hPublic, {&modulus, 1});
     if (rv == CKR_OK) {
         script.outputs.pushBase64(L"MODULUS", modulus.value.data(), modulus.value.size());
     }
     return rv;
 }
 
-} // namespace
-
 /// Only a full success logs out what was logged in here; after any fault or failure the login stays.
-Result scripts::generateKeyPair(Script& script, const Trace& trace) {
+Result run(Script& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
@@ -122,4 +119,12 @@ Result scripts::generateKeyPair(Script& script, const Trace& trace) {
         return result;
     }
     return script.session.call(trace, cryptoki::logout).run(script.session.handle());
+}
+
+} // namespace
+
+void scripts::generateKeyPair(Script& script) {
+    const Trace trace(L"generateKeyPair");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
 }

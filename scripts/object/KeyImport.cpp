@@ -155,9 +155,12 @@ Result completePair(const Script& script, const Trace& trace, const AttributeTem
     return createPublicKey(script, trace, publicKey, sizeInBits);
 }
 
-Result write(Script& script, const Trace& trace, bool isKeyPair) {
+} // namespace
+
+Result scripts::writeKey(Script& script, bool isKeyPair) {
+    const Trace trace(L"writeKey");
     if (script.params == nullptr) {
-        return scripts::noParameters(trace);
+        return noParameters(trace);
     }
     Request request;
     Result result = readRequest(script, trace, request);
@@ -170,8 +173,8 @@ Result write(Script& script, const Trace& trace, bool isKeyPair) {
         setPublicHead(publicKey, request.key);
     }
     setPrivateHead(privateKey, request.key);
-    result = scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(), scripts::UnreadableLabel::Skipped,
-                                    isKeyPair ? &publicKey : nullptr, &privateKey);
+    result = applyKeywords(trace, *script.params, keyKeywords(), UnreadableLabel::Skipped,
+                           isKeyPair ? &publicKey : nullptr, &privateKey);
     if (result.isOk()) {
         result = createPrivateKey(script, trace, privateKey, request.key.sizeInBits);
     }
@@ -179,10 +182,4 @@ Result write(Script& script, const Trace& trace, bool isKeyPair) {
         result = completePair(script, trace, privateKey, publicKey, request.key.sizeInBits);
     }
     return result;
-}
-
-} // namespace
-
-Result scripts::writeKey(Script& script, bool isKeyPair) {
-    return traced(L"writeKey", [&](const Trace& trace) { return write(script, trace, isKeyPair); });
 }

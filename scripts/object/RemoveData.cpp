@@ -91,9 +91,7 @@ Result removeMatching(const Script& script, const Trace& trace) {
     return result;
 }
 
-} // namespace
-
-Result scripts::removeData(Script& script, const Trace& trace) {
+Result run(Script& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
@@ -102,4 +100,12 @@ Result scripts::removeData(Script& script, const Trace& trace) {
     const Result result =
         scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return removeMatching(script, trace); });
     return scripts::afterLogout(script.session, trace, loggedIn, result);
+}
+
+} // namespace
+
+void scripts::removeData(Script& script) {
+    const Trace trace(L"removeData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
 }

@@ -101,9 +101,7 @@ Result signWithKey(Script& script, const Trace& trace, Request& request) {
     return result.isOk() ? Result(sign(script, trace, request)) : result;
 }
 
-} // namespace
-
-Result scripts::signData(Script& script, const Trace& trace) {
+Result run(Script& script, const Trace& trace) {
     Request request = storedRequest(script.access);
     if (script.params != nullptr) {
         completeFromParameters(*script.params, request);
@@ -118,8 +116,16 @@ Result scripts::signData(Script& script, const Trace& trace) {
     if (!loggedIn) {
         return result;
     }
-    // The logout's result is the last of the token, and takes the place of what failed before it; hosts tell success by
-    // "SIGNEDDATA".
-    const CK_RV last = scripts::logoutUntilDone(script.session, trace).last;
-    return result.isClientCode() ? result : Result(last);
+    static_cast<void>(scripts::logoutUntilDone(script.session, trace));
+    // The logout's success is the last result of the token, and takes the place of what failed before it; hosts tell
+    // success by "SIGNEDDATA".
+    return result.isClientCode() ? result : Result(CKR_OK);
+}
+
+} // namespace
+
+void scripts::signData(Script& script) {
+    const Trace trace(L"signData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
 }

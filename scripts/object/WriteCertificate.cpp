@@ -46,9 +46,12 @@ Result create(const Script& script, const Trace& trace, AttributeTemplate& certi
     return rv;
 }
 
-Result write(Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::writeCertificate(Script& script) {
+    const Trace trace(L"writeCertificate");
     if (script.params == nullptr) {
-        return scripts::noParameters(trace);
+        return noParameters(trace);
     }
     Request request;
     const Result read = readRequest(script, trace, request);
@@ -62,13 +65,7 @@ Result write(Script& script, const Trace& trace) {
     certificate.setNumber(CKA_CERTIFICATE_TYPE, CKC_X_509);
     certificate.setBytes(CKA_VALUE, std::move(request.certificate));
     certificate.closeHead();
-    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
-                                                  scripts::UnreadableLabel::Skipped, &certificate);
+    const Result applied =
+        applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Skipped, &certificate);
     return applied.isOk() ? create(script, trace, certificate) : applied;
-}
-
-} // namespace
-
-Result scripts::writeCertificate(Script& script) {
-    return traced(L"writeCertificate", [&](const Trace& trace) { return write(script, trace); });
 }

@@ -30,9 +30,7 @@ Result writeByType(Script& script, const Trace& trace) {
     return scripts::badParameter(trace, L"CONTAINER_NAME", value);
 }
 
-} // namespace
-
-Result scripts::writeData(Script& script, const Trace& trace) {
+Result run(Script& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
@@ -45,4 +43,12 @@ Result scripts::writeData(Script& script, const Trace& trace) {
         static_cast<void>(scripts::logoutUntilDone(script.session, trace, scripts::LogoutTrace::AnnouncedOnce));
     }
     return result;
+}
+
+} // namespace
+
+void scripts::writeData(Script& script) {
+    const Trace trace(L"writeData");
+    script.outputs.beginError();
+    script.outputs.setError(run(script, trace));
 }

@@ -98,8 +98,8 @@ void Child::closeOutput() {
     closeOne(m_system->output);
 }
 
-bool Child::interrupt(int signal) {
-    return ::kill(m_system->process, signal) == 0;
+void Child::interrupt(int signal) {
+    ::kill(m_system->process, signal);
 }
 
 std::string Child::readLine() {

@@ -136,8 +136,16 @@ TEST(Format, LongTextsAreWhole) {
     }
 }
 
+/// The flag 0 means nothing where a precision is given. Wine's universal C runtime pads with zeros all the same.
+bool keepsZerosBesidePrecision() {
+    char text[16];
+    std::snprintf(text, sizeof(text), "%09.4X", 0xFFU);
+    return std::string(text) == "0000000FF";
+}
+
 // The narrow formatter of the C library agrees on every mixture of flags, widths and precisions of numbers.
 TEST(Format, AgreesWithTheCLibraryOnNumbers) {
+    const bool isWines = keepsZerosBesidePrecision();
     const char* const flags[] = {"", "-", "0", "+", " ", "-0", "+0", "- ", "#", "#0", "-#"};
     const char* const sizes[] = {"", "1", "7", "12", ".0", ".3", "9.4", "3.9", "1.1"};
     for (const char* flag : flags) {
@@ -148,6 +156,9 @@ TEST(Format, AgreesWithTheCLibraryOnNumbers) {
                 if ((std::string(flag).find('#') != std::string::npos && !isHex) ||
                     (std::string(flag).find_first_of("+ ") != std::string::npos && !isSigned)) {
                     continue; // the standard leaves these open
+                }
+                if (isWines && std::string(flag).find('0') != std::string::npos && std::string(size) == "9.4") {
+                    continue;
                 }
                 const std::string format = std::string("%") + flag + size + type;
                 for (const int value : {0, 1, -1, 255, -12345, INT_MAX, INT_MIN}) {

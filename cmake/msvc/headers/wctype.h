@@ -1,0 +1,3 @@
+#pragma once
+#include <wchar.h>
+#include_next <wctype.h>

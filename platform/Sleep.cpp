@@ -1,7 +1,0 @@
-#include "platform/Sleep.h"
-
-#include <thread>
-
-void platform::sleepFor(std::chrono::milliseconds duration) {
-    std::this_thread::sleep_for(duration);
-}

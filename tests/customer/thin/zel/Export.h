@@ -1,0 +1,5 @@
+#pragma once
+
+#include "kit/Export.h"
+
+#define ZEL_EXPORT KIT_EXPORT

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "kit/Failure.h"
+#include "zel/TString.h"
+
+namespace Zel {
+
+using LocalizedException = Kit::Failure;
+
+} // namespace Zel

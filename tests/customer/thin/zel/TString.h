@@ -1,0 +1,9 @@
+#pragma once
+
+#include "kit/Text.h"
+
+namespace Zel {
+
+using TString = Kit::Text;
+
+} // namespace Zel
