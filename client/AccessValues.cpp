@@ -63,7 +63,7 @@ void AccessValues::readParameters(const Zel::Vector<Zel::Parameter>* params) {
     if (params == nullptr) {
         return;
     }
-    const Trace trace(L"readParameters", Trace::Lines::None);
+    const Trace trace(L"readParameters");
     for (std::uint32_t i = 0; i < params->size(); ++i) {
         const Zel::Parameter& parameter = *params->at(i);
         trace.write(TraceLevel::Value, L": accessParameters %d, %ws", i, parameter.getId());
@@ -107,7 +107,7 @@ void AccessValues::readUserType(const Zel::TString& value) {
     } else if (equals(value, L"USER")) {
         m_userType = CKU_USER;
     } else {
-        const Trace trace(L"readParameters", Trace::Lines::None);
+        const Trace trace(L"readParameters");
         trace.failure(L": Bad parameter PINID: %ws", value);
         throwFailure(Zel::TString().format(L"Bad parameter PINID: %ws", value.c_str()));
     }

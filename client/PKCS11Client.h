@@ -22,8 +22,8 @@ public:
     PKCS11Client(const PKCS11Client&) = delete;
     PKCS11Client& operator=(const PKCS11Client&) = delete;
     /// Closes the session, finalises Cryptoki when this object owes that and is the library's last user, and unloads
-    /// the library.
-    ~PKCS11Client();
+    /// the library. Nothing leaves it but the unwinding of a thread that is cancelled while the module is at work.
+    ~PKCS11Client() noexcept(false);
 
     // Lifecycle
     void* deletingDestructor(unsigned int flags) override;
@@ -51,6 +51,8 @@ private:
     void initializeModule(const Trace& trace);
     void closeSessionForGood(const Trace& trace);
     void finalizeModule(const Trace& trace, int usersBefore);
+    void begin(const Trace& trace, const Zel::Vector<Zel::Parameter>* accessParams,
+               const Zel::Vector<Zel::Parameter>* runtimeParameters);
     void traceOperation(const Trace& trace, const Zel::ClientOperation& operation) const;
     void runOperation(const Trace& trace, const Zel::ClientOperation& operation,
                       const Zel::Vector<Zel::Parameter>* params, Zel::Vector<Zel::Parameter>& outputs);

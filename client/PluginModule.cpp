@@ -1,8 +1,8 @@
 #include "client/PluginModule.h"
 
-#include <algorithm>
-#include <cwchar>
+#include <exception>
 #include <iterator>
+#include <string_view>
 
 #include "util/VersionInfo.h"
 
@@ -14,20 +14,28 @@ void* attachedModule = nullptr;
 // bits and three dots fit.
 wchar_t version[24] = L"?";
 
+void keepVersion(std::wstring_view text) {
+    const std::size_t length = text.copy(version, std::size(version) - 1);
+    version[length] = L'\0';
+}
+
 } // namespace
 
 void pluginModule::attach(void* module) {
     attachedModule = module;
-    const Zel::TString text = fileVersionText(module);
-    const std::size_t length = std::min(text.length(), std::size(version) - 1);
-    std::wmemcpy(version, text.data(), length);
-    version[length] = L'\0';
+    keepVersion(L"?");
+    try {
+        const Zel::TString text = fileVersionText(module);
+        keepVersion({text.data(), text.length()});
+    } catch (const std::exception&) {
+        // Without memory the version stays unknown: loading goes on.
+    }
 }
 
 void* pluginModule::handle() {
     return attachedModule;
 }
 
-Zel::TString pluginModule::clientVersion() {
+const wchar_t* pluginModule::clientVersion() {
     return version;
 }

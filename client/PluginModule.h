@@ -1,15 +1,13 @@
 #pragma once
 
-#include "zel/TString.h"
-
 /// The plug-in's own library: known from the moment when the process attached it.
 namespace pluginModule {
 
-/// Keeps the handle and reads the file version from it.
+/// Keeps the handle and reads the file version from it. Throws nothing: without memory the version is "?".
 void attach(void* module);
 /// Null before attach.
 [[nodiscard]] void* handle();
 /// Four numbers joined by dots, or "?".
-[[nodiscard]] Zel::TString clientVersion();
+[[nodiscard]] const wchar_t* clientVersion();
 
 } // namespace pluginModule

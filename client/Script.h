@@ -24,10 +24,12 @@ struct Script {
 /// The lines that tell which parameters an operation came with: index and id, never the value.
 void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params);
 
-/// A script under the name that operations call it by.
+/// A script. The executor runs it between the trace's entry and exit lines, and with "ERROR" as its first output, which
+/// the returned result fills.
 struct ScriptEntry {
-    std::wstring_view name; ///< a literal
-    void (*run)(Script& script);
+    std::wstring_view name; ///< what operations call it by; a literal
+    const wchar_t* method;  ///< what the trace calls it by
+    Result (*run)(Script& script, const Trace& trace);
 };
 
 /// All scripts, in the order in which hosts are told of them.

@@ -52,25 +52,25 @@ void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Paramet
 }
 
 Zel::ClientOperationResponse* PKCS11Client::execute(Zel::ClientOperation* operation) {
-    OwnedParameters params; // a host may see them go: after the exit has been told
-    Trace trace(L"execute");
+    const Trace trace(L"execute");
+    trace.enter();
     if (!m_isReady) {
         trace.failure(L": Plugin not validated");
         throwFailure(L"Plugin not validated");
     }
     if (operation == nullptr) {
-        trace.withoutExit();
         return nullptr;
     }
     try {
         traceOperation(trace, *operation);
         OwnedResponse response(new Zel::ClientOperationResponse());
         response->setId(operation->getId());
-        params.reset(operation->getParameters());
+        const OwnedParameters params(operation->getParameters());
         Zel::Vector<Zel::Parameter> outputs;
         runOperation(trace, *operation, params.get(), outputs);
         response->setResponseParameters(outputs);
         traceOutputs(trace, outputs);
+        trace.leave();
         return response.release();
     } catch (const std::bad_alloc&) {
         throwOutOfMemory();
@@ -126,16 +126,24 @@ bool PKCS11Client::runScript(const Zel::TString& name, const Zel::Vector<Zel::Pa
         return false;
     }
     Script script{m_slots, m_session, m_access, params, Outputs(outputs)};
-    entry->run(script);
+    traced(entry->method, [&](const Trace& trace) {
+        script.outputs.beginError();
+        script.outputs.setError(entry->run(script, trace));
+    });
     return true;
 }
 
 Zel::Vector<Zel::TString>* PKCS11Client::getSupportedScripts() {
-    const Trace trace(L"getSupportedScripts");
-    std::unique_ptr<Zel::Vector<Zel::TString>, Destroy> scripts(new Zel::Vector<Zel::TString>());
-    for (const ScriptEntry& entry : scriptTable()) {
-        scripts->add(entry.name.data());
-    }
-    trace.write(TraceLevel::Value, L"<-- Output Param scripts %d items", scripts->size());
-    return scripts.release();
+    return traced(L"getSupportedScripts", [](const Trace& trace) -> Zel::Vector<Zel::TString>* {
+        try {
+            std::unique_ptr<Zel::Vector<Zel::TString>, Destroy> scripts(new Zel::Vector<Zel::TString>());
+            for (const ScriptEntry& entry : scriptTable()) {
+                scripts->add(entry.name.data());
+            }
+            trace.write(TraceLevel::Value, L"<-- Output Param scripts %d items", scripts->size());
+            return scripts.release();
+        } catch (const std::exception&) {
+            return nullptr;
+        }
+    });
 }

@@ -21,12 +21,13 @@ void traceAccessValues(const Trace& trace, const AccessValues& access) {
 
 PKCS11Client::PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix)
     : m_library(std::move(library)), m_tsLibraryName(std::move(libraryName)), m_slots(m_cryptoki, readerPrefix) {
-    const Trace trace(L"PKCS11Client");
-    bindFunctionList(trace);
-    // A list that was filled is used, even when filling it was reported as a failure.
-    if (m_cryptoki.isBound()) {
-        initializeModule(trace);
-    }
+    traced(L"PKCS11Client", [this](const Trace& trace) {
+        bindFunctionList(trace);
+        // A list that was filled is used, even when filling it was reported as a failure.
+        if (m_cryptoki.isBound()) {
+            initializeModule(trace);
+        }
+    });
 }
 
 void PKCS11Client::bindFunctionList(const Trace& trace) {
@@ -37,12 +38,10 @@ void PKCS11Client::bindFunctionList(const Trace& trace) {
         return;
     }
     trace.write(TraceLevel::Value, L": Calling pC_GetFunctionList");
-    CK_FUNCTION_LIST* functionList = nullptr;
-    const CK_RV rv = getFunctionList(&functionList);
+    const CK_RV rv = m_cryptoki.bind(getFunctionList);
     if (rv != CKR_OK) {
         trace.failure(L": C_GetFunctionList failed 0x%x", rv);
     }
-    m_cryptoki.bind(functionList);
 }
 
 void PKCS11Client::initializeModule(const Trace& trace) {
@@ -62,18 +61,19 @@ void* PKCS11Client::deletingDestructor(unsigned int flags) {
     return runDestructor(this, flags);
 }
 
-PKCS11Client::~PKCS11Client() {
-    const Trace trace(L"~PKCS11Client");
-    const int usersBefore = instances::remove(m_tsLibraryName);
-    trace.write(TraceLevel::Value, L":  InstancesCount = %d (%ws)", usersBefore - 1, m_tsLibraryName);
-    if (m_isReady) {
-        closeSessionForGood(trace);
-        finalizeModule(trace, usersBefore);
-    } else {
-        trace.write(TraceLevel::Call, L" : Plugin is not ready.");
-    }
-    trace.write(TraceLevel::Value, L": Releasing CryptoLib");
-    m_library.unload();
+PKCS11Client::~PKCS11Client() noexcept(false) {
+    traced(L"~PKCS11Client", [this](const Trace& trace) {
+        const int usersBefore = instances::remove(m_tsLibraryName);
+        trace.write(TraceLevel::Value, L":  InstancesCount = %d (%ws)", usersBefore - 1, m_tsLibraryName);
+        if (m_isReady) {
+            closeSessionForGood(trace);
+            finalizeModule(trace, usersBefore);
+        } else {
+            trace.write(TraceLevel::Call, L" : Plugin is not ready.");
+        }
+        trace.write(TraceLevel::Value, L": Releasing CryptoLib");
+        m_library.unload();
+    });
 }
 
 void PKCS11Client::closeSessionForGood(const Trace& trace) {
@@ -101,7 +101,11 @@ void PKCS11Client::finalizeModule(const Trace& trace, int usersBefore) {
 
 void PKCS11Client::initialize(Zel::Vector<Zel::Parameter>* accessParams,
                               Zel::Vector<Zel::Parameter>* runtimeParameters) {
-    const Trace trace(L"initialize");
+    traced(L"initialize", [&](const Trace& trace) { begin(trace, accessParams, runtimeParameters); });
+}
+
+void PKCS11Client::begin(const Trace& trace, const Zel::Vector<Zel::Parameter>* accessParams,
+                         const Zel::Vector<Zel::Parameter>* runtimeParameters) {
     const auto sizeOf = [](const Zel::Vector<Zel::Parameter>* params) {
         return params == nullptr ? -1 : static_cast<int>(params->size());
     };
@@ -126,14 +130,15 @@ void PKCS11Client::initialize(Zel::Vector<Zel::Parameter>* accessParams,
 }
 
 void PKCS11Client::terminate() {
-    const Trace trace(L"terminate");
-    if (!m_isReady) {
-        trace.failure(L" : Plugin is not validated");
-        return;
-    }
-    m_isTerminated = true;
-    const CK_RV rv = m_session.closeSession();
-    if (rv != CKR_OK) {
-        trace.failed(L"C_CloseSession", rv);
-    }
+    traced(L"terminate", [this](const Trace& trace) {
+        if (!m_isReady) {
+            trace.failure(L" : Plugin is not validated");
+            return;
+        }
+        m_isTerminated = true;
+        const CK_RV rv = m_session.closeSession();
+        if (rv != CKR_OK) {
+            trace.failed(L"C_CloseSession", rv);
+        }
+    });
 }

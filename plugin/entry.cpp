@@ -10,7 +10,7 @@
 
 void onEntry(void* module, unsigned int reason) {
     rylogSetModuleName(Trace::kModuleName);
-    const Trace trace(L"DllMain", Trace::Lines::None, Trace::kExports);
+    const Trace trace(L"DllMain", Trace::kExports);
     const auto handle = reinterpret_cast<std::uintptr_t>(module);
     switch (static_cast<EntryReason>(reason)) {
     case EntryReason::ProcessDetach:

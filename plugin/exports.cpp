@@ -6,6 +6,7 @@
 
 #include "client/InstanceUse.h"
 #include "client/PKCS11Client.h"
+#include "platform/ForcedUnwind.h"
 #include "platform/StandardOutput.h"
 #include "plugin/InstanceCounts.h"
 #include "util/Conversions.h"
@@ -88,19 +89,23 @@ Zel::ClientOperationExecutor* makeExecutor(const Trace& trace, const Zel::Vector
 } // namespace
 
 Zel::ClientOperationExecutor* newInstance(Zel::Vector<Zel::Parameter>* params) {
-    const Trace trace(L"newInstance", Trace::Lines::EntryAndExit, Trace::kExports);
-    try {
-        return makeExecutor(trace, params);
-    } catch (...) {
-        // Out of memory, or a vector that fails: no executor, as the host expects it.
-        return nullptr;
-    }
+    return traced(Trace(L"newInstance", Trace::kExports), [&](const Trace& trace) -> Zel::ClientOperationExecutor* {
+        try {
+            return makeExecutor(trace, params);
+        } catch (const platform::ForcedUnwind&) {
+            throw;
+        } catch (...) {
+            // Out of memory, or a vector that fails: no executor, as the host expects it.
+            return nullptr;
+        }
+    });
 }
 
 void freeInstance(Zel::ClientOperationExecutor* executor) {
-    const Trace trace(L"freeInstance", Trace::Lines::EntryAndExit, Trace::kExports);
-    trace.write(TraceLevel::Value, L": Releasing plugin instance");
-    if (executor != nullptr) {
-        executor->deletingDestructor(Zel::BaseDLLInterface::kFreeStorage);
-    }
+    traced(Trace(L"freeInstance", Trace::kExports), [&](const Trace& trace) {
+        trace.write(TraceLevel::Value, L": Releasing plugin instance");
+        if (executor != nullptr) {
+            executor->deletingDestructor(Zel::BaseDLLInterface::kFreeStorage);
+        }
+    });
 }

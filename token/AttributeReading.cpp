@@ -26,10 +26,13 @@ CK_RV ask(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObject,
 }
 
 /// Buffers of the lengths that the first pass gave.
-CK_RV makeRoom(std::span<ReadAttribute> attributes, Entries& entries) {
+CK_RV makeRoom(std::span<ReadAttribute> attributes, Entries& entries, AttributeBudget& budget) {
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         if (entries[i].ulValueLen == static_cast<CK_ULONG>(-1)) {
             return CKR_GENERAL_ERROR;
+        }
+        if (!budget.take(entries[i].ulValueLen)) {
+            return CKR_HOST_MEMORY;
         }
         attributes[i].value = SecretBuffer::tryAllocate(entries[i].ulValueLen);
         if (attributes[i].value.isNull()) {
@@ -42,11 +45,12 @@ CK_RV makeRoom(std::span<ReadAttribute> attributes, Entries& entries) {
 }
 
 /// The second pass may have found less than the first announced, never more.
-CK_RV takeLengths(std::span<ReadAttribute> attributes, const Entries& entries) {
+CK_RV takeLengths(std::span<ReadAttribute> attributes, const Entries& entries, AttributeBudget& budget) {
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         if (entries[i].ulValueLen > attributes[i].value.size()) {
             return CKR_GENERAL_ERROR;
         }
+        budget.giveBack(attributes[i].value.size() - entries[i].ulValueLen);
         attributes[i].value.truncate(entries[i].ulValueLen);
     }
     return CKR_OK;
@@ -68,7 +72,7 @@ void traceValues(const Trace& trace, std::span<const ReadAttribute> attributes) 
 } // namespace
 
 CK_RV readAttributes(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObject,
-                     std::span<ReadAttribute> attributes) {
+                     std::span<ReadAttribute> attributes, AttributeBudget& budget) {
     Entries entries{};
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         entries[i].type = attributes[i].type;
@@ -77,13 +81,13 @@ CK_RV readAttributes(const Session& session, const Trace& trace, CK_OBJECT_HANDL
     if (rv != CKR_OK) {
         return rv;
     }
-    rv = makeRoom(attributes, entries);
+    rv = makeRoom(attributes, entries, budget);
     if (rv == CKR_OK) {
         rv = ask(session, trace, hObject, attributes, entries);
         if (rv != CKR_OK) {
             return rv;
         }
-        rv = takeLengths(attributes, entries);
+        rv = takeLengths(attributes, entries, budget);
     }
     if (rv != CKR_OK) {
         trace.failed(cryptoki::getAttributeValue.name, rv);

@@ -13,10 +13,30 @@ struct ReadAttribute {
     SecretBuffer value;
 };
 
-/// Reads attributes of one object: a call for the lengths, one for the values. A length that is none, or that grew
-/// beyond its buffer, is a failure as CKR_GENERAL_ERROR; one that no memory can be had for, as CKR_HOST_MEMORY.
-/// Several attributes are told with their index ("Template[0]"), a single one without.
+/// The bytes that the attributes of one response may still have together: a module decides how many objects there are
+/// and how long each of them is.
+class AttributeBudget {
+public:
+    static constexpr std::size_t kMostBytes = std::size_t{256} << 20;
+
+    explicit AttributeBudget(std::size_t bytes = kMostBytes) : m_left(bytes) {}
+
+    /// Takes `bytes` out; returns false, and takes nothing, when fewer are left.
+    [[nodiscard]] bool take(std::size_t bytes) {
+        const bool isEnough = bytes <= m_left;
+        m_left -= isEnough ? bytes : 0;
+        return isEnough;
+    }
+    void giveBack(std::size_t bytes) { m_left += bytes; }
+
+private:
+    std::size_t m_left;
+};
+
+/// Reads attributes of one object: a call for the lengths, one for the values. An invalid length, or one that grew
+/// beyond its buffer, fails with CKR_GENERAL_ERROR; a length beyond the memory or the budget with CKR_HOST_MEMORY.
+/// The lines of several attributes carry an index ("Template[0]"), those of a single one do not.
 [[nodiscard]] CK_RV readAttributes(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObject,
-                                   std::span<ReadAttribute> attributes);
+                                   std::span<ReadAttribute> attributes, AttributeBudget& budget);
 
 } // namespace scripts

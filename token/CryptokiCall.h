@@ -1,8 +1,10 @@
 #pragma once
 
+#include <new>
 #include <type_traits>
 
 #include "cryptoki/cryptoki.h"
+#include "platform/ForcedUnwind.h"
 #include "util/Trace.h"
 
 /// A Cryptoki function by its place in the module's function list, with its name for the trace.
@@ -40,10 +42,17 @@ inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GenerateKeyPair> generate
 } // namespace cryptoki
 
 /// The one gate to a module: every call goes through its function list here. An entry that the module left null, or a
-/// list that was never bound, answers CKR_FUNCTION_NOT_SUPPORTED.
+/// list that was never bound, answers CKR_FUNCTION_NOT_SUPPORTED. An exception that the module throws ends here, while
+/// the module is still loaded: CKR_HOST_MEMORY for std::bad_alloc, CKR_GENERAL_ERROR for all others. Only the unwinding
+/// of a cancelled thread passes.
 class Cryptoki {
 public:
     void bind(CK_FUNCTION_LIST* functionList) noexcept { m_pFunctionList = functionList; }
+    /// Binds the list that the module's C_GetFunctionList gives, also one that it gives along with a failure.
+    [[nodiscard]] CK_RV bind(CK_C_GetFunctionList getFunctionList) {
+        m_pFunctionList = nullptr;
+        return invoke(getFunctionList, &m_pFunctionList);
+    }
     [[nodiscard]] bool isBound() const noexcept { return m_pFunctionList != nullptr; }
     /// Whether the module has this function at all.
     template <auto Member>
@@ -64,7 +73,15 @@ public:
 private:
     template <class... Params, class... Args>
     static CK_RV invoke(CK_RV (*function)(Params...), Args... args) {
-        return function(converted<Params>(args)...);
+        try {
+            return function(converted<Params>(args)...);
+        } catch (const platform::ForcedUnwind&) {
+            throw;
+        } catch (const std::bad_alloc&) {
+            return CKR_HOST_MEMORY;
+        } catch (...) {
+            return CKR_GENERAL_ERROR;
+        }
     }
 
     /// Lengths are size_t here and CK_ULONG there, which is narrower on Windows; pointers pass as they are.

@@ -21,7 +21,10 @@ AuthenticatedUser userOf(CK_STATE state) {
 } // namespace
 
 CK_RV Session::loginAsUser(const Zel::TString& pin, bool& loggedIn) {
-    const Trace trace(L"loginAsUser");
+    return traced(L"loginAsUser", [&](const Trace& trace) { return login(trace, pin, loggedIn); });
+}
+
+CK_RV Session::login(const Trace& trace, const Zel::TString& pin, bool& loggedIn) {
     loggedIn = false;
     CK_RV rv = openSession(CKF_RW_SESSION, false);
     if (rv != CKR_OK) {
@@ -50,7 +53,10 @@ CK_RV Session::loginAsUser(const Zel::TString& pin, bool& loggedIn) {
 }
 
 CK_RV Session::getAuthicatedUser(AuthenticatedUser& user) const {
-    const Trace trace(L"getAuthicatedUser", Trace::Lines::ExitOnly);
+    return tracedExit(L"getAuthicatedUser", [&](const Trace& trace) { return readUser(trace, user); });
+}
+
+CK_RV Session::readUser(const Trace& trace, AuthenticatedUser& user) const {
     CK_SESSION_INFO info{};
     auto getInfo = call(trace, cryptoki::getSessionInfo).tight();
     const CK_RV rv = getInfo.runQuietly(m_hSession, &info);

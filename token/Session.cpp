@@ -8,20 +8,21 @@ void traceSessionInfo(const Trace& trace, const CK_SESSION_INFO& info) {
 }
 
 CK_RV Session::openSession(CK_FLAGS flags, bool forceNew) {
-    const Trace trace(L"openSession");
-    CK_RV rv = CKR_OK;
-    if (forceNew) {
-        // The new session is opened whatever becomes of the old one.
-        static_cast<void>(close(trace));
-    } else if (isOpen()) {
-        rv = inspectOpenSession(trace, flags);
-    }
-    if (isOpen()) {
+    return traced(L"openSession", [&](const Trace& trace) {
+        CK_RV rv = CKR_OK;
+        if (forceNew) {
+            // The new session is opened whatever becomes of the old one.
+            static_cast<void>(close(trace));
+        } else if (isOpen()) {
+            rv = inspectOpenSession(trace, flags);
+        }
+        if (isOpen()) {
+            return rv;
+        }
+        rv = open(trace, flags);
+        trace.output(L"hSession", m_hSession);
         return rv;
-    }
-    rv = open(trace, flags);
-    trace.output(L"hSession", m_hSession);
-    return rv;
+    });
 }
 
 CK_RV Session::inspectOpenSession(const Trace& trace, CK_FLAGS flags) {
@@ -62,8 +63,7 @@ CK_RV Session::askSessionInfo(const Trace& trace, CK_SESSION_INFO& info) const {
 }
 
 CK_RV Session::closeSession() {
-    const Trace trace(L"closeSession");
-    return isOpen() ? close(trace) : CKR_OK;
+    return traced(L"closeSession", [this](const Trace& trace) { return isOpen() ? close(trace) : CKR_OK; });
 }
 
 CK_RV Session::close(const Trace& trace) {
@@ -73,7 +73,10 @@ CK_RV Session::close(const Trace& trace) {
 }
 
 CK_RV Session::isLastTry(CK_FLAGS flag, bool& lastTry) const {
-    const Trace trace(L"isLastTry", Trace::Lines::ExitOnly);
+    return tracedExit(L"isLastTry", [&](const Trace& trace) { return readLastTry(trace, flag, lastTry); });
+}
+
+CK_RV Session::readLastTry(const Trace& trace, CK_FLAGS flag, bool& lastTry) const {
     lastTry = false;
     CK_TOKEN_INFO info{};
     trace.write(TraceLevel::Call, L" : C_GetTokenInfo");

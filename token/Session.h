@@ -64,7 +64,10 @@ public:
 private:
     [[nodiscard]] CK_RV close(const Trace& trace);
     [[nodiscard]] CK_RV inspectOpenSession(const Trace& trace, CK_FLAGS flags);
+    [[nodiscard]] CK_RV login(const Trace& trace, const Zel::TString& pin, bool& loggedIn);
     [[nodiscard]] CK_RV getAuthicatedUser(AuthenticatedUser& user) const;
+    [[nodiscard]] CK_RV readUser(const Trace& trace, AuthenticatedUser& user) const;
+    [[nodiscard]] CK_RV readLastTry(const Trace& trace, CK_FLAGS flag, bool& lastTry) const;
     [[nodiscard]] CK_RV loginWithPin(const Trace& trace, const Zel::TString& pin);
 
     const Cryptoki& m_module;

@@ -35,7 +35,7 @@ void traceSlotInfo(const Trace& trace, const CK_SLOT_INFO& info) {
 }
 
 /// More slots than this is a module talking nonsense, not a reader list.
-constexpr CK_ULONG kMostSlots = 1U << 20U;
+constexpr CK_ULONG kMostSlots = 1U << 16U;
 
 /// Null when there is no memory for so many, or the number is beyond all reason.
 std::unique_ptr<CK_SLOT_ID[]> allocateSlotIDs(CK_ULONG count) {
@@ -45,7 +45,10 @@ std::unique_ptr<CK_SLOT_ID[]> allocateSlotIDs(CK_ULONG count) {
 } // namespace
 
 CK_RV Slots::getSlotVector() {
-    const Trace trace(L"getSlotVector");
+    return traced(L"getSlotVector", [this](const Trace& trace) { return readSlots(trace); });
+}
+
+CK_RV Slots::readSlots(const Trace& trace) {
     m_readers.clear();
     CK_ULONG ulSlotCount = 0;
     CK_RV rv = CryptokiCall(m_module, trace, cryptoki::getSlotList).run(CK_FALSE, nullptr, &ulSlotCount);
@@ -90,8 +93,8 @@ CK_RV Slots::readSlot(const Trace& trace, CK_ULONG index, CK_SLOT_ID slotID) {
 }
 
 CK_SLOT_ID Slots::getSlotIDFromReaderName(Zel::TString readerName) {
-    Trace trace(L"getSlotIDFromReaderName");
-    trace.withoutExit();
+    const Trace trace(L"getSlotIDFromReaderName");
+    trace.enter();
     const std::size_t position = readerName.find(m_tsReaderPrefix);
     if (position != Zel::TString::npos) {
         readerName = readerName.substr(position + m_tsReaderPrefix.length());

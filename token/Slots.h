@@ -13,8 +13,8 @@ public:
     Slots(const Cryptoki& module, const Zel::TString& readerPrefix)
         : m_module(module), m_tsReaderPrefix(readerPrefix) {}
 
-    /// Reads the list anew. CKR_OK with an empty list when there is no slot or no memory; on the failure of one slot
-    /// the readers before it stay in the list.
+    /// Reads the list anew. CKR_OK with an empty list when there is no slot, no memory, or more than 65,536 slots; on
+    /// the failure of one slot the readers before it stay in the list.
     [[nodiscard]] CK_RV getSlotVector();
     /// The slot of a reader, by its name without what stands up to the end of the prefix; ignoring case. Of equal
     /// names the first. kNoSlot when there is none.
@@ -24,6 +24,7 @@ public:
     [[nodiscard]] const Zel::TString& readerPrefix() const { return m_tsReaderPrefix; }
 
 private:
+    [[nodiscard]] CK_RV readSlots(const Trace& trace);
     [[nodiscard]] CK_RV readSlot(const Trace& trace, CK_ULONG index, CK_SLOT_ID slotID);
 
     const Cryptoki& m_module;

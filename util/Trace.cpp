@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <exception>
 #include <iterator>
 
 const wchar_t Trace::kName[] = L"%ws%ws";
@@ -11,20 +10,6 @@ const wchar_t Trace::kInput[] = L"%ws%ws: --> %ws=0x%x";
 const wchar_t Trace::kOutput[] = L"%ws%ws: <-- %ws=0x%x";
 const wchar_t Trace::kFailed[] = L"%ws%ws : %ws 0x%02x : failed";
 const wchar_t Trace::kFailedTight[] = L"%ws%ws: %ws 0x%02x : failed";
-
-void Trace::enter(Lines lines) {
-    m_hasExit = isEnabled(TraceLevel::Exit);
-    m_exceptions = std::uncaught_exceptions();
-    if (lines == Lines::EntryAndExit) {
-        writeWhole(TraceLevel::Entry, kName);
-    }
-}
-
-void Trace::leave() const {
-    if (std::uncaught_exceptions() == m_exceptions) {
-        writeWhole(TraceLevel::Exit, kName);
-    }
-}
 
 Trace::Format::Format(const wchar_t* tail) {
     wchar_t* const behind = std::copy_n(kName, std::size(kName) - 1, text);

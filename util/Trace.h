@@ -16,32 +16,31 @@ enum class TraceLevel : std::uint32_t {
     Exit = 16,   ///< exit from a method
 };
 
-/// The trace of one method: made at its head with its name, it writes the entry line, the exit line on every normal
-/// return (none while an exception passes), and the house's message patterns in between. Every message begins with
+/// The trace of one method: knows the method's name and writes the house's message patterns. Every message begins with
 /// the class and the method. Nothing is built or converted while nobody listens. Nothing here throws.
+///
+/// `traced` below writes the lines at the entry and the exit of a method:
+///
+///     CK_RV Session::closeSession() {
+///         return traced(L"closeSession", [this](const Trace& trace) { return isOpen() ? close(trace) : CKR_OK; });
+///     }
 class Trace {
 public:
     static constexpr const wchar_t* kModuleName = L"ZEL-COE-PKCS11";
     static constexpr const wchar_t* kExecutor = L"PKCS11Client::";
     static constexpr const wchar_t* kExports = L"zel-coe-pkcs11::";
 
-    enum class Lines { EntryAndExit, ExitOnly, None };
-
-    explicit Trace(const wchar_t* method, Lines lines = Lines::EntryAndExit, const wchar_t* scope = kExecutor)
-        : m_pScope(scope), m_pMethod(method) {
-        if (lines != Lines::None && isAnyoneListening()) {
-            enter(lines);
-        }
-    }
+    explicit Trace(const wchar_t* method, const wchar_t* scope = kExecutor) : m_pScope(scope), m_pMethod(method) {}
     Trace(const Trace&) = delete;
     Trace& operator=(const Trace&) = delete;
     Trace(Trace&&) = delete;
     Trace& operator=(Trace&&) = delete;
-    ~Trace() {
-        if (m_hasExit) {
-            leave();
-        }
-    }
+    ~Trace() = default;
+
+    /// The entry line.
+    void enter() const { writeWhole(TraceLevel::Entry, kName); }
+    /// The exit line.
+    void leave() const { writeWhole(TraceLevel::Exit, kName); }
 
     [[nodiscard]] static bool isEnabled(TraceLevel level) { return isAnyEnabled(static_cast<std::uint32_t>(level)); }
 
@@ -88,9 +87,6 @@ public:
         writeWhole(TraceLevel::Failure, kFailedTight, function, resultCode);
     }
 
-    /// For the methods that leave without an exit line, or with one of their own.
-    void withoutExit() { m_hasExit = false; }
-
 private:
     static const wchar_t kName[];
     static const wchar_t kAnnounced[];
@@ -130,11 +126,37 @@ private:
         }
     }
 
-    void enter(Lines lines);
-    void leave() const;
-
     const wchar_t* m_pScope;
     const wchar_t* m_pMethod;
-    int m_exceptions = 0;
-    bool m_hasExit = false;
 };
+
+/// Runs the body of a method that has an exit line and no entry line. When an exception leaves the body, there is no
+/// exit line either. Returns what the body returns.
+template <class Body>
+auto tracedExit(const Trace& trace, Body body) {
+    if constexpr (std::is_void_v<std::invoke_result_t<Body, const Trace&>>) {
+        body(trace);
+        trace.leave();
+    } else {
+        auto result = body(trace);
+        trace.leave();
+        return result;
+    }
+}
+
+/// The same between an entry line and the exit line.
+template <class Body>
+auto traced(const Trace& trace, Body body) {
+    trace.enter();
+    return tracedExit(trace, body);
+}
+
+template <class Body>
+auto tracedExit(const wchar_t* method, Body body) {
+    return tracedExit(Trace(method), body);
+}
+
+template <class Body>
+auto traced(const wchar_t* method, Body body) {
+    return traced(Trace(method), body);
+}

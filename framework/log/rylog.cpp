@@ -81,7 +81,9 @@ void rylogLogBin(const wchar_t* module, std::uint32_t level, const void* bytes, 
     }
     va_list arguments;
     va_start(arguments, wideFormat);
-    write(module, level, static_cast<const unsigned char*>(bytes), bytes == nullptr ? 0 : length, wideFormat,
+    constexpr unsigned char kNoBytes[1] = {};
+    const bool isNull = bytes == nullptr;
+    write(module, level, isNull ? kNoBytes : static_cast<const unsigned char*>(bytes), isNull ? 0 : length, wideFormat,
           arguments);
     va_end(arguments);
 }

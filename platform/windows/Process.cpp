@@ -57,10 +57,6 @@ std::optional<std::size_t> environmentVariable(const char* name, char* target, s
 }
 
 void removeEnvironmentVariable(const char* name) noexcept {
-    // The runtime has a copy of its own.
-    if (char* const copy = std::getenv(name); copy != nullptr) {
-        secureZero(copy, std::char_traits<char>::length(copy));
-    }
     wchar_t wideName[256];
     const std::size_t nameLength = utf8ToWide(name, std::char_traits<char>::length(name), wideName, 255);
     wideName[nameLength] = L'\0';
@@ -71,6 +67,11 @@ void removeEnvironmentVariable(const char* name) noexcept {
     SetEnvironmentVariableW(wideName, zeros);
     SetEnvironmentVariableW(wideName, nullptr);
     secureZero(zeros, sizeof zeros);
+    // The runtime has a copy of its own.
+    if (char* const copy = std::getenv(name); copy != nullptr) {
+        secureZero(copy, std::char_traits<char>::length(copy));
+        _putenv_s(name, "");
+    }
 }
 
 void keepMemoryPrivate() noexcept {

@@ -1,5 +1,8 @@
 #include "scripts/common/LoginFrame.h"
 
+#include <chrono>
+
+#include "platform/Sleep.h"
 #include "scripts/common/Faults.h"
 
 namespace scripts {
@@ -24,24 +27,41 @@ void logoutOnce(const Session& session, const Trace& trace) {
     static_cast<void>(session.call(trace, cryptoki::logout).run(session.handle()));
 }
 
-CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style) {
-    CK_RV refusal = CKR_OK;
-    bool isAnnounced = false;
-    for (;;) {
-        if (!isAnnounced || style == LogoutTrace::AnnouncedEachTime) {
+namespace {
+
+/// None for the first refusals of a row, then longer and longer ones: a token that refuses for hours keeps neither the
+/// processor nor the trace busy.
+std::chrono::milliseconds waitAfter(std::uint32_t refusals) {
+    constexpr std::uint32_t kTriesOfOneWait = 10;
+    constexpr std::uint32_t kLongest = 1000;
+    if (refusals <= kTriesOfOneWait) {
+        return std::chrono::milliseconds(0);
+    }
+    const std::uint32_t doublings = (refusals - 1) / kTriesOfOneWait - 1;
+    return std::chrono::milliseconds(doublings < 10 ? 1U << doublings : kLongest);
+}
+
+} // namespace
+
+LogoutResult logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style) {
+    LogoutResult result;
+    for (std::uint32_t refusals = 0;;) {
+        if (refusals == 0 || style == LogoutTrace::AnnouncedEachTime) {
             trace.announce(cryptoki::logout.name);
             trace.input(L"hSession", session.handle());
-            isAnnounced = true;
         }
-        const CK_RV rv = session.module().call(cryptoki::logout, session.handle());
-        if (rv == CKR_OK) {
-            return refusal;
+        result.last = session.module().call(cryptoki::logout, session.handle());
+        if (result.last == CKR_OK) {
+            return result;
         }
-        trace.failed(cryptoki::logout.name, rv);
-        refusal = rv;
+        trace.failed(cryptoki::logout.name, result.last);
+        result.refusal = result.last;
         if (!session.module().has(cryptoki::logout)) {
             // No token refused anything: a module without the function would be asked for ever.
-            return refusal;
+            return result;
+        }
+        if (const auto wait = waitAfter(++refusals); wait.count() > 0) {
+            platform::sleepFor(wait);
         }
     }
 }
@@ -50,7 +70,7 @@ Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, co
     if (!loggedIn) {
         return result;
     }
-    const CK_RV refusal = logoutUntilDone(session, trace);
+    const CK_RV refusal = logoutUntilDone(session, trace).refusal;
     return refusal == CKR_OK || result.isClientCode() ? result : Result(refusal);
 }
 

@@ -32,9 +32,17 @@ auto withOwnLogin(const Session& session, const Trace& trace, bool loggedIn, Wor
 
 enum class LogoutTrace { AnnouncedOnce, AnnouncedEachTime };
 
+/// What became of the logout.
+struct LogoutResult {
+    CK_RV last = CKR_OK;    ///< the last try: CKR_OK, unless the module has no such function
+    CK_RV refusal = CKR_OK; ///< the last refusal, CKR_OK when there was none
+};
+
 /// Logs out, again and again until the token agrees: a card must not stay logged in. There is no limit, unless the
-/// module has no such function. Returns the last refusal, CKR_OK when there was none.
-CK_RV logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style = LogoutTrace::AnnouncedEachTime);
+/// module has no such function. From the eleventh refusal in a row on it waits before the next try: 1 ms, doubling
+/// every ten tries, one second at most.
+LogoutResult logoutUntilDone(const Session& session, const Trace& trace,
+                             LogoutTrace style = LogoutTrace::AnnouncedEachTime);
 
 /// The result of a script whose logout counts: a refusal along the way takes the place of everything but a client code.
 [[nodiscard]] Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, const Result& result);

@@ -59,15 +59,19 @@ Result nameKey(const Script& script, const Trace& trace) {
         .run(script.session.handle(), hKey, update.entries(), update.count());
 }
 
-} // namespace
-
-Result scripts::writeContainerName(Script& script) {
-    const Trace trace(L"writeContainerName");
+Result write(Script& script, const Trace& trace) {
     bool loggedIn = false;
-    const Result login = requireAndLogin(script, trace, loggedIn);
+    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
-    const Result result = withOwnLogin(script.session, trace, loggedIn, [&] { return nameKey(script, trace); });
-    return afterLogout(script.session, trace, loggedIn, result);
+    const Result result =
+        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return nameKey(script, trace); });
+    return scripts::afterLogout(script.session, trace, loggedIn, result);
+}
+
+} // namespace
+
+Result scripts::writeContainerName(Script& script) {
+    return traced(L"writeContainerName", [&](const Trace& trace) { return write(script, trace); });
 }

@@ -96,15 +96,18 @@ Result generateFor(Script& script, const Trace& trace, Request& request) {
         return result;
     }
     scripts::ReadAttribute modulus{CKA_MODULUS, {}};
-    const CK_RV rv = scripts::readAttributes(script.session, trace, hPublic, {&modulus, 1});
+    scripts::AttributeBudget budget;
+    const CK_RV rv = scripts::readAttributes(script.session, trace, hPublic, {&modulus, 1}, budget);
     if (rv == CKR_OK) {
         script.outputs.pushBase64(L"MODULUS", modulus.value.data(), modulus.value.size());
     }
     return rv;
 }
 
+} // namespace
+
 /// Only a full success logs out what was logged in here; after any fault or failure the login stays.
-Result run(Script& script, const Trace& trace) {
+Result scripts::generateKeyPair(Script& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
@@ -119,12 +122,4 @@ Result run(Script& script, const Trace& trace) {
         return result;
     }
     return script.session.call(trace, cryptoki::logout).run(script.session.handle());
-}
-
-} // namespace
-
-void scripts::generateKeyPair(Script& script) {
-    const Trace trace(L"generateKeyPair");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
 }

@@ -155,12 +155,9 @@ Result completePair(const Script& script, const Trace& trace, const AttributeTem
     return createPublicKey(script, trace, publicKey, sizeInBits);
 }
 
-} // namespace
-
-Result scripts::writeKey(Script& script, bool isKeyPair) {
-    const Trace trace(L"writeKey");
+Result write(Script& script, const Trace& trace, bool isKeyPair) {
     if (script.params == nullptr) {
-        return noParameters(trace);
+        return scripts::noParameters(trace);
     }
     Request request;
     Result result = readRequest(script, trace, request);
@@ -173,8 +170,8 @@ Result scripts::writeKey(Script& script, bool isKeyPair) {
         setPublicHead(publicKey, request.key);
     }
     setPrivateHead(privateKey, request.key);
-    result = applyKeywords(trace, *script.params, keyKeywords(), UnreadableLabel::Skipped,
-                           isKeyPair ? &publicKey : nullptr, &privateKey);
+    result = scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(), scripts::UnreadableLabel::Skipped,
+                                    isKeyPair ? &publicKey : nullptr, &privateKey);
     if (result.isOk()) {
         result = createPrivateKey(script, trace, privateKey, request.key.sizeInBits);
     }
@@ -182,4 +179,10 @@ Result scripts::writeKey(Script& script, bool isKeyPair) {
         result = completePair(script, trace, privateKey, publicKey, request.key.sizeInBits);
     }
     return result;
+}
+
+} // namespace
+
+Result scripts::writeKey(Script& script, bool isKeyPair) {
+    return traced(L"writeKey", [&](const Trace& trace) { return write(script, trace, isKeyPair); });
 }

@@ -4,10 +4,10 @@
 #include "scripts/object/Readers.h"
 #include "util/Texts.h"
 
-namespace {
+namespace {} // namespace
 
 /// Reading needs no login, and the session stays open. An operation that names no kind of object reads nothing.
-Result run(Script& script, const Trace& trace) {
+Result scripts::readData(Script& script, const Trace& trace) {
     const CK_RV rv = script.session.openSession(0, false);
     if (rv != CKR_OK) {
         trace.failed(L"openSession", rv);
@@ -27,12 +27,4 @@ Result run(Script& script, const Trace& trace) {
         return scripts::readKey(script);
     }
     return scripts::badParameter(trace, type->getId(), type->getValue());
-}
-
-} // namespace
-
-void scripts::readData(Script& script) {
-    const Trace trace(L"readData");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
 }

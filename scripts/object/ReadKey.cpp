@@ -6,9 +6,10 @@
 
 namespace {
 
-CK_RV readOne(Script& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number) {
+CK_RV readOne(Script& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number,
+              scripts::AttributeBudget& budget) {
     scripts::ReadAttribute attributes[] = {{CKA_MODULUS, {}}, {CKA_PUBLIC_EXPONENT, {}}};
-    const CK_RV rv = scripts::readAttributes(script.session, trace, hObject, attributes);
+    const CK_RV rv = scripts::readAttributes(script.session, trace, hObject, attributes, budget);
     if (rv != CKR_OK) {
         return rv;
     }
@@ -20,18 +21,21 @@ CK_RV readOne(Script& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std:
     return CKR_OK;
 }
 
-} // namespace
-
-Result scripts::readKey(Script& script) {
-    const Trace trace(L"readKey");
+Result search(Script& script, const Trace& trace) {
     if (script.params == nullptr) {
-        return noParameters(trace);
+        return scripts::noParameters(trace);
     }
     AttributeTemplate searched(
         8, {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID});
     searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     searched.closeHead();
-    const Result applied =
-        applyKeywords(trace, *script.params, keySearchKeywords(), UnreadableLabel::Counted, &searched);
-    return applied.isOk() ? readObjects(script, trace, searched, readOne) : applied;
+    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::keySearchKeywords(),
+                                                  scripts::UnreadableLabel::Counted, &searched);
+    return applied.isOk() ? scripts::readObjects(script, trace, searched, readOne) : applied;
+}
+
+} // namespace
+
+Result scripts::readKey(Script& script) {
+    return traced(L"readKey", [&](const Trace& trace) { return search(script, trace); });
 }

@@ -9,6 +9,7 @@ Result scripts::readObjects(Script& script, const Trace& trace, AttributeTemplat
     }
     const std::uint32_t countIndex = script.outputs.nextIndex();
     script.outputs.push(Zel::Parameter(Zel::ParameterEncoding::Plain, L"COUNT", Zel::ParameterType::Number, L"0"));
+    AttributeBudget budget;
     std::uint32_t total = 0;
     for (;;) {
         CK_OBJECT_HANDLE hObject = 0;
@@ -23,7 +24,7 @@ Result scripts::readObjects(Script& script, const Trace& trace, AttributeTemplat
         if (total == kMostObjects) {
             return search.giveUp();
         }
-        rv = read(script, trace, hObject, ++total);
+        rv = read(script, trace, hObject, ++total, budget);
         if (rv != CKR_OK) {
             return rv;
         }

@@ -91,7 +91,9 @@ Result removeMatching(const Script& script, const Trace& trace) {
     return result;
 }
 
-Result run(Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::removeData(Script& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
@@ -100,12 +102,4 @@ Result run(Script& script, const Trace& trace) {
     const Result result =
         scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return removeMatching(script, trace); });
     return scripts::afterLogout(script.session, trace, loggedIn, result);
-}
-
-} // namespace
-
-void scripts::removeData(Script& script) {
-    const Trace trace(L"removeData");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
 }

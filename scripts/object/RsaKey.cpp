@@ -39,7 +39,7 @@ SecretBuffer component(const Ry::IPrivateKey& key, Ry::RsaComponent which) {
 } // namespace
 
 scripts::RsaKey scripts::getRSAKeyComponentFromTString(const Zel::TString& keyValue) {
-    const Trace trace(L"getRSAKeyComponentFromTString", Trace::Lines::None);
+    const Trace trace(L"getRSAKeyComponentFromTString");
     RsaKey key;
     const SecretBuffer bytes = TStringB642Binary(keyValue);
     if (bytes.isEmpty()) {

@@ -101,7 +101,9 @@ Result signWithKey(Script& script, const Trace& trace, Request& request) {
     return result.isOk() ? Result(sign(script, trace, request)) : result;
 }
 
-Result run(Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::signData(Script& script, const Trace& trace) {
     Request request = storedRequest(script.access);
     if (script.params != nullptr) {
         completeFromParameters(*script.params, request);
@@ -116,16 +118,8 @@ Result run(Script& script, const Trace& trace) {
     if (!loggedIn) {
         return result;
     }
-    static_cast<void>(scripts::logoutUntilDone(script.session, trace));
-    // The logout's success is the last result of the token, and takes the place of what failed before it; hosts tell
-    // success by "SIGNEDDATA".
-    return result.isClientCode() ? result : Result(CKR_OK);
-}
-
-} // namespace
-
-void scripts::signData(Script& script) {
-    const Trace trace(L"signData");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
+    // The logout's result is the last of the token, and takes the place of what failed before it; hosts tell success by
+    // "SIGNEDDATA".
+    const CK_RV last = scripts::logoutUntilDone(script.session, trace).last;
+    return result.isClientCode() ? result : Result(last);
 }

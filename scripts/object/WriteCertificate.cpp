@@ -46,12 +46,9 @@ Result create(const Script& script, const Trace& trace, AttributeTemplate& certi
     return rv;
 }
 
-} // namespace
-
-Result scripts::writeCertificate(Script& script) {
-    const Trace trace(L"writeCertificate");
+Result write(Script& script, const Trace& trace) {
     if (script.params == nullptr) {
-        return noParameters(trace);
+        return scripts::noParameters(trace);
     }
     Request request;
     const Result read = readRequest(script, trace, request);
@@ -65,7 +62,13 @@ Result scripts::writeCertificate(Script& script) {
     certificate.setNumber(CKA_CERTIFICATE_TYPE, CKC_X_509);
     certificate.setBytes(CKA_VALUE, std::move(request.certificate));
     certificate.closeHead();
-    const Result applied =
-        applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Skipped, &certificate);
+    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
+                                                  scripts::UnreadableLabel::Skipped, &certificate);
     return applied.isOk() ? create(script, trace, certificate) : applied;
+}
+
+} // namespace
+
+Result scripts::writeCertificate(Script& script) {
+    return traced(L"writeCertificate", [&](const Trace& trace) { return write(script, trace); });
 }

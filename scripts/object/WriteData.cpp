@@ -30,7 +30,9 @@ Result writeByType(Script& script, const Trace& trace) {
     return scripts::badParameter(trace, L"CONTAINER_NAME", value);
 }
 
-Result run(Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::writeData(Script& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
@@ -43,12 +45,4 @@ Result run(Script& script, const Trace& trace) {
         static_cast<void>(scripts::logoutUntilDone(script.session, trace, scripts::LogoutTrace::AnnouncedOnce));
     }
     return result;
-}
-
-} // namespace
-
-void scripts::writeData(Script& script) {
-    const Trace trace(L"writeData");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
 }

@@ -77,7 +77,9 @@ Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBu
     return rv;
 }
 
-Result run(Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::authenticate(Script& script, const Trace& trace) {
     Request request;
     const Result read = readRequest(script, trace, request);
     if (!read.isOk()) {
@@ -95,12 +97,4 @@ Result run(Script& script, const Trace& trace) {
         return scripts::notFound(trace, L"PIN");
     }
     return loginWith(script, trace, role, request.pin);
-}
-
-} // namespace
-
-void scripts::authenticate(Script& script) {
-    const Trace trace(L"authenticate");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
 }

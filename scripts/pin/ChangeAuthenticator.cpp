@@ -127,7 +127,9 @@ CK_RV setPinLoggedIn(Script& script, const Trace& trace, Request& request) {
     return rv;
 }
 
-Result run(Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::changeAuthenticator(Script& script, const Trace& trace) {
     Request request;
     Result result = readGiven(script, trace, request);
     if (result.isOk()) {
@@ -141,12 +143,4 @@ Result run(Script& script, const Trace& trace) {
         return result;
     }
     return needsLogin ? setPinLoggedIn(script, trace, request) : setPin(script, trace, request);
-}
-
-} // namespace
-
-void scripts::changeAuthenticator(Script& script) {
-    const Trace trace(L"changeAuthenticator");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
 }

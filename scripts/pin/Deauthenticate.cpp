@@ -37,7 +37,9 @@ Result checkLoggedIn(CK_STATE state, CK_USER_TYPE role) {
     }
 }
 
-Result run(const Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::deauthenticate(Script& script, const Trace& trace) {
     const auto role = roleAsked(script, trace);
     if (!role) {
         return Result::badParameter();
@@ -55,12 +57,4 @@ Result run(const Script& script, const Trace& trace) {
         return loggedIn;
     }
     return script.session.call(trace, cryptoki::logout).run(script.session.handle());
-}
-
-} // namespace
-
-void scripts::deauthenticate(Script& script) {
-    const Trace trace(L"deauthenticate");
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace));
 }

@@ -226,14 +226,10 @@ Result runUnlock(Script& script, const Trace& trace) {
 
 } // namespace
 
-void scripts::initAuthenticator(Script& script) {
-    const Trace trace(L"initAuthenticator");
-    script.outputs.beginError();
-    script.outputs.setError(runInit(script, trace));
+Result scripts::initAuthenticator(Script& script, const Trace& trace) {
+    return runInit(script, trace);
 }
 
-void scripts::unlockAuthenticator(Script& script) {
-    const Trace trace(L"unlockAuthenticator");
-    script.outputs.beginError();
-    script.outputs.setError(runUnlock(script, trace));
+Result scripts::unlockAuthenticator(Script& script, const Trace& trace) {
+    return runUnlock(script, trace);
 }

@@ -10,13 +10,12 @@
 namespace {
 
 struct Names {
-    const wchar_t* method;
     const wchar_t* keyId;
     const wchar_t* key;
 };
 
-constexpr Names kInit{L"initToken", L"INIT_KEYID", L"INIT_KEY"};
-constexpr Names kRecycle{L"recycle", L"RECYCLE_KEYID", L"RECYCLE_KEY"};
+constexpr Names kInit{L"INIT_KEYID", L"INIT_KEY"};
+constexpr Names kRecycle{L"RECYCLE_KEYID", L"RECYCLE_KEY"};
 
 constexpr std::size_t kLabelLength = 32;
 
@@ -83,18 +82,12 @@ Result run(Script& script, const Trace& trace, const Names& names) {
     return initToken(script, trace, request);
 }
 
-void runUnder(const Names& names, Script& script) {
-    const Trace trace(names.method);
-    script.outputs.beginError();
-    script.outputs.setError(run(script, trace, names));
-}
-
 } // namespace
 
-void scripts::init(Script& script) {
-    runUnder(kInit, script);
+Result scripts::init(Script& script, const Trace& trace) {
+    return run(script, trace, kInit);
 }
 
-void scripts::recycle(Script& script) {
-    runUnder(kRecycle, script);
+Result scripts::recycle(Script& script, const Trace& trace) {
+    return run(script, trace, kRecycle);
 }

@@ -59,7 +59,19 @@ void traceTokenInfo(const Trace& trace, const CK_TOKEN_INFO& info) {
                 Utf82TString(info.serialNumber, sizeof info.serialNumber));
 }
 
-Result identify(Script& script, const Trace& trace) {
+} // namespace
+
+Result scripts::getReaderList(Script& script, const Trace& trace) {
+    const CK_RV rv = script.slots.getSlotVector();
+    if (rv != CKR_OK) {
+        trace.failedTight(L"getSlotVector", rv);
+        return rv;
+    }
+    script.outputs.push(makeParameter(L"READERS", readersText(trace, script.slots)));
+    return CKR_OK;
+}
+
+Result scripts::getPlatformIdentifiers(Script& script, const Trace& trace) {
     Zel::TString readerName;
     if (!readerNameOf(script, readerName)) {
         trace.failure(L": READERNAME parameter not found");
@@ -80,25 +92,4 @@ Result identify(Script& script, const Trace& trace) {
     script.outputs.push(makeParameter(L"SMOID", hexOfField(info.serialNumber)));
     script.outputs.push(makeParameter(L"LABEL", hexOfField(info.label)));
     return CKR_OK;
-}
-
-} // namespace
-
-void scripts::getReaderList(Script& script) {
-    const Trace trace(L"getReaderlist");
-    const CK_RV rv = script.slots.getSlotVector();
-    if (rv != CKR_OK) {
-        trace.failedTight(L"getSlotVector", rv);
-        script.outputs.push(L"ERROR", clientErrorCode(rv));
-        return;
-    }
-    const Zel::TString readers = readersText(trace, script.slots);
-    script.outputs.push(L"ERROR", clientErrorCode(rv));
-    script.outputs.push(makeParameter(L"READERS", readers));
-}
-
-void scripts::getPlatformIdentifiers(Script& script) {
-    const Trace trace(L"getPlatformIdentifiers");
-    script.outputs.beginError();
-    script.outputs.setError(identify(script, trace));
 }

@@ -34,7 +34,7 @@ private:
 [[nodiscard]] std::wstring wideModuleFile();
 
 /// An operation as a host makes it, without parameters.
-class RawOperation final : public Zel::ClientOperation {
+class RawOperation : public Zel::ClientOperation {
 public:
     explicit RawOperation(const wchar_t* script) : m_tsScript(script) {}
 

@@ -1,11 +1,31 @@
 #include "tests/conformance/Harness.h"
 
+#include "platform/Sleep.h"
 #include "ry/rylog.h"
 #include "tests/conformance/Difference.h"
 
 #include <mutex>
+#include <utility>
+
+namespace {
+
+std::mutex s_waitsMutex;
+std::vector<std::chrono::milliseconds> s_waits;
+
+} // namespace
+
+/// In place of the platform's: nobody waits for a refused logout.
+void platform::sleepFor(std::chrono::milliseconds duration) {
+    const std::lock_guard lock(s_waitsMutex);
+    s_waits.push_back(duration);
+}
 
 namespace Conformance {
+
+std::vector<std::chrono::milliseconds> PluginTest::takeWaits() {
+    const std::lock_guard lock(s_waitsMutex);
+    return std::exchange(s_waits, {});
+}
 
 namespace {
 

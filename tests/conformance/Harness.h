@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <optional>
 #include <source_location>
 #include <string>
@@ -132,6 +133,9 @@ protected:
     [[nodiscard]] std::vector<std::string> calls() { return fake.takeCalls(); }
     [[nodiscard]] Trace trace();
     void forget(); ///< trace and calls
+
+    /// How long the plug-in wanted to wait, each time since the last take. In tests it never does.
+    [[nodiscard]] static std::vector<std::chrono::milliseconds> takeWaits();
 
     // Whole-list comparisons. Each takes (and so forgets) what it compares; a difference fails the test at the
     // caller's line and shows both lists from the first line that differs. What went before does not matter.

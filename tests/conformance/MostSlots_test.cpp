@@ -19,13 +19,13 @@ protected:
     Slots slots{gate, L""};
 };
 
-TEST_F(MostSlots, aMillionAndSomeAreAskedFor) {
-    announce(1048576);
-    expectCalls({"C_GetSlotList(0, null)", "C_GetSlotList(0, room=1048576)"});
+TEST_F(MostSlots, sixtyFiveThousandAndSomeAreAskedFor) {
+    announce(65536);
+    expectCalls({"C_GetSlotList(0, null)", "C_GetSlotList(0, room=65536)"});
 }
 
 TEST_F(MostSlots, oneMoreIsNotAskedFor) {
-    announce(1048577);
+    announce(65537);
     expectCalls({"C_GetSlotList(0, null)"});
     expectTraceAt(1, {{1, "PKCS11Client::getSlotVectormalloc error"}});
 }

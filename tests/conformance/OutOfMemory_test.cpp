@@ -21,22 +21,14 @@ public:
     [[nodiscard]] Zel::Vector<Zel::Parameter>* getParameters() const override { throw std::bad_alloc(); }
 };
 
-TEST_F(OutOfMemory, aScriptThatRunsOutOfItAnswersInError) {
-    start();
-    fake.hook<Fake::Function::C_GetSlotList>([](CK_BBOOL, CK_SLOT_ID*, CK_ULONG*) -> CK_RV { throw std::bad_alloc(); });
-
-    expectOutputs(execute("getReaderList"), {{"ERROR", 2, 3, "80f6"}});
-
-    fake.unhook(Fake::Function::C_GetSlotList);
-    expectError(execute("getReaderList"), "0");
-}
-
-TEST_F(OutOfMemory, outputsOfAScriptThatRunsOutOfItAreDropped) {
+TEST_F(OutOfMemory, ofAModuleIsAFailureOfItsCall) {
     startWithReader();
     fake.hook<Fake::Function::C_FindObjects>(
         [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE*, CK_ULONG, CK_ULONG*) -> CK_RV { throw std::bad_alloc(); });
 
-    expectOutputs(execute("readData", Params().plain("OBJ_TYPE", "CERTIFICATE")), {{"ERROR", 2, 3, "80f6"}});
+    expectOutputs(execute("readData", Params().plain("OBJ_TYPE", "CERTIFICATE")),
+                  {{"ERROR", 2, 3, "80f6"}, {"COUNT", 2, 1, "0"}});
+    expectTraceAt(1, {{1, "PKCS11Client::readCertificate : C_FindObjects 0x02 : failed"}});
 }
 
 TEST_F(OutOfMemory, aLoginThatNoScriptMadeForItselfStays) {

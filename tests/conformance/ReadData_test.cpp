@@ -350,14 +350,14 @@ TEST_F(ReadData, anUndecodableLabelIsCountedWithoutAValue) {
     }
 }
 
-TEST_F(ReadData, anUndecodableLabelIsTracedWithoutADump) {
+TEST_F(ReadData, anUndecodableLabelIsTracedWithADumpOfNoBytes) {
     const Params params = certificate().hex("LABEL", "Z");
 
     const Result result = execute(kScript, params);
 
     expectTrace(framed(params,
-                       entry(kMethod) + searchTrace(kMethod, 1, {kClassEntry, {0x03, std::nullopt}}) +
-                           foundNothing(kMethod, 1) + searchEnd(kMethod, 1) + leave(kMethod),
+                       entry(kMethod) + searchTrace(kMethod, 1, {kClassEntry, {0x03, ""}}) + foundNothing(kMethod, 1) +
+                           searchEnd(kMethod, 1) + leave(kMethod),
                        result));
 }
 

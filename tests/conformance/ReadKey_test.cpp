@@ -257,14 +257,14 @@ TEST_F(ReadKey, anUndecodableLabelKeepsTheTypeThatItsPlaceIsPresetTo) {
     }
 }
 
-TEST_F(ReadKey, anUndecodableLabelIsTracedWithoutADump) {
+TEST_F(ReadKey, anUndecodableLabelIsTracedWithADumpOfNoBytes) {
     const Params params = keyPair().hex("LABEL", "Z").hex("ID", "01");
 
     const Result result = execute(kScript, params);
 
     expectTrace(framed(params,
-                       searchTrace(kMethod, 1, {kClassEntry, {0x01, std::nullopt}, {0x102, "01"}}) +
-                           foundNothing(kMethod, 1) + searchEnd(kMethod, 1),
+                       searchTrace(kMethod, 1, {kClassEntry, {0x01, ""}, {0x102, "01"}}) + foundNothing(kMethod, 1) +
+                           searchEnd(kMethod, 1),
                        result));
 }
 

@@ -1,8 +1,10 @@
 // Memory that runs out inside the plug-in's own code, block by block.
 
+#include "plugin/entry.h"
 #include "plugin/exports.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Utf8.h"
+#include "tests/unit/platform/Fixture.h"
 #include "text/SecretBuffer.h"
 #include "zel/ClientOperation.h"
 #include "zel/ClientOperationException.h"
@@ -96,6 +98,8 @@ private:
 class ScarceMemory : public PluginTest {
 protected:
     static constexpr std::size_t kLong = 100000;
+
+    platform::DynamicLibrary m_versioned = platform::DynamicLibrary::load(versionedLibrary().c_str());
 
     /// "ERROR" of the script, or the code of the exception, without long blocks.
     std::string errorOf(const char* script, const Params& params) {
@@ -202,6 +206,33 @@ TEST_F(ScarceMemory, aScriptThatFindsNoneEndsItsLogin) {
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_Logout(0x1)"});
     EXPECT_EQ(fake.login(), Fake::Role::Nobody);
+}
+
+TEST_F(ScarceMemory, loadingGoesOnWithoutAVersion) {
+    {
+        const Scarcity none(1);
+        onEntry(moduleOf(m_versioned), 1);
+    }
+    start();
+    EXPECT_EQ(toUtf8(plugin.get()->getVersion()), "?");
+    onEntry(moduleOf(m_versioned), 1);
+    EXPECT_EQ(toUtf8(plugin.get()->getVersion()), FIXTURE_VERSION);
+    onEntry(nullptr, 1);
+}
+
+TEST_F(ScarceMemory, aQueryThatFindsNoneAnswersAnEmptyText) {
+    onEntry(moduleOf(m_versioned), 1);
+    start();
+    Zel::TString name(L"name");
+    Zel::TString description(L"description");
+    {
+        const Scarcity none(1);
+        name = plugin.get()->getName();
+        description = plugin.get()->getDescription();
+    }
+    EXPECT_EQ(toUtf8(name), "");
+    EXPECT_EQ(toUtf8(description), "");
+    onEntry(nullptr, 1);
 }
 
 TEST_F(ScarceMemory, aBufferThatFindsNoneIsNull) {

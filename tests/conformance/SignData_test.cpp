@@ -590,6 +590,24 @@ TEST_F(SignData, theLogoutHasNoLimitOfTries) {
     EXPECT_EQ(fake.callCount(Function::C_Logout), 1001U);
 }
 
+TEST_F(SignData, theLogoutWaitsFromTheEleventhRefusalOn) {
+    fake.answerNext(Function::C_Logout, CKR_FUNCTION_FAILED, 10);
+    static_cast<void>(takeWaits());
+    expectOutputs(execute(kScript, algorithm()), {errorIs("80ec")});
+    EXPECT_TRUE(takeWaits().empty());
+
+    fake.answerNext(Function::C_Logout, CKR_FUNCTION_FAILED, 130);
+    forget();
+    expectOutputs(execute(kScript, algorithm()), {errorIs("80ec")});
+    std::vector<std::chrono::milliseconds> expected;
+    for (const int wait : {1, 2, 4, 8, 16, 32, 64, 128, 256, 512, 1000, 1000}) {
+        expected.insert(expected.end(), 10, std::chrono::milliseconds(wait));
+    }
+    EXPECT_EQ(takeWaits(), expected);
+    // Each refusal is told all the same.
+    EXPECT_EQ(std::ranges::count(trace().lines, 1U, &TraceLine::level), 131); // and the missing parameter
+}
+
 TEST_F(SignData, missingFunctionsAnswerAsNotSupported) {
     logIn();
     for (const Function function : {Function::C_Sign, Function::C_SignInit}) {

@@ -242,7 +242,7 @@ std::vector<Case> countCases() {
         {"slotCountShrinksToNothing", "OneReader", slotCounts(3, 0), "0", readers("")},
         {"slotCountIsAllOnes", "OneReader", slotCounts(kAllOnes, 1), "0", readers("")},
         {"slotCountIsHuge", "OneReader", slotCounts(kHuge, 1), "0", readers("")},
-        {"slotCountIsBeyondReason", "OneReader", slotCounts((1U << 20U) + 1, 1), "0", readers("")},
+        {"slotCountIsBeyondReason", "OneReader", slotCounts((1U << 16U) + 1, 1), "0", readers("")},
         {"lookupAmongAllOnes", "FirstReader", slotCounts(kAllOnes, 1), "80e9", kNone},
         {"moreFoundThanAskedFor", kSign, findings(1000, 0x101), "0"},
         {"allOnesFound", kSign, findings(kAllOnes, 0x101), "0"},

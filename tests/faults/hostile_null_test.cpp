@@ -60,7 +60,9 @@ std::vector<Lack> allLacks() {
                 continue;
             }
             const Outcome& outcome = step.otherwise;
-            const std::string error = outcome.isGood ? story.good.error : outcome.error;
+            // The one that signs tells its last result, which this is when it would log out for ever.
+            const bool isLast = std::string_view(name) == "SignNoSession" && function == "C_Logout";
+            const std::string error = isLast ? kMapped : outcome.isGood ? story.good.error : outcome.error;
             lacks.push_back({name, function, error == kMapped ? "80f4" : error});
         }
     }

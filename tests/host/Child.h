@@ -25,8 +25,9 @@ public:
     /// One line without its line end; empty at the end.
     [[nodiscard]] std::string readLine();
     [[nodiscard]] std::string readAll();
-    /// Sends it the signal; on Windows Ctrl-Break, whatever the number.
-    void interrupt(int signal);
+    /// Sends it the signal; on Windows Ctrl-Break, whatever the number. Returns false when nothing can be sent: on
+    /// Windows that takes a console, which Wine does not have.
+    bool interrupt(int signal);
     /// From now on nobody reads what the program prints.
     void closeOutput();
     /// Closes the input, waits for the end and returns the exit status; -1 when a signal ended it.

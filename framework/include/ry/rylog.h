@@ -39,7 +39,7 @@ RYLOG_API extern const std::atomic<std::uint64_t>* const rylogLevels;
 /// Writes one message of one level. `module` may be null: the process's module name.
 RYLOG_API void rylogLog(const wchar_t* module, std::uint32_t level, const wchar_t* wideFormat, ...) noexcept;
 
-/// As rylogLog, with a dump of `length` bytes behind the text. Null `bytes`: no dump.
+/// As rylogLog, with a dump of `length` bytes behind the text. Null `bytes`: a dump of no bytes.
 RYLOG_API void rylogLogBin(const wchar_t* module, std::uint32_t level, const void* bytes, std::uint32_t length,
                            const wchar_t* wideFormat, ...) noexcept;
 

@@ -98,8 +98,8 @@ void Child::closeOutput() {
     closeOne(m_system->output);
 }
 
-void Child::interrupt(int signal) {
-    ::kill(m_system->process, signal);
+bool Child::interrupt(int signal) {
+    return ::kill(m_system->process, signal) == 0;
 }
 
 std::string Child::readLine() {

@@ -69,7 +69,7 @@ TEST_F(HalfKeyPair, noneStaysOfInterruptedGenerations) {
                           "ID=hex:01", "LABEL=text:k", "SIGN=1"}),
                     environment());
         ASSERT_TRUE(waitFor(trace, "C_GenerateKeyPair")) << child.errors();
-        child.interrupt(SIGINT);
+        ASSERT_TRUE(child.interrupt(SIGINT));
         EXPECT_NE(child.readAll(), "") << "the answer of the finished script";
         EXPECT_EQ(child.wait(), 130);
     }

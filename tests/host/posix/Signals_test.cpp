@@ -23,7 +23,7 @@ TEST_P(Signals, endTheProgramBehindTheScript) {
     const File calls("");
     Child child(writeData("300"), {{"P11HOST_TEST_CALLS", calls.path()}});
     ASSERT_TRUE(waitFor(calls, "execute"));
-    child.interrupt(GetParam());
+    ASSERT_TRUE(child.interrupt(GetParam()));
     EXPECT_EQ(child.readAll(), "done\n");
     EXPECT_EQ(child.wait(), 128 + GetParam());
     EXPECT_THAT(calls.content(), EndsWith("terminate\nfreeInstance\n"));
@@ -35,8 +35,8 @@ TEST(Signals, aSecondOneEndsTheProgramAtOnce) {
     const File calls("");
     Child child(writeData("600000"), {{"P11HOST_TEST_CALLS", calls.path()}});
     ASSERT_TRUE(waitFor(calls, "execute"));
-    child.interrupt(SIGINT);
-    child.interrupt(SIGTERM);
+    ASSERT_TRUE(child.interrupt(SIGINT));
+    ASSERT_TRUE(child.interrupt(SIGTERM));
     EXPECT_EQ(child.readAll(), "");
     EXPECT_EQ(child.wait(), 128 + SIGTERM);
     EXPECT_THAT(calls.content(), Not(HasSubstr("terminate")));
@@ -50,7 +50,7 @@ TEST(Signals, whatTheParentIgnoresStaysIgnored) {
     }
     Child child(arguments, {{"P11HOST_TEST_CALLS", calls.path()}});
     ASSERT_TRUE(waitFor(calls, "execute"));
-    child.interrupt(SIGINT);
+    ASSERT_TRUE(child.interrupt(SIGINT));
     EXPECT_EQ(child.readAll(), "done\n");
     EXPECT_EQ(child.wait(), 0);
 }

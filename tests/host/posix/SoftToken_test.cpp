@@ -136,7 +136,7 @@ TEST_F(SoftToken, aModuleThatIsMissingIsStatusThree) {
     const Outcome missing = run({hostProgram(), "--module", "./no-such-module.so", "readers"});
     EXPECT_EQ(missing.status, 3);
     EXPECT_EQ(missing.output, "") << "what the plug-in prints itself stays off standard output";
-    EXPECT_THAT(missing.errors, HasSubstr("LoadLibrary ./no-such-module.so : failed"));
+    EXPECT_THAT(missing.errors, HasSubstr("/no-such-module.so : failed"));
 }
 
 TEST_F(SoftToken, theTraceIsJsonLinesInAFile) {

@@ -128,8 +128,8 @@ void Child::closeOutput() {
     closeOne(m_system->output);
 }
 
-void Child::interrupt(int) {
-    GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(m_system->process));
+bool Child::interrupt(int) {
+    return GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(m_system->process)) != 0;
 }
 
 std::string Child::readLine() {

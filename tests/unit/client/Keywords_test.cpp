@@ -118,7 +118,7 @@ protected:
     /// The code of the result: "0" or "80ec".
     std::wstring apply(std::span<const Keyword> keywords, AttributeTemplate* publicOne, AttributeTemplate* privateOne,
                        UnreadableLabel label = UnreadableLabel::Skipped) {
-        const Trace trace(L"aMethod", Trace::Lines::None);
+        const Trace trace(L"aMethod");
         const Zel::TString code =
             scripts::applyKeywords(trace, m_params, keywords, label, publicOne, privateOne).errorText();
         return {code.data(), code.length()};

@@ -26,56 +26,58 @@ protected:
     Lines lines;
 };
 
+void doNothing(const Trace&) {}
+
+[[noreturn]] void fail(const Trace&) {
+    throw std::runtime_error("leaves");
+}
+
 TEST_F(TraceLines, ofEntryAndExit) {
-    { const Trace trace(L"method"); }
+    traced(L"method", doNothing);
     EXPECT_EQ(lines, (Lines{"8 PKCS11Client::method", "16 PKCS11Client::method"}));
 }
 
 TEST_F(TraceLines, ofExitAlone) {
-    { const Trace trace(L"method", Trace::Lines::ExitOnly); }
+    tracedExit(L"method", doNothing);
     EXPECT_EQ(lines, (Lines{"16 PKCS11Client::method"}));
 }
 
 TEST_F(TraceLines, ofNeither) {
-    { const Trace trace(L"method", Trace::Lines::None); }
+    { const Trace trace(L"method"); }
     EXPECT_EQ(lines, Lines());
-}
-
-TEST_F(TraceLines, ofEntryWhenTheExitIsTakenBack) {
-    {
-        Trace trace(L"method");
-        trace.withoutExit();
-    }
-    EXPECT_EQ(lines, (Lines{"8 PKCS11Client::method"}));
 }
 
 TEST_F(TraceLines, ofEntryWhereNobodyListensToExits) {
     listen(8);
-    { const Trace trace(L"method"); }
+    traced(L"method", doNothing);
     EXPECT_EQ(lines, (Lines{"8 PKCS11Client::method"}));
 }
 
-TEST_F(TraceLines, ofEntryWhenAnExceptionPasses) {
-    for (const Trace::Lines wanted : {Trace::Lines::EntryAndExit, Trace::Lines::ExitOnly}) {
-        EXPECT_THROW(
-            {
-                const Trace trace(L"method", wanted);
-                throw std::runtime_error("passes");
-            },
-            std::runtime_error);
-    }
+TEST_F(TraceLines, standAroundWhatTheBodyWrites) {
+    const int result = traced(Trace(L"method", Trace::kExports), [](const Trace& trace) {
+        trace.announce(L"C_Sign");
+        return 7;
+    });
+    EXPECT_EQ(result, 7);
+    EXPECT_EQ(lines,
+              (Lines{"8 zel-coe-pkcs11::method", "2 zel-coe-pkcs11::method: C_Sign", "16 zel-coe-pkcs11::method"}));
+}
+
+TEST_F(TraceLines, ofEntryWhenAnExceptionLeavesTheBody) {
+    EXPECT_THROW(traced(L"method", fail), std::runtime_error);
+    EXPECT_THROW(tracedExit(L"method", fail), std::runtime_error);
     EXPECT_EQ(lines, (Lines{"8 PKCS11Client::method"}));
 }
 
 /// Traces a method while an exception that began before it is on its way.
 struct TracedOnTheWay {
     ~TracedOnTheWay() {
-        { const Trace trace(L"entered"); }
-        { const Trace trace(L"left", Trace::Lines::ExitOnly); }
+        traced(L"entered", doNothing);
+        tracedExit(L"left", doNothing);
     }
 };
 
-TEST_F(TraceLines, ofAMethodThatAnExceptionDoesNotPass) {
+TEST_F(TraceLines, ofAMethodThatAnExceptionDoesNotLeave) {
     EXPECT_THROW(
         {
             const TracedOnTheWay onTheWay;
@@ -86,7 +88,7 @@ TEST_F(TraceLines, ofAMethodThatAnExceptionDoesNotPass) {
 }
 
 TEST_F(TraceLines, areCutWhereTheirPatternFindsNoRoom) {
-    const Trace trace(L"method", Trace::Lines::None);
+    const Trace trace(L"method");
     const std::wstring tail(400, L'x');
     trace.write(TraceLevel::Value, tail.c_str());
     EXPECT_EQ(lines, (Lines{"4 PKCS11Client::method" + std::string(319 - 6, 'x')})); // 6: "%ws%ws"

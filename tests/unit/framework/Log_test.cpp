@@ -140,11 +140,13 @@ TEST_F(LogTest, DumpsWithoutBytes) {
     rylogLogBin(kModule, 4, "", 0, L"empty");
     rylogLogBin(kModule, 4, nullptr, 0, L"none");
     rylogLogBin(kModule, 4, nullptr, 12, L"a lie");
+    rylogLog(kModule, 4, L"no dump");
     const std::vector<std::string> all = lines();
-    ASSERT_EQ(all.size(), 3U);
+    ASSERT_EQ(all.size(), 4U);
     EXPECT_EQ(parse(all[0]).bytes, "");
-    EXPECT_EQ(parse(all[1]).bytes, "none");
-    EXPECT_EQ(parse(all[2]).bytes, "none");
+    EXPECT_EQ(parse(all[1]).bytes, "");
+    EXPECT_EQ(parse(all[2]).bytes, "");
+    EXPECT_EQ(parse(all[3]).bytes, "none");
 }
 
 TEST_F(LogTest, TextLineIsReadable) {

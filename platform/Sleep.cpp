@@ -1,0 +1,7 @@
+#include "platform/Sleep.h"
+
+#include <thread>
+
+void platform::sleepFor(std::chrono::milliseconds duration) {
+    std::this_thread::sleep_for(duration);
+}
