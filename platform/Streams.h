@@ -46,10 +46,12 @@ private:
 void keepStandardOutput() noexcept;
 
 /// Writes UTF-8 text to what was standard output, at once. False when it cannot take it (a closed pipe, a full disk)
-/// or when keepStandardOutput has not been called.
+/// when a library has closed it and opened a file of its own in its place, or when keepStandardOutput has not been
+/// called.
 [[nodiscard]] bool writeResult(const char* text, std::size_t length) noexcept;
 
-/// Writes UTF-8 text to standard error, at once. Failures are ignored: there is nowhere left to tell them.
+/// Writes UTF-8 text to what keepStandardOutput found as standard error, at once. Failures are ignored: there is
+/// nowhere left to tell them.
 void writeMessage(const char* text, std::size_t length) noexcept;
 
 } // namespace platform

@@ -120,12 +120,14 @@ bool OutputFile::open(const char* path) noexcept {
     }
     m_isOwned = std::strcmp(path, "-") != 0 && std::strcmp(path, "/dev/stderr") != 0;
     m_handle = m_isOwned ? openForAppend(path) : standardError();
+    m_identity = platform::FileIdentity(m_handle);
     return isOpen();
 }
 
 void OutputFile::write(const char* line, std::size_t length) noexcept {
+    const bool isOurs = m_identity.isStill(m_handle);
     while (length != 0) {
-        const std::size_t written = writeSome(m_handle, line, length);
+        const std::size_t written = !isOurs ? 0 : writeSome(m_handle, line, length);
         if (written == 0) {
             m_isIncomplete = m_isOwned;
             return;
@@ -136,7 +138,7 @@ void OutputFile::write(const char* line, std::size_t length) noexcept {
 }
 
 void OutputFile::close() noexcept {
-    if (isOpen() && m_isOwned) {
+    if (isOpen() && m_isOwned && m_identity.isStill(m_handle)) {
         closeHandle(m_handle);
     }
     m_handle = kClosed;

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string>
 
+#include "platform/FileIdentity.h"
+
 namespace Ry::log {
 
 /// A file that whole lines are appended to, also when other processes append to it. It stays open to the end of the
@@ -23,7 +25,8 @@ public:
     /// Whether something could not be written since the file was opened; never of standard error.
     [[nodiscard]] bool isIncomplete() const noexcept { return m_isIncomplete; }
 
-    /// One system call where the system takes the line as a whole. What cannot be written is lost.
+    /// One system call where the system takes the line as a whole. What cannot be written is lost; so is what would go
+    /// into the file of a library that has closed this one.
     void write(const char* line, std::size_t length) noexcept;
 
 private:
@@ -33,6 +36,7 @@ private:
 
     // A descriptor, or a HANDLE, whose value for "none" is -1 too.
     std::ptrdiff_t m_handle = kClosed;
+    platform::FileIdentity m_identity;
     bool m_isOwned = false;
     bool m_isIncomplete = false;
 };

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "platform/FileIdentity.h"
 #include "platform/posix/WaitForInput.h"
 
 namespace platform {
@@ -13,6 +14,8 @@ namespace platform {
 namespace {
 
 int g_results = -1;
+FileIdentity g_resultsIdentity;
+FileIdentity g_errorsIdentity;
 int g_input = -1;
 
 bool writeAll(int descriptor, const char* text, std::size_t length) noexcept {
@@ -110,14 +113,17 @@ void keepStandardOutput() noexcept {
         g_results = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     }
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    g_resultsIdentity = FileIdentity(g_results);
+    g_errorsIdentity = FileIdentity(STDERR_FILENO);
 }
 
 bool writeResult(const char* text, std::size_t length) noexcept {
-    return g_results >= 0 && writeAll(g_results, text, length);
+    return g_resultsIdentity.isStill(g_results) && writeAll(g_results, text, length);
 }
 
 void writeMessage(const char* text, std::size_t length) noexcept {
-    [[maybe_unused]] const bool written = writeAll(STDERR_FILENO, text, length);
+    [[maybe_unused]] const bool written =
+        g_errorsIdentity.isStill(STDERR_FILENO) && writeAll(STDERR_FILENO, text, length);
 }
 
 } // namespace platform

@@ -13,6 +13,9 @@
 #include "zel/ClientOperationExecutor.h"
 #include "zel/Export.h"
 
+/// Closes all descriptors from 3 on, and opens the file in the place of each.
+void takeDescriptors(const std::string& file);
+
 namespace {
 
 using Zel::Parameter;
@@ -169,6 +172,8 @@ private:
             for (int i = std::stoi(narrow(value)); i > 0; --i) {
                 rylogLog(L"DOUBLE", 1, L"PKCS11Client::signData : C_Logout 0x30 : failed");
             }
+        } else if (id.compare(L"TAKE") == 0) {
+            takeDescriptors(narrow(value));
         } else if (id.compare(L"NULL") == 0) {
             return false;
         } else if (id.compare(L"LONE") == 0) {

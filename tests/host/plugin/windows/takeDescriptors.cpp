@@ -1,0 +1,3 @@
+#include <string>
+
+void takeDescriptors(const std::string&) {}
