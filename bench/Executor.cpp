@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "host/plugin/Texts.h"
+#include "host/scripts/Parameters.h"
 
 namespace bench {
 
