@@ -8,18 +8,6 @@
 #include "util/Texts.h"
 #include "util/Trace.h"
 
-SecretBuffer StoredData::bytes() const {
-    return isBase64 ? TStringB642Binary(value) : TStringHex2Binary(value);
-}
-
-Zel::TString StoredData::internalForm() const {
-    if (!isBase64) {
-        return value;
-    }
-    const SecretBuffer decoded = bytes();
-    return Binary2TStringHex(decoded.data(), decoded.size());
-}
-
 void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
                                      const Zel::Vector<Zel::Parameter>* runtime) {
     try {
@@ -36,17 +24,6 @@ void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
 }
 
 void AccessValues::readForOperation(const Zel::Vector<Zel::Parameter>* params) {
-    readAndCommit(params);
-    m_isOperationRead = true;
-}
-
-void AccessValues::readForScript(const Zel::Vector<Zel::Parameter>* params) {
-    if (!m_isOperationRead || Trace::isAnyoneListening()) {
-        readAndCommit(params);
-    }
-}
-
-void AccessValues::readAndCommit(const Zel::Vector<Zel::Parameter>* params) {
     try {
         readParameters(params);
     } catch (const std::bad_alloc&) {
@@ -74,7 +51,8 @@ void AccessValues::readParameters(const Zel::Vector<Zel::Parameter>* params) {
 void AccessValues::readParameter(const Zel::Parameter& parameter) {
     const Zel::TString& id = parameter.getId();
     const auto give = [&parameter](Pin& pin) {
-        pin.given = getValueFromEncoding(parameter);
+        const Zel::TString text = getValueFromEncoding(parameter);
+        pin.given = {TStringHex2Binary(text), text.empty(), CKU_USER};
         pin.isGiven = true;
     };
     if (equals(id, L"readerName")) {
@@ -96,8 +74,7 @@ void AccessValues::readParameter(const Zel::Parameter& parameter) {
     } else if (equals(id, L"KEYID")) {
         m_tsKeyId = getValueFromEncoding(parameter);
     } else if (equals(id, L"DATA")) {
-        const bool isBase64 = parameter.getEncodingEnum() == Zel::ParameterEncoding::Base64;
-        m_tsDataToSign = {isBase64 ? parameter.getValue() : getValueFromEncoding(parameter), isBase64};
+        m_tsDataToSign = getValueFromEncoding(parameter);
     }
 }
 
@@ -113,7 +90,7 @@ void AccessValues::readUserType(const Zel::TString& value) {
     }
 }
 
-void AccessValues::commitPins(bool forOperation) {
+void AccessValues::commitPins(bool forOperation) noexcept {
     for (Pin* pin : {&m_pin, &m_oldPin, &m_newPin}) {
         pin->commit(m_userType, forOperation);
     }
@@ -121,42 +98,33 @@ void AccessValues::commitPins(bool forOperation) {
 
 void AccessValues::forgetGivenPins() noexcept {
     for (Pin* pin : {&m_pin, &m_oldPin, &m_newPin}) {
-        pin->given.clear();
+        pin->given = {};
         pin->isGiven = false;
     }
 }
 
-void AccessValues::Pin::commit(CK_USER_TYPE role, bool forOperation) {
+void AccessValues::Pin::commit(CK_USER_TYPE role, bool forOperation) noexcept {
     if (!isGiven) {
         return;
     }
     hasOfficers = forOperation && role == CKU_SO;
-    StoredPin& target = hasOfficers ? officers : stored;
-    // Moved, so that this cannot fail and no PIN is left behind.
-    target.value = std::move(given);
-    target.role = role;
+    given.role = role;
+    (hasOfficers ? officers : stored) = std::move(given);
     isGiven = false;
 }
 
-void AccessValues::Pin::endOperation() {
-    officers.value.clear();
-    hasOfficers = false;
-}
-
-void AccessValues::endOperation() {
-    m_isOperationRead = false;
+void AccessValues::endOperation() noexcept {
     for (Pin* pin : {&m_pin, &m_oldPin, &m_newPin}) {
-        pin->endOperation();
+        pin->officers = {};
+        pin->hasOfficers = false;
     }
 }
 
-const Zel::TString& AccessValues::userPin() const {
-    static const Zel::TString none;
-    return m_pin.stored.role == CKU_USER ? m_pin.stored.value : none;
+std::span<const std::uint8_t> AccessValues::userPin() const {
+    return m_pin.stored.role == CKU_USER ? m_pin.stored.bytes.bytes() : std::span<const std::uint8_t>();
 }
 
-void AccessValues::storeUserPin(Zel::TString pin) noexcept {
-    m_pin.stored.value = std::move(pin);
-    m_pin.stored.role = CKU_USER;
+void AccessValues::storeUserPin(SecretBuffer pin) noexcept {
+    m_pin.stored = {std::move(pin), false, CKU_USER};
     m_userType = CKU_USER;
 }

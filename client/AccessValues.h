@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "cryptoki/cryptoki.h"
 #include "text/SecretBuffer.h"
 #include "zel/Parameter.h"
@@ -10,20 +12,11 @@
 inline constexpr CK_ULONG kAuthTypeNotGiven = static_cast<CK_ULONG>(-1);
 inline constexpr CK_ULONG kAuthTypeStatic = 1;
 
-/// A PIN (hexadecimal text) and the role that it was given for; no PIN is ever used for another one.
+/// A PIN and the role that it was given for; no PIN is ever used for another one.
 struct StoredPin {
-    Zel::TString value;
+    SecretBuffer bytes;  ///< null when nothing was given, or a text that is not hexadecimal
+    bool isEmpty = true; ///< no text was given, or an empty one
     CK_USER_TYPE role = CKU_USER;
-};
-
-/// Data to sign. What came as Base64 stays so until it is used: it may be long, and the host's text is shared.
-struct StoredData {
-    Zel::TString value; ///< Base64, or in internal form
-    bool isBase64 = false;
-
-    /// Null when there is none, or none that decodes.
-    [[nodiscard]] SecretBuffer bytes() const;
-    [[nodiscard]] Zel::TString internalForm() const;
 };
 
 /// What the host gave to work with: reader name, PINs, role, algorithm, key, data. Values stay until they are
@@ -39,27 +32,24 @@ public:
     /// (std::bad_alloc) the PINs of the call are not: nobody knows yet whose they are.
     void readForInitialize(const Zel::Vector<Zel::Parameter>* access, const Zel::Vector<Zel::Parameter>* runtime);
     void readForOperation(const Zel::Vector<Zel::Parameter>* params);
-    /// The same from within a script. Of parameters that the operation has read already it only repeats the lines of
-    /// the trace, so that nothing is done when nobody listens.
-    void readForScript(const Zel::Vector<Zel::Parameter>* params);
-    /// Forgets the officer's PINs that the operation brought, and that its parameters have been read.
-    void endOperation();
+    /// Forgets the officer's PINs that the operation brought.
+    void endOperation() noexcept;
 
     /// The PIN to use where a script was given none: the operation's own for the officer, else the stored one.
     [[nodiscard]] const StoredPin& accessPin() const { return m_pin.current(); }
     [[nodiscard]] const StoredPin& accessOldPin() const { return m_oldPin.current(); }
     [[nodiscard]] const StoredPin& accessNewPin() const { return m_newPin.current(); }
-    /// The stored user PIN; the empty text when there is none, or only the officer's.
-    [[nodiscard]] const Zel::TString& userPin() const;
+    /// The stored user PIN; no bytes when there is none, or only the officer's.
+    [[nodiscard]] std::span<const std::uint8_t> userPin() const;
     /// Keeps a user PIN that the token has accepted; the role is the user's from now on.
-    void storeUserPin(Zel::TString pin) noexcept;
+    void storeUserPin(SecretBuffer pin) noexcept;
 
     [[nodiscard]] CK_USER_TYPE userType() const { return m_userType; }
     [[nodiscard]] CK_ULONG authType() const { return m_authType; }
     [[nodiscard]] const Zel::TString& currentReader() const { return m_tsCurrentReader; }
     [[nodiscard]] const Zel::TString& algoId() const { return m_tsAlgoId; }
     [[nodiscard]] const Zel::TString& keyId() const { return m_tsKeyId; }
-    [[nodiscard]] const StoredData& dataToSign() const { return m_tsDataToSign; }
+    [[nodiscard]] const Zel::TString& dataToSign() const { return m_tsDataToSign; }
 
 private:
     /// One of the PINs: stored, and for the operation under way.
@@ -67,29 +57,26 @@ private:
         StoredPin stored;
         StoredPin officers; ///< brought by the operation under way
         bool hasOfficers = false;
-        Zel::TString given; ///< read just now, its role not known yet
+        StoredPin given; ///< read just now, its role not known yet
         bool isGiven = false;
 
         [[nodiscard]] const StoredPin& current() const { return hasOfficers ? officers : stored; }
-        void commit(CK_USER_TYPE role, bool forOperation);
-        void endOperation();
+        void commit(CK_USER_TYPE role, bool forOperation) noexcept;
     };
 
     void readParameters(const Zel::Vector<Zel::Parameter>* params);
     void readParameter(const Zel::Parameter& parameter);
     void readUserType(const Zel::TString& value);
-    void readAndCommit(const Zel::Vector<Zel::Parameter>* params);
-    void commitPins(bool forOperation);
+    void commitPins(bool forOperation) noexcept;
     void forgetGivenPins() noexcept;
 
-    bool m_isOperationRead = false; ///< the operation under way has read its parameters
     Zel::TString m_tsCurrentReader;
     Pin m_pin;
     Pin m_oldPin;
     Pin m_newPin;
     CK_USER_TYPE m_userType = CKU_USER;
     CK_ULONG m_authType = kAuthTypeNotGiven;
-    StoredData m_tsDataToSign;
+    Zel::TString m_tsDataToSign;
     Zel::TString m_tsKeyId;
     Zel::TString m_tsAlgoId;
 };

@@ -14,7 +14,7 @@ void traceAccessValues(const Trace& trace, const AccessValues& access) {
     trace.write(TraceLevel::Value, L": m_tsCurrentReader=%ws", access.currentReader());
     trace.write(TraceLevel::Value, L": m_tsAlgoId=%ws", access.algoId());
     trace.write(TraceLevel::Value, L": m_tsKeyId=%ws", access.keyId());
-    trace.write(TraceLevel::Value, L": m_tsDataToSign=%ws", access.dataToSign().internalForm());
+    trace.write(TraceLevel::Value, L": m_tsDataToSign=%ws", access.dataToSign());
 }
 
 } // namespace

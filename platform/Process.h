@@ -1,9 +1,10 @@
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "text/Wiped.h"
 
 namespace platform {
 
@@ -11,9 +12,10 @@ namespace platform {
 /// that knows them better than main does is asked instead.
 [[nodiscard]] std::vector<std::string> commandLineArguments(int argc, char** argv);
 
-/// Copies the value of an environment variable as UTF-8, without terminator, into `target` of `room` bytes. Returns
-/// its length, also when it does not fit (then nothing is written) or `target` is null; nothing when it is not set.
-[[nodiscard]] std::optional<std::size_t> environmentVariable(const char* name, char* target, std::size_t room) noexcept;
+/// The value of an environment variable as UTF-8, which may be a secret. Nothing when the variable is not set, and on
+/// Linux in a process that runs with more rights than its user has (set-user-ID, capabilities of its file): an ordinary
+/// user must not make it load or write a file. Throws std::bad_alloc.
+[[nodiscard]] std::optional<WipedBytes> environmentVariable(const char* name);
 
 /// Overwrites the value of an environment variable, in every copy that the runtime keeps, and removes it.
 void removeEnvironmentVariable(const char* name) noexcept;

@@ -1,20 +1,16 @@
 #include "platform/StandardOutput.h"
 
 #include <cstdio>
-#include <cwchar>
 #include <exception>
 #include <string>
 
-#include "platform/Encoding.h"
+#include "text/Utf8.h"
 
 namespace platform {
 
 void writeStandardOutput(const wchar_t* text) noexcept {
     try {
-        const std::size_t length = std::wcslen(text);
-        std::string line(wideToUtf8(text, length, nullptr, 0), '\0');
-        static_cast<void>(wideToUtf8(text, length, line.data(), line.size()));
-        line += '\n';
+        const std::string line = text::toUtf8(text) + '\n';
         std::fwrite(line.data(), 1, line.size(), stdout);
         std::fflush(stdout);
     } catch (const std::exception&) {

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "text/Wiped.h"
+
 /// Bytes that may be a secret (PIN, key component, decoded parameter value): move-only, unprintable, overwritten with
 /// zeros over their whole capacity before the memory goes. A zero byte always stands behind the last one. A buffer that
 /// was never given memory is null, which decoders use to say "not decodable"; a buffer of size 0 is not null.
@@ -17,38 +19,33 @@ public:
     explicit SecretBuffer(std::size_t size);
     SecretBuffer(const SecretBuffer&) = delete;
     SecretBuffer& operator=(const SecretBuffer&) = delete;
-    SecretBuffer(SecretBuffer&& other) noexcept;
-    SecretBuffer& operator=(SecretBuffer&& other) noexcept;
-    ~SecretBuffer() {
-        // A template holds many that were never given memory.
-        if (!isNull()) {
-            clear();
-        }
-    }
+    SecretBuffer(SecretBuffer&& other) noexcept = default;
+    SecretBuffer& operator=(SecretBuffer&& other) noexcept = default;
+    ~SecretBuffer() = default;
 
-    /// As the constructor, but the bytes are not set: for a caller that fills them all, or truncates to what it filled.
-    [[nodiscard]] static SecretBuffer unfilled(std::size_t size);
+    /// Never null. Throws std::bad_alloc.
     [[nodiscard]] static SecretBuffer copyOf(std::span<const std::uint8_t> bytes);
     /// As the constructor, but a null buffer when there is no memory or `size` is above kLargestTry: for sizes that a
     /// module chose.
     [[nodiscard]] static SecretBuffer tryAllocate(std::size_t size) noexcept;
 
-    [[nodiscard]] bool isNull() const noexcept { return m_pBytes == nullptr; }
+    [[nodiscard]] bool isNull() const noexcept { return m_bytes.empty(); }
     /// Null or without bytes.
-    [[nodiscard]] bool isEmpty() const noexcept { return m_size == 0; }
-    [[nodiscard]] std::uint8_t* data() noexcept { return m_pBytes; }
-    [[nodiscard]] const std::uint8_t* data() const noexcept { return m_pBytes; }
-    [[nodiscard]] std::size_t size() const noexcept { return m_size; }
-    [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept { return {m_pBytes, m_size}; }
+    [[nodiscard]] bool isEmpty() const noexcept { return size() == 0; }
+    /// Null for a null buffer.
+    [[nodiscard]] std::uint8_t* data() noexcept { return isNull() ? nullptr : m_bytes.data(); }
+    [[nodiscard]] const std::uint8_t* data() const noexcept { return isNull() ? nullptr : m_bytes.data(); }
+    [[nodiscard]] std::size_t size() const noexcept { return isNull() ? 0 : m_bytes.size() - 1; }
+    [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept { return {data(), size()}; }
     /// The number of bytes before the first zero byte.
     [[nodiscard]] std::size_t textLength() const noexcept;
 
     /// Shortens to `size` bytes and wipes the rest; a larger size changes nothing.
     void truncate(std::size_t size) noexcept;
-    void clear() noexcept;
+    void clear() noexcept { m_bytes = Bytes(); }
 
 private:
-    std::uint8_t* m_pBytes = nullptr;
-    std::size_t m_size = 0;
-    std::size_t m_capacity = 0;
+    using Bytes = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
+
+    Bytes m_bytes; ///< and the zero byte; empty when null
 };

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cwchar>
 #include <string>
 
-namespace Zel::text {
+namespace text {
 namespace {
 
 constexpr int kLargestNumber = 4096;
@@ -120,7 +119,8 @@ const wchar_t* parseLength(const wchar_t* at, Length& length) noexcept {
     }
 }
 
-const wchar_t* parseFlagsAndNumbers(const wchar_t* at, Conversion& conversion, Arguments& arguments) noexcept {
+/// `at` stands behind the percent sign; returns the position of the conversion's letter.
+const wchar_t* parse(const wchar_t* at, Conversion& conversion, Arguments& arguments) noexcept {
     at = parseNumber(parseFlags(at, conversion), conversion.width, arguments);
     if (conversion.width < 0) {
         conversion.isLeft = true;
@@ -129,15 +129,6 @@ const wchar_t* parseFlagsAndNumbers(const wchar_t* at, Conversion& conversion, A
     if (*at == L'.') {
         at = parseNumber(at + 1, conversion.precision, arguments);
         conversion.precision = std::max(conversion.precision, kNone);
-    }
-    return at;
-}
-
-/// `at` stands behind the percent sign; returns the position of the conversion's letter.
-const wchar_t* parse(const wchar_t* at, Conversion& conversion, Arguments& arguments) noexcept {
-    // What stands before the letters, which few conversions have, comes before them in ASCII, too.
-    if (*at < L'A') {
-        at = parseFlagsAndNumbers(at, conversion, arguments);
     }
     at = parseLength(at, conversion.length);
     conversion.type = *at;
@@ -253,12 +244,8 @@ std::size_t textLength(const Character* text, int precision) noexcept {
     return length;
 }
 
-const wchar_t* shownText(const wchar_t* text) noexcept {
-    return text == nullptr ? L"(null)" : text;
-}
-
 void writeText(Writer& writer, const Conversion& conversion, const wchar_t* text) noexcept {
-    const wchar_t* const shown = shownText(text);
+    const wchar_t* const shown = text == nullptr ? L"(null)" : text;
     writePadded(writer, conversion, shown, textLength(shown, conversion.precision));
 }
 
@@ -321,13 +308,6 @@ std::size_t formatWide(wchar_t* target, std::size_t room, const wchar_t* format,
         if (*start == 0) {
             break;
         }
-        // Most of a trace's conversions; the general way would cost several times as much.
-        if (start[1] == L'w' && start[2] == L's') {
-            const wchar_t* const text = shownText(va_arg(shared.list, const wchar_t*));
-            writer.write(text, std::wcslen(text));
-            at = start + 3;
-            continue;
-        }
         Conversion conversion;
         const wchar_t* const letter = parse(start + 1, conversion, shared);
         at = *letter == 0 ? letter : letter + 1;
@@ -339,4 +319,4 @@ std::size_t formatWide(wchar_t* target, std::size_t room, const wchar_t* format,
     return writer.length();
 }
 
-} // namespace Zel::text
+} // namespace text

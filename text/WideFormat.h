@@ -1,9 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 
-namespace Zel::text {
+#include "text/WipedBuffer.h"
+
+namespace text {
 
 /// The one formatter behind TString and the log: Windows wide formats, the same on every system and in every locale.
 ///
@@ -18,4 +21,20 @@ namespace Zel::text {
 /// system's: 32 bits on Windows, 64 on Linux.
 std::size_t formatWide(wchar_t* target, std::size_t room, const wchar_t* format, va_list arguments) noexcept;
 
-} // namespace Zel::text
+/// The same into an empty buffer, which has failed afterwards when there is no memory.
+template <std::size_t kInlineRoom>
+void formatWide(WipedBuffer<wchar_t, kInlineRoom>& buffer, const wchar_t* format, va_list arguments) noexcept {
+    wchar_t* target = buffer.reserve(kInlineRoom);
+    const std::size_t length = formatWide(target, kInlineRoom, format, arguments);
+    buffer.commit(target + std::min(length, kInlineRoom));
+    if (length <= kInlineRoom) {
+        return;
+    }
+    buffer.clear();
+    target = buffer.reserve(length);
+    if (target != nullptr) {
+        buffer.commit(target + formatWide(target, length, format, arguments));
+    }
+}
+
+} // namespace text

@@ -2,5 +2,5 @@
 
 [[gnu::noinline]] void wipeUnusedStack() noexcept {
     char room[std::size_t{256} << 10];
-    platform::secureZero(room, sizeof room);
+    text::secureZero(room, sizeof room);
 }

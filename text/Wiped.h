@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
 
 /// Memory that is overwritten over its whole capacity before it is given back, also when a container grows.
 template <class T>
@@ -17,7 +17,7 @@ struct WipingAllocator {
 
     [[nodiscard]] T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
     void deallocate(T* block, std::size_t count) noexcept {
-        platform::secureZero(static_cast<void*>(block), count * sizeof(T));
+        text::secureZero(static_cast<void*>(block), count * sizeof(T));
         std::allocator<T>().deallocate(block, count);
     }
 

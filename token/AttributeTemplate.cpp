@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
 
 AttributeTemplate::AttributeTemplate(std::size_t capacity, std::initializer_list<CK_ATTRIBUTE_TYPE> presetTypes)
     : m_capacity(std::min(capacity, kCapacity)) {
@@ -10,7 +10,7 @@ AttributeTemplate::AttributeTemplate(std::size_t capacity, std::initializer_list
 }
 
 AttributeTemplate::~AttributeTemplate() {
-    platform::secureZero(m_scalars.data(), m_count * sizeof(CK_ULONG));
+    text::secureZero(m_scalars.data(), m_count * sizeof(CK_ULONG));
 }
 
 void AttributeTemplate::setBoolean(CK_ATTRIBUTE_TYPE type, bool value) {

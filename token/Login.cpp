@@ -1,5 +1,5 @@
+#include "text/SecretBuffer.h"
 #include "token/Session.h"
-#include "util/Conversions.h"
 
 namespace {
 
@@ -20,11 +20,11 @@ AuthenticatedUser userOf(CK_STATE state) {
 
 } // namespace
 
-CK_RV Session::loginAsUser(const Zel::TString& pin, bool& loggedIn) {
+CK_RV Session::loginAsUser(std::span<const std::uint8_t> pin, bool& loggedIn) {
     return traced(L"loginAsUser", [&](const Trace& trace) { return login(trace, pin, loggedIn); });
 }
 
-CK_RV Session::login(const Trace& trace, const Zel::TString& pin, bool& loggedIn) {
+CK_RV Session::login(const Trace& trace, std::span<const std::uint8_t> pin, bool& loggedIn) {
     loggedIn = false;
     CK_RV rv = openSession(CKF_RW_SESSION, false);
     if (rv != CKR_OK) {
@@ -74,12 +74,12 @@ CK_RV Session::readUser(const Trace& trace, AuthenticatedUser& user) const {
     return CKR_OK;
 }
 
-CK_RV Session::loginWithPin(const Trace& trace, const Zel::TString& pin) {
-    SecretBuffer bytes = TStringHex2Binary(pin);
-    if (bytes.isEmpty()) {
+CK_RV Session::loginWithPin(const Trace& trace, std::span<const std::uint8_t> pin) {
+    if (pin.empty()) {
         trace.failure(L" : no PIN Found");
         return CKR_FUNCTION_FAILED;
     }
+    SecretBuffer bytes = SecretBuffer::copyOf(pin); // for a module may write into what it is given
     trace.write(TraceLevel::Call, L" : C_Login");
     trace.input(L"hSession", m_hSession);
     trace.write(TraceLevel::Value, L": --> CKU_USER");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "token/CryptokiCall.h"
 #include "zel/TString.h"
 
@@ -37,8 +39,8 @@ public:
     /// CKR_OK when none was open. Afterwards none is, whatever the result.
     [[nodiscard]] CK_RV closeSession();
     /// On CKR_OK a read/write session is open and the normal user is logged in on it. `loggedIn` is true only when this
-    /// call did that. `pin` is hexadecimal text; one that is empty or does not decode is no PIN: CKR_FUNCTION_FAILED.
-    [[nodiscard]] CK_RV loginAsUser(const Zel::TString& pin, bool& loggedIn);
+    /// call did that. Without a PIN: CKR_FUNCTION_FAILED.
+    [[nodiscard]] CK_RV loginAsUser(std::span<const std::uint8_t> pin, bool& loggedIn);
     /// Whether the token says that the next wrong PIN locks it. `flag` is CKF_USER_PIN_FINAL_TRY or
     /// CKF_SO_PIN_FINAL_TRY; any other gives false.
     [[nodiscard]] CK_RV isLastTry(CK_FLAGS flag, bool& lastTry) const;
@@ -64,11 +66,11 @@ public:
 private:
     [[nodiscard]] CK_RV close(const Trace& trace);
     [[nodiscard]] CK_RV inspectOpenSession(const Trace& trace, CK_FLAGS flags);
-    [[nodiscard]] CK_RV login(const Trace& trace, const Zel::TString& pin, bool& loggedIn);
+    [[nodiscard]] CK_RV login(const Trace& trace, std::span<const std::uint8_t> pin, bool& loggedIn);
     [[nodiscard]] CK_RV getAuthicatedUser(AuthenticatedUser& user) const;
     [[nodiscard]] CK_RV readUser(const Trace& trace, AuthenticatedUser& user) const;
     [[nodiscard]] CK_RV readLastTry(const Trace& trace, CK_FLAGS flag, bool& lastTry) const;
-    [[nodiscard]] CK_RV loginWithPin(const Trace& trace, const Zel::TString& pin);
+    [[nodiscard]] CK_RV loginWithPin(const Trace& trace, std::span<const std::uint8_t> pin);
 
     const Cryptoki& m_module;
     CK_SLOT_ID m_ulSlotID = kNoSlot;

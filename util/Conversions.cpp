@@ -1,62 +1,36 @@
 #include "util/Conversions.h"
 
-#include <array>
 #include <cstring>
 #include <limits>
 #include <new>
-#include <optional>
 #include <string_view>
 
-#include "platform/Encoding.h"
-#include "platform/SecureZero.h"
 #include "ry/rylog.h"
+#include "text/Base64.h"
+#include "text/Hexadecimal.h"
+#include "text/Utf8.h"
 
 namespace {
 
+using Content = Zel::TString::Content;
+
 constexpr std::uint32_t kNotDecodable = 0xFFFFFFFF;
+/// As long as a TString can be.
+constexpr auto kLongestText = static_cast<std::size_t>(std::numeric_limits<int>::max()) / sizeof(wchar_t);
 
-/// Room for wide text on its way into a TString, which cannot be written into. Wiped, for the text may be a secret;
-/// texts up to the Base64 of a 4096-bit signature need no heap.
-class WideText {
-public:
-    /// Room for `length` characters. Throws std::bad_alloc, also for a text longer than a TString can be.
-    explicit WideText(std::size_t length) {
-        if (length > static_cast<std::size_t>(std::numeric_limits<int>::max()) / sizeof(wchar_t)) {
-            throw std::bad_alloc();
-        }
-        m_length = length;
-        if (length > m_short.size()) {
-            m_long = SecretBuffer::unfilled(length * sizeof(wchar_t));
-            m_pText = reinterpret_cast<wchar_t*>(m_long.data());
-        }
+/// A text of `length` characters, set in their place by `write`. Throws std::bad_alloc, also for one that is too long.
+template <class Write>
+Zel::TString makeText(std::size_t length, Zel::TString::Content content, Write write) {
+    if (length > kLongestText) {
+        throw std::bad_alloc();
     }
-    WideText(const WideText&) = delete;
-    WideText& operator=(const WideText&) = delete;
-    ~WideText() {
-        if (m_long.isNull()) {
-            platform::secureZero(m_pText, m_length * sizeof(wchar_t));
-        }
-    }
+    Zel::TString text;
+    write(text.fill(length, content));
+    return text;
+}
 
-    [[nodiscard]] wchar_t* data() noexcept { return m_pText; }
-    [[nodiscard]] Zel::TString take(std::size_t length) const { return {m_pText, static_cast<int>(length)}; }
-
-private:
-    std::array<wchar_t, 700> m_short;
-    SecretBuffer m_long;
-    wchar_t* m_pText = m_short.data();
-    std::size_t m_length = 0;
-};
-
-using Decoder = std::optional<std::size_t> (*)(const wchar_t*, std::size_t, std::uint8_t*, std::size_t) noexcept;
-
-SecretBuffer decode(const Zel::TString& text, std::uint32_t* length, Decoder decoder) {
-    // No encoding has fewer characters than bytes: enough room at once saves a pass.
-    SecretBuffer bytes = SecretBuffer::unfilled(text.length());
-    const std::optional<std::size_t> count = decoder(text.data(), text.length(), bytes.data(), bytes.size());
-    if (count && *count < kNotDecodable) {
-        bytes.truncate(*count);
-    } else {
+SecretBuffer withLength(SecretBuffer bytes, std::uint32_t* length) {
+    if (bytes.size() >= kNotDecodable) {
         bytes.clear();
     }
     if (length != nullptr) {
@@ -66,16 +40,17 @@ SecretBuffer decode(const Zel::TString& text, std::uint32_t* length, Decoder dec
 }
 
 SecretBuffer toUtf8(std::wstring_view wide) {
-    SecretBuffer utf8 = SecretBuffer::unfilled(platform::wideToUtf8(wide.data(), wide.size(), nullptr, 0));
+    SecretBuffer utf8(text::wideToUtf8(wide.data(), wide.size(), nullptr, 0));
     auto* const target = reinterpret_cast<char*>(utf8.data());
-    utf8.truncate(platform::wideToUtf8(wide.data(), wide.size(), target, utf8.size()));
+    utf8.truncate(text::wideToUtf8(wide.data(), wide.size(), target, utf8.size()));
     return utf8;
 }
 
 Zel::TString toText(std::string_view utf8) {
-    const std::size_t needed = platform::utf8ToWide(utf8.data(), utf8.size(), nullptr, 0);
-    WideText wide(needed);
-    return wide.take(platform::utf8ToWide(utf8.data(), utf8.size(), wide.data(), needed));
+    const std::size_t length = text::utf8ToWide(utf8.data(), utf8.size(), nullptr, 0);
+    return makeText(length, Content::Secret, [&](wchar_t* target) {
+        static_cast<void>(text::utf8ToWide(utf8.data(), utf8.size(), target, length));
+    });
 }
 
 Zel::TString hexOfUtf8(const Zel::TString& text) {
@@ -106,32 +81,26 @@ Zel::TString getValueFromEncoding(const Zel::Parameter& parameter) {
 }
 
 SecretBuffer TStringB642Binary(const Zel::TString& text, std::uint32_t* length) {
-    return decode(text, length, platform::decodeBase64);
+    return withLength(text::decodeBase64({text.data(), text.length()}), length);
 }
 
 SecretBuffer TStringHex2Binary(const Zel::TString& text, std::uint32_t* length) {
-    return decode(text, length, platform::decodeHexadecimal);
+    return withLength(text::decodeHexadecimal({text.data(), text.length()}), length);
 }
 
 Zel::TString Binary2TStringB64(const std::uint8_t* bytes, std::size_t length) {
-    const std::size_t needed = platform::encodeBase64(bytes, length, nullptr, 0);
-    WideText text(needed);
-    return text.take(platform::encodeBase64(bytes, length, text.data(), needed));
+    return makeText(text::base64Length(length), Content::Public, [&](wchar_t* target) {
+        text::encodeBase64({bytes, length}, target);
+    });
 }
 
 Zel::TString Binary2TStringHex(const std::uint8_t* bytes, std::size_t length) {
-    static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
-    if (length > std::numeric_limits<std::size_t>::max() / 2) {
+    if (length > kLongestText) {
         throw std::bad_alloc();
     }
-    WideText text(length * 2);
-    wchar_t* target = text.data();
-    for (std::size_t i = 0; i < length; ++i) {
-        const unsigned int byte = bytes[i];
-        *target++ = kDigits[byte >> 4];
-        *target++ = kDigits[byte & 0xF];
-    }
-    return text.take(length * 2);
+    return makeText(length * 2, Content::Secret, [&](wchar_t* target) {
+        text::encodeHexadecimal({bytes, length}, target);
+    });
 }
 
 SecretBuffer TString2Utf8(const Zel::TString& text) {

@@ -20,7 +20,7 @@
 [[nodiscard]] SecretBuffer TStringB642Binary(const Zel::TString& text, std::uint32_t* length = nullptr);
 [[nodiscard]] SecretBuffer TStringHex2Binary(const Zel::TString& text, std::uint32_t* length = nullptr);
 
-/// Base64 without line breaks.
+/// Base64 without line breaks. For answers, which are public: the text is not wiped.
 [[nodiscard]] Zel::TString Binary2TStringB64(const std::uint8_t* bytes, std::size_t length);
 /// Upper-case hexadecimal, two digits a byte.
 [[nodiscard]] Zel::TString Binary2TStringHex(const std::uint8_t* bytes, std::size_t length);

@@ -42,10 +42,10 @@ public:
     /// The exit line.
     void leave() const { writeWhole(TraceLevel::Exit, kName); }
 
-    [[nodiscard]] static bool isEnabled(TraceLevel level) { return isAnyEnabled(static_cast<std::uint32_t>(level)); }
+    [[nodiscard]] static bool isEnabled(TraceLevel level) { return rylogIsEnabled(static_cast<std::uint32_t>(level)); }
 
     /// At any level.
-    [[nodiscard]] static bool isAnyoneListening() { return isAnyEnabled(~std::uint32_t{0}); }
+    [[nodiscard]] static bool isAnyoneListening() { return rylogIsEnabled(~std::uint32_t{0}); }
 
     /// The method's name with `tail` behind it: a printf-style wide format. Numbers print as 32-bit values (`%x`,
     /// `%d`, `%u`): of wider ones the low 32 bits. Texts are wide strings or TStrings (`%ws`).
@@ -101,11 +101,6 @@ private:
         static constexpr std::size_t kRoom = 320;
         wchar_t text[kRoom];
     };
-
-    /// Without a call where nobody listens, as nearly always.
-    static bool isAnyEnabled(std::uint32_t levels) {
-        return (rylogLevels->load(std::memory_order_relaxed) & levels) != 0 && rylogIsEnabled(levels);
-    }
 
     template <class T>
     static auto printable(const T& value) {

@@ -9,8 +9,8 @@
 #include "bench/Module.h"
 #include "bench/peers/peer.h"
 #include "host/plugin/Texts.h"
-#include "platform/Encoding.h"
 #include "ry/rylog.h"
+#include "text/Base64.h"
 
 // The plug-in as one peer among others. What it takes from the start of a process is measured with p11host.
 
@@ -63,7 +63,10 @@ std::size_t sign(unsigned char* signature) {
     for (std::uint32_t i = 0; i < outputs.size(); ++i) {
         const Zel::TString& value = outputs.at(i)->getValue();
         if (outputs.at(i)->getId().compare(L"SIGNEDDATA") == 0) {
-            return platform::decodeBase64(value.c_str(), value.length(), signature, kMostSignatureBytes).value_or(0);
+            const SecretBuffer bytes = text::decodeBase64({value.c_str(), value.length()});
+            peer_require(bytes.size() <= kMostSignatureBytes, "The signature's length");
+            std::copy_n(bytes.data(), bytes.size(), signature);
+            return bytes.size();
         }
     }
     return 0;

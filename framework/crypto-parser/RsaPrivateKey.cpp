@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
 
 namespace Ry {
 
@@ -14,7 +14,7 @@ RsaPrivateKey::RsaPrivateKey(const RsaComponents& components) noexcept {
 }
 
 RsaPrivateKey::~RsaPrivateKey() {
-    platform::secureZero(m_numbers.data(), sizeof m_numbers);
+    text::secureZero(m_numbers.data(), sizeof m_numbers);
 }
 
 void* RsaPrivateKey::deletingDestructor(unsigned int flags) {

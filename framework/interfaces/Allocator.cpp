@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
 
 namespace Zel {
 namespace {
@@ -36,12 +36,16 @@ void* allocate(std::size_t size) {
 }
 
 void release(void* block) noexcept {
-    if (block == nullptr) {
-        return;
+    if (block != nullptr) {
+        text::secureZero(block, (static_cast<Header*>(block) - 1)->size);
+        releasePublic(block);
     }
-    Header* const header = static_cast<Header*>(block) - 1;
-    platform::secureZero(block, header->size);
-    std::free(header);
+}
+
+void releasePublic(void* block) noexcept {
+    if (block != nullptr) {
+        std::free(static_cast<Header*>(block) - 1);
+    }
 }
 
 } // namespace Zel

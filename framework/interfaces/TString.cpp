@@ -6,12 +6,11 @@
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
-#include <iterator>
 #include <new>
 #include <string_view>
 #include <utility>
 
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
 #include "text/WideFormat.h"
 #include "zel/Allocator.h"
 
@@ -26,21 +25,9 @@ namespace {
 
 void wipe(wchar_t* text, std::size_t length) noexcept {
     if (length != 0) {
-        platform::secureZero(text, length * sizeof(wchar_t));
+        text::secureZero(text, length * sizeof(wchar_t));
     }
 }
-
-class Wiper {
-public:
-    Wiper(wchar_t* text, std::size_t length) noexcept : m_text(text), m_length(length) {}
-    Wiper(const Wiper&) = delete;
-    Wiper& operator=(const Wiper&) = delete;
-    ~Wiper() { wipe(m_text, m_length); }
-
-private:
-    wchar_t* m_text;
-    std::size_t m_length;
-};
 
 std::size_t givenLength(const wchar_t* text, int length) noexcept {
     if (text == nullptr) {
@@ -80,6 +67,7 @@ int compareLower(std::wstring_view a, std::wstring_view b) noexcept {
 /// Stands before characters on the heap. Copies of a text may belong to different threads.
 struct Owners {
     std::atomic<std::size_t> count;
+    TString::Content content;
 };
 
 Owners* ownersOf(wchar_t* characters) noexcept {
@@ -87,17 +75,18 @@ Owners* ownersOf(wchar_t* characters) noexcept {
 }
 
 /// Room for `capacity` characters and the terminator, with nothing in it yet, for one owner.
-wchar_t* newCharacters(std::size_t capacity) {
+wchar_t* newCharacters(std::size_t capacity, TString::Content content = TString::Content::Secret) {
     if (capacity >= (SIZE_MAX - sizeof(Owners)) / sizeof(wchar_t)) {
         throw std::bad_alloc();
     }
-    auto* const owners = new (allocate(sizeof(Owners) + (capacity + 1) * sizeof(wchar_t))) Owners{1};
+    auto* const owners = new (allocate(sizeof(Owners) + (capacity + 1) * sizeof(wchar_t))) Owners{1, content};
     return reinterpret_cast<wchar_t*>(owners + 1);
 }
 
 void releaseCharacters(wchar_t* characters) noexcept {
-    if (ownersOf(characters)->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        release(ownersOf(characters));
+    Owners* const owners = ownersOf(characters);
+    if (owners->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        owners->content == TString::Content::Public ? releasePublic(owners) : release(owners);
     }
 }
 
@@ -149,11 +138,22 @@ TString& TString::operator=(const wchar_t* text) {
 }
 
 void TString::clear() noexcept {
-    if (m_pData != m_inline && isOnlyOwner()) {
+    if (m_pData != m_inline && mayWrite()) {
         setLength(0); // keeps the room
     } else {
         dispose();
     }
+}
+
+wchar_t* TString::fill(std::size_t length, Content content) {
+    dispose();
+    if (length > kInlineCapacity) {
+        m_pData = newCharacters(length, content);
+        m_capacity = length;
+        m_pData[length] = 0;
+    }
+    m_length = length;
+    return m_pData;
 }
 
 int TString::compare(const TString& other) const noexcept {
@@ -234,7 +234,7 @@ void TString::dispose() noexcept {
     if (m_pData == m_inline) {
         if (m_length != 0) {
             // All of it: a fixed number of characters is wiped faster than a few.
-            platform::secureZero(m_inline, sizeof m_inline);
+            text::secureZero(m_inline, sizeof m_inline);
             m_length = 0;
         }
         return;
@@ -262,8 +262,11 @@ void TString::copy(const TString& other) noexcept {
     m_capacity = other.m_capacity;
 }
 
-bool TString::isOnlyOwner() const noexcept {
-    return m_pData == m_inline || ownersOf(m_pData)->count.load(std::memory_order_acquire) == 1;
+/// Whether this text may change its characters where they stand. Public ones stay what they are: others, which may be
+/// secret, get room of their own.
+bool TString::mayWrite() const noexcept {
+    return m_pData == m_inline || (ownersOf(m_pData)->content == Content::Secret &&
+                                   ownersOf(m_pData)->count.load(std::memory_order_acquire) == 1);
 }
 
 void TString::take(TString& other) noexcept {
@@ -296,7 +299,7 @@ void TString::setLength(std::size_t length) noexcept {
 }
 
 void TString::replace(const wchar_t* text, std::size_t length) {
-    if (length > m_capacity || !isOnlyOwner()) {
+    if (length > m_capacity || !mayWrite()) {
         // The characters may be this text's own: these go only after the copy.
         TString copy;
         if (length > kInlineCapacity) {
@@ -317,7 +320,7 @@ void TString::replace(const wchar_t* text, std::size_t length) {
 
 void TString::appendCharacters(const wchar_t* text, std::size_t length) {
     const std::size_t before = m_length;
-    if (length > m_capacity - before || !isOnlyOwner()) {
+    if (length > m_capacity - before || !mayWrite()) {
         // The old characters may be the ones that are added: they go only after the copy.
         TString grown;
         grown.grow(std::max(before + length, 2 * m_capacity));
@@ -332,18 +335,12 @@ void TString::appendCharacters(const wchar_t* text, std::size_t length) {
 }
 
 void TString::appendArguments(const wchar_t* wideFormat, va_list arguments) {
-    wchar_t room[256];
-    const std::size_t length = text::formatWide(room, std::size(room), wideFormat, arguments);
-    if (length <= std::size(room)) {
-        const Wiper wiper{room, length};
-        appendCharacters(room, length);
-        return;
+    text::WipedBuffer<wchar_t, 256> formatted;
+    text::formatWide(formatted, wideFormat, arguments);
+    if (formatted.hasFailed()) {
+        throw std::bad_alloc();
     }
-    wipe(room, std::size(room));
-    TString formatted;
-    formatted.grow(length);
-    formatted.m_length = text::formatWide(formatted.m_pData, length, wideFormat, arguments);
-    appendCharacters(formatted.m_pData, length);
+    appendCharacters(formatted.data(), formatted.length());
 }
 
 } // namespace Zel

@@ -1,14 +1,13 @@
 #include "framework/log/LineFormat.h"
 
 #include <algorithm>
-#include <array>
 
-#include "platform/Encoding.h"
+#include "text/Hexadecimal.h"
+#include "text/Utf8.h"
 
 namespace Ry::log {
 namespace {
 
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 constexpr std::uint32_t kLastControl = 0x9F;
 
 void appendNumber(LineBuffer& buffer, std::uint32_t number) noexcept {
@@ -19,15 +18,9 @@ void appendNumber(LineBuffer& buffer, std::uint32_t number) noexcept {
 }
 
 void appendHex(LineBuffer& buffer, const unsigned char* bytes, std::size_t length) noexcept {
-    char* target = buffer.reserve(2 * length);
-    if (target == nullptr) {
-        return;
+    if (char* const target = buffer.reserve(2 * length); target != nullptr) {
+        buffer.commit(text::encodeHexadecimal({bytes, length}, target));
     }
-    for (std::size_t i = 0; i < length; ++i) {
-        *target++ = kHexDigits[bytes[i] >> 4];
-        *target++ = kHexDigits[bytes[i] & 0x0F];
-    }
-    buffer.commit(target);
 }
 
 /// Unsigned on every system.
@@ -35,19 +28,9 @@ std::uint32_t codeOf(wchar_t character) noexcept {
     return static_cast<std::uint32_t>(character);
 }
 
-/// 1 for an ASCII character that stands for itself wherever it stands, as nearly all of a trace's do; else 0.
-constexpr std::array<std::uint8_t, 0x80> kIsPlain = [] {
-    std::array<std::uint8_t, 0x80> isPlain{};
-    for (std::size_t code = ' '; code < 0x7F; ++code) {
-        isPlain[code] = code != '"' && code != '\\' ? 1 : 0;
-    }
-    return isPlain;
-}();
-
-/// Of several at once, the answer needs one branch.
-template <class... Characters>
-bool arePlain(Characters... characters) noexcept {
-    return (codeOf(characters) | ...) < kIsPlain.size() && (kIsPlain[codeOf(characters)] & ...) != 0;
+/// An ASCII character that stands for itself wherever it stands.
+bool isPlain(wchar_t character) noexcept {
+    return character >= L' ' && character < L'\x7F' && character != L'"' && character != L'\\';
 }
 
 /// Adds the plain characters that `at` begins with; returns their end.
@@ -56,11 +39,7 @@ const wchar_t* appendPlain(LineBuffer& buffer, const wchar_t* at, const wchar_t*
     if (target == nullptr) {
         return end;
     }
-    while (end - at >= 8 && arePlain(at[0], at[1], at[2], at[3], at[4], at[5], at[6], at[7])) {
-        target = std::copy_n(at, 8, target);
-        at += 8;
-    }
-    while (at != end && arePlain(*at)) {
+    while (at != end && isPlain(*at)) {
         *target++ = static_cast<char>(*at++);
     }
     buffer.commit(target);
@@ -184,7 +163,7 @@ void appendUtf8(LineBuffer& buffer, std::wstring_view text) noexcept {
     }
     const std::size_t room = text.size() * kMostBytes;
     if (char* const place = buffer.reserve(room); place != nullptr) {
-        buffer.commit(place + platform::wideToUtf8(text.data(), text.size(), place, room));
+        buffer.commit(place + text::wideToUtf8(text.data(), text.size(), place, room));
     }
 }
 

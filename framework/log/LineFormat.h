@@ -3,10 +3,13 @@
 #include <cstdint>
 #include <string_view>
 
-#include "framework/log/LineBuffer.h"
 #include "ry/rylog.h"
+#include "text/WipedBuffer.h"
 
 namespace Ry::log {
+
+/// A line under way. It is wiped, for a trace may hold values that are to stay nowhere else.
+using LineBuffer = text::WipedBuffer<char, 2048>;
 
 /// One message as it was logged. Its texts end before their first zero, if they have one.
 struct Message {

@@ -6,7 +6,8 @@
 #include <iterator>
 #include <string>
 
-#include "platform/Encoding.h"
+#include "platform/Process.h"
+#include "text/Utf8.h"
 
 namespace Ry::log {
 namespace {
@@ -32,6 +33,11 @@ std::uint32_t threadNumber() noexcept {
 std::int64_t microsecondsNow() noexcept {
     using namespace std::chrono;
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+std::string environmentText(const char* name) {
+    const std::optional<WipedBytes> value = platform::environmentVariable(name);
+    return value ? std::string(value->begin(), value->end()) : std::string();
 }
 
 /// Decimal or 0x hexadecimal; the default for anything else.
@@ -62,7 +68,7 @@ void Log::setModuleName(const wchar_t* name) noexcept {
     }
     const std::lock_guard lock(m_mutex);
     const std::size_t room = std::size(m_moduleName) - 1;
-    m_moduleName[platform::utf8ToWide(text.data(), fittingLength(text, room), m_moduleName, room)] = 0;
+    m_moduleName[text::utf8ToWide(text.data(), fittingLength(text, room), m_moduleName, room)] = 0;
 }
 
 bool Log::setUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept {
@@ -127,9 +133,9 @@ void Log::openFromEnvironment() noexcept {
         return;
     }
     try {
-        const std::string file = environmentVariable("RYLOG_FILE");
-        const std::uint32_t levels = parseLevels(environmentVariable("RYLOG_LEVELS"));
-        const bool isJson = environmentVariable("RYLOG_FORMAT") == "json";
+        const std::string file = environmentText("RYLOG_FILE");
+        const std::uint32_t levels = parseLevels(environmentText("RYLOG_LEVELS"));
+        const bool isJson = environmentText("RYLOG_FORMAT") == "json";
         openFile(file.c_str(), levels, isJson ? RylogFormat::Json : RylogFormat::Text);
     } catch (...) {
         openFile(nullptr, 0, RylogFormat::Text);

@@ -20,9 +20,6 @@ public:
         return ((levels == kUnknown ? readEnvironment() : levels) & level) != 0;
     }
 
-    /// See rylogLevels.
-    [[nodiscard]] constexpr const std::atomic<std::uint64_t>* levels() const noexcept { return &m_levels; }
-
     void setModuleName(const wchar_t* name) noexcept;
     [[nodiscard]] bool setUp(const char* file, std::uint32_t levels, RylogFormat format) noexcept;
     [[nodiscard]] RylogFault fault() noexcept;

@@ -6,10 +6,9 @@
 #if defined(_WIN32)
 #include <windows.h>
 
-#include "platform/Encoding.h"
+#include "text/Utf8.h"
 #else
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -36,7 +35,7 @@ bool isOrdinary(HANDLE file) noexcept {
 std::ptrdiff_t openForAppend(const char* path) noexcept {
     wchar_t widePath[32768];
     const std::size_t room = std::size(widePath) - 1;
-    const std::size_t length = platform::utf8ToWide(path, std::strlen(path), widePath, room);
+    const std::size_t length = text::utf8ToWide(path, std::strlen(path), widePath, room);
     widePath[length] = 0;
     HANDLE file = CreateFileW(widePath, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
@@ -143,26 +142,5 @@ void OutputFile::close() noexcept {
     }
     m_handle = kClosed;
 }
-
-#if defined(_WIN32)
-
-std::string environmentVariable(const char* name) {
-    const std::wstring wideName(name, name + std::strlen(name));
-    std::wstring value(GetEnvironmentVariableW(wideName.c_str(), nullptr, 0), L'\0');
-    value.resize(GetEnvironmentVariableW(wideName.c_str(), value.data(), static_cast<DWORD>(value.size())));
-    std::string text(platform::wideToUtf8(value.data(), value.size(), nullptr, 0), '\0');
-    text.resize(platform::wideToUtf8(value.data(), value.size(), text.data(), text.size()));
-    return text;
-}
-
-#else
-
-std::string environmentVariable(const char* name) {
-    // What an ordinary user says must not make a privileged process write a file.
-    const char* const value = ::secure_getenv(name);
-    return value == nullptr ? std::string() : std::string(value);
-}
-
-#endif
 
 } // namespace Ry::log

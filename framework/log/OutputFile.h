@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 
 #include "platform/FileIdentity.h"
 
@@ -40,9 +39,5 @@ private:
     bool m_isOwned = false;
     bool m_isIncomplete = false;
 };
-
-/// UTF-8 text of an environment variable; empty when it is not set, and on Linux in a process that runs with more
-/// rights than its user has (set-user-ID, capabilities of its file). May throw std::bad_alloc.
-[[nodiscard]] std::string environmentVariable(const char* name);
 
 } // namespace Ry::log

@@ -1,12 +1,9 @@
 #include "ry/rylog.h"
 
 #include <cstdarg>
-#include <cstdlib>
-#include <iterator>
 
 #include "framework/log/Log.h"
 #include "platform/Fork.h"
-#include "platform/SecureZero.h"
 #include "text/WideFormat.h"
 
 namespace {
@@ -17,44 +14,14 @@ Ry::log::Log g_log;
 [[maybe_unused]] const bool g_survivesFork =
     platform::aroundFork([] { g_log.lockForFork(); }, [] { g_log.unlockAfterFork(); });
 
-/// A formatted message, empty without memory. It is overwritten before it goes, as the line is.
-class FormattedText {
-public:
-    FormattedText(const wchar_t* wideFormat, va_list arguments) noexcept {
-        m_length = Zel::text::formatWide(m_room, std::size(m_room), wideFormat, arguments);
-        if (m_length > std::size(m_room)) {
-            platform::secureZero(m_room, sizeof(m_room));
-            m_pText = static_cast<wchar_t*>(std::malloc(m_length * sizeof(wchar_t)));
-            m_length = m_pText == nullptr ? 0 : Zel::text::formatWide(m_pText, m_length, wideFormat, arguments);
-        }
-    }
-    FormattedText(const FormattedText&) = delete;
-    FormattedText& operator=(const FormattedText&) = delete;
-    ~FormattedText() {
-        platform::secureZero(m_pText, m_length * sizeof(wchar_t));
-        if (m_pText != m_room) {
-            std::free(m_pText);
-        }
-    }
-
-    [[nodiscard]] std::wstring_view view() const noexcept { return {m_pText, m_length}; }
-
-private:
-    wchar_t m_room[512];
-    wchar_t* m_pText = m_room;
-    std::size_t m_length;
-};
-
 void write(const wchar_t* module, std::uint32_t level, const unsigned char* bytes, std::uint32_t length,
            const wchar_t* wideFormat, va_list arguments) noexcept {
-    const FormattedText text(wideFormat, arguments);
-    g_log.write(module, level, text.view(), bytes, length);
+    text::WipedBuffer<wchar_t, 512> message;
+    text::formatWide(message, wideFormat, arguments);
+    g_log.write(module, level, message.view(), bytes, length);
 }
 
 } // namespace
-
-// Others ask through it while they are loaded, before anything here would be initialised.
-constinit const std::atomic<std::uint64_t>* const rylogLevels = g_log.levels();
 
 void rylogSetModuleName(const wchar_t* name) noexcept {
     g_log.setModuleName(name);

@@ -1,7 +1,5 @@
 #include "host/cli/Options.h"
 
-#include <algorithm>
-#include <functional>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -47,10 +45,8 @@ std::string kindHelp() {
 }
 
 std::string environmentText(const char* name) {
-    const std::optional<std::size_t> length = platform::environmentVariable(name, nullptr, 0);
-    std::string value(length.value_or(0), '\0');
-    [[maybe_unused]] const auto copied = platform::environmentVariable(name, value.data(), value.size());
-    return value;
+    const std::optional<WipedBytes> value = platform::environmentVariable(name);
+    return value ? std::string(value->begin(), value->end()) : std::string();
 }
 
 void addGlobalOptions(CLI::App& app, Options& options) {
@@ -76,37 +72,22 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* summary, const
     return command;
 }
 
-/// Which commands a command line knows.
-using IsKnown = std::function<bool(const char* command)>;
-
-void addCommands(CLI::App& app, Options& options, const IsKnown& isKnown) {
-    if (isKnown("readers")) {
-        addCommand(
-            app, "readers", "a table of readers and the tokens in them",
-            "Shows each reader's description, which is what --reader takes, and its token's label and serial number.\n"
-            "A name is found by asking for its token: descriptions may hold the slash that joins them in a list.");
-    }
-    if (isKnown("info")) {
-        addCommand(
-            app, "info", "what the plug-in and the module say of themselves",
-            "Shows version, type, name, description, whether the executor is usable (validate), whether it runs\n"
-            "locally, and its scripts. Status 3 when it is not usable.");
-    }
-    if (isKnown("scripts")) {
-        addCommand(app, "scripts", "the scripts and what they do",
-                   "Each script is a command; SCRIPT --help explains it.");
-    }
-    if (isKnown("run")) {
-        addCommand(app, "run", "carry out a job of many steps", kJobHelp)
-            ->add_option("JOB", options.job, "File with the job; \"-\": standard input")
-            ->required();
-    }
+void addCommands(CLI::App& app, Options& options) {
+    addCommand(
+        app, "readers", "a table of readers and the tokens in them",
+        "Shows each reader's description, which is what --reader takes, and its token's label and serial number.\n"
+        "A name is found by asking for its token: descriptions may hold the slash that joins them in a list.");
+    addCommand(app, "info", "what the plug-in and the module say of themselves",
+               "Shows version, type, name, description, whether the executor is usable (validate), whether it runs\n"
+               "locally, and its scripts. Status 3 when it is not usable.");
+    addCommand(app, "scripts", "the scripts and what they do", "Each script is a command; SCRIPT --help explains it.");
+    addCommand(app, "run", "carry out a job of many steps", kJobHelp)
+        ->add_option("JOB", options.job, "File with the job; \"-\": standard input")
+        ->required();
     for (const Script& script : scripts()) {
-        if (isKnown(script.name)) {
-            addCommand(app, script.name, script.summary, scriptHelp(script) + "\n" + kindHelp())
-                ->add_option("ARGUMENTS", options.arguments, "Parameters, each as ID=VALUE")
-                ->type_name("");
-        }
+        addCommand(app, script.name, script.summary, scriptHelp(script) + "\n" + kindHelp())
+            ->add_option("ARGUMENTS", options.arguments, "Parameters, each as ID=VALUE")
+            ->type_name("");
     }
 }
 
@@ -154,14 +135,7 @@ NothingToDo explain(const CLI::App& app, const CLI::ParseError& error) {
     return end;
 }
 
-/// The parser and, as long-lived, what it reads into.
-struct CommandLine {
-    Options options;
-    CLI::App app{"Drives a token through the PKCS#11 plug-in: readers, PINs, keys, certificates, signatures.",
-                 "p11host"};
-};
-
-void setUp(CLI::App& app, Options& options, const IsKnown& isKnown) {
+void setUp(CLI::App& app, Options& options) {
     app.allow_windows_style_options(false);
     app.fallthrough();
     app.require_subcommand(1);
@@ -170,38 +144,25 @@ void setUp(CLI::App& app, Options& options, const IsKnown& isKnown) {
     app.get_formatter()->label("Subcommands", "Commands");
     app.footer(kindHelp() + "\n" + kStatuses + "\n\"p11host COMMAND --help\" explains a command.");
     addGlobalOptions(app, options);
-    addCommands(app, options, isKnown);
-}
-
-/// What the arguments say; CLI::ParseError when they are wrong or ask for help. `line` must be new.
-Options parsed(CommandLine& line, std::vector<std::string> arguments, const IsKnown& isKnown) {
-    setUp(line.app, line.options, isKnown);
-    line.options.choice.module = environmentText("P11HOST_MODULE");
-    std::reverse(arguments.begin(), arguments.end());
-    line.app.parse(arguments);
-    line.options.command = line.app.get_subcommands().front()->get_name();
-    return std::move(line.options);
+    addCommands(app, options);
 }
 
 } // namespace
 
 std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments) {
-    // To set up all commands takes longer than many a command itself, and a right line needs only those that it names.
-    // Help is given, and errors are told, by a command line that knows all.
-    const auto isNamed = [&](const char* command) {
-        return std::find(arguments.begin(), arguments.end(), command) != arguments.end();
-    };
+    CLI::App app{"Drives a token through the PKCS#11 plug-in: readers, PINs, keys, certificates, signatures.",
+                 "p11host"};
+    Options options;
+    setUp(app, options);
+    options.choice.module = environmentText("P11HOST_MODULE");
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend()); // as the parser takes them
     try {
-        CommandLine line;
-        return parsed(line, arguments, isNamed);
-    } catch (const CLI::ParseError&) { // NOLINT(bugprone-empty-catch)
-    }
-    CommandLine line;
-    try {
-        return parsed(line, arguments, [](const char*) { return true; });
+        app.parse(reversed);
     } catch (const CLI::ParseError& error) {
-        return explain(line.app, error);
+        return explain(app, error);
     }
+    options.command = app.get_subcommands().front()->get_name();
+    return options;
 }
 
 } // namespace host

@@ -7,13 +7,13 @@
 #include <new>
 
 #include "platform/Heap.h"
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
 
 namespace {
 
 void wipeAndFree(void* block) noexcept {
     if (block != nullptr) {
-        platform::secureZero(block, platform::blockSize(block));
+        text::secureZero(block, platform::blockSize(block));
         std::free(block);
     }
 }

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <span>
 
 #include "host/plugin/Errors.h"
-#include "platform/Encoding.h"
+#include "text/Base64.h"
+#include "text/Hexadecimal.h"
+#include "text/Utf8.h"
 #include "text/Wiped.h"
 
 namespace host {
@@ -17,6 +20,10 @@ Zel::TString makeTString(const WipedText& text) {
         throw UsageError("a value is too long");
     }
     return {text.data(), static_cast<int>(text.size())};
+}
+
+std::span<const std::uint8_t> asBytes(std::string_view bytes) {
+    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
 int digitValue(char digit) noexcept {
@@ -58,34 +65,25 @@ std::string lowerCase(std::string_view word) {
 } // namespace
 
 Zel::TString toTString(std::string_view utf8) {
-    WipedText wide(platform::utf8ToWide(utf8.data(), utf8.size(), nullptr, 0));
-    wide.resize(platform::utf8ToWide(utf8.data(), utf8.size(), wide.data(), wide.size()));
+    WipedText wide(text::utf8ToWide(utf8.data(), utf8.size(), nullptr, 0));
+    wide.resize(text::utf8ToWide(utf8.data(), utf8.size(), wide.data(), wide.size()));
     return makeTString(wide);
 }
 
 std::string toUtf8(const Zel::TString& text) {
-    std::string utf8(platform::wideToUtf8(text.data(), text.length(), nullptr, 0), '\0');
-    utf8.resize(platform::wideToUtf8(text.data(), text.length(), utf8.data(), utf8.size()));
-    return utf8;
+    return text::toUtf8({text.data(), text.length()});
 }
 
 Zel::TString toHexadecimal(std::string_view bytes) {
-    constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
-    WipedText text;
-    text.reserve(bytes.size() * 2);
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        text.push_back(kDigits[value >> 4U]);
-        text.push_back(kDigits[value & 0x0FU]);
-    }
-    return makeTString(text);
+    WipedText digits(bytes.size() * 2);
+    text::encodeHexadecimal(asBytes(bytes), digits.data());
+    return makeTString(digits);
 }
 
 Zel::TString toBase64(std::string_view bytes) {
-    const auto* first = reinterpret_cast<const std::uint8_t*>(bytes.data());
-    WipedText text(platform::encodeBase64(first, bytes.size(), nullptr, 0));
-    text.resize(platform::encodeBase64(first, bytes.size(), text.data(), text.size()));
-    return makeTString(text);
+    WipedText encoded(text::base64Length(bytes.size()));
+    text::encodeBase64(asBytes(bytes), encoded.data());
+    return makeTString(encoded);
 }
 
 std::optional<std::string> fromHexadecimal(std::string_view digits) {

@@ -5,8 +5,8 @@
 
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
-#include "platform/SecureZero.h"
 #include "platform/Streams.h"
+#include "text/SecureZero.h"
 
 namespace host {
 
@@ -206,7 +206,7 @@ bool JobReader::fill() {
 WipedBytes JobReader::takeLine(std::size_t length) {
     char* start = m_buffer.data() + m_taken;
     WipedBytes line(start, start + length);
-    platform::secureZero(start, length);
+    text::secureZero(start, length);
     m_taken += length;
     ++m_line;
     if (m_line == 1 && view(line).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
@@ -219,7 +219,7 @@ void JobReader::readRest(WipedBytes& text) {
     while (fill()) {
     }
     text.insert(text.end(), m_buffer.begin(), m_buffer.end());
-    platform::secureZero(m_buffer.data(), m_buffer.size());
+    text::secureZero(m_buffer.data(), m_buffer.size());
     m_buffer.clear();
 }
 

@@ -86,19 +86,17 @@ WipedBytes secretFromEnvironment(const std::string& name) {
         return taken->second.value();
     }
     const std::string what = "environment variable \"" + name + "\"";
-    const std::optional<std::size_t> length = platform::environmentVariable(name.c_str(), nullptr, 0);
-    if (!length) {
+    std::optional<WipedBytes> value = platform::environmentVariable(name.c_str());
+    if (!value) {
         throw UsageError(what + " is not set");
     }
-    if (*length > kLargestSecret) {
+    if (value->size() > kLargestSecret) {
         throw UsageError(what + " is larger than " + std::to_string(kLargestSecret) + " bytes");
     }
-    WipedBytes value(*length);
-    [[maybe_unused]] const auto copied = platform::environmentVariable(name.c_str(), value.data(), value.size());
-    value = refuseEmpty(std::move(value), what);
-    s_taken.emplace(name, MaskedSecret({value.data(), value.size()}));
+    *value = refuseEmpty(std::move(*value), what);
+    s_taken.emplace(name, MaskedSecret({value->data(), value->size()}));
     platform::removeEnvironmentVariable(name.c_str());
-    return value;
+    return std::move(*value);
 }
 
 WipedBytes secretFromPrompt(const std::string& question) {

@@ -8,8 +8,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "platform/SecureZero.h"
 #include "platform/posix/WaitForInput.h"
+#include "text/SecureZero.h"
 
 namespace platform {
 
@@ -100,9 +100,9 @@ std::optional<std::size_t> readLine(int terminal, const sigset_t& mask, char* li
             line[length++] = byte;
         }
     }
-    secureZero(&byte, 1);
+    text::secureZero(&byte, 1);
     if (count < 0 || (count == 0 && length == 0)) {
-        secureZero(line, length);
+        text::secureZero(line, length);
         return std::nullopt;
     }
     return length;

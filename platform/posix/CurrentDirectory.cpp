@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "platform/Encoding.h"
+#include "text/Utf8.h"
 
 namespace platform {
 
@@ -16,7 +16,7 @@ void currentDirectory(wchar_t* buffer, std::size_t room) noexcept {
     char path[PATH_MAX];
     std::size_t length = 0;
     if (getcwd(path, sizeof path) != nullptr) {
-        length = utf8ToWide(path, std::strlen(path), buffer, room - 1);
+        length = text::utf8ToWide(path, std::strlen(path), buffer, room - 1);
     }
     buffer[length] = L'\0';
 }

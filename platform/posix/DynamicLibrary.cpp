@@ -1,4 +1,5 @@
 #include "platform/DynamicLibrary.h"
+#include "text/Utf8.h"
 
 #include <dlfcn.h>
 #include <limits.h>
@@ -7,8 +8,6 @@
 
 #include <cstdio>
 #include <utility>
-
-#include "platform/posix/FileName.h"
 
 namespace platform {
 
@@ -41,7 +40,7 @@ DynamicLibrary::~DynamicLibrary() {
 DynamicLibrary DynamicLibrary::load(const wchar_t* name) noexcept {
     DynamicLibrary library;
     try {
-        const std::string file = toFileName(name);
+        const std::string file = text::toUtf8(name);
         // No name would stand for the program itself.
         if (file.empty()) {
             keepLastError("no library name was given");
@@ -83,7 +82,7 @@ std::wstring moduleFileName(void* module) {
     if (realpath(name == nullptr || *name == '\0' ? "/proc/self/exe" : name, path) == nullptr) {
         return {};
     }
-    return fromFileName(path);
+    return text::toWide(path);
 }
 
 } // namespace platform

@@ -8,7 +8,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
 
 namespace platform {
 
@@ -16,16 +16,10 @@ std::vector<std::string> commandLineArguments(int argc, char** argv) {
     return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
 }
 
-std::optional<std::size_t> environmentVariable(const char* name, char* target, std::size_t room) noexcept {
-    const char* value = std::getenv(name);
-    if (value == nullptr) {
-        return std::nullopt;
-    }
-    const std::size_t length = std::strlen(value);
-    if (target != nullptr && length <= room) {
-        std::memcpy(target, value, length);
-    }
-    return length;
+std::optional<WipedBytes> environmentVariable(const char* name) {
+    const char* const value = ::secure_getenv(name);
+    return value == nullptr ? std::nullopt
+                            : std::optional<WipedBytes>(std::in_place, value, value + std::strlen(value));
 }
 
 void removeEnvironmentVariable(const char* name) noexcept {
@@ -33,7 +27,7 @@ void removeEnvironmentVariable(const char* name) noexcept {
     for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
         if (std::strncmp(*entry, name, length) == 0 && (*entry)[length] == '=') {
             char* const value = *entry + length + 1;
-            secureZero(value, std::strlen(value));
+            text::secureZero(value, std::strlen(value));
         }
     }
     ::unsetenv(name);

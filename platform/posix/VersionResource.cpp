@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "platform/posix/ElfSection.h"
-#include "platform/posix/FileName.h"
 #include "platform/posix/VersionRecord.h"
+#include "text/Utf8.h"
 
 namespace platform {
 
@@ -43,7 +43,7 @@ VersionResource::~VersionResource() = default;
 
 std::optional<VersionResource> VersionResource::open(const std::wstring& fileName) {
     // A name goes no further than its first zero character, as on Windows.
-    const std::string file = locate(toFileName(fileName.c_str()));
+    const std::string file = locate(text::toUtf8(fileName.c_str()));
     const std::optional<std::string> section = readElfSection(file, kVersionSection, kLargestVersionRecord);
     std::optional<VersionRecord> record = section ? VersionRecord::parse(*section) : std::nullopt;
     if (!record) {
@@ -61,8 +61,8 @@ std::optional<std::array<std::uint32_t, 4>> VersionResource::fileVersion() const
 }
 
 std::wstring VersionResource::string(const wchar_t* key) const {
-    const std::optional<std::string_view> value = m_data->record.value(toFileName(key));
-    return value ? fromFileName(*value) : std::wstring();
+    const std::optional<std::string_view> value = m_data->record.value(text::toUtf8(key));
+    return value ? text::toWide(*value) : std::wstring();
 }
 
 } // namespace platform

@@ -3,10 +3,10 @@
 #include <cstring>
 #include <windows.h>
 
-#include "platform/Encoding.h"
 #include "platform/Interruption.h"
-#include "platform/SecureZero.h"
 #include "platform/windows/InterruptibleWait.h"
+#include "text/SecureZero.h"
+#include "text/Utf8.h"
 
 namespace platform {
 
@@ -32,7 +32,7 @@ void show(const char* text) noexcept {
         return;
     }
     wchar_t wide[512];
-    const std::size_t length = utf8ToWide(text, std::strlen(text), wide, 512);
+    const std::size_t length = text::utf8ToWide(text, std::strlen(text), wide, 512);
     DWORD written = 0;
     WriteConsoleW(output, wide, static_cast<DWORD>(length), &written, nullptr);
     CloseHandle(output);
@@ -49,9 +49,9 @@ std::optional<std::size_t> readLine(HANDLE console, char* line, std::size_t room
         while (length > 0 && (wide[length - 1] == L'\n' || wide[length - 1] == L'\r')) {
             --length;
         }
-        result = wideToUtf8(wide, length, line, room);
+        result = text::wideToUtf8(wide, length, line, room);
     }
-    secureZero(wide, sizeof wide);
+    text::secureZero(wide, sizeof wide);
     return result;
 }
 

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "platform/Encoding.h"
+#include "text/Utf8.h"
 
 namespace platform {
 
@@ -22,12 +22,6 @@ Function systemFunction(const char* name) noexcept {
     return function;
 }
 
-std::wstring wide(const std::string& text) {
-    std::wstring result(utf8ToWide(text.data(), text.size(), nullptr, 0), L'\0');
-    result.resize(utf8ToWide(text.data(), text.size(), result.data(), result.size()));
-    return result;
-}
-
 } // namespace
 
 void searchLibrariesSafely() noexcept {
@@ -42,10 +36,10 @@ void searchLibrariesSafely() noexcept {
 void alsoSearchLibrariesIn(const std::string& folder) {
     const auto add = systemFunction<AddDirectory>("AddDllDirectory");
     if (add != nullptr) {
-        add(wide(folder).c_str());
+        add(text::toWide(folder).c_str());
     } else {
         // The old order has room for one folder, in place of the current directory.
-        SetDllDirectoryW(wide(folder).c_str());
+        SetDllDirectoryW(text::toWide(folder).c_str());
     }
 }
 

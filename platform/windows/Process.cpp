@@ -6,8 +6,8 @@
 
 #include <shellapi.h>
 
-#include "platform/Encoding.h"
-#include "platform/SecureZero.h"
+#include "text/SecureZero.h"
+#include "text/Utf8.h"
 
 // mingw-w64's werapi.h, which declares it, does not compile.
 extern "C" __declspec(dllimport) HRESULT WINAPI WerSetFlags(DWORD flags);
@@ -15,12 +15,6 @@ extern "C" __declspec(dllimport) HRESULT WINAPI WerSetFlags(DWORD flags);
 namespace platform {
 
 namespace {
-
-std::string utf8(const wchar_t* text, std::size_t length) {
-    std::string result(wideToUtf8(text, length, nullptr, 0), '\0');
-    [[maybe_unused]] const std::size_t written = wideToUtf8(text, length, result.data(), result.size());
-    return result;
-}
 
 /// The largest environment variable that Windows allows.
 constexpr DWORD kLargestVariable = 32768;
@@ -32,33 +26,28 @@ std::vector<std::string> commandLineArguments(int, char**) {
     int count = 0;
     LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
     for (int i = 1; words != nullptr && i < count; ++i) {
-        arguments.push_back(utf8(words[i], static_cast<std::size_t>(lstrlenW(words[i]))));
+        arguments.push_back(text::toUtf8(words[i]));
     }
     LocalFree(words);
     return arguments;
 }
 
-std::optional<std::size_t> environmentVariable(const char* name, char* target, std::size_t room) noexcept {
-    wchar_t wideName[256];
-    const std::size_t nameLength = utf8ToWide(name, std::char_traits<char>::length(name), wideName, 255);
-    wideName[nameLength] = L'\0';
-    wchar_t value[kLargestVariable];
+std::optional<WipedBytes> environmentVariable(const char* name) {
+    const std::wstring wideName = text::toWide(name);
     SetLastError(ERROR_SUCCESS);
-    const DWORD length = GetEnvironmentVariableW(wideName, value, kLargestVariable);
-    if (nameLength == 0 || length >= kLargestVariable || (length == 0 && GetLastError() != ERROR_SUCCESS)) {
+    WipedText wide(GetEnvironmentVariableW(wideName.c_str(), nullptr, 0));
+    if (wide.empty() && GetLastError() != ERROR_SUCCESS) {
         return std::nullopt;
     }
-    const std::size_t needed = wideToUtf8(value, length, nullptr, 0);
-    if (target != nullptr && needed <= room) {
-        [[maybe_unused]] const std::size_t written = wideToUtf8(value, length, target, room);
-    }
-    secureZero(value, sizeof value);
-    return needed;
+    wide.resize(GetEnvironmentVariableW(wideName.c_str(), wide.data(), static_cast<DWORD>(wide.size())));
+    WipedBytes value(text::wideToUtf8(wide.data(), wide.size(), nullptr, 0));
+    value.resize(text::wideToUtf8(wide.data(), wide.size(), value.data(), value.size()));
+    return value;
 }
 
 void removeEnvironmentVariable(const char* name) noexcept {
     wchar_t wideName[256];
-    const std::size_t nameLength = utf8ToWide(name, std::char_traits<char>::length(name), wideName, 255);
+    const std::size_t nameLength = text::utf8ToWide(name, std::char_traits<char>::length(name), wideName, 255);
     wideName[nameLength] = L'\0';
     // Of the same length, the system writes it over the old one.
     wchar_t zeros[kLargestVariable];
@@ -66,10 +55,10 @@ void removeEnvironmentVariable(const char* name) noexcept {
     std::fill_n(zeros, length < kLargestVariable ? length : 0, L'0');
     SetEnvironmentVariableW(wideName, zeros);
     SetEnvironmentVariableW(wideName, nullptr);
-    secureZero(zeros, sizeof zeros);
+    text::secureZero(zeros, sizeof zeros);
     // The runtime has a copy of its own.
     if (char* const copy = std::getenv(name); copy != nullptr) {
-        secureZero(copy, std::char_traits<char>::length(copy));
+        text::secureZero(copy, std::char_traits<char>::length(copy));
         _putenv_s(name, "");
     }
 }
@@ -83,7 +72,7 @@ void keepMemoryPrivate() noexcept {
 std::string executablePath() {
     std::wstring path(32768, L'\0');
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    return length < path.size() ? utf8(path.data(), length) : std::string();
+    return length < path.size() ? text::toUtf8({path.data(), length}) : std::string();
 }
 
 void ignoreBrokenPipes() noexcept {

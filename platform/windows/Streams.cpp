@@ -7,9 +7,9 @@
 #include <vector>
 #include <windows.h>
 
-#include "platform/Encoding.h"
 #include "platform/Interruption.h"
 #include "platform/windows/InterruptibleWait.h"
+#include "text/Utf8.h"
 
 namespace platform {
 
@@ -26,8 +26,8 @@ bool isConsole(HANDLE handle) noexcept {
 }
 
 bool writeConsole(HANDLE handle, const char* text, std::size_t length) {
-    std::vector<wchar_t> wide(utf8ToWide(text, length, nullptr, 0));
-    std::size_t left = utf8ToWide(text, length, wide.data(), wide.size());
+    const std::wstring wide = text::toWide({text, length});
+    std::size_t left = wide.size();
     const wchar_t* next = wide.data();
     while (left > 0) {
         DWORD written = 0;
@@ -65,16 +65,10 @@ bool writeAll(HANDLE handle, const char* text, std::size_t length) noexcept {
     }
 }
 
-std::wstring wide(const std::string& text) {
-    std::wstring result(utf8ToWide(text.data(), text.size(), nullptr, 0), L'\0');
-    [[maybe_unused]] const std::size_t length = utf8ToWide(text.data(), text.size(), result.data(), result.size());
-    return result;
-}
-
 } // namespace
 
 std::optional<InputStream> InputStream::open(const std::string& path) {
-    const int descriptor = _wopen(wide(path).c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+    const int descriptor = _wopen(text::toWide(path).c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
     if (descriptor < 0) {
         return std::nullopt;
     }

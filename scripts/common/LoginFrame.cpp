@@ -10,7 +10,7 @@ namespace scripts {
 CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
     if (script.params != nullptr) {
         traceOperationParameters(trace, *script.params);
-        script.access.readForScript(script.params);
+        script.access.readForOperation(script.params);
     }
     const CK_RV rv = script.loginAsUser(loggedIn);
     if (rv != CKR_OK) {

@@ -7,7 +7,7 @@
 namespace scripts {
 
 /// Tells the operation's parameters, reads access values from them and logs the user in; a failure is told. `loggedIn`
-/// as in Session::loginAsUser. Throws as AccessValues::readForScript.
+/// as in Session::loginAsUser. Throws as AccessValues::readForOperation.
 [[nodiscard]] CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn);
 /// The same for scripts that cannot do without parameters.
 [[nodiscard]] Result requireAndLogin(Script& script, const Trace& trace, bool& loggedIn);

@@ -1,6 +1,5 @@
 #include "scripts/common/Roles.h"
 
-#include "util/Conversions.h"
 #include "util/Texts.h"
 
 std::optional<CK_USER_TYPE> scripts::userTypeOf(const Zel::TString& value) {
@@ -15,13 +14,13 @@ std::optional<CK_USER_TYPE> scripts::userTypeOf(const Zel::TString& value) {
 
 bool scripts::takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER_TYPE role, bool isRoleGiven,
                             SecretBuffer& pin) {
-    if (role != stored.role && (isRoleGiven || !stored.value.empty())) {
+    if (role != stored.role && (isRoleGiven || !stored.isEmpty)) {
         trace.failure(L": the PIN is provided in accessParam (not in a script parameter) but script PINID (0x%02x) "
                       L"different from runtime PINID(0x%02x)",
                       role, stored.role);
         return false;
     }
-    pin = TStringHex2Binary(stored.value);
+    pin = SecretBuffer::copyOf(stored.bytes.bytes());
     return true;
 }
 

@@ -16,7 +16,7 @@ struct Request {
 
 /// What the host stored comes first, and is hexadecimal.
 Request storedRequest(const AccessValues& access) {
-    return {access.algoId(), TStringHex2Binary(access.keyId()), access.dataToSign().bytes()};
+    return {access.algoId(), TStringHex2Binary(access.keyId()), TStringHex2Binary(access.dataToSign())};
 }
 
 /// The operation fills what is still missing; its data is Base64.

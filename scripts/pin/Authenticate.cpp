@@ -55,16 +55,15 @@ Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBu
         trace.failed(L"openSession", rv);
         return rv;
     }
-    // Made before the token is asked: memory must not fail behind a login.
-    Zel::TString accepted = role == CKU_USER ? Binary2TStringHex(pin.data(), pin.size()) : Zel::TString();
-    rv = scripts::login(script, trace, role, pin);
+    SecretBuffer given = SecretBuffer::copyOf(pin.bytes()); // for a module may write into what it is given
+    rv = scripts::login(script, trace, role, given);
     if (rv == CKR_USER_ALREADY_LOGGED_IN || rv == CKR_USER_ANOTHER_ALREADY_LOGGED_IN) {
         // Whoever is logged in makes room, once.
         rv = script.session.call(trace, cryptoki::logout).run(script.session.handle());
         if (rv != CKR_OK) {
             return rv;
         }
-        rv = scripts::login(script, trace, role, pin);
+        rv = scripts::login(script, trace, role, given);
     }
     if (rv == CKR_PIN_INCORRECT) {
         reportWrongPin(script, trace, role);
@@ -72,7 +71,7 @@ Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBu
         trace.failed(cryptoki::login.name, rv);
     } else if (role == CKU_USER) {
         // Kept, so that later scripts can log the user in; the officer's never is.
-        script.access.storeUserPin(std::move(accepted));
+        script.access.storeUserPin(std::move(pin));
     }
     return rv;
 }

@@ -43,7 +43,7 @@ Result completeFromAccess(const Script& script, const Trace& trace, Request& req
         return scripts::notFound(trace, L"OLD_PIN");
     }
     if (request.newPin.isEmpty()) {
-        request.newPin = TStringHex2Binary(script.access.accessNewPin().value);
+        request.newPin = SecretBuffer::copyOf(script.access.accessNewPin().bytes.bytes());
     }
     if (request.newPin.isEmpty()) {
         return scripts::notFound(trace, L"NEW_PIN");
@@ -102,15 +102,13 @@ Result prepareSession(Script& script, const Trace& trace, CK_USER_TYPE role, boo
 }
 
 CK_RV setPin(Script& script, const Trace& trace, Request& request) {
-    // Made before the token is asked: memory must not fail between its new PIN and ours.
-    Zel::TString newPin =
-        request.role == CKU_USER ? Binary2TStringHex(request.newPin.data(), request.newPin.size()) : Zel::TString();
-    const CK_RV rv = script.session.call(trace, cryptoki::setPIN)
-                         .run(script.session.handle(), request.oldPin.data(), request.oldPin.size(),
-                              request.newPin.data(), request.newPin.size());
+    SecretBuffer given = SecretBuffer::copyOf(request.newPin.bytes()); // for a module may write into what it is given
+    const CK_RV rv =
+        script.session.call(trace, cryptoki::setPIN)
+            .run(script.session.handle(), request.oldPin.data(), request.oldPin.size(), given.data(), given.size());
     if (rv == CKR_OK && request.role == CKU_USER) {
         // Later logins use the new PIN.
-        script.access.storeUserPin(std::move(newPin));
+        script.access.storeUserPin(std::move(request.newPin));
     }
     return rv;
 }

@@ -48,11 +48,11 @@ CK_RV loginAsOfficer(const Script& script, const Trace& trace, SecretBuffer& key
 }
 
 CK_RV initPin(Script& script, const Trace& trace, SecretBuffer& pin) {
-    // Made before the token is asked: memory must not fail between its new PIN and ours.
-    Zel::TString newPin = Binary2TStringHex(pin.data(), pin.size());
-    const CK_RV rv = script.session.call(trace, cryptoki::initPIN).run(script.session.handle(), pin.data(), pin.size());
+    SecretBuffer given = SecretBuffer::copyOf(pin.bytes()); // for a module may write into what it is given
+    const CK_RV rv =
+        script.session.call(trace, cryptoki::initPIN).run(script.session.handle(), given.data(), given.size());
     if (rv == CKR_OK) {
-        script.access.storeUserPin(std::move(newPin));
+        script.access.storeUserPin(std::move(pin));
     }
     return rv;
 }
@@ -99,7 +99,7 @@ Result checkForInit(const Script& script, const Trace& trace, Request& request) 
         return scripts::notFound(trace, L"PINID");
     }
     if (request.pin.isEmpty()) {
-        request.pin = TStringHex2Binary(script.access.userPin());
+        request.pin = SecretBuffer::copyOf(script.access.userPin());
     }
     return request.pin.isEmpty() ? scripts::notFound(trace, L"PIN") : Result(CKR_OK);
 }

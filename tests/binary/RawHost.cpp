@@ -1,7 +1,7 @@
 #include "tests/binary/RawHost.h"
 
-#include "platform/Encoding.h"
 #include "tests/fake/Fake.h"
+#include "text/Utf8.h"
 
 RawPlugin::RawPlugin() : m_library(platform::DynamicLibrary::load(PLUGIN_FILE)) {}
 
@@ -21,8 +21,5 @@ void RawPlugin::freeInstance(void* executor) const {
 }
 
 std::wstring wideModuleFile() {
-    const std::string file = Fake::moduleFile();
-    std::wstring text(file.size(), L'\0');
-    text.resize(platform::utf8ToWide(file.data(), file.size(), text.data(), text.size()));
-    return text;
+    return text::toWide(Fake::moduleFile());
 }

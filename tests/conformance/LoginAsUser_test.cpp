@@ -1,6 +1,7 @@
 // The normal user's login, as scripts ask for it.
 
 #include "tests/conformance/SessionTest.h"
+#include "util/Conversions.h"
 
 namespace Conformance {
 
@@ -26,7 +27,7 @@ class LoginAsUser : public SessionTest {
 protected:
     CK_RV login(const std::string& pin = "31323334") {
         loggedIn = true;
-        return session.loginAsUser(toTString(pin), loggedIn);
+        return session.loginAsUser(TStringHex2Binary(toTString(pin)).bytes(), loggedIn);
     }
 
     bool loggedIn = true;

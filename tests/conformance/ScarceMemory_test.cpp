@@ -132,7 +132,7 @@ TEST_F(ScarceMemory, withoutAnyThereIsNoExecutor) {
 
 TEST_F(ScarceMemory, anAccessValueThatFindsNoneIsTheExecutorsOwnException) {
     plugin = Executor(creation());
-    const ParameterVector access = Params().plain("KEYID", "01").base64("DATA", std::string(kLong, 'A')).vector();
+    const ParameterVector access = Params().plain("KEYID", "01").base64("DATA", std::string(2 * kLong, 'A')).vector();
     std::string code;
     std::string message;
     {
@@ -153,7 +153,7 @@ TEST_F(ScarceMemory, anAccessValueThatFindsNoneIsTheExecutorsOwnException) {
 TEST_F(ScarceMemory, aPinOfABeginningThatFindsNoneIsForgotten) {
     plugin = Executor(creation());
     const ParameterVector access =
-        Params().hex("PIN", "39393939").base64("KEYID", std::string(kLong, 'A')).plain("PINID", "SO").vector();
+        Params().hex("PIN", "39393939").base64("KEYID", std::string(2 * kLong, 'A')).plain("PINID", "SO").vector();
     {
         const Scarcity scarcity(kLong);
         EXPECT_THROW(plugin.get()->initialize(access.get(), nullptr), Zel::ClientOperationException);
@@ -185,7 +185,7 @@ TEST_F(ScarceMemory, anAttributeThatFindsNoneIsAFailureOfTheScript) {
 TEST_F(ScarceMemory, aPinBeforeAValueThatFindsNoneIsForgotten) {
     startWithReader(Params().hex("PIN", "31323334"));
     const Params wanting =
-        Params().hex("PIN", "39393939").base64("KEYID", std::string(kLong, 'A')).plain("PINID", "SO");
+        Params().hex("PIN", "39393939").base64("KEYID", std::string(2 * kLong, 'A')).plain("PINID", "SO");
     EXPECT_EQ(errorOf("getCardState", wanting), "thrown 80f6");
     run("getCardState", Params());
     forget();

@@ -283,6 +283,22 @@ TEST_F(HostileMemory, aPinIsScribbledOver) {
     expectGood();
 }
 
+// The PIN that is kept is the one that was given: a wrong one would cost a try.
+TEST_F(HostileMemory, aPinThatWasScribbledOverIsKeptAsItWas) {
+    use("LoginOfUser");
+    fake.hook<Function::C_Login>([this](CK_SESSION_HANDLE session, CK_USER_TYPE role, CK_BYTE* pin, CK_ULONG length) {
+        const CK_RV rv = fake.honest().C_Login(session, role, pin, length);
+        std::memset(pin, 0, static_cast<std::size_t>(length));
+        return rv;
+    });
+    expectError(execute("authenticate", story.params), "0");
+    for (int i = 0; i < 2; ++i) {
+        expectError(execute("deauthenticate", Params().plain("PINID", "USER")), "0");
+        expectError(execute("writeData", Params()), "0");
+        expectError(execute("authenticate", Params().plain("AUTH_TYPE", "STATIC")), "0");
+    }
+}
+
 TEST_F(HostileMemory, theRoomForALabelIsScribbledOver) {
     use("Init");
     fake.hook<Function::C_InitToken>([this](CK_SLOT_ID slot, CK_BYTE* pin, CK_ULONG length, CK_BYTE* label) {

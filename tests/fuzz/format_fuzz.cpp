@@ -62,11 +62,11 @@ Conversion takeConversion(Input& input) {
 std::wstring formatted(const wchar_t* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const std::size_t length = Zel::text::formatWide(nullptr, 0, format, arguments);
+    const std::size_t length = text::formatWide(nullptr, 0, format, arguments);
     std::vector<wchar_t> all(length);
-    require(Zel::text::formatWide(all.data(), length, format, arguments) == length, "the length is the same again");
+    require(text::formatWide(all.data(), length, format, arguments) == length, "the length is the same again");
     std::vector<wchar_t> half(length / 2);
-    require(Zel::text::formatWide(half.data(), half.size(), format, arguments) == length, "and with too little room");
+    require(text::formatWide(half.data(), half.size(), format, arguments) == length, "and with too little room");
     require(std::equal(half.begin(), half.end(), all.begin()), "what fits is the text's beginning");
     va_end(arguments);
     return {all.begin(), all.end()};

@@ -1,9 +1,9 @@
 #include <vector>
 
-#include "platform/Encoding.h"
 #include "tests/fuzz/Input.h"
 #include "tests/fuzz/Models.h"
 #include "tests/fuzz/Targets.h"
+#include "text/Utf8.h"
 #include "util/Conversions.h"
 
 namespace {
@@ -20,17 +20,16 @@ std::string textOf(const SecretBuffer& buffer) {
 
 void toWide(const std::string& bytes) {
     const std::wstring expected = Fuzz::wideOf(bytes);
-    const std::size_t needed = platform::utf8ToWide(bytes.data(), bytes.size(), nullptr, 0);
+    const std::size_t needed = text::utf8ToWide(bytes.data(), bytes.size(), nullptr, 0);
     require(needed == expected.size(), "the length of wide text is the model's");
     std::vector<wchar_t> target(needed);
     if (needed != 0) {
-        require(platform::utf8ToWide(bytes.data(), bytes.size(), target.data(), needed) == needed, "it fits exactly");
+        require(text::utf8ToWide(bytes.data(), bytes.size(), target.data(), needed) == needed, "it fits exactly");
         require(std::wstring(target.begin(), target.end()) == expected, "wide text is the model's");
         std::vector<wchar_t> tight(needed - 1);
         wchar_t nowhere = L'Z';
         wchar_t* const place = tight.empty() ? &nowhere : tight.data();
-        require(platform::utf8ToWide(bytes.data(), bytes.size(), place, tight.size()) == 0,
-                "too little room is refused");
+        require(text::utf8ToWide(bytes.data(), bytes.size(), place, tight.size()) == 0, "too little room is refused");
         require(nowhere == L'Z', "nothing is written where there is no room");
     }
 
@@ -44,16 +43,16 @@ void toWide(const std::string& bytes) {
 
 void toUtf8(const std::wstring& wide) {
     const std::string expected = Fuzz::utf8Of(wide);
-    const std::size_t needed = platform::wideToUtf8(wide.data(), wide.size(), nullptr, 0);
+    const std::size_t needed = text::wideToUtf8(wide.data(), wide.size(), nullptr, 0);
     require(needed == expected.size(), "the length of UTF-8 is the model's");
     std::vector<char> target(needed);
     if (needed != 0) {
-        require(platform::wideToUtf8(wide.data(), wide.size(), target.data(), needed) == needed, "it fits exactly");
+        require(text::wideToUtf8(wide.data(), wide.size(), target.data(), needed) == needed, "it fits exactly");
         require(std::string(target.begin(), target.end()) == expected, "UTF-8 is the model's");
         std::vector<char> tight(needed - 1);
         char nowhere = 'Z';
         char* const place = tight.empty() ? &nowhere : tight.data();
-        require(platform::wideToUtf8(wide.data(), wide.size(), place, tight.size()) == 0, "too little room is refused");
+        require(text::wideToUtf8(wide.data(), wide.size(), place, tight.size()) == 0, "too little room is refused");
     }
     require(Fuzz::utf8Of(Fuzz::wideOf(expected)) == expected, "the model comes back to itself");
 

@@ -6,6 +6,7 @@
 #include "zel/ClientOperation.h"
 #include "zel/ClientOperationException.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace Secrets {
@@ -247,8 +248,10 @@ std::vector<Range> Driver::kept() const {
     const Heap::Unwatched unwatched;
     const AccessValues& values = accessValuesOf(static_cast<PKCS11Client&>(*m_pExecutor));
     std::vector<Range> ranges;
-    for (const Zel::TString* text : {&values.accessPin().value, &values.accessOldPin().value,
-                                     &values.accessNewPin().value, &values.keyId(), &values.dataToSign().value}) {
+    for (const StoredPin* pin : {&values.accessPin(), &values.accessOldPin(), &values.accessNewPin()}) {
+        ranges.push_back({pin->bytes.data(), pin->bytes.size()});
+    }
+    for (const Zel::TString* text : {&values.keyId(), &values.dataToSign()}) {
         ranges.push_back({text->data(), text->length() * sizeof(wchar_t)});
     }
     return ranges;
@@ -256,8 +259,8 @@ std::vector<Range> Driver::kept() const {
 
 bool Driver::knowsPin() const {
     const std::optional<std::string> pin = Fake::module().userPin();
-    const Zel::TString& stored = accessValuesOf(static_cast<PKCS11Client&>(*m_pExecutor)).userPin();
-    return !pin || *pin == m_book.userPin || stored.compare(hexOf(*pin).c_str()) == 0;
+    const std::span<const std::uint8_t> stored = accessValuesOf(static_cast<PKCS11Client&>(*m_pExecutor)).userPin();
+    return !pin || *pin == m_book.userPin || std::equal(stored.begin(), stored.end(), pin->begin(), pin->end());
 }
 
 Outcome Driver::live(const Story& story, const Fault& fault) {

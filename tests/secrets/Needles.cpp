@@ -64,11 +64,12 @@ Needles::Needles(const std::vector<Secret>& secrets) {
 }
 
 void Needles::addForms(const Secret& secret, const std::string& bytes, const char* order) {
-    addPieces(secret, order[0] == 0 ? "bytes" : "bytes, reversed", bytes, kPiece, false);
+    const bool isPin = secret.kind == Kind::Pin;
+    addPieces(secret, order[0] == 0 ? "bytes" : "bytes, reversed", bytes, kPiece, secret.isKept && isPin);
     const std::string upper = hexText(bytes, "0123456789ABCDEF");
     addText<char>(secret, "hexadecimal text", upper, false);
     addText<char16_t>(secret, "UTF-16 hexadecimal text", upper, false);
-    addText<char32_t>(secret, "UTF-32 hexadecimal text", upper, secret.isKept && order[0] == 0);
+    addText<char32_t>(secret, "UTF-32 hexadecimal text", upper, secret.isKept && !isPin);
     // Pieces without a letter are the same in both cases.
     const std::string lower = hexText(bytes, "0123456789abcdef");
     addText<char>(secret, "lower-case hexadecimal text", lower, false, upper);
@@ -77,8 +78,10 @@ void Needles::addForms(const Secret& secret, const std::string& bytes, const cha
     const std::string base64 = base64Text(bytes);
     addText<char>(secret, "Base64", base64, false);
     addText<char16_t>(secret, "UTF-16 Base64", base64, false);
-    addText<char32_t>(secret, "UTF-32 Base64", base64, secret.isKept && secret.kind == Kind::Value);
-    if (secret.kind == Kind::Pin) {
+    if (secret.kind != Kind::Public) {
+        addText<char32_t>(secret, "UTF-32 Base64", base64, false);
+    }
+    if (isPin) {
         addText<char16_t>(secret, "UTF-16 text", bytes, false);
         addText<char32_t>(secret, "UTF-32 text", bytes, false);
     }

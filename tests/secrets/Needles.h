@@ -13,6 +13,7 @@ enum class Kind {
     Pin,   ///< of the user or of the security officer: nowhere, and never in a trace
     Key,   ///< a number of a private key, or the structure that it came in: as a PIN
     Value, ///< any other decoded value: nowhere in memory, but a trace may tell it
+    Public ///< a value that an answer holds as Base64 text, which may stay in memory; otherwise as Value
 };
 
 /// Bytes that are to be gone.
@@ -20,8 +21,8 @@ struct Secret {
     const char* name;
     Kind kind;
     std::string bytes;
-    /// Whether an executor that is alive keeps the hexadecimal text in its access values by right; values that are no
-    /// PINs also the Base64 that they came as.
+    /// Whether an executor that is alive keeps it in its access values by right: a PIN as bytes, another value as
+    /// hexadecimal text.
     bool isKept = false;
 };
 

@@ -128,7 +128,8 @@ private:
     Book& m_book;
     std::size_t m_size;
     std::string user, newUser, wrong, officer, newOfficer;
-    std::string data, keyId, id, label, subject, issuer, serial, certificate, container, tokenLabel, exponent, pkcs8;
+    std::string data, keyId, id, label, subject, issuer, serial, certificate, readCertificate, container, tokenLabel,
+        exponent, pkcs8;
 };
 
 void Author::makePins() {
@@ -150,6 +151,7 @@ void Author::makeValues() {
     issuer = secret("the ISSUER", Kind::Value, noise(40, 26));
     serial = secret("the SN", Kind::Value, noise(16, 27));
     certificate = secret("the certificate", Kind::Value, noise(300, 28), true);
+    readCertificate = secret("the certificate that is read", Kind::Public, noise(300, 32), true);
     container = secret("the container's name", Kind::Value, noise(24, 29));
     tokenLabel = secret("the token's label", Kind::Value, noise(32, 30));
     exponent = secret("the public exponent", Kind::Value, noise(16, 31));
@@ -231,15 +233,18 @@ void Author::tellOfTokens() {
 }
 
 void Author::tellOfObjects() {
-    const Step write{L"writeData", std::vector{plain(L"OBJ_TYPE", L"CERTIFICATE"), plain(L"CERT_TYPE", L"X_509"),
-                                               base64(L"DATA", certificate)} +
-                                       search()};
+    const auto writing = [this](const std::string& bytes) {
+        return Step{L"writeData", std::vector{plain(L"OBJ_TYPE", L"CERTIFICATE"), plain(L"CERT_TYPE", L"X_509"),
+                                              base64(L"DATA", bytes)} +
+                                      search()};
+    };
+    const Step write = writing(certificate);
     const auto reading = [this](const wchar_t* script, const wchar_t* type, const std::vector<Given>& params) {
         return Step{script, std::vector{plain(L"OBJ_TYPE", type)} + params};
     };
     tell("write a certificate", knownUser(), {}, write);
     tell("write a certificate when logged in", {}, {login()}, write);
-    tell("read certificates", knownUser(), {write}, reading(L"readData", L"CERTIFICATE", search()));
+    tell("read certificates", knownUser(), {writing(readCertificate)}, reading(L"readData", L"CERTIFICATE", search()));
     tell("remove certificates", knownUser(), {write}, reading(L"removeData", L"CERTIFICATE", search()));
     tell("remove nothing", knownUser(), {}, reading(L"removeData", L"ANY", search()));
     tell("name a container", knownUser(), {},

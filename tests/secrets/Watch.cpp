@@ -106,7 +106,8 @@ void Watch::lookAtLibraries() {
 void Watch::found(const Needle& needle, const std::uint8_t* at) {
     Watch& watch = *g_pWatch;
     const bool isTrace = watch.m_place == std::string_view("the trace");
-    if ((isTrace && needle.secret->kind == Kind::Value) || (needle.isKeptForm && watch.isKeptAt(at))) {
+    const bool mayBeTraced = needle.secret->kind == Kind::Value || needle.secret->kind == Kind::Public;
+    if ((isTrace && mayBeTraced) || (needle.isKeptForm && watch.isKeptAt(at))) {
         return;
     }
     watch.report(needle, static_cast<std::size_t>(at - watch.m_pBlock));

@@ -159,17 +159,17 @@ TEST_F(SelfCheck, BindsAllFunctionsAtLoad) {
 TEST_F(SelfCheck, ForgivesWhatIsKeptByRightAndThereAlone) {
     const auto plant = [] {
         g_pBlock = static_cast<char*>(std::calloc(200, 1));
-        std::wcscpy(reinterpret_cast<wchar_t*>(g_pBlock), kPinHex);
+        std::memcpy(g_pBlock, kPin, 8);
     };
     EXPECT_EQ(findingsOf(plant, [] { return std::vector<Range>{{g_pBlock, 64}}; }), std::vector<std::string>());
     // Another form in the same place is none of the kept ones.
-    std::memcpy(g_pBlock, kPin, 8);
+    std::wcscpy(reinterpret_cast<wchar_t*>(g_pBlock), kPinHex);
     std::vector<std::string> findings = findingsOf([] {}, [] { return std::vector<Range>{{g_pBlock, 64}}; });
     ASSERT_EQ(findings.size(), 1U);
-    EXPECT_NE(findings[0].find("the PIN as bytes"), std::string::npos);
+    EXPECT_NE(findings[0].find("the PIN as UTF-32 hexadecimal text"), std::string::npos);
     // And the same form in another place is not kept there.
-    std::memset(g_pBlock, 0, 64);
-    std::wcscpy(reinterpret_cast<wchar_t*>(g_pBlock + 100), kPinHex);
+    std::memset(g_pBlock, 0, 200);
+    std::memcpy(g_pBlock + 100, kPin, 8);
     EXPECT_EQ(findingsOf([] {}, [] { return std::vector<Range>{{g_pBlock, 64}}; }).size(), 1U);
     std::memset(g_pBlock, 0, 200);
     std::free(g_pBlock);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 
@@ -30,11 +29,6 @@ RYLOG_API void rylogSetModuleName(const wchar_t* name) noexcept;
 /// Returns true when the file or the receiver takes messages of `level` (1 failure, 2 call announced, 4 value, 8 entry,
 /// 16 exit). Cheap: ask before building an argument that costs.
 RYLOG_API bool rylogIsEnabled(std::uint32_t level) noexcept;
-
-/// For those who ask so often that a call costs too much: the levels of which a message goes anywhere, all bits set
-/// before the first question of all. Where a level's bit is not set, rylogIsEnabled says no; where it is, ask. The
-/// levels change whenever the host says so: load them (relaxed) for every question.
-RYLOG_API extern const std::atomic<std::uint64_t>* const rylogLevels;
 
 /// Writes one message of one level. `module` may be null: the process's module name.
 RYLOG_API void rylogLog(const wchar_t* module, std::uint32_t level, const wchar_t* wideFormat, ...) noexcept;

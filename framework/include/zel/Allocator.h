@@ -13,8 +13,10 @@ namespace Zel {
 /// tryAllocate: the same, but null when there is none.
 /// release: gives a block back; its bytes are overwritten with zeros first, for values that cross the border may be
 /// secrets. Null is allowed.
+/// releasePublic: the same for a block that never held a secret, whose bytes are left as they are.
 ZEL_INTERFACES_API void* allocate(std::size_t size);
 ZEL_INTERFACES_API void* tryAllocate(std::size_t size) noexcept;
 ZEL_INTERFACES_API void release(void* block) noexcept;
+ZEL_INTERFACES_API void releasePublic(void* block) noexcept;
 
 } // namespace Zel

@@ -30,6 +30,11 @@ public:
 
     void clear() noexcept;
 
+    enum class Content { Secret, Public };
+    /// Makes this a text of `length` characters, for the caller to set all of them at once through the pointer that
+    /// comes back. Of public content long texts are not overwritten when they go: for answers that hold no secret.
+    wchar_t* fill(std::size_t length, Content content = Content::Secret);
+
     /// 0 when equal, negative when this text sorts before `other`, positive when after. By character value.
     [[nodiscard]] int compare(const TString& other) const noexcept;
     [[nodiscard]] int compare(const wchar_t* other) const noexcept;
@@ -66,7 +71,7 @@ private:
 
     void dispose() noexcept;
     void copy(const TString& other) noexcept;
-    [[nodiscard]] bool isOnlyOwner() const noexcept;
+    [[nodiscard]] bool mayWrite() const noexcept;
     void copyInline(const TString& other) noexcept;
     void take(TString& other) noexcept;
     void grow(std::size_t capacity);

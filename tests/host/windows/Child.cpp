@@ -3,23 +3,17 @@
 #include <stdexcept>
 #include <windows.h>
 
-#include "platform/Encoding.h"
+#include "text/Utf8.h"
 
 namespace tests {
 
 namespace {
 
-std::wstring wide(const std::string& text) {
-    std::wstring result(platform::utf8ToWide(text.data(), text.size(), nullptr, 0), L'\0');
-    result.resize(platform::utf8ToWide(text.data(), text.size(), result.data(), result.size()));
-    return result;
-}
-
 /// Quoted as the program's own start-up code takes it apart again.
 std::wstring quoted(const std::string& argument) {
     std::wstring result = L"\"";
     std::size_t backslashes = 0;
-    for (const wchar_t character : wide(argument)) {
+    for (const wchar_t character : text::toWide(argument)) {
         if (character == L'"') {
             result.append(backslashes + 1, L'\\');
         }
@@ -82,7 +76,7 @@ Child::Child(const Words& arguments, const Environment& environment) : m_system(
         line += (line.empty() ? L"" : L" ") + quoted(argument);
     }
     for (const auto& [name, value] : environment) {
-        SetEnvironmentVariableW(wide(name).c_str(), wide(value).c_str());
+        SetEnvironmentVariableW(text::toWide(name).c_str(), text::toWide(value).c_str());
     }
     STARTUPINFOW start = {};
     start.cb = sizeof start;
@@ -94,7 +88,7 @@ Child::Child(const Words& arguments, const Environment& environment) : m_system(
     const BOOL started = CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, nullptr,
                                         nullptr, &start, &process);
     for (const auto& [name, value] : environment) {
-        SetEnvironmentVariableW(wide(name).c_str(), nullptr);
+        SetEnvironmentVariableW(text::toWide(name).c_str(), nullptr);
     }
     CloseHandle(childInput);
     CloseHandle(childOutput);

@@ -308,17 +308,6 @@ TEST_F(LogTest, NegativeCharactersAreReplaced) {
     EXPECT_EQ(only().text, "<\xEF\xBF\xBD>");
 }
 
-TEST_F(LogTest, LevelsAreThereForThoseWhoAskOften) {
-    ASSERT_TRUE(rylogSetUp(nullptr, kAll, RylogFormat::Json));
-    EXPECT_EQ(rylogLevels->load(), 0U);
-    ASSERT_TRUE(logTo(RylogFormat::Json, 1 | 8));
-    EXPECT_EQ(rylogLevels->load(), 9U);
-    rylogSetReceiver([](void*, const RylogRecord*) {}, nullptr, 2 | 8);
-    EXPECT_EQ(rylogLevels->load(), 11U);
-    rylogSetReceiver(nullptr, nullptr, 0);
-    EXPECT_EQ(rylogLevels->load(), 9U);
-}
-
 TEST_F(LogTest, LoneSurrogatesAreReplaced) {
     ASSERT_TRUE(logTo(RylogFormat::Json));
     rylogLog(kModule, 1, L"a%cb%cc", 0xD800, 0xDFFF);

@@ -240,6 +240,35 @@ TEST(TString, GivesParts) {
     EXPECT_STREQ(text.substr(0, 0).c_str(), L"");
 }
 
+TEST(TString, IsFilledInItsPlace) {
+    for (const TString::Content content : {TString::Content::Secret, TString::Content::Public}) {
+        for (const std::size_t length : {std::size_t{0}, std::size_t{3}, kInlineCapacity, kInlineCapacity + 1}) {
+            TString text(kLong.c_str());
+            std::fill_n(text.fill(length, content), length, L'x');
+            EXPECT_EQ(std::wstring(text.c_str()), std::wstring(length, L'x'));
+            EXPECT_EQ(text.length(), length);
+        }
+    }
+}
+
+// What comes later may be a secret, and gets room that is wiped.
+TEST(TString, NeverWritesIntoRoomForPublicCharacters) {
+    for (const auto& change : {+[](TString& text) { text = L"secret"; }, +[](TString& text) { text.append(L"secret"); },
+                               +[](TString& text) { text.format(L"%ws", L"secret"); },
+                               +[](TString& text) {
+                                   text.clear();
+                                   text.append(L"secret");
+                               }}) {
+        TString text;
+        std::fill_n(text.fill(1000, TString::Content::Public), 1000, L'x');
+        const TString copy(text);
+        const wchar_t* const place = text.data();
+        change(text);
+        EXPECT_NE(text.data(), place);
+        EXPECT_EQ(std::wstring(copy.c_str()), std::wstring(1000, L'x'));
+    }
+}
+
 TEST(TString, WipesClearedCharacters) {
     for (const std::wstring& secret : {std::wstring(L"1234"), kLong}) {
         TString text(secret.c_str());

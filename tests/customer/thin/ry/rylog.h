@@ -4,7 +4,6 @@
 
 // Functions of C have no namespace that could hold another name for them.
 #define rylogIsEnabled kitlogIsEnabled
-#define rylogLevels kitlogLevels
 #define rylogLog kitlogLog
 #define rylogLogBin kitlogLogBin
 #define rylogSetModuleName kitlogSetModuleName

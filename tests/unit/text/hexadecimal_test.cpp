@@ -1,8 +1,9 @@
-#include "platform/Encoding.h"
+#include "text/Hexadecimal.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,19 +11,12 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Nothing, or the bytes; input and output in blocks of exactly their size.
+/// Nothing, or the bytes; the input in a block of exactly its size.
 std::optional<Bytes> decode(const std::wstring& text) {
     const std::unique_ptr<wchar_t[]> input(new wchar_t[text.size()]);
     text.copy(input.get(), text.size());
-    const std::optional<std::size_t> needed = platform::decodeHexadecimal(input.get(), text.size(), nullptr, 0);
-    if (!needed) {
-        std::uint8_t unused[64];
-        EXPECT_EQ(platform::decodeHexadecimal(input.get(), text.size(), unused, sizeof unused), std::nullopt);
-        return std::nullopt;
-    }
-    Bytes bytes(*needed);
-    EXPECT_EQ(platform::decodeHexadecimal(input.get(), text.size(), bytes.data(), bytes.size()), needed);
-    return bytes;
+    const SecretBuffer bytes = text::decodeHexadecimal({input.get(), text.size()});
+    return bytes.isNull() ? std::nullopt : std::optional<Bytes>({bytes.data(), bytes.data() + bytes.size()});
 }
 
 TEST(Hexadecimal, TakesPairsOfDigitsOfEitherCase) {
@@ -84,20 +78,14 @@ TEST(Hexadecimal, RefusesEverythingElse) {
     }
 }
 
-TEST(Hexadecimal, RefusesATargetThatIsTooSmall) {
-    std::uint8_t bytes[4] = {1, 2, 3, 4};
-    EXPECT_EQ(platform::decodeHexadecimal(L"AABB", 4, bytes, 1), std::nullopt);
-    EXPECT_EQ(platform::decodeHexadecimal(L"AABB", 4, bytes, 0), std::nullopt);
-    EXPECT_EQ(bytes[0], 1);
-    EXPECT_EQ(platform::decodeHexadecimal(L"AABB", 4, bytes, 4), 2U);
-    EXPECT_EQ(bytes[1], 0xBB);
-    EXPECT_EQ(bytes[2], 3);
-}
-
-TEST(Hexadecimal, DoesNotReadBehindTheLength) {
-    EXPECT_EQ(platform::decodeHexadecimal(L"0AFF", 3, nullptr, 0), std::nullopt);
-    EXPECT_EQ(platform::decodeHexadecimal(L"0AFF", 2, nullptr, 0), 1U);
-    EXPECT_EQ(platform::decodeHexadecimal(L"0AFF", 0, nullptr, 0), std::nullopt);
+TEST(Hexadecimal, WritesTwoUpperCaseDigitsForEachByte) {
+    const Bytes bytes = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF};
+    wchar_t wide[17] = {};
+    EXPECT_EQ(text::encodeHexadecimal(bytes, wide), wide + 16);
+    EXPECT_EQ(std::wstring(wide), L"0123456789ABCDEF");
+    char narrow[17] = {};
+    EXPECT_EQ(text::encodeHexadecimal(bytes, narrow), narrow + 16);
+    EXPECT_EQ(std::string(narrow), "0123456789ABCDEF");
 }
 
 TEST(Hexadecimal, TakesLongTexts) {

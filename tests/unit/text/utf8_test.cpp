@@ -1,4 +1,4 @@
-#include "platform/Encoding.h"
+#include "text/Utf8.h"
 
 #include <gtest/gtest.h>
 
@@ -14,18 +14,18 @@ constexpr bool kHasSurrogates = sizeof(wchar_t) == 2;
 std::wstring decode(const std::string& bytes) {
     const std::unique_ptr<char[]> input(new char[bytes.size()]);
     bytes.copy(input.get(), bytes.size());
-    const std::size_t needed = platform::utf8ToWide(input.get(), bytes.size(), nullptr, 0);
+    const std::size_t needed = text::utf8ToWide(input.get(), bytes.size(), nullptr, 0);
     const std::unique_ptr<wchar_t[]> output(new wchar_t[needed]);
-    EXPECT_EQ(platform::utf8ToWide(input.get(), bytes.size(), output.get(), needed), needed);
+    EXPECT_EQ(text::utf8ToWide(input.get(), bytes.size(), output.get(), needed), needed);
     return {output.get(), needed};
 }
 
 std::string encode(const std::wstring& text) {
     const std::unique_ptr<wchar_t[]> input(new wchar_t[text.size()]);
     text.copy(input.get(), text.size());
-    const std::size_t needed = platform::wideToUtf8(input.get(), text.size(), nullptr, 0);
+    const std::size_t needed = text::wideToUtf8(input.get(), text.size(), nullptr, 0);
     const std::unique_ptr<char[]> output(new char[needed]);
-    EXPECT_EQ(platform::wideToUtf8(input.get(), text.size(), output.get(), needed), needed);
+    EXPECT_EQ(text::wideToUtf8(input.get(), text.size(), output.get(), needed), needed);
     return {output.get(), needed};
 }
 
@@ -122,7 +122,7 @@ TEST(Utf8, ReplacesEachMaximalMalformedPartByOneCharacter) {
 TEST(Utf8, DoesNotReadBehindTheLength) {
     const std::string euro = "\xE2\x82\xAC";
     wchar_t unit = 0;
-    EXPECT_EQ(platform::utf8ToWide(euro.data(), 2, &unit, 1), 1U);
+    EXPECT_EQ(text::utf8ToWide(euro.data(), 2, &unit, 1), 1U);
     EXPECT_EQ(static_cast<unsigned>(unit), 0xFFFDU);
 }
 
@@ -149,25 +149,25 @@ TEST(Utf8, ReplacesWhatIsNoCodePoint) {
 }
 
 TEST(Utf8, GivesNothingForNothing) {
-    EXPECT_EQ(platform::utf8ToWide("", 0, nullptr, 0), 0U);
-    EXPECT_EQ(platform::wideToUtf8(L"", 0, nullptr, 0), 0U);
+    EXPECT_EQ(text::utf8ToWide("", 0, nullptr, 0), 0U);
+    EXPECT_EQ(text::wideToUtf8(L"", 0, nullptr, 0), 0U);
     char byte = 'x';
     wchar_t unit = L'x';
-    EXPECT_EQ(platform::utf8ToWide("", 0, &unit, 1), 0U);
-    EXPECT_EQ(platform::wideToUtf8(L"", 0, &byte, 1), 0U);
+    EXPECT_EQ(text::utf8ToWide("", 0, &unit, 1), 0U);
+    EXPECT_EQ(text::wideToUtf8(L"", 0, &byte, 1), 0U);
     EXPECT_EQ(byte, 'x');
     EXPECT_EQ(unit, L'x');
 }
 
 TEST(Utf8, RefusesATargetThatIsTooSmall) {
     wchar_t wide[8] = {};
-    EXPECT_EQ(platform::utf8ToWide("ABC", 3, wide, 2), 0U);
-    EXPECT_EQ(platform::utf8ToWide("ABC", 3, wide, 0), 0U);
-    EXPECT_EQ(platform::utf8ToWide("AB\xFF", 3, wide, 2), 0U);
+    EXPECT_EQ(text::utf8ToWide("ABC", 3, wide, 2), 0U);
+    EXPECT_EQ(text::utf8ToWide("ABC", 3, wide, 0), 0U);
+    EXPECT_EQ(text::utf8ToWide("AB\xFF", 3, wide, 2), 0U);
     EXPECT_EQ(wide[3], L'\0');
     char bytes[8] = {};
-    EXPECT_EQ(platform::wideToUtf8(L"AB\x20AC", 3, bytes, 4), 0U);
-    EXPECT_EQ(platform::wideToUtf8(L"AB", 2, bytes, 0), 0U);
+    EXPECT_EQ(text::wideToUtf8(L"AB\x20AC", 3, bytes, 4), 0U);
+    EXPECT_EQ(text::wideToUtf8(L"AB", 2, bytes, 0), 0U);
     EXPECT_EQ(bytes[5], '\0');
 }
 
@@ -175,9 +175,9 @@ TEST(Utf8, RefusesATargetThatIsTooSmall) {
 TEST(Utf8, RefusesRoomForHalfACharacter) {
     constexpr std::size_t needed = sizeof(wchar_t) == 2 ? 3 : 2;
     wchar_t wide[4] = {};
-    EXPECT_EQ(platform::utf8ToWide("A\xF0\x9F\x98\x80", 5, wide, needed - 1), 0U);
+    EXPECT_EQ(text::utf8ToWide("A\xF0\x9F\x98\x80", 5, wide, needed - 1), 0U);
     EXPECT_EQ(wide[needed - 1], L'\0');
-    EXPECT_EQ(platform::utf8ToWide("A\xF0\x9F\x98\x80", 5, wide, needed), needed);
+    EXPECT_EQ(text::utf8ToWide("A\xF0\x9F\x98\x80", 5, wide, needed), needed);
 }
 
 TEST(Utf8, NeverWritesMoreThanItSaidForAnyTwoBytes) {

@@ -3,11 +3,9 @@
 #include <cstddef>
 #include <cstring>
 
-namespace platform {
+namespace text {
 
 /// Overwrites `length` bytes with zeros in a way that no compiler removes. Null with length 0 is allowed.
-///
-/// Inline, and the same on both systems: everything that is freed comes through here, most of it a few bytes.
 inline void secureZero(void* bytes, std::size_t length) noexcept {
     if (length != 0) {
         std::memset(bytes, 0, length);
@@ -16,4 +14,4 @@ inline void secureZero(void* bytes, std::size_t length) noexcept {
     }
 }
 
-} // namespace platform
+} // namespace text
