@@ -21,8 +21,8 @@ if(WIN32)
   # Filled in as it stands, with the empty line behind it.
   string(CONCAT package_family
     "A host must be built with a compiler of the family that this package is for: classes cross the border, and GCC and\n"
-    "Microsoft's compiler lay out calls and exceptions differently. There is a package for each. "
-    "[docs/host-framework.md](docs/host-framework.md)\nsays what that means and what has been tested.\n")
+    "Microsoft's compiler lay out calls and exceptions differently. There is a package for each.\n"
+    "[docs/host-framework.md](docs/host-framework.md) says what that means and what has been tested.\n")
   if(NOT MINGW)
     string(APPEND package_family
       "\nThe files need `vcruntime140.dll`, which hosts of that compiler have from its redistributable package, and the\n"
