@@ -45,8 +45,10 @@ set(libraries "-llibc++ -lruntime -lvcruntime140 -lucrtbase -lmsvcp140 -lkernel3
 set(CMAKE_C_STANDARD_LIBRARIES "${libraries}" CACHE STRING "Linked into everything")
 set(CMAKE_CXX_STANDARD_LIBRARIES "${libraries}" CACHE STRING "Linked into everything")
 
-# Trying it would link before there is anything to link with.
-set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+if(ZEL_MSVC_SDK)
+  # There is nothing yet to link with.
+  set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+endif()
 set(CMAKE_FIND_ROOT_PATH ${sdk})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
