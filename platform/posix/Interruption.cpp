@@ -51,6 +51,16 @@ bool isIgnored(int number) noexcept {
     return ::sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
 }
 
+/// A program that a library starts is to end by a signal as any other, and not to be born with signals blocked.
+void giveSignalsBack() noexcept {
+    for (const int number : kSignals) {
+        if (isNoted(number)) {
+            ::signal(number, SIG_DFL);
+        }
+    }
+    ::pthread_sigmask(SIG_UNBLOCK, &g_noted, nullptr);
+}
+
 void setHandlers() noexcept {
     struct sigaction action = {};
     action.sa_sigaction = handle;
@@ -69,6 +79,7 @@ void noteInterruptions() noexcept {
     g_reader = ::pthread_self();
     ::sigemptyset(&g_noted);
     setHandlers();
+    ::pthread_atfork(nullptr, nullptr, giveSignalsBack);
     ::pthread_sigmask(SIG_BLOCK, &g_noted, nullptr);
     try {
         std::thread(watch).detach();
