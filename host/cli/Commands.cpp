@@ -172,7 +172,8 @@ ExitStatus runScript(const Options& options, const Output& output) {
 
 ExitStatus runJob(const Options& options, const Output& output) {
     if (options.reader) {
-        throw UsageError("--reader cannot be used with \"run\"; put a step with \"getPlatformIdentifiers\" into the job");
+        throw UsageError(
+            "--reader cannot be used with \"run\"; put a step with \"getPlatformIdentifiers\" into the job");
     }
     std::optional<platform::InputStream> input =
         options.job == "-" ? platform::InputStream::takeStandardInput() : platform::InputStream::open(options.job);
