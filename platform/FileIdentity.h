@@ -17,9 +17,9 @@ public:
     [[nodiscard]] bool isStill(std::ptrdiff_t descriptor) const noexcept;
 
 private:
-    std::uint64_t m_device = 0;
-    std::uint64_t m_file = 0;
-    bool m_known = false;
+    [[maybe_unused]] std::uint64_t m_device = 0; // none of the three on Windows
+    [[maybe_unused]] std::uint64_t m_file = 0;
+    [[maybe_unused]] bool m_known = false;
 };
 
 } // namespace platform
