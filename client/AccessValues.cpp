@@ -5,6 +5,7 @@
 
 #include "client/Failure.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 #include "util/Trace.h"
 
@@ -37,13 +38,10 @@ void AccessValues::readForOperation(const Zel::Vector<Zel::Parameter>* params) {
 }
 
 void AccessValues::readParameters(const Zel::Vector<Zel::Parameter>* params) {
-    if (params == nullptr) {
-        return;
-    }
     const Trace trace(L"readParameters");
-    for (std::uint32_t i = 0; i < params->size(); ++i) {
-        const Zel::Parameter& parameter = *params->at(i);
-        trace.write(TraceLevel::Value, L": accessParameters %d, %ws", i, parameter.getId());
+    std::uint32_t index = 0;
+    for (const Zel::Parameter& parameter : elements(params)) {
+        trace.write(TraceLevel::Value, L": accessParameters %d, %ws", index++, parameter.getId());
         readParameter(parameter);
     }
 }

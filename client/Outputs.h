@@ -19,9 +19,7 @@ public:
 
     /// Appends "ERROR" without a value yet. Most scripts begin with it and set it last, so that it stands first.
     void beginError() { push(L"ERROR", Zel::TString()); }
-    void setError(const Result& result) { m_parameters.at(0)->setValue(result.errorText()); }
-    /// Whether a part of the script has set "ERROR" already.
-    [[nodiscard]] bool hasError() const { return !m_parameters.at(0)->getValue().empty(); }
+    void setError(const Result& result) { m_parameters.at(0)->setValue(errorText(result)); }
 
     /// Position that the next parameter will have; with setValue, for values that are known only later.
     [[nodiscard]] std::uint32_t nextIndex() const { return m_parameters.size(); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "client/AccessValues.h"
+#include "client/ScriptContext.h"
 #include "platform/DynamicLibrary.h"
 #include "token/Session.h"
 #include "token/Slots.h"
@@ -17,8 +18,9 @@ public:
     static constexpr const wchar_t* kScriptType = L"client.p11.Larkspur";
 
     /// Binds the module and initialises Cryptoki. Problems are only traced: the object is then not ready, and says so
-    /// from every operation. `readerPrefix` is hexadecimal text.
-    PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix);
+    /// from every operation. `readerPrefix` is hexadecimal text. `scripts` lives as long as the process.
+    PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix,
+                 std::span<const ScriptEntry> scripts);
     PKCS11Client(const PKCS11Client&) = delete;
     PKCS11Client& operator=(const PKCS11Client&) = delete;
     /// Closes the session, finalises Cryptoki when this object owes that and is the library's last user, and unloads
@@ -33,10 +35,6 @@ public:
     // Dispatch
     [[nodiscard]] Zel::ClientOperationResponse* execute(Zel::ClientOperation* operation) override;
     [[nodiscard]] Zel::Vector<Zel::TString>* getSupportedScripts() override;
-    /// Runs the script of that name with these parameters (null: none) and appends its outputs; false when there is no
-    /// such script. Access values are not read from the parameters first, as execute does.
-    bool runScript(const Zel::TString& name, const Zel::Vector<Zel::Parameter>* params,
-                   Zel::Vector<Zel::Parameter>& outputs);
 
     // Identity
     [[nodiscard]] Zel::TString getVersion() override;
@@ -47,7 +45,6 @@ public:
     [[nodiscard]] bool isLocal() override;
 
 private:
-    void bindFunctionList(const Trace& trace);
     void initializeModule(const Trace& trace);
     void closeSessionForGood(const Trace& trace);
     void finalizeModule(const Trace& trace, int usersBefore);
@@ -56,10 +53,14 @@ private:
     void traceOperation(const Trace& trace, const Zel::ClientOperation& operation) const;
     void runOperation(const Trace& trace, const Zel::ClientOperation& operation,
                       const Zel::Vector<Zel::Parameter>* params, Zel::Vector<Zel::Parameter>& outputs);
+    /// Returns false when there is no script of that name.
+    bool runScript(const Zel::TString& name, const Zel::Vector<Zel::Parameter>* params,
+                   Zel::Vector<Zel::Parameter>& outputs);
 
     // Members that no call outlives come first: the library is unloaded after everything else has gone.
     platform::DynamicLibrary m_library;
     Zel::TString m_tsLibraryName;
+    std::span<const ScriptEntry> m_scripts;
     Cryptoki m_cryptoki;
     Slots m_slots;
     Session m_session{m_cryptoki};

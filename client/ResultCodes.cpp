@@ -78,3 +78,7 @@ Zel::TString clientErrorCode(CK_RV rv) {
     const auto row = std::lower_bound(kRows.begin(), kRows.end(), Row{rv, 0}, below);
     return hexNumberText(row != kRows.end() && row->rv == rv ? row->clientCode : kAnyOther);
 }
+
+Zel::TString errorText(const Result& result) {
+    return result.isClientCode() ? hexNumberText(result.clientCode()) : clientErrorCode(result.rv());
+}

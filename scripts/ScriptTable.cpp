@@ -1,3 +1,5 @@
+#include "scripts/ScriptTable.h"
+
 #include "scripts/Scripts.h"
 
 namespace {

@@ -2,8 +2,6 @@
 
 #include <array>
 
-namespace scripts {
-
 namespace {
 
 constexpr std::size_t kMostAttributes = 2;
@@ -77,24 +75,20 @@ CK_RV readAttributes(const Session& session, const Trace& trace, CK_OBJECT_HANDL
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         entries[i].type = attributes[i].type;
     }
-    CK_RV rv = ask(session, trace, hObject, attributes, entries);
-    if (rv != CKR_OK) {
+    if (const CK_RV rv = ask(session, trace, hObject, attributes, entries); rv != CKR_OK) {
         return rv;
     }
-    rv = makeRoom(attributes, entries, budget);
-    if (rv == CKR_OK) {
-        rv = ask(session, trace, hObject, attributes, entries);
-        if (rv != CKR_OK) {
-            return rv;
-        }
-        rv = takeLengths(attributes, entries, budget);
+    if (const CK_RV rv = makeRoom(attributes, entries, budget); rv != CKR_OK) {
+        trace.failed(cryptoki::getAttributeValue.name, rv);
+        return rv;
     }
-    if (rv != CKR_OK) {
+    if (const CK_RV rv = ask(session, trace, hObject, attributes, entries); rv != CKR_OK) {
+        return rv;
+    }
+    if (const CK_RV rv = takeLengths(attributes, entries, budget); rv != CKR_OK) {
         trace.failed(cryptoki::getAttributeValue.name, rv);
         return rv;
     }
     traceValues(trace, attributes);
     return CKR_OK;
 }
-
-} // namespace scripts

@@ -6,27 +6,29 @@
 
 AttributeTemplate::AttributeTemplate(std::size_t capacity, std::initializer_list<CK_ATTRIBUTE_TYPE> presetTypes)
     : m_capacity(std::min(capacity, kCapacity)) {
-    std::copy_n(presetTypes.begin(), std::min(presetTypes.size(), kCapacity), m_presetTypes.begin());
+    for (std::size_t i = 0; i < std::min(presetTypes.size(), kCapacity); ++i) {
+        m_entries[i].presetType = presetTypes.begin()[i];
+    }
 }
 
 AttributeTemplate::~AttributeTemplate() {
-    text::secureZero(m_scalars.data(), m_count * sizeof(CK_ULONG));
+    for (Entry& entry : m_entries) {
+        text::secureZero(&entry.number, sizeof entry.number);
+    }
 }
 
 void AttributeTemplate::setBoolean(CK_ATTRIBUTE_TYPE type, bool value) {
-    if (CK_ATTRIBUTE* entry = slotFor(type)) {
-        CK_ULONG& scalar = m_scalars[static_cast<std::size_t>(entry - m_entries.data())];
-        scalar = 0;
-        *reinterpret_cast<CK_BBOOL*>(&scalar) = value ? CK_TRUE : CK_FALSE;
-        point(*entry, type, &scalar, sizeof(CK_BBOOL));
+    if (Entry* entry = entryFor(type)) {
+        entry->number = 0;
+        *reinterpret_cast<CK_BBOOL*>(&entry->number) = value ? CK_TRUE : CK_FALSE;
+        entry->send(type, &entry->number, sizeof(CK_BBOOL));
     }
 }
 
 void AttributeTemplate::setNumber(CK_ATTRIBUTE_TYPE type, CK_ULONG value) {
-    if (CK_ATTRIBUTE* entry = slotFor(type)) {
-        CK_ULONG& scalar = m_scalars[static_cast<std::size_t>(entry - m_entries.data())];
-        scalar = value;
-        point(*entry, type, &scalar, sizeof scalar);
+    if (Entry* entry = entryFor(type)) {
+        entry->number = value;
+        entry->send(type, &entry->number, sizeof entry->number);
     }
 }
 
@@ -35,68 +37,66 @@ void AttributeTemplate::setBytes(CK_ATTRIBUTE_TYPE type, std::span<const std::ui
 }
 
 void AttributeTemplate::setBytes(CK_ATTRIBUTE_TYPE type, SecretBuffer value) {
-    if (CK_ATTRIBUTE* entry = slotFor(type)) {
-        SecretBuffer& bytes = m_bytes[static_cast<std::size_t>(entry - m_entries.data())];
-        bytes = std::move(value);
-        point(*entry, type, bytes.data(), bytes.size());
+    if (Entry* entry = entryFor(type)) {
+        entry->bytes = std::move(value);
+        entry->send(type, entry->bytes.data(), entry->bytes.size());
     }
 }
 
-void AttributeTemplate::countUnwritten(CK_ATTRIBUTE_TYPE type) {
-    if (CK_ATTRIBUTE* entry = slotFor(type)) {
-        const auto index = static_cast<std::size_t>(entry - m_entries.data());
-        m_bytes[index].clear();
-        point(*entry, m_presetTypes[index], nullptr, 0);
+void AttributeTemplate::setWithoutValue(CK_ATTRIBUTE_TYPE type) {
+    if (Entry* entry = entryFor(type)) {
+        entry->bytes.clear();
+        entry->send(entry->presetType, nullptr, 0);
     }
 }
 
-CK_ATTRIBUTE* AttributeTemplate::entries() {
-    std::copy_n(m_entries.begin(), m_count, m_handedOut.begin());
-    return m_count == 0 ? nullptr : m_handedOut.data();
+void AttributeTemplate::endFixed(std::size_t reserved) {
+    m_fixedCount = m_count;
+    m_reserved = reserved;
+}
+
+bool AttributeTemplate::hasRoomFor(CK_ATTRIBUTE_TYPE type) const {
+    return m_count + m_reserved < m_capacity || findFixed(type).has_value();
 }
 
 std::optional<std::size_t> AttributeTemplate::find(CK_ATTRIBUTE_TYPE type) const {
     for (std::size_t i = m_count; i > 0; --i) {
-        if (m_meant[i - 1] == type) {
+        if (m_entries[i - 1].setFor == type) {
             return i - 1;
         }
     }
     return std::nullopt;
 }
 
-std::optional<std::size_t> AttributeTemplate::findInHead(CK_ATTRIBUTE_TYPE type) const {
-    const auto end = m_meant.begin() + static_cast<std::ptrdiff_t>(m_headCount);
-    const auto found = std::find(m_meant.begin(), end, type);
-    return found == end ? std::nullopt : std::optional(static_cast<std::size_t>(found - m_meant.begin()));
-}
-
-void AttributeTemplate::closeHead(std::size_t reserved) {
-    m_headCount = m_count;
-    m_reserved = reserved;
-}
-
-bool AttributeTemplate::hasRoomFor(CK_ATTRIBUTE_TYPE type) const {
-    return m_count + m_reserved < m_capacity || findInHead(type).has_value();
+CK_ATTRIBUTE* AttributeTemplate::entries() {
+    const auto sent = [](const Entry& entry) { return entry.sent; };
+    std::transform(m_entries.begin(), m_entries.begin() + static_cast<std::ptrdiff_t>(m_count), m_handedOut.begin(),
+                   sent);
+    return m_count == 0 ? nullptr : m_handedOut.data();
 }
 
 std::span<const std::uint8_t> AttributeTemplate::valueAt(std::size_t index) const {
-    const CK_ATTRIBUTE& entry = m_entries.at(index);
-    return {static_cast<const std::uint8_t*>(entry.pValue), static_cast<std::size_t>(entry.ulValueLen)};
+    const CK_ATTRIBUTE& sent = at(index);
+    return {static_cast<const std::uint8_t*>(sent.pValue), static_cast<std::size_t>(sent.ulValueLen)};
 }
 
-CK_ATTRIBUTE* AttributeTemplate::slotFor(CK_ATTRIBUTE_TYPE type) {
-    if (const auto index = findInHead(type)) {
+std::optional<std::size_t> AttributeTemplate::findFixed(CK_ATTRIBUTE_TYPE type) const {
+    for (std::size_t i = 0; i < m_fixedCount; ++i) {
+        if (m_entries[i].setFor == type) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+AttributeTemplate::Entry* AttributeTemplate::entryFor(CK_ATTRIBUTE_TYPE type) {
+    if (const auto index = findFixed(type)) {
         return &m_entries[*index];
     }
     if (m_count == m_capacity) {
         return nullptr;
     }
-    m_meant[m_count] = type;
-    return &m_entries[m_count++];
-}
-
-void AttributeTemplate::point(CK_ATTRIBUTE& entry, CK_ATTRIBUTE_TYPE type, void* value, std::size_t length) {
-    entry.type = type;
-    entry.pValue = value;
-    entry.ulValueLen = static_cast<CK_ULONG>(length);
+    Entry& entry = m_entries[m_count++];
+    entry.setFor = type;
+    return &entry;
 }

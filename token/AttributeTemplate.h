@@ -9,14 +9,19 @@
 #include "cryptoki/cryptoki.h"
 #include "text/SecretBuffer.h"
 
-/// A Cryptoki template: a fixed array of attributes with a count of used entries. It owns every value and wipes them
-/// when it goes.
+/// A Cryptoki template: entries in the order in which they were set. It owns every value and wipes it at its end.
 ///
-/// A few fixed entries come first: the head. Once it is closed, setting an attribute of the head overwrites its entry,
-/// and every other one is appended, also one that was appended before. What finds no room is left out; hasRoomFor
-/// tells.
+///     AttributeTemplate certificate(12);
+///     certificate.setNumber(CKA_CLASS, CKO_CERTIFICATE);
+///     certificate.setBoolean(CKA_TOKEN, true);
+///     certificate.endFixed();
+///     certificate.setBytes(CKA_LABEL, std::move(label));
+///     call.run(hSession, certificate.entries(), certificate.count(), &hObject);
 ///
-/// The slots may carry preset types: what a slot is sent as when it is counted without having been written.
+/// The entries before endFixed are fixed: setting such an attribute again overwrites its entry. Any other attribute is
+/// appended each time it is set. An entry that finds no room is left out; hasRoomFor says so beforehand.
+///
+/// Places may have preset types: an entry that is set without a value is sent with the preset type of its place.
 class AttributeTemplate {
 public:
     static constexpr std::size_t kCapacity = 23;
@@ -33,39 +38,46 @@ public:
     void setNumber(CK_ATTRIBUTE_TYPE type, CK_ULONG value); ///< sizeof(CK_ULONG) bytes in the machine's order
     void setBytes(CK_ATTRIBUTE_TYPE type, std::span<const std::uint8_t> value);
     void setBytes(CK_ATTRIBUTE_TYPE type, SecretBuffer value);
-    /// Counts an entry for `type` without writing it: it keeps its slot's preset type, a null value and length 0.
-    void countUnwritten(CK_ATTRIBUTE_TYPE type);
+    /// An entry for `type` without a value: the preset type of its place, a null value and length 0.
+    void setWithoutValue(CK_ATTRIBUTE_TYPE type);
 
-    /// The entries so far are the head. `reserved` places are kept for what is not asked about with hasRoomFor.
-    void closeHead(std::size_t reserved = 0);
-    /// Whether an entry for `type` can be set: it is one of the head, or a place is free.
+    /// The entries so far are the fixed ones. `reserved` places are kept for attributes that are set without asking
+    /// hasRoomFor.
+    void endFixed(std::size_t reserved = 0);
+    /// Returns true when `type` can be set: it is fixed, or a place is free.
     [[nodiscard]] bool hasRoomFor(CK_ATTRIBUTE_TYPE type) const;
 
-    /// Position of the last entry made for `type`, if there is one.
+    /// Position of the last entry that was set for `type`, nullopt when there is none.
     [[nodiscard]] std::optional<std::size_t> find(CK_ATTRIBUTE_TYPE type) const;
 
     /// For Cryptoki calls; null when the template is empty, as the calls want it. A fresh copy of the entries each
-    /// time: what a module scribbles into it changes nothing here.
+    /// time: what a module writes into it changes nothing here.
     [[nodiscard]] CK_ATTRIBUTE* entries();
-    [[nodiscard]] const CK_ATTRIBUTE& at(std::size_t index) const { return m_entries.at(index); }
-    [[nodiscard]] std::span<const std::uint8_t> valueAt(std::size_t index) const;
     [[nodiscard]] CK_ULONG count() const { return static_cast<CK_ULONG>(m_count); }
+    [[nodiscard]] const CK_ATTRIBUTE& at(std::size_t index) const { return m_entries.at(index).sent; }
+    [[nodiscard]] std::span<const std::uint8_t> valueAt(std::size_t index) const;
 
 private:
-    [[nodiscard]] std::optional<std::size_t> findInHead(CK_ATTRIBUTE_TYPE type) const;
-    /// The head's entry for `type`, else a new one; null when there is no room.
-    CK_ATTRIBUTE* slotFor(CK_ATTRIBUTE_TYPE type);
-    void point(CK_ATTRIBUTE& entry, CK_ATTRIBUTE_TYPE type, void* value, std::size_t length);
+    struct Entry {
+        CK_ATTRIBUTE_TYPE setFor = 0;     ///< the attribute that it was set for
+        CK_ATTRIBUTE_TYPE presetType = 0; ///< of its place
+        CK_ATTRIBUTE sent{};              ///< points to one of the two values
+        CK_ULONG number = 0;              ///< also a boolean
+        SecretBuffer bytes;
 
-    std::array<CK_ATTRIBUTE_TYPE, kCapacity> m_presetTypes{};
-    // Set entry by entry, for the used ones.
-    std::array<CK_ATTRIBUTE, kCapacity> m_entries;
-    std::array<CK_ATTRIBUTE, kCapacity> m_handedOut;
-    std::array<CK_ATTRIBUTE_TYPE, kCapacity> m_meant; ///< what the entry was made for
-    std::array<CK_ULONG, kCapacity> m_scalars;
-    std::array<SecretBuffer, kCapacity> m_bytes;
+        void send(CK_ATTRIBUTE_TYPE type, void* value, std::size_t length) {
+            sent = {type, value, static_cast<CK_ULONG>(length)};
+        }
+    };
+
+    [[nodiscard]] std::optional<std::size_t> findFixed(CK_ATTRIBUTE_TYPE type) const;
+    /// The fixed entry for `type`, else a new one; null when there is no room.
+    Entry* entryFor(CK_ATTRIBUTE_TYPE type);
+
+    std::array<Entry, kCapacity> m_entries;
+    std::array<CK_ATTRIBUTE, kCapacity> m_handedOut{};
     std::size_t m_capacity;
     std::size_t m_count = 0;
-    std::size_t m_headCount = 0;
+    std::size_t m_fixedCount = 0;
     std::size_t m_reserved = 0;
 };

@@ -1,154 +1,99 @@
 #pragma once
 
-#include <new>
-#include <type_traits>
+#include "token/Cryptoki.h"
 
-#include "cryptoki/cryptoki.h"
-#include "platform/ForcedUnwind.h"
-#include "util/Trace.h"
+/// How the trace announces a call and reports its failure. Each method has its own way, which hosts' tools know.
+struct CallStyle {
+    enum class Announcement {
+        Usual,  ///< ": C_X"
+        Spaced, ///< " : C_X"
+        None,   ///< neither the call nor its inputs
+    };
+    enum class Failure {
+        Usual,    ///< " : C_X 0x… : failed"
+        Tight,    ///< ": C_X 0x… : failed"
+        Lifetime, ///< " : C_X failed 0x…", at the beginning and the end of an executor
+        None,     ///< the caller reports it
+    };
 
-/// A Cryptoki function by its place in the module's function list, with its name for the trace.
-template <auto Member>
-struct CryptokiFunction {
-    const wchar_t* name;
+    Announcement announcement = Announcement::Usual;
+    const wchar_t* detail = L""; ///< behind the function's name in the announcement
+    Failure failure = Failure::Usual;
+    CK_RV tolerated = CKR_OK; ///< a result that is no failure either
+    TraceLevel inputs = TraceLevel::Value;
 };
 
-/// The functions of a module that the plug-in calls.
-namespace cryptoki {
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_Initialize> initialize{L"C_Initialize"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_Finalize> finalize{L"C_Finalize"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GetInfo> getInfo{L"C_GetInfo"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GetSlotList> getSlotList{L"C_GetSlotList"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GetSlotInfo> getSlotInfo{L"C_GetSlotInfo"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GetTokenInfo> getTokenInfo{L"C_GetTokenInfo"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_InitToken> initToken{L"C_InitToken"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_InitPIN> initPIN{L"C_InitPIN"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_SetPIN> setPIN{L"C_SetPIN"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_OpenSession> openSession{L"C_OpenSession"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_CloseSession> closeSession{L"C_CloseSession"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GetSessionInfo> getSessionInfo{L"C_GetSessionInfo"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_Login> login{L"C_Login"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_Logout> logout{L"C_Logout"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_CreateObject> createObject{L"C_CreateObject"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_DestroyObject> destroyObject{L"C_DestroyObject"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GetAttributeValue> getAttributeValue{L"C_GetAttributeValue"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_SetAttributeValue> setAttributeValue{L"C_SetAttributeValue"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_FindObjectsInit> findObjectsInit{L"C_FindObjectsInit"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_FindObjects> findObjects{L"C_FindObjects"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_FindObjectsFinal> findObjectsFinal{L"C_FindObjectsFinal"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_SignInit> signInit{L"C_SignInit"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_Sign> sign{L"C_Sign"};
-inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GenerateKeyPair> generateKeyPair{L"C_GenerateKeyPair"};
-} // namespace cryptoki
+inline constexpr CallStyle kTight{.failure = CallStyle::Failure::Tight};
+inline constexpr CallStyle kSpaced{.announcement = CallStyle::Announcement::Spaced};
+inline constexpr CallStyle kUnreported{.failure = CallStyle::Failure::None};
+inline constexpr CallStyle kUnannounced{.announcement = CallStyle::Announcement::None};
+inline constexpr CallStyle kLifetime{.failure = CallStyle::Failure::Lifetime};
 
-/// The one gate to a module: every call goes through its function list here. An entry that the module left null, or a
-/// list that was never bound, answers CKR_FUNCTION_NOT_SUPPORTED. An exception that the module throws ends here, while
-/// the module is still loaded: CKR_HOST_MEMORY for std::bad_alloc, CKR_GENERAL_ERROR for all others. Only the unwinding
-/// of a cancelled thread passes.
-class Cryptoki {
-public:
-    void bind(CK_FUNCTION_LIST* functionList) noexcept { m_pFunctionList = functionList; }
-    /// Binds the list that the module's C_GetFunctionList gives, also one that it gives along with a failure.
-    [[nodiscard]] CK_RV bind(CK_C_GetFunctionList getFunctionList) {
-        m_pFunctionList = nullptr;
-        return invoke(getFunctionList, &m_pFunctionList);
-    }
-    [[nodiscard]] bool isBound() const noexcept { return m_pFunctionList != nullptr; }
-    /// Whether the module has this function at all.
-    template <auto Member>
-    [[nodiscard]] bool has(CryptokiFunction<Member>) const noexcept {
-        return isBound() && m_pFunctionList->*Member != nullptr;
-    }
-
-    /// Parameter types are those of the function; the arguments convert.
-    template <auto Member, class... Args>
-    [[nodiscard]] CK_RV call(CryptokiFunction<Member>, Args... args) const {
-        if (m_pFunctionList == nullptr) {
-            return CKR_FUNCTION_NOT_SUPPORTED;
-        }
-        const auto function = m_pFunctionList->*Member;
-        return function == nullptr ? CKR_FUNCTION_NOT_SUPPORTED : invoke(function, args...);
-    }
-
-private:
-    template <class... Params, class... Args>
-    static CK_RV invoke(CK_RV (*function)(Params...), Args... args) {
-        try {
-            return function(converted<Params>(args)...);
-        } catch (const platform::ForcedUnwind&) {
-            throw;
-        } catch (const std::bad_alloc&) {
-            return CKR_HOST_MEMORY;
-        } catch (...) {
-            return CKR_GENERAL_ERROR;
-        }
-    }
-
-    /// Lengths are size_t here and CK_ULONG there, which is narrower on Windows; pointers pass as they are.
-    template <class Param, class Arg>
-    static Param converted(Arg arg) {
-        if constexpr (std::is_integral_v<Arg>) {
-            return static_cast<Param>(arg);
-        } else {
-            return arg;
-        }
-    }
-
-    CK_FUNCTION_LIST* m_pFunctionList = nullptr;
-};
-
-/// One call as the trace tells it: announced (": C_X"), its inputs in the order given, the call itself, and a failure
-/// (" : C_X 0x… : failed").
+/// One traced call: announced, its inputs in the order given, the call itself, and a failure.
+///
+///     const CK_RV rv = CryptokiCall(module, trace, cryptoki::getTokenInfo, kTight)
+///                          .in(L"SlotID", slotID)
+///                          .run(slotID, &info);
 template <auto Member>
 class CryptokiCall {
 public:
-    CryptokiCall(const Cryptoki& module, const Trace& trace, CryptokiFunction<Member> function)
-        : m_module(module), m_trace(trace), m_function(function) {
-        trace.announce(function.name);
+    CryptokiCall(const Cryptoki& module, const Trace& trace, CryptokiFunction<Member> function, CallStyle style = {})
+        : m_module(module), m_trace(trace), m_function(function), m_style(style) {
+        announce();
     }
 
-    CryptokiCall& in(const wchar_t* name, std::uint64_t value) {
-        m_trace.input(name, value);
-        return *this;
+    /// The announcement once more, for methods that have it behind their inputs, too.
+    void announce() const {
+        switch (m_style.announcement) {
+        case CallStyle::Announcement::Usual:
+            return m_trace.write(TraceLevel::Call, L": %ws%ws", m_function.name, m_style.detail);
+        case CallStyle::Announcement::Spaced:
+            return m_trace.write(TraceLevel::Call, L" : %ws%ws", m_function.name, m_style.detail);
+        case CallStyle::Announcement::None:
+            return;
+        }
     }
+
+    CryptokiCall& in(const wchar_t* name, std::uint64_t value) { return note(L": --> %ws=0x%x", name, value); }
     /// An input line in words of its own, with the arrow in front.
     template <class... Args>
     CryptokiCall& note(const wchar_t* tail, const Args&... args) {
-        m_trace.write(TraceLevel::Value, tail, args...);
-        return *this;
-    }
-    /// The failure line without the blank before the colon, as the information calls have it.
-    CryptokiCall& tight() {
-        m_isTight = true;
+        if (m_style.announcement != CallStyle::Announcement::None) {
+            m_trace.write(m_style.inputs, tail, args...);
+        }
         return *this;
     }
 
     template <class... Args>
     [[nodiscard]] CK_RV run(Args... args) const {
         const CK_RV rv = m_module.call(m_function, args...);
-        if (rv != CKR_OK) {
+        if (rv != CKR_OK && rv != m_style.tolerated) {
             fail(rv);
         }
         return rv;
     }
 
-    /// For calls of which another result than CKR_OK is no failure: nothing is reported.
-    template <class... Args>
-    [[nodiscard]] CK_RV runQuietly(Args... args) const {
-        return m_module.call(m_function, args...);
-    }
-
-    void fail(CK_RV rv) const {
-        if (m_isTight) {
-            m_trace.failedTight(m_function.name, rv);
-        } else {
+    /// Reports a failure that shows only in what the module wrote. Returns `rv`.
+    CK_RV fail(CK_RV rv) const {
+        switch (m_style.failure) {
+        case CallStyle::Failure::Usual:
             m_trace.failed(m_function.name, rv);
+            break;
+        case CallStyle::Failure::Tight:
+            m_trace.failedTight(m_function.name, rv);
+            break;
+        case CallStyle::Failure::Lifetime:
+            m_trace.failure(L" : %ws failed 0x%x", m_function.name, rv);
+            break;
+        case CallStyle::Failure::None:
+            break;
         }
+        return rv;
     }
 
 private:
     const Cryptoki& m_module;
     const Trace& m_trace;
     CryptokiFunction<Member> m_function;
-    bool m_isTight = false;
+    CallStyle m_style;
 };

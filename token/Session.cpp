@@ -27,10 +27,8 @@ CK_RV Session::openSession(CK_FLAGS flags, bool forceNew) {
 
 CK_RV Session::inspectOpenSession(const Trace& trace, CK_FLAGS flags) {
     CK_SESSION_INFO info{};
-    auto getInfo = call(trace, cryptoki::getSessionInfo).tight();
-    const CK_RV rv = getInfo.runQuietly(m_hSession, &info);
+    const CK_RV rv = call(trace, cryptoki::getSessionInfo, kTolerant).run(m_hSession, &info);
     if (rv != CKR_OK && rv != CKR_SESSION_HANDLE_INVALID) {
-        getInfo.fail(rv);
         return rv;
     }
     if (rv != CKR_OK) {
@@ -56,10 +54,9 @@ CK_RV Session::open(const Trace& trace, CK_FLAGS flags) {
     return rv;
 }
 
-CK_RV Session::askSessionInfo(const Trace& trace, CK_SESSION_INFO& info) const {
-    trace.announce(cryptoki::getSessionInfo.name);
-    trace.write(TraceLevel::Call, L": --> hSession=0x%x", m_hSession);
-    return m_module.call(cryptoki::getSessionInfo, m_hSession, &info);
+CK_RV Session::askSessionInfo(const Trace& trace, CK_SESSION_INFO& info, CK_RV tolerated) const {
+    const CallStyle style{.failure = CallStyle::Failure::Tight, .tolerated = tolerated, .inputs = TraceLevel::Call};
+    return call(trace, cryptoki::getSessionInfo, style).run(m_hSession, &info);
 }
 
 CK_RV Session::closeSession() {
@@ -79,11 +76,12 @@ CK_RV Session::isLastTry(CK_FLAGS flag, bool& lastTry) const {
 CK_RV Session::readLastTry(const Trace& trace, CK_FLAGS flag, bool& lastTry) const {
     lastTry = false;
     CK_TOKEN_INFO info{};
-    trace.write(TraceLevel::Call, L" : C_GetTokenInfo");
-    trace.input(L"SlotID", m_ulSlotID);
-    const CK_RV rv = m_module.call(cryptoki::getTokenInfo, m_ulSlotID, &info);
+    const CK_RV rv =
+        CryptokiCall(m_module, trace, cryptoki::getTokenInfo,
+                     {.announcement = CallStyle::Announcement::Spaced, .failure = CallStyle::Failure::Tight})
+            .in(L"SlotID", m_ulSlotID)
+            .run(m_ulSlotID, &info);
     if (rv != CKR_OK) {
-        trace.failedTight(cryptoki::getTokenInfo.name, rv);
         return rv;
     }
     trace.write(TraceLevel::Call, L": <-- tokenInfo.flags=0x%x", info.flags);

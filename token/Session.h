@@ -49,21 +49,24 @@ public:
     /// when that succeeded.
     [[nodiscard]] CK_RV open(const Trace& trace, CK_FLAGS flags);
 
-    /// A call on this session, with its announcement and the session's handle told already; run() takes the arguments
-    /// behind the handle.
+    /// A call on this session: the announcement and the session's handle are traced already.
     template <auto Member>
-    [[nodiscard]] CryptokiCall<Member> call(const Trace& trace, CryptokiFunction<Member> function) const {
-        CryptokiCall<Member> made(m_module, trace, function);
+    [[nodiscard]] CryptokiCall<Member> call(const Trace& trace, CryptokiFunction<Member> function,
+                                            CallStyle style = {}) const {
+        CryptokiCall<Member> made(m_module, trace, function, style);
         made.in(L"hSession", m_hSession);
         return made;
     }
     [[nodiscard]] const Cryptoki& module() const { return m_module; }
 
-    /// C_GetSessionInfo on whatever handle there is, announced with its input at the level of calls, as the scripts do
-    /// that ask before they know whether a session is open. A failure is not traced.
-    [[nodiscard]] CK_RV askSessionInfo(const Trace& trace, CK_SESSION_INFO& info) const;
+    /// C_GetSessionInfo for scripts that ask before they know whether a session is open: on whatever handle there is,
+    /// with the input traced at the level of calls. The result `tolerated` is not traced as a failure.
+    [[nodiscard]] CK_RV askSessionInfo(const Trace& trace, CK_SESSION_INFO& info, CK_RV tolerated = CKR_OK) const;
 
 private:
+    /// A stale handle is an answer, not a failure.
+    static constexpr CallStyle kTolerant{.failure = CallStyle::Failure::Tight, .tolerated = CKR_SESSION_HANDLE_INVALID};
+
     [[nodiscard]] CK_RV close(const Trace& trace);
     [[nodiscard]] CK_RV inspectOpenSession(const Trace& trace, CK_FLAGS flags);
     [[nodiscard]] CK_RV login(const Trace& trace, std::span<const std::uint8_t> pin, bool& loggedIn);

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "util/Conversions.h"
+#include "util/Elements.h"
 
 namespace {
 
@@ -104,9 +105,9 @@ CK_SLOT_ID Slots::getSlotIDFromReaderName(Zel::TString readerName) {
         static_cast<void>(getSlotVector());
     }
     CK_SLOT_ID slotID = kNoSlot;
-    for (std::uint32_t i = 0; i < m_readers.size(); ++i) {
-        if (m_readers.at(i)->name().compareIgnoreCase(readerName) == 0) {
-            slotID = m_readers.at(i)->slotID();
+    for (const CReader& reader : elements(m_readers)) {
+        if (reader.name().compareIgnoreCase(readerName) == 0) {
+            slotID = reader.slotID();
             break;
         }
     }

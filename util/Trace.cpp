@@ -5,8 +5,6 @@
 #include <iterator>
 
 const wchar_t Trace::kName[] = L"%ws%ws";
-const wchar_t Trace::kAnnounced[] = L"%ws%ws: %ws";
-const wchar_t Trace::kInput[] = L"%ws%ws: --> %ws=0x%x";
 const wchar_t Trace::kOutput[] = L"%ws%ws: <-- %ws=0x%x";
 const wchar_t Trace::kFailed[] = L"%ws%ws : %ws 0x%02x : failed";
 const wchar_t Trace::kFailedTight[] = L"%ws%ws: %ws 0x%02x : failed";

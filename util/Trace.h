@@ -72,10 +72,6 @@ public:
         }
     }
 
-    /// ": C_X"
-    void announce(const wchar_t* function) const { writeWhole(TraceLevel::Call, kAnnounced, function); }
-    /// ": --> name=0x…"
-    void input(const wchar_t* name, std::uint64_t value) const { writeWhole(TraceLevel::Value, kInput, name, value); }
     /// ": <-- name=0x…"
     void output(const wchar_t* name, std::uint64_t value) const { writeWhole(TraceLevel::Value, kOutput, name, value); }
     /// " : C_X 0x… : failed"
@@ -89,8 +85,6 @@ public:
 
 private:
     static const wchar_t kName[];
-    static const wchar_t kAnnounced[];
-    static const wchar_t kInput[];
     static const wchar_t kOutput[];
     static const wchar_t kFailed[];
     static const wchar_t kFailedTight[];

@@ -6,8 +6,6 @@
 #include <memory>
 #include <new>
 
-#include "platform/MutexFault.h"
-
 namespace platform {
 
 namespace {
@@ -38,10 +36,6 @@ Mutex::~Mutex() {
 }
 
 bool Mutex::create(std::uint32_t& error) noexcept {
-    error = testing::takeMutexFault();
-    if (error != 0) {
-        return false;
-    }
     std::unique_ptr<pthread_mutex_t> mutex(new (std::nothrow) pthread_mutex_t);
     error = static_cast<std::uint32_t>(mutex == nullptr ? ENOMEM : initialise(*mutex));
     if (error != 0) {

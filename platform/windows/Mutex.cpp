@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include "platform/MutexFault.h"
-
 namespace platform {
 
 Mutex::~Mutex() {
@@ -13,16 +11,9 @@ Mutex::~Mutex() {
 }
 
 bool Mutex::create(std::uint32_t& error) noexcept {
-    error = testing::takeMutexFault();
-    if (error != 0) {
-        return false;
-    }
     m_handle = CreateMutexW(nullptr, FALSE, nullptr);
-    if (m_handle == nullptr) {
-        error = GetLastError();
-        return false;
-    }
-    return true;
+    error = m_handle == nullptr ? GetLastError() : 0;
+    return m_handle != nullptr;
 }
 
 void Mutex::lock() noexcept {

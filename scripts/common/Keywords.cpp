@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
-#include "scripts/common/Faults.h"
+#include "scripts/common/ParameterErrors.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -68,7 +70,7 @@ Result applyBytes(const Trace& trace, const Keyword& keyword, const Zel::TString
         return scripts::badParameter(trace, keyword.id.data(), value);
     }
     if (bytes.isEmpty()) {
-        target.countUnwritten(keyword.attribute);
+        target.setWithoutValue(keyword.attribute);
         return CKR_OK;
     }
     if (keyword.form == Label) {
@@ -78,7 +80,7 @@ Result applyBytes(const Trace& trace, const Keyword& keyword, const Zel::TString
     return CKR_OK;
 }
 
-/// The number that a category or an algorithm stands for; nothing when it is none.
+/// The number that a category or an algorithm stands for; nullopt for an unknown one.
 std::optional<CK_ULONG> numberOf(const Keyword& keyword, const Zel::TString& value) {
     if (keyword.form == RsaAlgorithm) {
         return equals(value, scripts::kRsaEncryption) ? std::optional<CK_ULONG>(CKK_RSA) : std::nullopt;
@@ -146,23 +148,22 @@ std::span<const Keyword> scripts::keySearchKeywords() {
 Result scripts::applyKeywords(const Trace& trace, const Zel::Vector<Zel::Parameter>& params,
                               std::span<const Keyword> keywords, UnreadableLabel unreadableLabel,
                               AttributeTemplate* publicTemplate, AttributeTemplate* privateTemplate) {
-    for (std::uint32_t i = 0; i < params.size(); ++i) {
-        const Zel::TString& id = params.at(i)->getId();
+    for (const Zel::Parameter& parameter : elements(params)) {
+        const Zel::TString& id = parameter.getId();
         const auto keyword =
             std::find_if(keywords.begin(), keywords.end(), [&id](const Keyword& k) { return equals(id, k.id); });
         if (keyword == keywords.end()) {
             continue;
         }
-        const Zel::TString& value = params.at(i)->getValue();
-        Result result = CKR_OK;
-        if (publicTemplate != nullptr && goesTo(*keyword, KeywordHalf::Public)) {
-            result = applyTo(trace, *keyword, value, unreadableLabel, *publicTemplate);
-        }
-        if (result.isOk() && privateTemplate != nullptr && goesTo(*keyword, KeywordHalf::Private)) {
-            result = applyTo(trace, *keyword, value, unreadableLabel, *privateTemplate);
-        }
-        if (!result.isOk()) {
-            return result;
+        const Zel::TString& value = parameter.getValue();
+        for (const auto& [target, half] :
+             {std::pair(publicTemplate, KeywordHalf::Public), std::pair(privateTemplate, KeywordHalf::Private)}) {
+            if (target == nullptr || !goesTo(*keyword, half)) {
+                continue;
+            }
+            if (const Result applied = applyTo(trace, *keyword, value, unreadableLabel, *target); !applied.isOk()) {
+                return applied;
+            }
         }
     }
     return CKR_OK;

@@ -3,7 +3,7 @@
 #include <span>
 #include <string_view>
 
-#include "client/Script.h"
+#include "client/ScriptContext.h"
 #include "token/AttributeTemplate.h"
 
 // What the keywords of the object scripts mean: data, once. A keyword is the id of an operation parameter; it sets one

@@ -1,11 +1,12 @@
 #include "scripts/common/Parameters.h"
 
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 const Zel::Parameter* scripts::firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id) {
-    for (std::uint32_t i = 0; i < params.size(); ++i) {
-        if (equals(params.at(i)->getId(), id)) {
-            return params.at(i);
+    for (const Zel::Parameter& parameter : elements(params)) {
+        if (equals(parameter.getId(), id)) {
+            return &parameter;
         }
     }
     return nullptr;

@@ -24,9 +24,9 @@ bool scripts::takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER
     return true;
 }
 
-CK_RV scripts::login(const Script& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
+CK_RV scripts::login(const ScriptContext& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
     const CK_SESSION_HANDLE hSession = script.session.handle();
-    return script.session.call(trace, cryptoki::login)
+    return script.session.call(trace, cryptoki::login, kUnreported)
         .in(L"UserType", role)
-        .runQuietly(hSession, role, pin.data(), pin.size());
+        .run(hSession, role, pin.data(), pin.size());
 }

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "client/Script.h"
+#include "client/ScriptContext.h"
 #include "text/SecretBuffer.h"
 
 // Which role a script works for, and whether a stored PIN may serve it.
@@ -19,6 +19,6 @@ namespace scripts {
                                  SecretBuffer& pin);
 
 /// C_Login on the script's session, told and called; a failure is not traced, for scripts tell it each in their way.
-[[nodiscard]] CK_RV login(const Script& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin);
+[[nodiscard]] CK_RV login(const ScriptContext& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin);
 
 } // namespace scripts

@@ -1,8 +1,9 @@
-#include "scripts/common/Faults.h"
-#include "scripts/common/LoginFrame.h"
-#include "scripts/common/ObjectSearch.h"
-#include "scripts/object/Writers.h"
+#include "scripts/common/ParameterErrors.h"
+#include "scripts/common/UserLogin.h"
+#include "scripts/object/ObjectWriters.h"
+#include "token/ObjectSearch.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -23,10 +24,10 @@ void setBytes(SecretBuffer& target, SecretBuffer value) {
 }
 
 /// "DEFAULT_CONTAINER" is known to hosts and has no effect here.
-Result readRequest(const Script& script, const Trace& trace, Request& request) {
-    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
-        const Zel::TString& id = script.params->at(i)->getId();
-        const Zel::TString& value = script.params->at(i)->getValue();
+Result readRequest(const ScriptContext& script, const Trace& trace, Request& request) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
+        const Zel::TString& id = parameter.getId();
+        const Zel::TString& value = parameter.getValue();
         if (equals(id, L"KEYID")) {
             setBytes(request.keyId, TStringHex2Binary(value));
         } else if (equals(id, L"CONTAINER_NAME")) {
@@ -41,16 +42,16 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
     return request.containerName.isEmpty() ? scripts::notFound(trace, L"CONTAINER_NAME") : Result(CKR_OK);
 }
 
-Result nameKey(const Script& script, const Trace& trace) {
+Result nameKey(const ScriptContext& script, const Trace& trace) {
     Request request;
-    Result result = readRequest(script, trace, request);
-    CK_OBJECT_HANDLE hKey = 0;
-    if (result.isOk()) {
-        result = scripts::findPrivateKey(script.session, trace, {.announcesFindTwice = true}, std::move(request.keyId),
-                                         hKey);
+    if (const Result read = readRequest(script, trace, request); !read.isOk()) {
+        return read;
     }
-    if (!result.isOk()) {
-        return result;
+    CK_OBJECT_HANDLE hKey = 0;
+    const Result found =
+        findPrivateKey(script.session, trace, {.announcesFindTwice = true}, std::move(request.keyId), hKey);
+    if (!found.isOk()) {
+        return found;
     }
     AttributeTemplate update(1);
     update.setBytes(kContainerNameAttribute, std::move(request.containerName));
@@ -59,7 +60,7 @@ Result nameKey(const Script& script, const Trace& trace) {
         .run(script.session.handle(), hKey, update.entries(), update.count());
 }
 
-Result write(Script& script, const Trace& trace) {
+Result write(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
@@ -72,6 +73,6 @@ Result write(Script& script, const Trace& trace) {
 
 } // namespace
 
-Result scripts::writeContainerName(Script& script) {
+Result scripts::writeContainerName(ScriptContext& script) {
     return traced(L"writeContainerName", [&](const Trace& trace) { return write(script, trace); });
 }

@@ -1,10 +1,11 @@
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
 #include "scripts/common/Keywords.h"
-#include "scripts/common/LoginFrame.h"
-#include "scripts/common/ObjectSearch.h"
+#include "scripts/common/ParameterErrors.h"
+#include "scripts/common/UserLogin.h"
 #include "token/AttributeReading.h"
+#include "token/ObjectSearch.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -35,9 +36,9 @@ Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Reques
     return CKR_OK;
 }
 
-Result readRequest(const Script& script, const Trace& trace, Request& request) {
-    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
-        const Result result = readParameter(trace, *script.params->at(i), request);
+Result readRequest(const ScriptContext& script, const Trace& trace, Request& request) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
+        const Result result = readParameter(trace, parameter, request);
         if (!result.isOk()) {
             return result;
         }
@@ -51,13 +52,13 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
     return request.publicExponent.isEmpty() ? scripts::notFound(trace, L"PUBLICEXPONENT") : Result(CKR_OK);
 }
 
-Result generate(const Script& script, const Trace& trace, AttributeTemplate& publicKey, AttributeTemplate& privateKey,
-                CK_OBJECT_HANDLE& hPublic) {
+Result generate(const ScriptContext& script, const Trace& trace, AttributeTemplate& publicKey,
+                AttributeTemplate& privateKey, CK_OBJECT_HANDLE& hPublic) {
     CK_MECHANISM mechanism{CKM_RSA_PKCS_KEY_PAIR_GEN, nullptr, 0};
     auto call = script.session.call(trace, cryptoki::generateKeyPair);
     call.in(L"Mechanism", mechanism.mechanism);
-    scripts::traceEntryTypes(trace, L"PublicTemplate", publicKey);
-    scripts::traceEntryTypes(trace, L"PrivateTemplate", privateKey);
+    traceEntryTypes(trace, L"PublicTemplate", publicKey);
+    traceEntryTypes(trace, L"PrivateTemplate", privateKey);
     CK_OBJECT_HANDLE hPrivate = 0;
     const CK_RV rv = call.run(script.session.handle(), &mechanism, publicKey.entries(), publicKey.count(),
                               privateKey.entries(), privateKey.count(), &hPublic, &hPrivate);
@@ -69,7 +70,7 @@ Result generate(const Script& script, const Trace& trace, AttributeTemplate& pub
 }
 
 /// Shapes the templates, has the token generate the pair and reports the modulus.
-Result generateFor(Script& script, const Trace& trace, Request& request) {
+Result generateFor(ScriptContext& script, const Trace& trace, Request& request) {
     AttributeTemplate publicKey(14, {CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT,
                                      CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID, CKA_DERIVE, CKA_ENCRYPT,
                                      CKA_VERIFY, CKA_VERIFY_RECOVER, CKA_WRAP});
@@ -78,26 +79,26 @@ Result generateFor(Script& script, const Trace& trace, Request& request) {
     publicKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
     publicKey.setNumber(CKA_MODULUS_BITS, request.modulusBits);
     publicKey.setBytes(CKA_PUBLIC_EXPONENT, std::move(request.publicExponent));
-    publicKey.closeHead();
+    publicKey.endFixed();
     AttributeTemplate privateKey(14, {CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT,
                                       CKA_ID, CKA_DERIVE, CKA_SENSITIVE, CKA_DECRYPT, CKA_SIGN, CKA_SIGN_RECOVER,
                                       CKA_UNWRAP, CKA_EXTRACTABLE});
     privateKey.setBoolean(CKA_TOKEN, true);
     privateKey.setBoolean(CKA_PRIVATE, true);
     privateKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
-    privateKey.closeHead();
-    Result result = scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(),
-                                           scripts::UnreadableLabel::Counted, &publicKey, &privateKey);
+    privateKey.endFixed();
+    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(),
+                                                  scripts::UnreadableLabel::Counted, &publicKey, &privateKey);
+    if (!applied.isOk()) {
+        return applied;
+    }
     CK_OBJECT_HANDLE hPublic = 0;
-    if (result.isOk()) {
-        result = generate(script, trace, publicKey, privateKey, hPublic);
+    if (const Result made = generate(script, trace, publicKey, privateKey, hPublic); !made.isOk()) {
+        return made;
     }
-    if (!result.isOk()) {
-        return result;
-    }
-    scripts::ReadAttribute modulus{CKA_MODULUS, {}};
-    scripts::AttributeBudget budget;
-    const CK_RV rv = scripts::readAttributes(script.session, trace, hPublic, {&modulus, 1}, budget);
+    ReadAttribute modulus{CKA_MODULUS, {}};
+    AttributeBudget budget;
+    const CK_RV rv = readAttributes(script.session, trace, hPublic, {&modulus, 1}, budget);
     if (rv == CKR_OK) {
         script.outputs.pushBase64(L"MODULUS", modulus.value.data(), modulus.value.size());
     }
@@ -107,17 +108,17 @@ Result generateFor(Script& script, const Trace& trace, Request& request) {
 } // namespace
 
 /// Only a full success logs out what was logged in here; after any fault or failure the login stays.
-Result scripts::generateKeyPair(Script& script, const Trace& trace) {
+Result scripts::generateKeyPair(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
     Request request;
-    Result result = readRequest(script, trace, request);
-    if (result.isOk()) {
-        result = generateFor(script, trace, request);
+    if (const Result read = readRequest(script, trace, request); !read.isOk()) {
+        return read;
     }
+    const Result result = generateFor(script, trace, request);
     if (!result.isOk() || !loggedIn) {
         return result;
     }

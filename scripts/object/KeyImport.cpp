@@ -1,9 +1,10 @@
-#include "scripts/common/Faults.h"
 #include "scripts/common/Keywords.h"
-#include "scripts/common/ObjectSearch.h"
+#include "scripts/common/ParameterErrors.h"
+#include "scripts/object/ObjectWriters.h"
 #include "scripts/object/RsaKey.h"
-#include "scripts/object/Writers.h"
+#include "token/ObjectSearch.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -33,9 +34,9 @@ Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Reques
     return CKR_OK;
 }
 
-Result readRequest(const Script& script, const Trace& trace, Request& request) {
-    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
-        const Result result = readParameter(trace, *script.params->at(i), request);
+Result readRequest(const ScriptContext& script, const Trace& trace, Request& request) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
+        const Result result = readParameter(trace, parameter, request);
         if (!result.isOk()) {
             return result;
         }
@@ -57,7 +58,7 @@ void setPrivateHead(AttributeTemplate& privateKey, scripts::RsaKey& key) {
     for (std::size_t i = 0; i < key.components.size(); ++i) {
         privateKey.setBytes(scripts::RsaKey::kAttributes[i], std::move(key.components[i]));
     }
-    privateKey.closeHead();
+    privateKey.endFixed();
 }
 
 void setPublicHead(AttributeTemplate& publicKey, const scripts::RsaKey& key) {
@@ -68,29 +69,27 @@ void setPublicHead(AttributeTemplate& publicKey, const scripts::RsaKey& key) {
     publicKey.setBytes(CKA_MODULUS, key.modulus().bytes());
     publicKey.setBytes(CKA_PUBLIC_EXPONENT, key.publicExponent().bytes());
     // CKA_MODULUS_BITS may have to be added later.
-    publicKey.closeHead(1);
+    publicKey.endFixed(1);
 }
 
-Result createPrivateKey(const Script& script, const Trace& trace, AttributeTemplate& privateKey, CK_ULONG sizeInBits) {
-    trace.announce(L"C_CreateObject private key");
-    trace.input(L"hSession", script.session.handle());
-    trace.input(L"ulAttCount", privateKey.count());
-    scripts::traceEntryTypes(trace, L"Template", privateKey);
-    trace.write(TraceLevel::Value, L": --> ulKeySizeValue=%d", sizeInBits);
+Result createPrivateKey(const ScriptContext& script, const Trace& trace, AttributeTemplate& privateKey,
+                        CK_ULONG sizeInBits) {
+    auto call = script.session.call(trace, cryptoki::createObject, {.detail = L" private key"});
+    call.in(L"ulAttCount", privateKey.count());
+    traceEntryTypes(trace, L"Template", privateKey);
+    call.note(L": --> ulKeySizeValue=%d", sizeInBits);
     CK_OBJECT_HANDLE hObject = 0;
-    const CK_RV rv = script.session.module().call(cryptoki::createObject, script.session.handle(), privateKey.entries(),
-                                                  privateKey.count(), &hObject);
-    if (rv != CKR_OK) {
-        trace.failed(cryptoki::createObject.name, rv);
-        return rv;
+    const CK_RV rv = call.run(script.session.handle(), privateKey.entries(), privateKey.count(), &hObject);
+    if (rv == CKR_OK) {
+        trace.output(L"hObject", hObject);
     }
-    trace.output(L"hObject", hObject);
-    return CKR_OK;
+    return rv;
 }
 
 /// Looks for a public key with the private one's identifier. Where none was given, the identifier searched for is the
 /// class value in its place, which normally finds nothing.
-Result findPublicKey(const Script& script, const Trace& trace, const AttributeTemplate& privateKey, bool& isFound) {
+Result findPublicKey(const ScriptContext& script, const Trace& trace, const AttributeTemplate& privateKey,
+                     bool& isFound) {
     AttributeTemplate searched(2);
     searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     if (const auto id = privateKey.find(CKA_ID)) {
@@ -98,14 +97,13 @@ Result findPublicKey(const Script& script, const Trace& trace, const AttributeTe
     } else {
         searched.setNumber(CKA_ID, CKO_PUBLIC_KEY);
     }
-    const scripts::ObjectSearch search(script.session, trace, {});
+    const ObjectSearch search(script.session, trace, {});
     CK_OBJECT_HANDLE hObject = 0;
     CK_ULONG count = 0;
-    CK_RV rv = search.init(searched);
-    if (rv == CKR_OK) {
-        rv = search.find(hObject, count);
+    if (const CK_RV rv = search.init(searched); rv != CKR_OK) {
+        return rv;
     }
-    if (rv != CKR_OK) {
+    if (const CK_RV rv = search.find(hObject, count); rv != CKR_OK) {
         return rv;
     }
     isFound = count != 0 && hObject != 0;
@@ -116,36 +114,33 @@ Result findPublicKey(const Script& script, const Trace& trace, const AttributeTe
 }
 
 /// Tokens differ on whether CKA_MODULUS_BITS may be given for a public key: without it first, then once with it.
-Result createPublicKey(const Script& script, const Trace& trace, AttributeTemplate& publicKey, CK_ULONG sizeInBits) {
-    trace.announce(L"C_CreateObject publick key without CKA_MODULUS_BITS");
-    trace.input(L"hSession", script.session.handle());
-    trace.input(L"ulAttCount", publicKey.count());
+Result createPublicKey(const ScriptContext& script, const Trace& trace, AttributeTemplate& publicKey,
+                       CK_ULONG sizeInBits) {
+    auto call =
+        script.session.call(trace, cryptoki::createObject,
+                            {.detail = L" publick key without CKA_MODULUS_BITS", .failure = CallStyle::Failure::None});
+    call.in(L"ulAttCount", publicKey.count());
     for (std::size_t i = 0; i < publicKey.count(); ++i) {
-        scripts::traceEntryType(trace, L"Template", publicKey, i);
-        scripts::traceEntryValue(trace, publicKey, i);
+        traceEntryType(trace, L"Template", publicKey, i);
+        traceEntryValue(trace, publicKey, i);
     }
     CK_OBJECT_HANDLE hObject = 0;
-    const auto create = [&] {
-        return script.session.module().call(cryptoki::createObject, script.session.handle(), publicKey.entries(),
-                                            publicKey.count(), &hObject);
-    };
-    CK_RV rv = create();
+    CK_RV rv = call.run(script.session.handle(), publicKey.entries(), publicKey.count(), &hObject);
     if (rv != CKR_OK) {
         trace.failure(L" : C_CreateObject publick key 0x%02x : failed, retry with CKA_MODULUS_BITS ", rv);
         publicKey.setNumber(CKA_MODULUS_BITS, sizeInBits);
-        rv = create();
+        rv = script.session.call(trace, cryptoki::createObject, kUnannounced)
+                 .run(script.session.handle(), publicKey.entries(), publicKey.count(), &hObject);
     }
-    if (rv != CKR_OK) {
-        trace.failed(cryptoki::createObject.name, rv);
-        return rv;
+    if (rv == CKR_OK) {
+        trace.output(L"hObject", hObject);
     }
-    trace.output(L"hObject", hObject);
-    return CKR_OK;
+    return rv;
 }
 
 /// The public half of a pair; one that is on the token already is kept as it is. The private key stays whatever
 /// happens here.
-Result completePair(const Script& script, const Trace& trace, const AttributeTemplate& privateKey,
+Result completePair(const ScriptContext& script, const Trace& trace, const AttributeTemplate& privateKey,
                     AttributeTemplate& publicKey, CK_ULONG sizeInBits) {
     bool isFound = false;
     const Result result = findPublicKey(script, trace, privateKey, isFound);
@@ -155,14 +150,10 @@ Result completePair(const Script& script, const Trace& trace, const AttributeTem
     return createPublicKey(script, trace, publicKey, sizeInBits);
 }
 
-Result write(Script& script, const Trace& trace, bool isKeyPair) {
-    if (script.params == nullptr) {
-        return scripts::noParameters(trace);
-    }
+Result write(ScriptContext& script, const Trace& trace, bool isKeyPair) {
     Request request;
-    Result result = readRequest(script, trace, request);
-    if (!result.isOk()) {
-        return result;
+    if (const Result read = readRequest(script, trace, request); !read.isOk()) {
+        return read;
     }
     AttributeTemplate privateKey(23);
     AttributeTemplate publicKey(16);
@@ -170,19 +161,21 @@ Result write(Script& script, const Trace& trace, bool isKeyPair) {
         setPublicHead(publicKey, request.key);
     }
     setPrivateHead(privateKey, request.key);
-    result = scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(), scripts::UnreadableLabel::Skipped,
-                                    isKeyPair ? &publicKey : nullptr, &privateKey);
-    if (result.isOk()) {
-        result = createPrivateKey(script, trace, privateKey, request.key.sizeInBits);
+    const Result applied =
+        scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(), scripts::UnreadableLabel::Skipped,
+                               isKeyPair ? &publicKey : nullptr, &privateKey);
+    if (!applied.isOk()) {
+        return applied;
     }
-    if (result.isOk() && isKeyPair) {
-        result = completePair(script, trace, privateKey, publicKey, request.key.sizeInBits);
+    const Result made = createPrivateKey(script, trace, privateKey, request.key.sizeInBits);
+    if (!made.isOk() || !isKeyPair) {
+        return made;
     }
-    return result;
+    return completePair(script, trace, privateKey, publicKey, request.key.sizeInBits);
 }
 
 } // namespace
 
-Result scripts::writeKey(Script& script, bool isKeyPair) {
+Result scripts::writeKey(ScriptContext& script, bool isKeyPair) {
     return traced(L"writeKey", [&](const Trace& trace) { return write(script, trace, isKeyPair); });
 }

@@ -1,13 +1,13 @@
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
+#include "scripts/common/ParameterErrors.h"
 #include "scripts/common/Parameters.h"
-#include "scripts/object/Readers.h"
+#include "scripts/object/ObjectReaders.h"
 #include "util/Texts.h"
 
 namespace {} // namespace
 
 /// Reading needs no login, and the session stays open. An operation that names no kind of object reads nothing.
-Result scripts::readData(Script& script, const Trace& trace) {
+Result scripts::readData(ScriptContext& script, const Trace& trace) {
     const CK_RV rv = script.session.openSession(0, false);
     if (rv != CKR_OK) {
         trace.failed(L"openSession", rv);

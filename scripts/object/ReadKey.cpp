@@ -1,15 +1,15 @@
-#include "scripts/common/Faults.h"
 #include "scripts/common/Keywords.h"
+#include "scripts/common/ParameterErrors.h"
+#include "scripts/object/ObjectReaders.h"
 #include "scripts/object/ReadObjects.h"
-#include "scripts/object/Readers.h"
 #include "token/AttributeReading.h"
 
 namespace {
 
-CK_RV readOne(Script& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number,
-              scripts::AttributeBudget& budget) {
-    scripts::ReadAttribute attributes[] = {{CKA_MODULUS, {}}, {CKA_PUBLIC_EXPONENT, {}}};
-    const CK_RV rv = scripts::readAttributes(script.session, trace, hObject, attributes, budget);
+CK_RV readOne(ScriptContext& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number,
+              AttributeBudget& budget) {
+    ReadAttribute attributes[] = {{CKA_MODULUS, {}}, {CKA_PUBLIC_EXPONENT, {}}};
+    const CK_RV rv = readAttributes(script.session, trace, hObject, attributes, budget);
     if (rv != CKR_OK) {
         return rv;
     }
@@ -21,14 +21,11 @@ CK_RV readOne(Script& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std:
     return CKR_OK;
 }
 
-Result search(Script& script, const Trace& trace) {
-    if (script.params == nullptr) {
-        return scripts::noParameters(trace);
-    }
+Result search(ScriptContext& script, const Trace& trace) {
     AttributeTemplate searched(
         8, {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID});
     searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
-    searched.closeHead();
+    searched.endFixed();
     const Result applied = scripts::applyKeywords(trace, *script.params, scripts::keySearchKeywords(),
                                                   scripts::UnreadableLabel::Counted, &searched);
     return applied.isOk() ? scripts::readObjects(script, trace, searched, readOne) : applied;
@@ -36,6 +33,6 @@ Result search(Script& script, const Trace& trace) {
 
 } // namespace
 
-Result scripts::readKey(Script& script) {
+Result scripts::readKey(ScriptContext& script) {
     return traced(L"readKey", [&](const Trace& trace) { return search(script, trace); });
 }

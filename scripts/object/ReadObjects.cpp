@@ -1,8 +1,8 @@
 #include "scripts/object/ReadObjects.h"
 
-Result scripts::readObjects(Script& script, const Trace& trace, AttributeTemplate& searched, ReadObject read) {
+Result scripts::readObjects(ScriptContext& script, const Trace& trace, AttributeTemplate& searched, ReadObject read) {
     const ObjectSearch search(script.session, trace,
-                              {.entries = SearchTrace::Entries::ValueThenType, .tellsCount = true});
+                              {.entries = SearchTrace::Entries::ValueThenType, .showsCount = true});
     CK_RV rv = search.init(searched);
     if (rv != CKR_OK) {
         return rv;
@@ -21,8 +21,8 @@ Result scripts::readObjects(Script& script, const Trace& trace, AttributeTemplat
         if (count == 0) {
             break;
         }
-        if (total == kMostObjects) {
-            return search.giveUp();
+        if (total == ObjectSearch::kMostObjects) {
+            return search.failAsEndless();
         }
         rv = read(script, trace, hObject, ++total, budget);
         if (rv != CKR_OK) {

@@ -1,13 +1,13 @@
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
 #include "scripts/common/Keywords.h"
-#include "scripts/common/LoginFrame.h"
-#include "scripts/common/ObjectSearch.h"
+#include "scripts/common/ParameterErrors.h"
+#include "scripts/common/UserLogin.h"
+#include "token/ObjectSearch.h"
 #include "util/Texts.h"
 
 namespace {
 
-constexpr scripts::SearchTrace kSearchTrace{.tellsCount = true, .announcesInitTwice = true, .announcesFindTwice = true};
+constexpr SearchTrace kSearchTrace{.showsCount = true, .announcesInitTwice = true, .announcesFindTwice = true};
 
 /// The class searched for, from the first parameter alone: an "OBJ_TYPE" elsewhere is not looked at, and the search has
 /// no class then.
@@ -36,9 +36,9 @@ CK_RV destroy(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObje
     return rv == CKR_DEVICE_ERROR ? CKR_OK : rv;
 }
 
-/// Destroys everything that one search finds, while it is open. `foundAny` spans all sweeps of the script.
-Result sweep(const Session& session, const Trace& trace, AttributeTemplate& searched, bool& foundAny) {
-    const scripts::ObjectSearch search(session, trace, kSearchTrace);
+/// Destroys everything that one search finds, while it is open. `foundAny` spans all searches of the script.
+Result destroyMatches(const Session& session, const Trace& trace, AttributeTemplate& searched, bool& foundAny) {
+    const ObjectSearch search(session, trace, kSearchTrace);
     CK_RV rv = search.init(searched);
     if (rv != CKR_OK) {
         return rv;
@@ -53,8 +53,8 @@ Result sweep(const Session& session, const Trace& trace, AttributeTemplate& sear
         if (count == 0) {
             break;
         }
-        if (total == scripts::kMostObjects) {
-            return search.giveUp();
+        if (total == ObjectSearch::kMostObjects) {
+            return search.failAsEndless();
         }
         rv = destroy(session, trace, hObject);
         if (rv != CKR_OK) {
@@ -71,29 +71,30 @@ Result sweep(const Session& session, const Trace& trace, AttributeTemplate& sear
     return search.finish();
 }
 
-Result removeMatching(const Script& script, const Trace& trace) {
+Result removeMatching(const ScriptContext& script, const Trace& trace) {
     AttributeTemplate searched(10);
     bool isKeyPair = false;
-    Result result = setClass(trace, *script.params, searched, isKeyPair);
-    searched.closeHead();
-    if (result.isOk()) {
-        result = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
-                                        scripts::UnreadableLabel::Skipped, &searched);
+    if (const Result type = setClass(trace, *script.params, searched, isKeyPair); !type.isOk()) {
+        return type;
+    }
+    searched.endFixed();
+    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
+                                                  scripts::UnreadableLabel::Skipped, &searched);
+    if (!applied.isOk()) {
+        return applied;
     }
     bool foundAny = false;
-    if (result.isOk()) {
-        result = sweep(script.session, trace, searched, foundAny);
+    const Result removed = destroyMatches(script.session, trace, searched, foundAny);
+    if (!removed.isOk() || !isKeyPair) {
+        return removed;
     }
-    if (result.isOk() && isKeyPair) {
-        searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
-        result = sweep(script.session, trace, searched, foundAny);
-    }
-    return result;
+    searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
+    return destroyMatches(script.session, trace, searched, foundAny);
 }
 
 } // namespace
 
-Result scripts::removeData(Script& script, const Trace& trace) {
+Result scripts::removeData(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {

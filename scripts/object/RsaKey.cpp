@@ -1,18 +1,12 @@
 #include "scripts/object/RsaKey.h"
 
 #include <algorithm>
-#include <memory>
 
 #include "ry/crypto.h"
 #include "util/Conversions.h"
+#include "util/Owned.h"
 
 namespace {
-
-struct Destroy {
-    void operator()(Zel::BaseDLLInterface* object) const { object->destroy(); }
-};
-template <class T>
-using Owned = std::unique_ptr<T, Destroy>;
 
 constexpr std::array kComponents{
     Ry::RsaComponent::Prime1,         Ry::RsaComponent::Prime2,          Ry::RsaComponent::Exponent1,

@@ -1,9 +1,10 @@
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
 #include "scripts/common/Keywords.h"
-#include "scripts/common/LoginFrame.h"
-#include "scripts/common/ObjectSearch.h"
+#include "scripts/common/ParameterErrors.h"
+#include "scripts/common/UserLogin.h"
+#include "token/ObjectSearch.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -21,9 +22,9 @@ Request storedRequest(const AccessValues& access) {
 
 /// The operation fills what is still missing; its data is Base64.
 void completeFromParameters(const Zel::Vector<Zel::Parameter>& params, Request& request) {
-    for (std::uint32_t i = 0; i < params.size(); ++i) {
-        const Zel::TString& id = params.at(i)->getId();
-        const Zel::TString& value = params.at(i)->getValue();
+    for (const Zel::Parameter& parameter : elements(params)) {
+        const Zel::TString& id = parameter.getId();
+        const Zel::TString& value = parameter.getValue();
         if (request.algorithm.empty() && equals(id, L"ALGOID")) {
             request.algorithm = value;
         } else if (request.keyId.isEmpty() && equals(id, L"KEYID")) {
@@ -47,7 +48,7 @@ Result check(const Trace& trace, const Request& request) {
     return request.data.isEmpty() ? scripts::notFound(trace, L"DATA") : Result(CKR_OK);
 }
 
-CK_RV beginSigning(const Script& script, const Trace& trace, CK_OBJECT_HANDLE hKey) {
+CK_RV beginSigning(const ScriptContext& script, const Trace& trace, CK_OBJECT_HANDLE hKey) {
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
     return script.session.call(trace, cryptoki::signInit)
         .in(L"Mechanism", mechanism.mechanism)
@@ -56,32 +57,28 @@ CK_RV beginSigning(const Script& script, const Trace& trace, CK_OBJECT_HANDLE hK
 }
 
 /// The length, then the signature.
-CK_RV sign(Script& script, const Trace& trace, Request& request) {
-    auto first = script.session.call(trace, cryptoki::sign);
+CK_RV sign(ScriptContext& script, const Trace& trace, Request& request) {
+    const auto first = script.session.call(trace, cryptoki::sign, {.tolerated = CKR_BUFFER_TOO_SMALL});
     CK_ULONG length = 0;
-    CK_RV rv = first.runQuietly(script.session.handle(), request.data.data(), request.data.size(), nullptr, &length);
+    CK_RV rv = first.run(script.session.handle(), request.data.data(), request.data.size(), nullptr, &length);
     if (rv != CKR_OK && rv != CKR_BUFFER_TOO_SMALL) {
-        first.fail(rv);
         return rv;
     }
     if (length == static_cast<CK_ULONG>(-1)) {
-        first.fail(CKR_GENERAL_ERROR);
-        return CKR_GENERAL_ERROR;
+        return first.fail(CKR_GENERAL_ERROR);
     }
     SecretBuffer signature = SecretBuffer::tryAllocate(length);
     if (signature.isNull()) {
-        first.fail(CKR_HOST_MEMORY);
-        return CKR_HOST_MEMORY;
+        return first.fail(CKR_HOST_MEMORY);
     }
-    auto second = script.session.call(trace, cryptoki::sign);
+    const auto second = script.session.call(trace, cryptoki::sign);
     trace.dump(TraceLevel::Value, request.data.bytes(), L": --> Data to be signed");
     rv = second.run(script.session.handle(), request.data.data(), request.data.size(), signature.data(), &length);
     if (rv != CKR_OK) {
         return rv;
     }
     if (length > signature.size()) {
-        second.fail(CKR_GENERAL_ERROR);
-        return CKR_GENERAL_ERROR;
+        return second.fail(CKR_GENERAL_ERROR);
     }
     signature.truncate(length);
     trace.dump(TraceLevel::Value, signature.bytes(), L": <-- Signed Data");
@@ -89,21 +86,23 @@ CK_RV sign(Script& script, const Trace& trace, Request& request) {
     return CKR_OK;
 }
 
-Result signWithKey(Script& script, const Trace& trace, Request& request) {
-    Result result = check(trace, request);
+Result signWithKey(ScriptContext& script, const Trace& trace, Request& request) {
+    if (const Result checked = check(trace, request); !checked.isOk()) {
+        return checked;
+    }
     CK_OBJECT_HANDLE hKey = 0;
-    if (result.isOk()) {
-        result = scripts::findPrivateKey(script.session, trace, {}, std::move(request.keyId), hKey);
+    if (const Result found = findPrivateKey(script.session, trace, {}, std::move(request.keyId), hKey); !found.isOk()) {
+        return found;
     }
-    if (result.isOk()) {
-        result = beginSigning(script, trace, hKey);
+    if (const CK_RV rv = beginSigning(script, trace, hKey); rv != CKR_OK) {
+        return rv;
     }
-    return result.isOk() ? Result(sign(script, trace, request)) : result;
+    return sign(script, trace, request);
 }
 
 } // namespace
 
-Result scripts::signData(Script& script, const Trace& trace) {
+Result scripts::signData(ScriptContext& script, const Trace& trace) {
     Request request = storedRequest(script.access);
     if (script.params != nullptr) {
         completeFromParameters(*script.params, request);

@@ -1,8 +1,9 @@
-#include "scripts/common/Faults.h"
 #include "scripts/common/Keywords.h"
-#include "scripts/common/ObjectSearch.h"
-#include "scripts/object/Writers.h"
+#include "scripts/common/ParameterErrors.h"
+#include "scripts/object/ObjectWriters.h"
+#include "token/ObjectSearch.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -12,10 +13,10 @@ struct Request {
     SecretBuffer certificate;
 };
 
-Result readRequest(const Script& script, const Trace& trace, Request& request) {
-    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
-        const Zel::TString& id = script.params->at(i)->getId();
-        const Zel::TString& value = script.params->at(i)->getValue();
+Result readRequest(const ScriptContext& script, const Trace& trace, Request& request) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
+        const Zel::TString& id = parameter.getId();
+        const Zel::TString& value = parameter.getValue();
         if (equals(id, L"CERT_TYPE")) {
             if (!equals(value, L"X_509")) {
                 return scripts::badParameter(trace, id, value);
@@ -34,10 +35,10 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
     return request.certificate.isEmpty() ? scripts::notFound(trace, L"DATA") : Result(CKR_OK);
 }
 
-Result create(const Script& script, const Trace& trace, AttributeTemplate& certificate) {
+Result create(const ScriptContext& script, const Trace& trace, AttributeTemplate& certificate) {
     auto call = script.session.call(trace, cryptoki::createObject);
     call.in(L"ulAttCount", certificate.count());
-    scripts::traceEntryTypes(trace, L"Template", certificate);
+    traceEntryTypes(trace, L"Template", certificate);
     CK_OBJECT_HANDLE hObject = 0;
     const CK_RV rv = call.run(script.session.handle(), certificate.entries(), certificate.count(), &hObject);
     if (rv == CKR_OK) {
@@ -46,13 +47,9 @@ Result create(const Script& script, const Trace& trace, AttributeTemplate& certi
     return rv;
 }
 
-Result write(Script& script, const Trace& trace) {
-    if (script.params == nullptr) {
-        return scripts::noParameters(trace);
-    }
+Result write(ScriptContext& script, const Trace& trace) {
     Request request;
-    const Result read = readRequest(script, trace, request);
-    if (!read.isOk()) {
+    if (const Result read = readRequest(script, trace, request); !read.isOk()) {
         return read;
     }
     AttributeTemplate certificate(12);
@@ -61,7 +58,7 @@ Result write(Script& script, const Trace& trace) {
     certificate.setBoolean(CKA_PRIVATE, false);
     certificate.setNumber(CKA_CERTIFICATE_TYPE, CKC_X_509);
     certificate.setBytes(CKA_VALUE, std::move(request.certificate));
-    certificate.closeHead();
+    certificate.endFixed();
     const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
                                                   scripts::UnreadableLabel::Skipped, &certificate);
     return applied.isOk() ? create(script, trace, certificate) : applied;
@@ -69,6 +66,6 @@ Result write(Script& script, const Trace& trace) {
 
 } // namespace
 
-Result scripts::writeCertificate(Script& script) {
+Result scripts::writeCertificate(ScriptContext& script) {
     return traced(L"writeCertificate", [&](const Trace& trace) { return write(script, trace); });
 }

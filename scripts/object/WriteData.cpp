@@ -1,14 +1,14 @@
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
-#include "scripts/common/LoginFrame.h"
+#include "scripts/common/ParameterErrors.h"
 #include "scripts/common/Parameters.h"
-#include "scripts/object/Writers.h"
+#include "scripts/common/UserLogin.h"
+#include "scripts/object/ObjectWriters.h"
 #include "util/Texts.h"
 
 namespace {
 
 /// An operation that names no kind of object writes nothing and succeeds: hosts probe with it.
-Result writeByType(Script& script, const Trace& trace) {
+Result writeByType(ScriptContext& script, const Trace& trace) {
     const Zel::Parameter* const type = scripts::firstNamed(*script.params, L"OBJ_TYPE");
     if (type == nullptr) {
         return CKR_OK;
@@ -32,7 +32,7 @@ Result writeByType(Script& script, const Trace& trace) {
 
 } // namespace
 
-Result scripts::writeData(Script& script, const Trace& trace) {
+Result scripts::writeData(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = scripts::requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {

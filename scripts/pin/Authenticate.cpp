@@ -1,7 +1,8 @@
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
+#include "scripts/common/ParameterErrors.h"
 #include "scripts/common/Roles.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -13,10 +14,10 @@ struct Request {
     SecretBuffer pin;
 };
 
-Result readRequest(const Script& script, const Trace& trace, Request& request) {
-    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
-        const Zel::TString& id = script.params->at(i)->getId();
-        const Zel::TString& value = script.params->at(i)->getValue();
+Result readRequest(const ScriptContext& script, const Trace& trace, Request& request) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
+        const Zel::TString& id = parameter.getId();
+        const Zel::TString& value = parameter.getValue();
         bool isGood = true;
         if (equals(id, L"AUTH_TYPE")) {
             request.isAuthTypeGiven = true;
@@ -35,7 +36,7 @@ Result readRequest(const Script& script, const Trace& trace, Request& request) {
     return CKR_OK;
 }
 
-void reportWrongPin(Script& script, const Trace& trace, CK_USER_TYPE role) {
+void reportWrongPin(ScriptContext& script, const Trace& trace, CK_USER_TYPE role) {
     bool lastTry = false;
     const CK_RV rv =
         script.session.isLastTry(role == CKU_USER ? CKF_USER_PIN_FINAL_TRY : CKF_SO_PIN_FINAL_TRY, lastTry);
@@ -49,7 +50,7 @@ void reportWrongPin(Script& script, const Trace& trace, CK_USER_TYPE role) {
     trace.failed(cryptoki::login.name, CKR_PIN_INCORRECT);
 }
 
-Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
+Result loginWith(ScriptContext& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
     CK_RV rv = script.session.openSession(CKF_RW_SESSION, false);
     if (rv != CKR_OK) {
         trace.failed(L"openSession", rv);
@@ -78,7 +79,7 @@ Result loginWith(Script& script, const Trace& trace, CK_USER_TYPE role, SecretBu
 
 } // namespace
 
-Result scripts::authenticate(Script& script, const Trace& trace) {
+Result scripts::authenticate(ScriptContext& script, const Trace& trace) {
     Request request;
     const Result read = readRequest(script, trace, request);
     if (!read.isOk()) {

@@ -1,8 +1,9 @@
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
-#include "scripts/common/LoginFrame.h"
+#include "scripts/common/ParameterErrors.h"
 #include "scripts/common/Roles.h"
+#include "scripts/common/UserLogin.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -14,10 +15,10 @@ struct Request {
     SecretBuffer newPin;
 };
 
-Result readGiven(const Script& script, const Trace& trace, Request& request) {
-    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
-        const Zel::TString& id = script.params->at(i)->getId();
-        const Zel::TString& value = script.params->at(i)->getValue();
+Result readGiven(const ScriptContext& script, const Trace& trace, Request& request) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
+        const Zel::TString& id = parameter.getId();
+        const Zel::TString& value = parameter.getValue();
         if (equals(id, L"PINID")) {
             request.givenRole = scripts::userTypeOf(value);
             if (!request.givenRole) {
@@ -33,7 +34,7 @@ Result readGiven(const Script& script, const Trace& trace, Request& request) {
 }
 
 /// What the operation does not say comes from the access values; only the old PIN proves a role, so only it is guarded.
-Result completeFromAccess(const Script& script, const Trace& trace, Request& request) {
+Result completeFromAccess(const ScriptContext& script, const Trace& trace, Request& request) {
     request.role = request.givenRole.value_or(script.access.userType());
     if (request.oldPin.isEmpty() && !scripts::takeStoredPin(trace, script.access.accessOldPin(), request.role,
                                                             request.givenRole.has_value(), request.oldPin)) {
@@ -57,7 +58,7 @@ struct Need {
     bool login = false;
 };
 
-/// Nothing when the session's state is none.
+/// nullopt for an unknown session state.
 std::optional<Need> needOf(CK_STATE state, CK_USER_TYPE role) {
     switch (state) {
     case CKS_RO_PUBLIC_SESSION:
@@ -75,9 +76,9 @@ std::optional<Need> needOf(CK_STATE state, CK_USER_TYPE role) {
 }
 
 /// Leaves a read/write session open and tells whether a login is needed on it.
-Result prepareSession(Script& script, const Trace& trace, CK_USER_TYPE role, bool& needsLogin) {
+Result prepareSession(ScriptContext& script, const Trace& trace, CK_USER_TYPE role, bool& needsLogin) {
     CK_SESSION_INFO info{};
-    CK_RV rv = script.session.askSessionInfo(trace, info);
+    CK_RV rv = script.session.askSessionInfo(trace, info, CKR_SESSION_HANDLE_INVALID);
     Need need{true, true};
     if (rv == CKR_OK) {
         traceSessionInfo(trace, info);
@@ -87,7 +88,6 @@ Result prepareSession(Script& script, const Trace& trace, CK_USER_TYPE role, boo
         }
         need = *known;
     } else if (rv != CKR_SESSION_HANDLE_INVALID) {
-        trace.failedTight(cryptoki::getSessionInfo.name, rv);
         return rv;
     }
     needsLogin = need.login;
@@ -101,7 +101,7 @@ Result prepareSession(Script& script, const Trace& trace, CK_USER_TYPE role, boo
     return rv;
 }
 
-CK_RV setPin(Script& script, const Trace& trace, Request& request) {
+CK_RV setPin(ScriptContext& script, const Trace& trace, Request& request) {
     SecretBuffer given = SecretBuffer::copyOf(request.newPin.bytes()); // for a module may write into what it is given
     const CK_RV rv =
         script.session.call(trace, cryptoki::setPIN)
@@ -114,12 +114,12 @@ CK_RV setPin(Script& script, const Trace& trace, Request& request) {
 }
 
 /// The login made here is undone whatever came of it; how that goes is only traced.
-CK_RV setPinLoggedIn(Script& script, const Trace& trace, Request& request) {
+CK_RV setPinLoggedIn(ScriptContext& script, const Trace& trace, Request& request) {
     CK_RV rv = scripts::login(script, trace, request.role, request.oldPin);
-    if (rv == CKR_OK) {
-        rv = scripts::withOwnLogin(script.session, trace, true, [&] { return setPin(script, trace, request); });
-    } else {
+    if (rv != CKR_OK) {
         trace.failed(cryptoki::login.name, rv);
+    } else {
+        rv = scripts::withOwnLogin(script.session, trace, true, [&] { return setPin(script, trace, request); });
     }
     scripts::logoutOnce(script.session, trace);
     return rv;
@@ -127,18 +127,17 @@ CK_RV setPinLoggedIn(Script& script, const Trace& trace, Request& request) {
 
 } // namespace
 
-Result scripts::changeAuthenticator(Script& script, const Trace& trace) {
+Result scripts::changeAuthenticator(ScriptContext& script, const Trace& trace) {
     Request request;
-    Result result = readGiven(script, trace, request);
-    if (result.isOk()) {
-        result = completeFromAccess(script, trace, request);
+    if (const Result read = readGiven(script, trace, request); !read.isOk()) {
+        return read;
+    }
+    if (const Result complete = completeFromAccess(script, trace, request); !complete.isOk()) {
+        return complete;
     }
     bool needsLogin = false;
-    if (result.isOk()) {
-        result = prepareSession(script, trace, request.role, needsLogin);
-    }
-    if (!result.isOk()) {
-        return result;
+    if (const Result ready = prepareSession(script, trace, request.role, needsLogin); !ready.isOk()) {
+        return ready;
     }
     return needsLogin ? setPinLoggedIn(script, trace, request) : setPin(script, trace, request);
 }

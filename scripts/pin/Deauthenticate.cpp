@@ -1,13 +1,13 @@
 #include "scripts/Scripts.h"
 #include "scripts/common/Roles.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
 
-std::optional<CK_USER_TYPE> roleAsked(const Script& script, const Trace& trace) {
+std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& trace) {
     CK_USER_TYPE role = script.access.userType();
-    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
-        const Zel::Parameter& parameter = *script.params->at(i);
+    for (const Zel::Parameter& parameter : elements(script.params)) {
         if (!equals(parameter.getId(), L"PINID")) {
             continue;
         }
@@ -39,7 +39,7 @@ Result checkLoggedIn(CK_STATE state, CK_USER_TYPE role) {
 
 } // namespace
 
-Result scripts::deauthenticate(Script& script, const Trace& trace) {
+Result scripts::deauthenticate(ScriptContext& script, const Trace& trace) {
     const auto role = roleAsked(script, trace);
     if (!role) {
         return Result::badParameter();
@@ -48,7 +48,6 @@ Result scripts::deauthenticate(Script& script, const Trace& trace) {
     CK_SESSION_INFO info{};
     const CK_RV rv = script.session.askSessionInfo(trace, info);
     if (rv != CKR_OK) {
-        trace.failedTight(cryptoki::getSessionInfo.name, rv);
         return rv;
     }
     traceSessionInfo(trace, info);

@@ -1,5 +1,6 @@
 #include "scripts/Scripts.h"
 #include "scripts/common/Roles.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 namespace {
@@ -10,9 +11,8 @@ constexpr std::uint32_t kCardInitialised = 1;
 enum class AuthState : std::uint32_t { LoggedIn = 1, NotLoggedIn = 2, Blocked = 3 };
 
 /// Which PIN is asked about: the operation's first "PINID", else the host's.
-std::optional<CK_USER_TYPE> roleAsked(const Script& script, const Trace& trace) {
-    for (std::uint32_t i = 0; script.params != nullptr && i < script.params->size(); ++i) {
-        const Zel::Parameter& parameter = *script.params->at(i);
+std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& trace) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
         if (!equals(parameter.getId(), L"PINID")) {
             continue;
         }
@@ -25,7 +25,7 @@ std::optional<CK_USER_TYPE> roleAsked(const Script& script, const Trace& trace) 
     return script.access.userType();
 }
 
-/// Nothing when the session's state is none.
+/// nullopt for an unknown session state.
 std::optional<AuthState> stateOf(CK_USER_TYPE role, CK_STATE state, CK_FLAGS tokenFlags) {
     const CK_FLAGS locked = role == CKU_USER ? CKF_USER_PIN_LOCKED : CKF_SO_PIN_LOCKED;
     if ((tokenFlags & locked) != 0) {
@@ -45,15 +45,14 @@ std::optional<AuthState> stateOf(CK_USER_TYPE role, CK_STATE state, CK_FLAGS tok
     }
 }
 
-CK_RV askToken(const Script& script, const Trace& trace, CK_SESSION_INFO& session, CK_TOKEN_INFO& token) {
-    CK_RV rv = script.session.call(trace, cryptoki::getSessionInfo).tight().run(script.session.handle(), &session);
+CK_RV askToken(const ScriptContext& script, const Trace& trace, CK_SESSION_INFO& session, CK_TOKEN_INFO& token) {
+    CK_RV rv = script.session.call(trace, cryptoki::getSessionInfo, kTight).run(script.session.handle(), &session);
     if (rv != CKR_OK) {
         return rv;
     }
     traceSessionInfo(trace, session);
-    rv = CryptokiCall(script.session.module(), trace, cryptoki::getTokenInfo)
+    rv = CryptokiCall(script.session.module(), trace, cryptoki::getTokenInfo, kTight)
              .in(L"SlotID", script.session.slotID())
-             .tight()
              .run(script.session.slotID(), &token);
     if (rv == CKR_OK) {
         trace.output(L"tokenInfo.flags", token.flags);
@@ -61,7 +60,7 @@ CK_RV askToken(const Script& script, const Trace& trace, CK_SESSION_INFO& sessio
     return rv;
 }
 
-Result report(Script& script, const Trace& trace, CK_USER_TYPE role) {
+Result report(ScriptContext& script, const Trace& trace, CK_USER_TYPE role) {
     CK_SESSION_INFO session{};
     CK_TOKEN_INFO token{};
     const CK_RV rv = askToken(script, trace, session, token);
@@ -88,13 +87,13 @@ Result report(Script& script, const Trace& trace, CK_USER_TYPE role) {
 
 } // namespace
 
-Result scripts::getCardState(Script& script, const Trace& /*trace*/) {
+Result scripts::getCardState(ScriptContext& script, const Trace& /*trace*/) {
     script.outputs.push(L"CARDSTATE", hexNumberText(kCardInitialised));
     return CKR_OK;
 }
 
 /// On an open session as it is, logins included; otherwise on a read-only one of its own, closed again.
-Result scripts::getAuthenticatorState(Script& script, const Trace& trace) {
+Result scripts::getAuthenticatorState(ScriptContext& script, const Trace& trace) {
     const auto role = roleAsked(script, trace);
     if (!role) {
         return Result::badParameter();

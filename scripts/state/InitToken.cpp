@@ -1,8 +1,9 @@
 #include <algorithm>
 
 #include "scripts/Scripts.h"
-#include "scripts/common/Faults.h"
+#include "scripts/common/ParameterErrors.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Texts.h"
 
 // "init" and "recycle" are one procedure under two sets of names.
@@ -34,10 +35,10 @@ void writeLabel(const Zel::TString& value, SecretBuffer& label) {
     std::copy_n(bytes.data(), std::min(bytes.size(), kLabelLength), label.data());
 }
 
-Result readRequest(const Script& script, const Trace& trace, const Names& names, Request& request) {
-    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
-        const Zel::TString& id = script.params->at(i)->getId();
-        const Zel::TString& value = script.params->at(i)->getValue();
+Result readRequest(const ScriptContext& script, const Trace& trace, const Names& names, Request& request) {
+    for (const Zel::Parameter& parameter : elements(script.params)) {
+        const Zel::TString& id = parameter.getId();
+        const Zel::TString& value = parameter.getValue();
         if (equals(id, names.keyId)) {
             request.isKeyIdGiven = true;
             if (!equals(value, L"SO")) {
@@ -55,7 +56,7 @@ Result readRequest(const Script& script, const Trace& trace, const Names& names,
     return request.isKeyIdGiven ? Result(CKR_OK) : scripts::notFound(trace, names.keyId);
 }
 
-CK_RV initToken(const Script& script, const Trace& trace, Request& request) {
+CK_RV initToken(const ScriptContext& script, const Trace& trace, Request& request) {
     CryptokiCall call(script.session.module(), trace, cryptoki::initToken);
     call.in(L"SlotID", script.session.slotID());
     if (Trace::isEnabled(TraceLevel::Value)) {
@@ -64,7 +65,7 @@ CK_RV initToken(const Script& script, const Trace& trace, Request& request) {
     return call.run(script.session.slotID(), request.key.data(), request.key.size(), request.label.data());
 }
 
-Result run(Script& script, const Trace& trace, const Names& names) {
+Result run(ScriptContext& script, const Trace& trace, const Names& names) {
     if (script.params == nullptr) {
         return scripts::noParameters(trace);
     }
@@ -84,10 +85,10 @@ Result run(Script& script, const Trace& trace, const Names& names) {
 
 } // namespace
 
-Result scripts::init(Script& script, const Trace& trace) {
+Result scripts::init(ScriptContext& script, const Trace& trace) {
     return run(script, trace, kInit);
 }
 
-Result scripts::recycle(Script& script, const Trace& trace) {
+Result scripts::recycle(ScriptContext& script, const Trace& trace) {
     return run(script, trace, kRecycle);
 }

@@ -3,6 +3,7 @@
 
 #include "scripts/Scripts.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 
 namespace {
 
@@ -10,8 +11,8 @@ namespace {
 Zel::TString readersText(const Trace& trace, const Slots& slots) {
     Zel::TString text;
     unsigned int listed = 0;
-    for (std::uint32_t i = 0; i < slots.readers().size(); ++i) {
-        const Zel::TString& name = slots.readers().at(i)->name();
+    for (const CReader& reader : elements(slots.readers())) {
+        const Zel::TString& name = reader.name();
         if (name.empty()) {
             trace.write(TraceLevel::Value, L": skipping blank reader");
             continue;
@@ -34,13 +35,12 @@ Zel::TString hexOfField(const CK_UTF8CHAR (&field)[Size]) {
 
 /// The reader that the operation names, or the host's current one when the operation has no parameters. False when it
 /// has some and none is a reader name.
-bool readerNameOf(const Script& script, Zel::TString& name) {
+bool readerNameOf(const ScriptContext& script, Zel::TString& name) {
     if (script.params == nullptr || script.params->isEmpty()) {
         name = script.access.currentReader();
         return true;
     }
-    for (std::uint32_t i = 0; i < script.params->size(); ++i) {
-        const Zel::Parameter& parameter = *script.params->at(i);
+    for (const Zel::Parameter& parameter : elements(script.params)) {
         if (parameter.getId().compareIgnoreCase(L"READERNAME") == 0) {
             name = getValueFromEncoding(parameter);
             return true;
@@ -61,7 +61,7 @@ void traceTokenInfo(const Trace& trace, const CK_TOKEN_INFO& info) {
 
 } // namespace
 
-Result scripts::getReaderList(Script& script, const Trace& trace) {
+Result scripts::getReaderList(ScriptContext& script, const Trace& trace) {
     const CK_RV rv = script.slots.getSlotVector();
     if (rv != CKR_OK) {
         trace.failedTight(L"getSlotVector", rv);
@@ -71,7 +71,7 @@ Result scripts::getReaderList(Script& script, const Trace& trace) {
     return CKR_OK;
 }
 
-Result scripts::getPlatformIdentifiers(Script& script, const Trace& trace) {
+Result scripts::getPlatformIdentifiers(ScriptContext& script, const Trace& trace) {
     Zel::TString readerName;
     if (!readerNameOf(script, readerName)) {
         trace.failure(L": READERNAME parameter not found");
@@ -80,11 +80,10 @@ Result scripts::getPlatformIdentifiers(Script& script, const Trace& trace) {
     // Kept even when the reader is unknown: later scripts work on what was asked for here, or on nothing.
     script.session.setSlotID(script.slots.getSlotIDFromReaderName(readerName));
     CK_TOKEN_INFO info{};
-    trace.write(TraceLevel::Call, L" : C_GetTokenInfo");
-    trace.input(L"SlotID", script.session.slotID());
-    const CK_RV rv = script.session.module().call(cryptoki::getTokenInfo, script.session.slotID(), &info);
+    const CK_RV rv = CryptokiCall(script.session.module(), trace, cryptoki::getTokenInfo, kSpaced)
+                         .in(L"SlotID", script.session.slotID())
+                         .run(script.session.slotID(), &info);
     if (rv != CKR_OK) {
-        trace.failed(cryptoki::getTokenInfo.name, rv);
         return rv;
     }
     traceTokenInfo(trace, info);

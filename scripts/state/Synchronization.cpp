@@ -2,10 +2,10 @@
 
 // Markers for the host alone: nothing is done on the token.
 
-Result scripts::beginSynchronization(Script& /*script*/, const Trace& /*trace*/) {
+Result scripts::beginSynchronization(ScriptContext& /*script*/, const Trace& /*trace*/) {
     return CKR_OK;
 }
 
-Result scripts::endSynchronization(Script& /*script*/, const Trace& /*trace*/) {
+Result scripts::endSynchronization(ScriptContext& /*script*/, const Trace& /*trace*/) {
     return CKR_OK;
 }

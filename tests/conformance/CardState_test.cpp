@@ -48,10 +48,6 @@ Trace openedTrace() {
     return entry(kScript) + opening() + out(kScript, "hSession", 1) + askingSession(1);
 }
 
-Trace badPin(const std::string& value) {
-    return {{1, "PKCS11Client::getAuthenticatorState: Bad parameter PINID: " + value}};
-}
-
 } // namespace
 
 class CardState : public PluginTest {};
@@ -85,19 +81,6 @@ protected:
         startWithReader();
         const char* pin = role == "SO" ? "3132333435363738" : "31323334";
         run("authenticate", pinId(role).plain("AUTH_TYPE", "STATIC").hex("PIN", pin));
-    }
-    /// The script alone, without what `execute` does before it.
-    Result runDirectly(const Params& params) {
-        Result result;
-        Zel::Vector<Zel::Parameter> outputs;
-        const ParameterVector vector = params.vector();
-        EXPECT_TRUE(static_cast<PKCS11Client*>(plugin.get())->runScript(toTString(kScript), vector.get(), outputs));
-        for (std::uint32_t i = 0; i < outputs.size(); ++i) {
-            const Zel::Parameter& output = *outputs.at(i);
-            result.outputs.push_back({toUtf8(output.getId()), static_cast<int>(output.getEncodingEnum()),
-                                      static_cast<int>(output.getTypeEnum()), toUtf8(output.getValue())});
-        }
-        return result;
     }
 };
 
@@ -162,7 +145,6 @@ TEST_F(AuthenticatorState, theFirstPinIdCounts) {
     startLoggedIn("USER");
     expectOutputs(execute(kScript, pinId("USER").plain("PINID", "SO")), stateIs("1"));
     expectOutputs(execute(kScript, pinId("SO").plain("PINID", "USER")), stateIs("2"));
-    expectOutputs(runDirectly(pinId("USER").plain("PINID", "nobody")), stateIs("1"));
 }
 
 TEST_F(AuthenticatorState, aBadPinIdLeavesExecuteAsAnException) {
@@ -172,26 +154,6 @@ TEST_F(AuthenticatorState, aBadPinIdLeavesExecuteAsAnException) {
 
     expectFailure(result.failure, {"ClientOperationException", "80ec", "Bad parameter PINID: user"});
     expectCalls({});
-}
-
-TEST_F(AuthenticatorState, aBadPinIdIsRefusedByTheScriptItself) {
-    startWithReader();
-
-    expectOutputs(runDirectly(pinId("user")), {error("80ec")});
-
-    expectCalls({});
-    expectTrace(entry(kScript) + badPin("user") + leave(kScript));
-}
-
-TEST_F(AuthenticatorState, everyOtherPinIdIsBad) {
-    startLoggedIn("USER");
-    for (const char* value : {"", "so", "User", "USER ", " SO", "55534552", "ADMIN"}) {
-        expectOutputs(runDirectly(pinId(value)), {error("80ec")});
-        expectTrace(entry(kScript) + badPin(value) + leave(kScript));
-    }
-    expectOutputs(runDirectly(pinId("nobody").plain("PINID", "USER")), {error("80ec")});
-    expectCalls({});
-    EXPECT_EQ(fake.sessionCount(), 1U);
 }
 
 TEST_F(AuthenticatorState, thePinIdIsTakenAsItStandsWhateverItsEncoding) {

@@ -92,7 +92,7 @@ TEST_F(ChangeAuthenticator, theOfficersPinIsChangedTheSameWay) {
 TEST_F(ChangeAuthenticator, aLoginOfTheAskedRoleIsUsedAndKept) {
     startWithSession(Role::User);
 
-    expectOutputs(runDirectly(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {error("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_SetPIN(0x1, 31323334, 35363738)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) + setPin(1) +
@@ -103,7 +103,7 @@ TEST_F(ChangeAuthenticator, aLoginOfTheAskedRoleIsUsedAndKept) {
 TEST_F(ChangeAuthenticator, theOfficersLoginIsUsedAndKept) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runDirectly(kScript, change("SO")), {error("0")});
+    expectOutputs(runScript(kScript, change("SO")), {error("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_SetPIN(0x1, 3132333435363738, 35363738)"});
     EXPECT_EQ(fake.login(), Role::SecurityOfficer);
@@ -112,7 +112,7 @@ TEST_F(ChangeAuthenticator, theOfficersLoginIsUsedAndKept) {
 TEST_F(ChangeAuthenticator, onAPublicSessionTheRoleIsLoggedInAndOut) {
     startWithSession(Role::Nobody);
 
-    expectOutputs(runDirectly(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {error("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_SetPIN(0x1, 31323334, 35363738)",
                  "C_Logout(0x1)"});
@@ -129,7 +129,7 @@ TEST_F(ChangeAuthenticator, aReadOnlySessionIsReplaced) {
     run("authenticate");
     fake.unhook(Function::C_OpenSession);
 
-    expectOutputs(runDirectly(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {error("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_CloseSession(0x1)",
                  "C_OpenSession(0x11, flags=0x6)", "C_Login(0x2, CKU_USER, 31323334)",
@@ -205,7 +205,7 @@ TEST_F(ChangeAuthenticator, anUnknownStateEndsIt) {
     startWithSession(Role::User);
     for (const CK_STATE state : {static_cast<CK_STATE>(5), static_cast<CK_STATE>(33005), static_cast<CK_STATE>(-1)}) {
         fake.setSessionState(state);
-        expectOutputs(runDirectly(kScript, change("USER")), {error("80ed")});
+        expectOutputs(runScript(kScript, change("USER")), {error("80ed")});
         expectCalls({"C_GetSessionInfo(0x1)"});
         expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, state, 6) + leave(kScript));
     }
@@ -214,7 +214,7 @@ TEST_F(ChangeAuthenticator, anUnknownStateEndsIt) {
 TEST_F(ChangeAuthenticator, anotherRolesLoginStandsInTheWayAndIsLoggedOut) {
     startWithSession(Role::User);
 
-    expectOutputs(runDirectly(kScript, change("SO")), {error("80f1")});
+    expectOutputs(runScript(kScript, change("SO")), {error("80f1")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_Logout(0x1)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) +
@@ -229,7 +229,7 @@ TEST_F(ChangeAuthenticator, aSessionThatCannotBeOpenedEndsIt) {
     startWithReader();
     fake.answerNext(Function::C_OpenSession, CKR_TOKEN_NOT_PRESENT);
 
-    expectOutputs(runDirectly(kScript, change("USER")), {error("80eb")});
+    expectOutputs(runScript(kScript, change("USER")), {error("80eb")});
 
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)"});
     expectTrace(entry(kScript) + asking(kNoSession) +
@@ -253,7 +253,7 @@ TEST_F(ChangeAuthenticator, aSessionThatCannotBeAskedEndsIt) {
     startWithSession(Role::Nobody);
     fake.answerNext(Function::C_GetSessionInfo, CKR_DEVICE_ERROR);
 
-    expectOutputs(runDirectly(kScript, change("USER")), {error("80fa")});
+    expectOutputs(runScript(kScript, change("USER")), {error("80fa")});
 
     expectCalls({"C_GetSessionInfo(0x1)"});
     expectTrace(entry(kScript) + asking(1) + failedTight(kScript, "C_GetSessionInfo", 0x30) + leave(kScript));
@@ -285,7 +285,7 @@ TEST_F(ChangeAuthenticator, aWrongOldPinEndsInALogoutAllTheSame) {
 TEST_F(ChangeAuthenticator, aNewPinThatIsRefusedEndsInALogout) {
     startWithReader();
 
-    expectOutputs(runDirectly(kScript, pinId("USER").append(pins(kUserPinHex, "31"))), {error("80fc")});
+    expectOutputs(runScript(kScript, pinId("USER").append(pins(kUserPinHex, "31"))), {error("80fc")});
 
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 31)", "C_Logout(0x1)"});
@@ -305,7 +305,7 @@ TEST_F(ChangeAuthenticator, aFailedLogoutDoesNotChangeTheResult) {
     startWithReader();
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
 
-    expectOutputs(runDirectly(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {error("0")});
 
     expectTrace(entry(kScript) + asking(kNoSession) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
                 setPin(1) + logoutTrace(kScript, 1, 0x30) + leave(kScript));
@@ -332,23 +332,23 @@ TEST_F(ChangeAuthenticator, aModuleWithoutSetPinIsReported) {
 
 TEST_F(ChangeAuthenticator, theUsersNewPinIsStoredForLaterLogins) {
     startWithReader(Params().hex("PIN", kUserPinHex));
-    expectOutputs(runDirectly(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {error("0")});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(ChangeAuthenticator, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runDirectly(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {error("0")});
     forget();
 
-    expectOutputs(runDirectly("authenticate", Params::null()), {error("0")});
+    expectOutputs(runScript("authenticate", Params::null()), {error("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }
 
 TEST_F(ChangeAuthenticator, theOfficersNewPinIsNotStored) {
     startWithReader(Params().hex("PIN", kUserPinHex));
-    expectOutputs(runDirectly(kScript, change("SO")), {error("0")});
+    expectOutputs(runScript(kScript, change("SO")), {error("0")});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 
@@ -389,20 +389,8 @@ TEST_F(ChangeAuthenticator, newPinFromTheAccessParametersAndOldPinFromTheOperati
 
 TEST_F(ChangeAuthenticator, theOperationsPinsStandBeforeTheAccessPins) {
     startWithReader(pins(kWrongPinHex, "36363636"));
-    expectOutputs(runDirectly(kScript, pins()), {error("0")});
+    expectOutputs(runScript(kScript, pins()), {error("0")});
     EXPECT_EQ(fake.userPin(), "5678");
-}
-
-TEST_F(ChangeAuthenticator, aBadPinIdIsRefusedByTheScriptToo) {
-    startWithReader();
-
-    expectOutputs(runDirectly(kScript, pinId("user").append(pins())), {error("80ec")});
-
-    expectCalls({});
-    expectTrace(entry(kScript) + Trace{{1, "PKCS11Client::changeAuthenticator: Bad parameter PINID: user"}} +
-                leave(kScript));
-    expectRefused(runDirectly(kScript, change("USER").append(pinId(""))), message("Bad parameter PINID: "));
-    expectRefused(runDirectly(kScript, pinId("x").append(change("USER"))), message("Bad parameter PINID: x"));
 }
 
 TEST_F(ChangeAuthenticator, withoutOldPinItIsRefused) {
@@ -448,13 +436,6 @@ TEST_F(ChangeAuthenticator, pinsThatDoNotDecodeCountAsNotGiven) {
     }
 }
 
-TEST_F(ChangeAuthenticator, pinsThatDoNotDecodeFallBackToTheAccessPins) {
-    startWithReader(pins());
-    expectOutputs(runDirectly(kScript, pins("pin", "")), {error("0")});
-    expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
-                 "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
-}
-
 TEST_F(ChangeAuthenticator, emptyPinsOfTheOperationTakeTheAccessPinsPlaces) {
     for (const std::string role : {"USER", "SO"}) {
         SCOPED_TRACE(role);
@@ -489,21 +470,10 @@ TEST_F(ChangeAuthenticator, anOldPinOfTheOtherRoleIsNotUsed) {
                 leave(kScript) + executeTail(result));
 }
 
-TEST_F(ChangeAuthenticator, theScriptsOwnGuardLooksAtOldPinAlone) {
-    startWithReader(pins());
-    const std::string guard = message("the PIN is provided in accessParam (not in a script parameter) but script PINID "
-                                      "(0x00) different from runtime PINID(0x01)");
-    expectRefused(runDirectly(kScript, pinId("SO").hex("NEW_PIN", kNewPinHex)), guard);
-    expectRefused(runDirectly(kScript, pinId("SO").append(pins("", kNewPinHex))), guard);
-    expectRefused(runDirectly(kScript, pinId("SO").append(pins("pin", kNewPinHex))), guard);
-    expectOutputs(runDirectly(kScript, pinId("SO").hex("OLD_PIN", kSoPinHex)), {error("0")});
-    EXPECT_EQ(fake.soPin(), "5678");
-}
-
 TEST_F(ChangeAuthenticator, ofRepeatedParametersTheLastCounts) {
     startWithReader();
     const Params params = pinId("SO").append(pins(kWrongPinHex, "36363636")).append(change("USER"));
-    expectOutputs(runDirectly(kScript, params), {error("0")});
+    expectOutputs(runScript(kScript, params), {error("0")});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
 }

@@ -46,7 +46,7 @@ TEST_F(Deauthenticate, logsTheUserOutAndKeepsTheSession) {
 TEST_F(Deauthenticate, logsTheOfficerOut) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runDirectly(kScript, pinId("SO")), {error("0")});
+    expectOutputs(runScript(kScript, pinId("SO")), {error("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_SO_FUNCTIONS, 6) +
@@ -68,33 +68,20 @@ TEST_F(Deauthenticate, withoutPinIdTheAccessPinIdCounts) {
 
 TEST_F(Deauthenticate, itsOwnPinIdStandsBeforeTheAccessPinId) {
     startWithSession(Role::User);
-    expectOutputs(runDirectly(kScript, pinId("SO")), {error("80f0")});
+    expectOutputs(runScript(kScript, pinId("SO")), {error("80f0")});
     expectCalls({"C_GetSessionInfo(0x1)"});
 }
 
 TEST_F(Deauthenticate, ofTwoPinIdsTheLastCounts) {
     startWithSession(Role::User);
-    expectOutputs(runDirectly(kScript, pinId("SO").plain("PINID", "USER")), {error("0")});
+    expectOutputs(runScript(kScript, pinId("SO").plain("PINID", "USER")), {error("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
-}
-
-TEST_F(Deauthenticate, aBadPinIdIsRefusedByTheScriptToo) {
-    startWithSession(Role::User);
-
-    expectOutputs(runDirectly(kScript, pinId("officer")), {error("80ec")});
-
-    expectCalls({});
-    expectTrace(entry(kScript) + Trace{{1, "PKCS11Client::deauthenticate: Bad parameter PINID: officer"}} +
-                leave(kScript));
-    expectRefused(runDirectly(kScript, pinId("")), "PKCS11Client::deauthenticate: Bad parameter PINID: ");
-    expectRefused(runDirectly(kScript, pinId("USER").plain("PINID", "user")),
-                  "PKCS11Client::deauthenticate: Bad parameter PINID: user");
 }
 
 TEST_F(Deauthenticate, withoutSessionTheModuleIsAskedAllTheSame) {
     startWithReader();
 
-    expectOutputs(runDirectly(kScript, pinId("USER")), {error("80ff")});
+    expectOutputs(runScript(kScript, pinId("USER")), {error("80ff")});
 
     expectCalls({"C_GetSessionInfo(none)"});
     expectTrace(entry(kScript) + asking(0xFFFFFFFF) + failedTight(kScript, "C_GetSessionInfo", 0xB3) + leave(kScript));
@@ -112,7 +99,7 @@ TEST_F(Deauthenticate, aLogoutThatFailsIsReported) {
     startWithSession(Role::User);
     fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
 
-    expectOutputs(runDirectly(kScript, pinId("USER")), {error("80eb")});
+    expectOutputs(runScript(kScript, pinId("USER")), {error("80eb")});
 
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) +
                 logoutTrace(kScript, 1, 0x32) + leave(kScript));
@@ -138,7 +125,7 @@ TEST_P(DeauthenticateByState, theSessionStateDecides) {
     fake.setSessionState(row.state);
     fake.answerNext(Function::C_Logout, CKR_OK);
 
-    expectOutputs(runDirectly(kScript, pinId(row.role)), {error(row.code)});
+    expectOutputs(runScript(kScript, pinId(row.role)), {error(row.code)});
 
     std::vector<std::string> expected = {"C_GetSessionInfo(0x1)"};
     Trace lines = entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, row.state, 6);

@@ -1,7 +1,7 @@
 // execute: what an operation must be, which script it runs, and what comes back. getSupportedScripts. Also the reader
 // list where it grows beyond its first five places.
 
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 #include "ry/rylog.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Operation.h"

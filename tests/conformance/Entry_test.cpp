@@ -1,6 +1,6 @@
 // What the plug-in does when the operating system tells it of processes and threads.
 
-#include "plugin/entry.h"
+#include "plugin/Entry.h"
 #include "ry/rylog.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/LifecycleTrace.h"

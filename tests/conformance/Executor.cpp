@@ -1,4 +1,4 @@
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Operation.h"
 #include "zel/ClientOperationException.h"

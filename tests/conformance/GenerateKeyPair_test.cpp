@@ -210,23 +210,9 @@ TEST_F(GenerateKeyPair, itReadsTheAccessValuesOfItsRequestItself) {
     plugin = Executor();
     startWithReader();
 
-    expectOutputs(runDirectly(plugin, kScript, required().hex("PIN", "31323334")), kGenerated);
+    expectOutputs(runScript(kScript, required().hex("PIN", "31323334")), kGenerated);
     expectCalls(afterLogin({generateCall(), "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=null/0])",
                             "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=room/128])", "C_Logout(0x1)"}));
-}
-
-TEST_F(GenerateKeyPair, aBadPinIdThrowsBeforeAnythingIsCalled) {
-    try {
-        static_cast<void>(runDirectly(plugin, kScript, required().plain("PINID", "so")));
-        FAIL() << "nothing was thrown";
-    } catch (const Zel::ClientOperationException& error) {
-        EXPECT_EQ(toUtf8(error.getErrorCode()), "80ec");
-        EXPECT_EQ(toUtf8(error.getMessageText()), "Bad parameter PINID: so");
-    }
-    expectCalls({});
-    expectTrace(entry(kScript) + operationParameters(kScript, {"ALGOID", "KEYSIZE", "PUBLICEXPONENT", "PINID"}) +
-                readParametersTrace({"ALGOID", "KEYSIZE", "PUBLICEXPONENT", "PINID"}) +
-                Trace{{1, "PKCS11Client::readParameters: Bad parameter PINID: so"}});
 }
 
 // Before the token is asked for keys

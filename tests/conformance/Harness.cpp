@@ -4,6 +4,7 @@
 #include "ry/rylog.h"
 #include "tests/conformance/Difference.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
@@ -45,6 +46,10 @@ public:
     Trace take() {
         const std::lock_guard lock(m_mutex);
         return std::exchange(m_trace, Trace());
+    }
+    void restore(Trace trace) {
+        const std::lock_guard lock(m_mutex);
+        m_trace = std::move(trace);
     }
 
 private:
@@ -124,6 +129,30 @@ void PluginTest::start(const Params& access, const Params& runtime) {
 void PluginTest::startWithReader(const Params& access, const Params& runtime) {
     start(access, runtime);
     run("getPlatformIdentifiers", Params().hex("READERNAME", kReaderHex));
+}
+
+namespace {
+
+/// From the script's entry to its exit; everything when it was not entered.
+Trace linesOfScript(const Trace& all) {
+    const auto isEntry = [](const TraceLine& line) { return line.level == 8 && line.text != "PKCS11Client::execute"; };
+    const auto first = std::find_if(all.lines.begin(), all.lines.end(), isEntry);
+    if (first == all.lines.end()) {
+        return all;
+    }
+    const auto last = std::find(all.lines.rbegin(), all.lines.rend(), TraceLine{16, first->text}).base();
+    Trace script;
+    script.lines.assign(first, last);
+    return script;
+}
+
+} // namespace
+
+Result PluginTest::runScript(const std::string& script, const Params& params) {
+    const Trace before = trace();
+    Result result = execute(script, params);
+    s_capture.restore(before + linesOfScript(trace()));
+    return result;
 }
 
 void PluginTest::run(const std::string& script, const Params& params, Where where) {

@@ -129,6 +129,9 @@ protected:
         return plugin.execute(script, params);
     }
 
+    /// As execute; of what it writes, only the script's own lines stay in the trace.
+    Result runScript(const std::string& script, const Params& params = Params::null());
+
     /// What was recorded since the last take; taking forgets it.
     [[nodiscard]] std::vector<std::string> calls() { return fake.takeCalls(); }
     [[nodiscard]] Trace trace();

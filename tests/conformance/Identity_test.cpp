@@ -1,6 +1,6 @@
 // What an executor says of itself: version, type, name, description, and whether it can be used.
 
-#include "plugin/entry.h"
+#include "plugin/Entry.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/LifecycleTrace.h"
 #include "tests/unit/platform/Fixture.h"

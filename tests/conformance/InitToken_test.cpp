@@ -87,7 +87,7 @@ TEST_P(InitToken, theTokenIsInitialisedAnewWithTheLabel) {
 TEST_P(InitToken, theOpenSessionIsClosedFirstAndNotOpenedAgain) {
     startWithSession(Role::User);
 
-    expectOutputs(runDirectly(script, officer()), {error("0")});
+    expectOutputs(runScript(script, officer()), {error("0")});
 
     expectCalls({"C_CloseSession(0x1)", "C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
     expectTrace(entry(method) + closeSessionTrace(1) + initializing("") + leave(method));
@@ -208,7 +208,7 @@ TEST_P(InitToken, withoutListItSaysSo) {
 
 TEST_P(InitToken, anEmptyListMissesTheKeyId) {
     startWithReader();
-    expectOutputs(runDirectly(script, Params()), {error("80ec")});
+    expectOutputs(runScript(script, Params()), {error("80ec")});
     expectCalls({});
     expectTrace(entry(method) + Trace{{1, message(keyId + " parameter not found")}} + leave(method));
 }
@@ -296,7 +296,7 @@ TEST_P(InitToken, aSessionThatCannotBeClosedEndsIt) {
     fake.answerNext(Function::C_CloseSession, CKR_DEVICE_ERROR);
     leavesSessions = true;
 
-    expectOutputs(runDirectly(script, officer()), {error("80fa")});
+    expectOutputs(runScript(script, officer()), {error("80fa")});
 
     expectCalls({"C_CloseSession(0x1)"});
     expectTrace(entry(method) + closeSessionTrace(1, 0x30) + failed(method, "closeSession", 0x30) + leave(method));
@@ -315,7 +315,7 @@ TEST_P(InitToken, aWrongKeyIsReportedAndNothingElse) {
     fake.setTries(Role::SecurityOfficer, 2);
     startWithSession(Role::User);
 
-    expectOutputs(runDirectly(script, Params().plain(keyId, "SO").hex(key, "39393939")), {error("80ee")});
+    expectOutputs(runScript(script, Params().plain(keyId, "SO").hex(key, "39393939")), {error("80ee")});
 
     expectCalls({"C_CloseSession(0x1)", "C_InitToken(0x11, 39393939, label=" + kZeroLabel + ")"});
     expectTrace(entry(method) + closeSessionTrace(1) + initializing("") + failed(method, "C_InitToken", 0xA0) +
@@ -338,7 +338,7 @@ TEST_P(InitToken, anotherProgramsSessionStandsInTheWay) {
 
 TEST_P(InitToken, withoutAResolvedReaderTheModuleAnswers) {
     start();
-    expectOutputs(runDirectly(script, officer()), {error("80e9")});
+    expectOutputs(runScript(script, officer()), {error("80e9")});
     expectCalls({"C_InitToken(none, 3132333435363738, label=" + kZeroLabel + ")"});
     expectTrace(entry(method) + closeSessionTrace(std::nullopt) + call(method, "C_InitToken") +
                 in(method, "SlotID", 0xFFFFFFFF) + Trace{{4, message("--> Label=")}} +

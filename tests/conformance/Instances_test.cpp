@@ -1,10 +1,10 @@
 // newInstance and freeInstance: creation parameters, the library, the instance counts.
 
-#include "platform/MutexFault.h"
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 #include "ry/rylog.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/LifecycleTrace.h"
+#include "tests/conformance/MutexFault.h"
 #include "tests/unit/platform/Fixture.h"
 
 #include <algorithm>
@@ -370,7 +370,7 @@ TEST_F(Instances, countsAreRightAfterManyThreads) {
 // The mutex
 
 TEST_F(Instances, aMutexThatCannotBeCreatedGivesNull) {
-    platform::testing::failNextMutexCreate(8);
+    failNextMutexCreate(8);
     EXPECT_FALSE(Executor(creation()));
     // Two blanks behind the colon.
     expectTrace(exported(8, "newInstance") + exported(1, "newInstance:  CreateMutex failed (error 8)") +
@@ -381,7 +381,7 @@ TEST_F(Instances, aMutexThatCannotBeCreatedGivesNull) {
 TEST_F(Instances, everyNewInstanceCreatesAMutex) {
     plugin = Executor(creation());
     forget();
-    platform::testing::failNextMutexCreate(1450);
+    failNextMutexCreate(1450);
     EXPECT_FALSE(Executor(creation()));
     expectTraceAt(1, exported(1, "newInstance:  CreateMutex failed (error 1450)"));
 

@@ -1,6 +1,6 @@
 // Binding the module, initialising Cryptoki, and what the end of an executor does to both.
 
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/LifecycleTrace.h"
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "client/PKCS11Client.h"
 #include "tests/conformance/Harness.h"
 
 #include <string>
@@ -80,13 +79,11 @@ protected:
                body + leave(script) + executeTail({{"ERROR", 2, 3, error}});
     }
 
-    /// The script without the reading of parameters that `execute` does before it; gives the value of "ERROR".
-    std::string runDirectly(const std::string& script, const Params& params) {
-        Zel::Vector<Zel::Parameter> outputs;
-        const ParameterVector vector = params.vector();
-        EXPECT_TRUE(static_cast<PKCS11Client*>(plugin.get())->runScript(toTString(script), vector.get(), outputs));
-        return outputs.size() == 1 && outputs.at(0)->getId().compare(L"ERROR") == 0 ? toUtf8(outputs.at(0)->getValue())
-                                                                                    : "not one ERROR";
+    /// The value of "ERROR", when it is the only output.
+    std::string errorOf(const std::string& script, const Params& params) {
+        const Result result = runScript(script, params);
+        return result.outputs.size() == 1 && result.outputs[0].id == "ERROR" ? result.outputs[0].value
+                                                                             : "not one ERROR";
     }
 
     /// Logs the user in, in session 0x1, to stay so.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "client/PKCS11Client.h"
 #include "tests/conformance/Harness.h"
 
 // What tests of the PIN scripts share. PINs as the scripted token has them, in hexadecimal: the user's 31323334, the
@@ -13,20 +12,6 @@ inline constexpr const char* kSoPinHex = "3132333435363738";
 
 class PinTest : public PluginTest {
 protected:
-    /// The script alone, without what `execute` does before and after it.
-    Result runDirectly(const std::string& script, const Params& params) {
-        Result result;
-        Zel::Vector<Zel::Parameter> outputs;
-        const ParameterVector vector = params.vector();
-        EXPECT_TRUE(static_cast<PKCS11Client*>(plugin.get())->runScript(toTString(script), vector.get(), outputs));
-        for (std::uint32_t i = 0; i < outputs.size(); ++i) {
-            const Zel::Parameter& output = *outputs.at(i);
-            result.outputs.push_back({toUtf8(output.getId()), static_cast<int>(output.getEncodingEnum()),
-                                      static_cast<int>(output.getTypeEnum()), toUtf8(output.getValue())});
-        }
-        return result;
-    }
-
     /// Reader resolved, these access parameters given, and read/write session 0x1 open with this role logged in. With
     /// Nobody the session is public.
     void startWithSession(Fake::Role role, const Params& access = Params()) {

@@ -1,7 +1,7 @@
 // Memory that runs out inside the plug-in's own code, block by block.
 
-#include "plugin/entry.h"
-#include "plugin/exports.h"
+#include "plugin/Entry.h"
+#include "plugin/Exports.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Utf8.h"
 #include "tests/unit/platform/Fixture.h"

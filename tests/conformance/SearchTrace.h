@@ -1,6 +1,5 @@
 #pragma once
 
-#include "client/PKCS11Client.h"
 #include "tests/conformance/Harness.h"
 
 #include <string>
@@ -71,20 +70,6 @@ struct SearchEntry {
                                      CK_ATTRIBUTE_TYPE type, const std::string& dump) {
     const Trace asked = askedValue(method, session, object, type);
     return asked + asked + out(method, "Template.type", type) + Trace{valueLine(method, "<-- Template.value=", dump)};
-}
-
-/// A script without the reading of access values that `execute` does before it. Exceptions leave.
-[[nodiscard]] inline Result runDirectly(const Executor& plugin, const std::string& script, const Params& params) {
-    Result result;
-    Zel::Vector<Zel::Parameter> outputs;
-    const ParameterVector vector = params.vector();
-    EXPECT_TRUE(static_cast<PKCS11Client*>(plugin.get())->runScript(toTString(script), vector.get(), outputs));
-    for (std::uint32_t i = 0; i < outputs.size(); ++i) {
-        const Zel::Parameter& output = *outputs.at(i);
-        result.outputs.push_back({toUtf8(output.getId()), static_cast<int>(output.getEncodingEnum()),
-                                  static_cast<int>(output.getTypeEnum()), toUtf8(output.getValue())});
-    }
-    return result;
 }
 
 } // namespace Conformance

@@ -246,89 +246,26 @@ TEST_F(SignData, storedDataThatIsNotHexadecimalIsTakenFromTheRequestAsBase64) {
     EXPECT_EQ(calls().at(7), "C_Sign(0x1, 0102, null)");
 }
 
-TEST_F(SignData, hexadecimalDataIsBase64WhereNothingIsStored) {
-    const Result result = runDirectly(plugin, kScript, algorithm().hex("KEYID", "0A").hex("DATA", "3031"));
-
-    expectOutputs(result, {kDone, {"SIGNEDDATA", 1, 2, "AAH/////////////ACCyCg=="}});
-    EXPECT_EQ(calls().at(7), "C_Sign(0x1, DF4DF5, null)");
-}
-
 TEST_F(SignData, storedDataIsHexadecimalWhereTheRequestsIsBase64) {
     restart(Params().hex("DATA", "3031"));
 
-    expectOutputs(runDirectly(plugin, kScript, algorithm().hex("KEYID", "0A").hex("DATA", "3031")),
+    expectOutputs(runScript(kScript, algorithm().hex("KEYID", "0A").hex("DATA", "3031")),
                   {kDone, {"SIGNEDDATA", 1, 2, "AAH//////////////wDPzg=="}});
     EXPECT_EQ(calls().at(7), "C_Sign(0x1, 3031, null)");
-}
-
-TEST_F(SignData, storedValuesWinOverTheRequests) {
-    restart(request());
-    addKey("0B");
-
-    expectOutputs(runDirectly(plugin, kScript, Params().plain("ALGOID", "x").hex("KEYID", "0B").base64("DATA", "MDE=")),
-                  kSigned);
-    expectCalls(joined(joined(kLoginCalls, kSignCalls), {"C_Logout(0x1)"}));
-}
-
-TEST_F(SignData, theStoredValuesAreThoseFromBeforeTheRequestWasRead) {
-    addKey("0B");
-
-    expectOutputs(runDirectly(plugin, kScript, request()), kSigned);
-    // The first request stored its own; the second is read too late for itself.
-    expectOutputs(runDirectly(plugin, kScript, algorithm().hex("KEYID", "0B").base64("DATA", "MDE=")), kSigned);
-    // What the second stored: key 0B, data 30 31.
-    expectOutputs(runDirectly(plugin, kScript, Params()), {kDone, {"SIGNEDDATA", 1, 2, "AAH//////////////wDPzg=="}});
 }
 
 TEST_F(SignData, aStoredKeyIdThatDoesNotDecodeGivesWayToTheRequests) {
     restart(Params().hex("KEYID", "not hexadecimal"));
 
-    expectOutputs(runDirectly(plugin, kScript, request()), kSigned);
-}
-
-TEST_F(SignData, ofARequestsRepeatedValuesTheFirstThatDecodesCounts) {
-    const Params params = Params()
-                              .plain("ALGOID", "")
-                              .hex("KEYID", "Z")
-                              .base64("DATA", "!")
-                              .append(request())
-                              .plain("ALGOID", "x")
-                              .hex("KEYID", "0B")
-                              .base64("DATA", "MDE=");
-
-    expectOutputs(runDirectly(plugin, kScript, params), kSigned);
-    expectCalls(joined(joined(kLoginCalls, kSignCalls), {"C_Logout(0x1)"}));
-}
-
-TEST_F(SignData, theRequestsKeyIdIsHexadecimalWhateverItsEncodingSays) {
-    expectOutputs(runDirectly(plugin, kScript, algorithm().base64("KEYID", "0A").base64("DATA", "AQI=")), kSigned);
-    restart(Params());
-
-    expectOutputs(runDirectly(plugin, kScript, algorithm().base64("KEYID", "Cg==").base64("DATA", "AQI=")),
-                  {errorIs("80ec")});
-    expectTraceAt(1, failure("KEYID parameter not found"));
+    expectOutputs(runScript(kScript, request()), kSigned);
 }
 
 TEST_F(SignData, itReadsTheAccessValuesOfItsRequestItself) {
     plugin = Executor();
     startWithReader();
 
-    expectOutputs(runDirectly(plugin, kScript, Params().hex("PIN", "31323334").append(request())),
+    expectOutputs(runScript(kScript, Params().hex("PIN", "31323334").append(request())),
                   {kDone, {"SIGNEDDATA", 1, 2, kSignature}});
-}
-
-TEST_F(SignData, aBadPinIdThrowsBeforeAnythingIsCalled) {
-    try {
-        static_cast<void>(runDirectly(plugin, kScript, request().plain("PINID", "user")));
-        FAIL() << "nothing was thrown";
-    } catch (const Zel::ClientOperationException& error) {
-        EXPECT_EQ(toUtf8(error.getErrorCode()), "80ec");
-        EXPECT_EQ(toUtf8(error.getMessageText()), "Bad parameter PINID: user");
-    }
-    expectCalls({});
-    expectTrace(entry(kScript) + operationParameters(kScript, {"ALGOID", "KEYID", "DATA", "PINID"}) +
-                readParametersTrace({"ALGOID", "KEYID", "DATA", "PINID"}) +
-                Trace{{1, "PKCS11Client::readParameters: Bad parameter PINID: user"}});
 }
 
 // Before the token is asked for a signature

@@ -33,7 +33,7 @@ TEST_F(StoredPinCases, aPinBeforeABadRoleIsKept) {
     EXPECT_TRUE(plugin.initialize(Params().hex("PIN", "31323334").plain("PINID", "x")));
     forget();
 
-    expectOutputs(runDirectly("authenticate", kStatic), {kDone});
+    expectOutputs(runScript("authenticate", kStatic), {kDone});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
@@ -42,7 +42,7 @@ TEST_F(StoredPinCases, aPinBeforeABadRoleOfAnOperationIsKept) {
     EXPECT_TRUE(execute("getCardState", Params().hex("PIN", "31323334").plain("PINID", "x")).failure);
     forget();
 
-    expectOutputs(runDirectly("authenticate", kStatic), {kDone});
+    expectOutputs(runScript("authenticate", kStatic), {kDone});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 

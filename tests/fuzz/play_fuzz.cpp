@@ -1,4 +1,4 @@
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 #include "ry/rylog.h"
 #include "tests/fuzz/PlayInput.h"
 #include "tests/fuzz/PlayModule.h"

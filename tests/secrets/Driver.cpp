@@ -1,7 +1,7 @@
 #include "tests/secrets/Driver.h"
 
 #include "client/PKCS11Client.h"
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 #include "tests/secrets/Heap.h"
 #include "zel/ClientOperation.h"
 #include "zel/ClientOperationException.h"

@@ -1,5 +1,5 @@
 // Memory that runs out: every allocation of every story fails in its turn, alone or with all that follow.
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 #include "ry/rylog.h"
 #include "tests/fake/Fake.h"
 #include "tests/secrets/Driver.h"

@@ -1,6 +1,6 @@
-#include "platform/MutexFault.h"
 #include "ry/rylog.h"
 #include "tests/conformance/Harness.h"
+#include "tests/conformance/MutexFault.h"
 #include "tests/threads/Memory.h"
 
 #include <gtest/gtest.h>
@@ -224,7 +224,7 @@ TEST_F(Threads, MutexRefused) {
         onAllThreads([&](int thread) {
             for (int round = 0; round < kRounds; ++round) {
                 if (thread == 0) {
-                    platform::testing::failNextMutexCreate(12);
+                    failNextMutexCreate(12);
                 }
                 Executor executor(named(Fake::moduleFile()));
                 if (executor) {

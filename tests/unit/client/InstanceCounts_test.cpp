@@ -1,5 +1,4 @@
-#include "client/InstanceUse.h"
-#include "plugin/InstanceCounts.h"
+#include "client/InstanceCounts.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +6,7 @@ namespace {
 
 TEST(InstanceCounts, tellHowManyThereAreAndWere) {
     std::uint32_t error = 0;
-    ASSERT_TRUE(createInstanceMutex(error));
+    ASSERT_TRUE(instances::createMutex(error));
     EXPECT_EQ(instances::remove(L"nobody's library"), 0);
     EXPECT_EQ(instances::add(L"library"), 1);
     EXPECT_EQ(instances::add(L"library"), 2);

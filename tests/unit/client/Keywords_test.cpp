@@ -120,7 +120,7 @@ protected:
                        UnreadableLabel label = UnreadableLabel::Skipped) {
         const Trace trace(L"aMethod");
         const Zel::TString code =
-            scripts::applyKeywords(trace, m_params, keywords, label, publicOne, privateOne).errorText();
+            errorText(scripts::applyKeywords(trace, m_params, keywords, label, publicOne, privateOne));
         return {code.data(), code.length()};
     }
     std::wstring applyOne(std::span<const Keyword> keywords, UnreadableLabel label = UnreadableLabel::Skipped) {
@@ -192,7 +192,7 @@ TEST_F(KeywordsApplied, AHalfThatIsNotThereIsLeftOut) {
 TEST_F(KeywordsApplied, AFixedEntryIsOverwritten) {
     m_public.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     m_public.setBoolean(CKA_TOKEN, true);
-    m_public.closeHead();
+    m_public.endFixed();
     param(L"TOKEN", L"1");
     param(L"TOKEN", L"0");
     EXPECT_EQ(applyOne(scripts::keyKeywords()), L"0");
@@ -344,7 +344,7 @@ protected:
     /// A template with one fixed entry, CKA_TOKEN, and no room behind it.
     static void fill(AttributeTemplate& attributes) {
         attributes.setBoolean(CKA_TOKEN, true);
-        attributes.closeHead();
+        attributes.endFixed();
     }
     void expectRefused(std::span<const Keyword> keywords, const wchar_t* id, const wchar_t* value,
                        const std::string& complaint, UnreadableLabel label = UnreadableLabel::Skipped) {
@@ -438,7 +438,7 @@ TEST_F(KeywordsWithoutRoom, AFullPrivateHalfEndsItBehindThePublicOne) {
 TEST_F(KeywordsWithoutRoom, AReservedPlaceIsNotTaken) {
     AttributeTemplate attributes(3);
     attributes.setBoolean(CKA_TOKEN, true);
-    attributes.closeHead(1);
+    attributes.endFixed(1);
     param(L"ID", L"41");
     param(L"ENCRYPT", L"1");
     EXPECT_EQ(apply(scripts::keyKeywords(), &attributes, nullptr), L"80ec");

@@ -189,7 +189,7 @@ TEST(ResultValue, ofCkrOkIsSuccess) {
     EXPECT_TRUE(result.isOk());
     EXPECT_FALSE(result.isClientCode());
     EXPECT_EQ(result.rv(), CKR_OK);
-    EXPECT_EQ(wide(result.errorText()), L"0");
+    EXPECT_EQ(wide(errorText(result)), L"0");
 }
 
 TEST(ResultValue, ofAFailureCarriesItsMappedCode) {
@@ -197,7 +197,7 @@ TEST(ResultValue, ofAFailureCarriesItsMappedCode) {
     EXPECT_FALSE(result.isOk());
     EXPECT_FALSE(result.isClientCode());
     EXPECT_EQ(result.rv(), CKR_PIN_INCORRECT);
-    EXPECT_EQ(wide(result.errorText()), L"80ee");
+    EXPECT_EQ(wide(errorText(result)), L"80ee");
 }
 
 TEST(ResultValue, ofAChosenCodeIsNoSuccess) {
@@ -205,7 +205,7 @@ TEST(ResultValue, ofAChosenCodeIsNoSuccess) {
     EXPECT_FALSE(result.isOk());
     EXPECT_TRUE(result.isClientCode());
     EXPECT_EQ(result.rv(), CKR_OK);
-    EXPECT_EQ(wide(result.errorText()), L"80f3");
-    EXPECT_EQ(wide(Result::client(ClientCode::kUnknownSessionState).errorText()), L"80ed");
-    EXPECT_EQ(wide(Result::badParameter().errorText()), L"80ec");
+    EXPECT_EQ(wide(errorText(result)), L"80f3");
+    EXPECT_EQ(wide(errorText(Result::client(ClientCode::kUnknownSessionState))), L"80ed");
+    EXPECT_EQ(wide(errorText(Result::badParameter())), L"80ec");
 }

@@ -55,7 +55,7 @@ TEST_F(TraceLines, ofEntryWhereNobodyListensToExits) {
 
 TEST_F(TraceLines, standAroundWhatTheBodyWrites) {
     const int result = traced(Trace(L"method", Trace::kExports), [](const Trace& trace) {
-        trace.announce(L"C_Sign");
+        trace.write(TraceLevel::Call, L": C_Sign");
         return 7;
     });
     EXPECT_EQ(result, 7);

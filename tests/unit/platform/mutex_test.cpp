@@ -5,8 +5,6 @@
 #include <thread>
 #include <vector>
 
-#include "platform/MutexFault.h"
-
 namespace {
 
 TEST(Mutex, KeepsThreadsApart) {
@@ -42,17 +40,6 @@ TEST(Mutex, MayBeLockedAgainByTheThreadThatHoldsIt) {
     mutex.lock();
     mutex.unlock();
     mutex.unlock();
-}
-
-TEST(Mutex, FailsOnceWhenToldTo) {
-    platform::testing::failNextMutexCreate(8);
-    platform::Mutex refused;
-    std::uint32_t error = 0;
-    EXPECT_FALSE(refused.create(error));
-    EXPECT_EQ(error, 8U);
-    platform::Mutex next;
-    EXPECT_TRUE(next.create(error));
-    EXPECT_EQ(error, 0U);
 }
 
 TEST(Mutex, LocksNothingWhenItWasNotCreated) {

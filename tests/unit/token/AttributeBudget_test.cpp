@@ -16,18 +16,18 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE* list,
     return CKR_OK;
 }
 
-CK_RV read(scripts::AttributeBudget& budget) {
+CK_RV read(AttributeBudget& budget) {
     CK_FUNCTION_LIST functions{};
     functions.C_GetAttributeValue = getAttributeValue;
     Cryptoki gate;
     gate.bind(&functions);
     const Session session(gate);
-    scripts::ReadAttribute attributes[] = {{CKA_MODULUS, {}}, {CKA_PUBLIC_EXPONENT, {}}};
-    return scripts::readAttributes(session, Trace(L"method"), 1, attributes, budget);
+    ReadAttribute attributes[] = {{CKA_MODULUS, {}}, {CKA_PUBLIC_EXPONENT, {}}};
+    return readAttributes(session, Trace(L"method"), 1, attributes, budget);
 }
 
 TEST(AttributeBudget, isOfOneResponseAsAWhole) {
-    scripts::AttributeBudget budget(4 * kLength);
+    AttributeBudget budget(4 * kLength);
     // Each takes what was delivered, once there was room for what was announced.
     EXPECT_EQ(read(budget), CKR_OK);
     EXPECT_EQ(read(budget), CKR_OK);
@@ -36,7 +36,7 @@ TEST(AttributeBudget, isOfOneResponseAsAWhole) {
 }
 
 TEST(AttributeBudget, mayBeUsedUp) {
-    scripts::AttributeBudget budget(2 * kLength);
+    AttributeBudget budget(2 * kLength);
     EXPECT_EQ(read(budget), CKR_OK);
     EXPECT_FALSE(budget.take(kLength + 1));
     EXPECT_TRUE(budget.take(kLength));
@@ -44,7 +44,7 @@ TEST(AttributeBudget, mayBeUsedUp) {
 }
 
 TEST(AttributeBudget, isAQuarterOfAGibibyte) {
-    scripts::AttributeBudget budget;
+    AttributeBudget budget;
     EXPECT_TRUE(budget.take(268435456));
     EXPECT_FALSE(budget.take(1));
 }

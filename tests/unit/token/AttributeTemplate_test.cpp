@@ -131,7 +131,7 @@ TEST(AttributeTemplate, SettingAnAttributeOfTheHeadOverwritesItsEntry) {
     attributes.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
     attributes.setBytes(CKA_ID, bytesOf("first"));
     attributes.setBoolean(CKA_TOKEN, true);
-    attributes.closeHead();
+    attributes.endFixed();
     attributes.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     attributes.setBytes(CKA_ID, bytesOf("2"));
     attributes.setBoolean(CKA_TOKEN, false);
@@ -145,7 +145,7 @@ TEST(AttributeTemplate, SettingAnAttributeOfTheHeadOverwritesItsEntry) {
 TEST(AttributeTemplate, SettingAnotherAttributeAgainAppendsAnEntry) {
     AttributeTemplate attributes(kRoom);
     attributes.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
-    attributes.closeHead();
+    attributes.endFixed();
     attributes.setBytes(CKA_ID, bytesOf("first"));
     attributes.setBoolean(CKA_TOKEN, true);
     attributes.setBytes(CKA_ID, bytesOf("2"));
@@ -169,7 +169,7 @@ TEST(AttributeTemplate, AsLongAsTheHeadIsOpenEveryAttributeIsAppended) {
 
 TEST(AttributeTemplate, AHeadMayBeEmpty) {
     AttributeTemplate attributes(kRoom);
-    attributes.closeHead();
+    attributes.endFixed();
     attributes.setNumber(CKA_CLASS, 1);
     attributes.setNumber(CKA_CLASS, 2);
     EXPECT_EQ(typesOf(attributes), (Types{CKA_CLASS, CKA_CLASS}));
@@ -183,14 +183,14 @@ TEST(AttributeTemplate, FindsTheLastEntryOfARepeatedAttribute) {
     attributes.setBytes(CKA_ID, bytesOf("2"));
     EXPECT_EQ(attributes.find(CKA_ID), 2U);
     EXPECT_EQ(attributes.find(CKA_LABEL), 1U);
-    attributes.countUnwritten(CKA_ID);
+    attributes.setWithoutValue(CKA_ID);
     EXPECT_EQ(attributes.find(CKA_ID), 3U);
 }
 
 TEST(AttributeTemplate, AnEntryOfTheHeadMayChangeItsForm) {
     AttributeTemplate attributes(kRoom);
     attributes.setBoolean(CKA_VALUE, true);
-    attributes.closeHead();
+    attributes.endFixed();
     attributes.setBytes(CKA_VALUE, bytesOf("text"));
     EXPECT_EQ(valueOf(attributes.entries()[0]), "text");
     attributes.setNumber(CKA_VALUE, 7);
@@ -221,7 +221,7 @@ TEST(AttributeTemplate, HasNeverRoomForMoreThanTheGreatestCapacity) {
 TEST(AttributeTemplate, AFullTemplateStillTakesNewValuesForItsHead) {
     AttributeTemplate attributes(23);
     attributes.setBytes(CKA_ISSUER, bytesOf("old"));
-    attributes.closeHead();
+    attributes.endFixed();
     for (CK_ATTRIBUTE_TYPE type = 1; type < 23; ++type) {
         attributes.setBytes(CKA_VENDOR_DEFINED + type, bytesOf("old"));
     }
@@ -231,7 +231,7 @@ TEST(AttributeTemplate, AFullTemplateStillTakesNewValuesForItsHead) {
     attributes.setBytes(CKA_ID, SecretBuffer::copyOf(bytesOf("left out")));
     attributes.setBoolean(CKA_TOKEN, true);
     attributes.setNumber(CKA_CLASS, 1);
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     ASSERT_EQ(attributes.count(), 23U);
     EXPECT_EQ(valueOf(attributes.entries()[0]), "new");
     EXPECT_EQ(valueOf(attributes.entries()[22]), "old");
@@ -241,7 +241,7 @@ TEST(AttributeTemplate, AFullTemplateStillTakesNewValuesForItsHead) {
 TEST(AttributeTemplate, HasRoomUntilItIsFull) {
     AttributeTemplate attributes(3);
     attributes.setNumber(CKA_CLASS, 1);
-    attributes.closeHead();
+    attributes.endFixed();
     EXPECT_TRUE(attributes.hasRoomFor(CKA_ID));
     attributes.setBytes(CKA_ID, bytesOf("1"));
     EXPECT_TRUE(attributes.hasRoomFor(CKA_ID));
@@ -254,7 +254,7 @@ TEST(AttributeTemplate, HasRoomUntilItIsFull) {
 TEST(AttributeTemplate, ReservedPlacesAreNoRoomButCanBeSet) {
     AttributeTemplate attributes(4);
     attributes.setNumber(CKA_CLASS, 1);
-    attributes.closeHead(2);
+    attributes.endFixed(2);
     EXPECT_TRUE(attributes.hasRoomFor(CKA_ID));
     attributes.setBytes(CKA_ID, bytesOf("1"));
     EXPECT_FALSE(attributes.hasRoomFor(CKA_LABEL));
@@ -267,22 +267,22 @@ TEST(AttributeTemplate, ReservedPlacesAreNoRoomButCanBeSet) {
 
 TEST(AttributeTemplate, MoreReservedThanThereIsMeansNoRoom) {
     AttributeTemplate attributes(1);
-    attributes.closeHead(2);
+    attributes.endFixed(2);
     EXPECT_FALSE(attributes.hasRoomFor(CKA_ID));
 }
 
 TEST(AttributeTemplate, AnUnwrittenEntryTakesRoomToo) {
     AttributeTemplate attributes(1, {CKA_SUBJECT});
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     EXPECT_FALSE(attributes.hasRoomFor(CKA_LABEL));
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     EXPECT_EQ(attributes.count(), 1U);
 }
 
 TEST(AttributeTemplate, AnUnwrittenEntryIsSentAsItsPlacesPresetType) {
     AttributeTemplate attributes(kRoom, {CKA_CLASS, CKA_SUBJECT, CKA_ID});
     attributes.setNumber(CKA_CLASS, 1);
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     attributes.setBytes(CKA_ISSUER, bytesOf("i"));
     const CK_ATTRIBUTE* entries = attributes.entries();
     ASSERT_EQ(typesOf(attributes), (Types{CKA_CLASS, CKA_SUBJECT, CKA_ISSUER}));
@@ -293,16 +293,16 @@ TEST(AttributeTemplate, AnUnwrittenEntryIsSentAsItsPlacesPresetType) {
 
 TEST(AttributeTemplate, AnUnwrittenEntryIsFoundByWhatItWasMeantFor) {
     AttributeTemplate attributes(kRoom, {CKA_SUBJECT});
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     EXPECT_EQ(attributes.find(CKA_LABEL), 0U);
     EXPECT_EQ(attributes.find(CKA_SUBJECT), std::nullopt);
 }
 
 TEST(AttributeTemplate, AnUnwrittenEntryStaysSoWhenItsAttributeComesAgain) {
     AttributeTemplate attributes(kRoom, {CKA_SUBJECT, CKA_ISSUER, CKA_SERIAL_NUMBER});
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     attributes.setBytes(CKA_LABEL, bytesOf("late"));
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     const CK_ATTRIBUTE* entries = attributes.entries();
     ASSERT_EQ(typesOf(attributes), (Types{CKA_SUBJECT, CKA_LABEL, CKA_SERIAL_NUMBER}));
     EXPECT_EQ(entries[0].pValue, nullptr);
@@ -313,8 +313,8 @@ TEST(AttributeTemplate, AnUnwrittenEntryStaysSoWhenItsAttributeComesAgain) {
 TEST(AttributeTemplate, AnEntryOfTheHeadMayBecomeUnwrittenAndBeWrittenAgain) {
     AttributeTemplate attributes(kRoom, {CKA_SUBJECT});
     attributes.setBytes(CKA_LABEL, bytesOf("first"));
-    attributes.closeHead();
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.endFixed();
+    attributes.setWithoutValue(CKA_LABEL);
     ASSERT_EQ(typesOf(attributes), Types{CKA_SUBJECT});
     EXPECT_EQ(attributes.entries()[0].pValue, nullptr);
     attributes.setBytes(CKA_LABEL, bytesOf("late"));
@@ -363,7 +363,7 @@ TEST(AttributeTemplate, WipesWhatItOverwritesAndWhatFindsNoRoom) {
     const HeapWatch watch(kSecret);
     AttributeTemplate attributes(kRoom);
     attributes.setBytes(CKA_PRIME_1, bytesOf(kSecret));
-    attributes.closeHead();
+    attributes.endFixed();
     attributes.setBytes(CKA_PRIME_1, bytesOf("another"));
     EXPECT_GE(watch.blocks(), 1U);
     EXPECT_EQ(watch.leaks(), 0U);

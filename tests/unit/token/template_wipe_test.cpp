@@ -36,9 +36,9 @@ TEST(TemplateWipe, AValueGoesAtOnceWhenItsEntryBecomesUnwritten) {
     constexpr std::string_view secret = "a value that is not a value any more";
     AttributeTemplate attributes(2);
     attributes.setBytes(CKA_LABEL, {reinterpret_cast<const std::uint8_t*>(secret.data()), secret.size()});
-    attributes.closeHead();
+    attributes.endFixed();
     const HeapWatch watch(secret);
-    attributes.countUnwritten(CKA_LABEL);
+    attributes.setWithoutValue(CKA_LABEL);
     EXPECT_EQ(watch.blocks(), 1U);
     EXPECT_EQ(watch.leaks(), 0U);
 }
@@ -47,7 +47,7 @@ TEST(TemplateWipe, TheLastPlaceHasAPresetTypeToo) {
     AttributeTemplate attributes(AttributeTemplate::kCapacity,
                                  {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23});
     for (CK_ATTRIBUTE_TYPE type = 0; type < AttributeTemplate::kCapacity; ++type) {
-        attributes.countUnwritten(100 + type);
+        attributes.setWithoutValue(100 + type);
     }
     EXPECT_EQ(attributes.at(21).type, 22U);
     EXPECT_EQ(attributes.at(22).type, 23U);

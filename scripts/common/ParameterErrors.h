@@ -1,6 +1,6 @@
 #pragma once
 
-#include "client/Script.h"
+#include "client/ScriptContext.h"
 
 // The ways in which a script refuses its parameters: each tells what is wrong at level 1 and is client code 33004.
 

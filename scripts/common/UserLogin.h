@@ -1,6 +1,6 @@
 #pragma once
 
-#include "client/Script.h"
+#include "client/ScriptContext.h"
 
 // How scripts that need the user come to a login, and end the one that they made themselves.
 
@@ -8,9 +8,9 @@ namespace scripts {
 
 /// Tells the operation's parameters, reads access values from them and logs the user in; a failure is told. `loggedIn`
 /// as in Session::loginAsUser. Throws as AccessValues::readForOperation.
-[[nodiscard]] CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn);
+[[nodiscard]] CK_RV readAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
 /// The same for scripts that cannot do without parameters.
-[[nodiscard]] Result requireAndLogin(Script& script, const Trace& trace, bool& loggedIn);
+[[nodiscard]] Result requireAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
 
 /// One C_Logout, told; for a login that is ended because the script broke off.
 void logoutOnce(const Session& session, const Trace& trace);

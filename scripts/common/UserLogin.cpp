@@ -1,13 +1,13 @@
-#include "scripts/common/LoginFrame.h"
+#include "scripts/common/UserLogin.h"
 
 #include <chrono>
 
 #include "platform/Sleep.h"
-#include "scripts/common/Faults.h"
+#include "scripts/common/ParameterErrors.h"
 
 namespace scripts {
 
-CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
+CK_RV readAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn) {
     if (script.params != nullptr) {
         traceOperationParameters(trace, *script.params);
         script.access.readForOperation(script.params);
@@ -19,7 +19,7 @@ CK_RV readAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
     return rv;
 }
 
-Result requireAndLogin(Script& script, const Trace& trace, bool& loggedIn) {
+Result requireAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn) {
     return script.params == nullptr ? noParameters(trace) : Result(readAndLogin(script, trace, loggedIn));
 }
 
@@ -46,15 +46,12 @@ std::chrono::milliseconds waitAfter(std::uint32_t refusals) {
 LogoutResult logoutUntilDone(const Session& session, const Trace& trace, LogoutTrace style) {
     LogoutResult result;
     for (std::uint32_t refusals = 0;;) {
-        if (refusals == 0 || style == LogoutTrace::AnnouncedEachTime) {
-            trace.announce(cryptoki::logout.name);
-            trace.input(L"hSession", session.handle());
-        }
-        result.last = session.module().call(cryptoki::logout, session.handle());
+        const bool isAnnounced = refusals == 0 || style == LogoutTrace::AnnouncedEachTime;
+        result.last =
+            session.call(trace, cryptoki::logout, isAnnounced ? CallStyle{} : kUnannounced).run(session.handle());
         if (result.last == CKR_OK) {
             return result;
         }
-        trace.failed(cryptoki::logout.name, result.last);
         result.refusal = result.last;
         if (!session.module().has(cryptoki::logout)) {
             // No token refused anything: a module without the function would be asked for ever.

@@ -1,4 +1,4 @@
-#include "plugin/entry.h"
+#include "plugin/Entry.h"
 
 #include "client/PluginModule.h"
 #include "ry/rylog.h"

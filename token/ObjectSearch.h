@@ -1,41 +1,44 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 
-#include "client/ResultCodes.h"
 #include "token/AttributeTemplate.h"
+#include "token/Result.h"
 #include "token/Session.h"
 
-namespace scripts {
-
-/// What a script's trace tells of its search; each has its own way.
+/// How a script's trace shows its search; each has its own way.
 struct SearchTrace {
     enum class Entries { TypeThenValue, ValueThenType };
 
     Entries entries = Entries::TypeThenValue;
-    bool tellsCount = false;         ///< ": --> ulAttCount=0x…" before the entries
+    bool showsCount = false;         ///< ": --> ulAttCount=0x…" before the entries
     bool announcesInitTwice = false; ///< ": C_FindObjectsInit" again behind the entries
     bool announcesFindTwice = false; ///< ": C_FindObjects" again before what was found
 };
 
-/// A search that finds more than this never ends: a module talking nonsense, not a token.
-inline constexpr std::uint32_t kMostObjects = 1U << 16U;
-
-/// The three steps of an object search on a session, one handle at a time. Nothing is finished by itself: some scripts
-/// leave a search open on purpose.
+/// The three steps of an object search on a session, one handle at a time.
+///
+///     const ObjectSearch search(session, trace, {});
+///     CK_RV rv = search.init(searched);
+///     while (rv == CKR_OK && (rv = search.find(hObject, count)) == CKR_OK && count != 0) { use(hObject); }
+///     rv = search.finish();
+///
+/// Nothing finishes a search by itself: some scripts leave one open on purpose.
 class ObjectSearch {
 public:
+    /// A search that finds more objects than this would never end: the module is broken.
+    static constexpr std::uint32_t kMostObjects = 1U << 16U;
+
     ObjectSearch(const Session& session, const Trace& trace, SearchTrace style)
         : m_session(session), m_trace(trace), m_style(style) {}
 
     /// An empty template searches for everything.
     [[nodiscard]] CK_RV init(AttributeTemplate& searched) const;
-    /// The next handle; 0 in `count` (which is 0 or 1) when there is none.
+    /// The next handle; `count` is 1, or 0 when there are no more.
     [[nodiscard]] CK_RV find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const;
     [[nodiscard]] CK_RV finish() const;
-    /// For a search that has found more than kMostObjects: tells it as a failed C_FindObjects, CKR_GENERAL_ERROR.
-    [[nodiscard]] CK_RV giveUp() const;
+    /// For a search that has found more than kMostObjects: traces a failed C_FindObjects. Returns CKR_GENERAL_ERROR.
+    [[nodiscard]] CK_RV failAsEndless() const;
 
 private:
     void traceEntries(const AttributeTemplate& searched) const;
@@ -46,7 +49,7 @@ private:
 };
 
 /// The first private key with that identifier. Client code 33011, with a level-1 line that dumps the identifier, when
-/// there is none; the search then stays open, and the session's next one copes with that.
+/// there is no such key; the search then stays open.
 [[nodiscard]] Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style, SecretBuffer keyId,
                                     CK_OBJECT_HANDLE& hKey);
 
@@ -55,5 +58,3 @@ void traceEntryTypes(const Trace& trace, const wchar_t* name, const AttributeTem
 /// ": --> Template[i].pValue" with a dump.
 void traceEntryValue(const Trace& trace, const AttributeTemplate& entries, std::size_t index);
 void traceEntryType(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries, std::size_t index);
-
-} // namespace scripts

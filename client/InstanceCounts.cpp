@@ -1,4 +1,4 @@
-#include "plugin/InstanceCounts.h"
+#include "client/InstanceCounts.h"
 
 #include <algorithm>
 #include <atomic>
@@ -6,7 +6,6 @@
 #include <memory>
 #include <mutex>
 
-#include "client/InstanceUse.h"
 #include "platform/Mutex.h"
 
 namespace {
@@ -41,7 +40,7 @@ const AtTheEnd atTheEnd;
 
 } // namespace
 
-bool createInstanceMutex(std::uint32_t& error) {
+bool instances::createMutex(std::uint32_t& error) {
     auto table = std::make_unique<InstanceTable>();
     if (!table->mutex.create(error)) {
         return false;

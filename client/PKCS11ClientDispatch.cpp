@@ -1,25 +1,18 @@
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <new>
 
 #include "client/Failure.h"
 #include "client/PKCS11Client.h"
-#include "client/Script.h"
+#include "client/ScriptContext.h"
 #include "platform/CurrentDirectory.h"
+#include "util/Elements.h"
+#include "util/Owned.h"
 #include "util/Texts.h"
 
 namespace {
 
-/// Gives framework objects back to the framework's heap.
-struct Destroy {
-    void operator()(Zel::BaseDLLInterface* object) const { object->destroy(); }
-};
-
-using OwnedParameters = std::unique_ptr<Zel::Vector<Zel::Parameter>, Destroy>;
-using OwnedResponse = std::unique_ptr<Zel::ClientOperationResponse, Destroy>;
-
-/// The officer's PINs that an operation brought go with it, however it ends.
+/// Clears the SO PINs that an operation supplies when it ends, however it ends.
 class OperationScope {
 public:
     explicit OperationScope(AccessValues& access) : m_access(access) {}
@@ -34,9 +27,10 @@ private:
 };
 
 void traceOutputs(const Trace& trace, const Zel::Vector<Zel::Parameter>& outputs) {
-    for (std::uint32_t i = 0; i < outputs.size(); ++i) {
-        trace.write(TraceLevel::Value, L"Operation parameter %d, %ws = %ws", i, outputs.at(i)->getId(),
-                    outputs.at(i)->getValue());
+    std::uint32_t index = 0;
+    for (const Zel::Parameter& output : elements(outputs)) {
+        trace.write(TraceLevel::Value, L"Operation parameter %d, %ws = %ws", index++, output.getId(),
+                    output.getValue());
     }
 }
 
@@ -46,8 +40,9 @@ void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Paramet
     if (!Trace::isEnabled(TraceLevel::Value)) {
         return;
     }
-    for (std::uint32_t i = 0; i < params.size(); ++i) {
-        trace.write(TraceLevel::Value, L": --> Operation parameter %d, %ws", i, params.at(i)->getId());
+    std::uint32_t index = 0;
+    for (const Zel::Parameter& parameter : elements(params)) {
+        trace.write(TraceLevel::Value, L": --> Operation parameter %d, %ws", index++, parameter.getId());
     }
 }
 
@@ -63,9 +58,9 @@ Zel::ClientOperationResponse* PKCS11Client::execute(Zel::ClientOperation* operat
     }
     try {
         traceOperation(trace, *operation);
-        OwnedResponse response(new Zel::ClientOperationResponse());
+        Owned<Zel::ClientOperationResponse> response(new Zel::ClientOperationResponse());
         response->setId(operation->getId());
-        const OwnedParameters params(operation->getParameters());
+        const Owned<Zel::Vector<Zel::Parameter>> params(operation->getParameters());
         Zel::Vector<Zel::Parameter> outputs;
         runOperation(trace, *operation, params.get(), outputs);
         response->setResponseParameters(outputs);
@@ -109,8 +104,8 @@ void PKCS11Client::runOperation(const Trace& trace, const Zel::ClientOperation& 
     } catch (const std::bad_alloc&) {
         isOutOfMemory = true;
     }
-    // The script ended where it stood; to the host it is a failure like a token's. Told behind the handler, for it may
-    // fail once more: the little room that the runtime keeps for exceptions does not survive many within others.
+    // To the host, a script that found no memory is a failure like a token's. The answer is made behind the handler,
+    // for that may fail once more: the runtime's small reserve for exceptions does not hold many within others.
     if (isOutOfMemory) {
         outputs.clear();
         Outputs(outputs).push(L"ERROR", clientErrorCode(CKR_HOST_MEMORY));
@@ -119,13 +114,12 @@ void PKCS11Client::runOperation(const Trace& trace, const Zel::ClientOperation& 
 
 bool PKCS11Client::runScript(const Zel::TString& name, const Zel::Vector<Zel::Parameter>* params,
                              Zel::Vector<Zel::Parameter>& outputs) {
-    const auto table = scriptTable();
-    const auto entry =
-        std::find_if(table.begin(), table.end(), [&name](const ScriptEntry& e) { return equals(name, e.name); });
-    if (entry == table.end()) {
+    const auto entry = std::find_if(m_scripts.begin(), m_scripts.end(),
+                                    [&name](const ScriptEntry& candidate) { return equals(name, candidate.name); });
+    if (entry == m_scripts.end()) {
         return false;
     }
-    Script script{m_slots, m_session, m_access, params, Outputs(outputs)};
+    ScriptContext script{m_slots, m_session, m_access, params, Outputs(outputs)};
     traced(entry->method, [&](const Trace& trace) {
         script.outputs.beginError();
         script.outputs.setError(entry->run(script, trace));
@@ -134,10 +128,10 @@ bool PKCS11Client::runScript(const Zel::TString& name, const Zel::Vector<Zel::Pa
 }
 
 Zel::Vector<Zel::TString>* PKCS11Client::getSupportedScripts() {
-    return traced(L"getSupportedScripts", [](const Trace& trace) -> Zel::Vector<Zel::TString>* {
+    return traced(L"getSupportedScripts", [this](const Trace& trace) -> Zel::Vector<Zel::TString>* {
         try {
-            std::unique_ptr<Zel::Vector<Zel::TString>, Destroy> scripts(new Zel::Vector<Zel::TString>());
-            for (const ScriptEntry& entry : scriptTable()) {
+            Owned<Zel::Vector<Zel::TString>> scripts(new Zel::Vector<Zel::TString>());
+            for (const ScriptEntry& entry : m_scripts) {
                 scripts->add(entry.name.data());
             }
             trace.write(TraceLevel::Value, L"<-- Output Param scripts %d items", scripts->size());

@@ -1,4 +1,4 @@
-#include "scripts/common/Faults.h"
+#include "scripts/common/ParameterErrors.h"
 
 Result scripts::noParameters(const Trace& trace) {
     trace.failure(L": Bad parameter : pOpParams=NULL");

@@ -58,15 +58,13 @@ CK_RV Session::getAuthicatedUser(AuthenticatedUser& user) const {
 
 CK_RV Session::readUser(const Trace& trace, AuthenticatedUser& user) const {
     CK_SESSION_INFO info{};
-    auto getInfo = call(trace, cryptoki::getSessionInfo).tight();
-    const CK_RV rv = getInfo.runQuietly(m_hSession, &info);
+    const CK_RV rv = call(trace, cryptoki::getSessionInfo, kTolerant).run(m_hSession, &info);
     if (rv == CKR_SESSION_HANDLE_INVALID) {
         trace.write(TraceLevel::Call, L": C_GetSessionInfo: Session Hanlde Invalid");
         user = AuthenticatedUser::Nobody;
         return CKR_OK;
     }
     if (rv != CKR_OK) {
-        getInfo.fail(rv);
         return rv;
     }
     traceSessionInfo(trace, info);
@@ -80,12 +78,7 @@ CK_RV Session::loginWithPin(const Trace& trace, std::span<const std::uint8_t> pi
         return CKR_FUNCTION_FAILED;
     }
     SecretBuffer bytes = SecretBuffer::copyOf(pin); // for a module may write into what it is given
-    trace.write(TraceLevel::Call, L" : C_Login");
-    trace.input(L"hSession", m_hSession);
-    trace.write(TraceLevel::Value, L": --> CKU_USER");
-    const CK_RV rv = m_module.call(cryptoki::login, m_hSession, CKU_USER, bytes.data(), bytes.size());
-    if (rv != CKR_OK) {
-        trace.failed(cryptoki::login.name, rv);
-    }
-    return rv;
+    return call(trace, cryptoki::login, kSpaced)
+        .note(L": --> CKU_USER")
+        .run(m_hSession, CKU_USER, bytes.data(), bytes.size());
 }

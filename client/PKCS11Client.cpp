@@ -2,7 +2,7 @@
 #include <utility>
 
 #include "client/Failure.h"
-#include "client/InstanceUse.h"
+#include "client/InstanceCounts.h"
 #include "client/PKCS11Client.h"
 
 namespace {
@@ -19,10 +19,12 @@ void traceAccessValues(const Trace& trace, const AccessValues& access) {
 
 } // namespace
 
-PKCS11Client::PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix)
-    : m_library(std::move(library)), m_tsLibraryName(std::move(libraryName)), m_slots(m_cryptoki, readerPrefix) {
+PKCS11Client::PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix,
+                           std::span<const ScriptEntry> scripts)
+    : m_library(std::move(library)), m_tsLibraryName(std::move(libraryName)), m_scripts(scripts),
+      m_slots(m_cryptoki, readerPrefix) {
     traced(L"PKCS11Client", [this](const Trace& trace) {
-        bindFunctionList(trace);
+        m_cryptoki.bind(trace, m_library);
         // A list that was filled is used, even when filling it was reported as a failure.
         if (m_cryptoki.isBound()) {
             initializeModule(trace);
@@ -30,26 +32,12 @@ PKCS11Client::PKCS11Client(platform::DynamicLibrary library, Zel::TString librar
     });
 }
 
-void PKCS11Client::bindFunctionList(const Trace& trace) {
-    trace.announce(L"C_GetFunctionList");
-    const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(m_library.symbol("C_GetFunctionList"));
-    if (getFunctionList == nullptr) {
-        trace.failure(L": Unable to ProcAddress C_GetFunctionList");
-        return;
-    }
-    trace.write(TraceLevel::Value, L": Calling pC_GetFunctionList");
-    const CK_RV rv = m_cryptoki.bind(getFunctionList);
-    if (rv != CKR_OK) {
-        trace.failure(L": C_GetFunctionList failed 0x%x", rv);
-    }
-}
-
 void PKCS11Client::initializeModule(const Trace& trace) {
     CK_C_INITIALIZE_ARGS args{};
     args.flags = CKF_OS_LOCKING_OK;
-    const CK_RV rv = CryptokiCall(m_cryptoki, trace, cryptoki::initialize).runQuietly(&args);
+    const CallStyle style{.failure = CallStyle::Failure::Lifetime, .tolerated = CKR_CRYPTOKI_ALREADY_INITIALIZED};
+    const CK_RV rv = CryptokiCall(m_cryptoki, trace, cryptoki::initialize, style).run(&args);
     if (rv != CKR_OK && rv != CKR_CRYPTOKI_ALREADY_INITIALIZED) {
-        trace.failure(L" : C_Initialize failed 0x%x", rv);
         return;
     }
     m_isFinalizeOwed = rv == CKR_OK;
@@ -80,10 +68,7 @@ void PKCS11Client::closeSessionForGood(const Trace& trace) {
     if (!m_session.isOpen()) {
         return;
     }
-    const CK_RV rv = m_session.call(trace, cryptoki::closeSession).runQuietly(m_session.handle());
-    if (rv != CKR_OK) {
-        trace.failure(L" : C_CloseSession failed 0x%x", rv);
-    }
+    static_cast<void>(m_session.call(trace, cryptoki::closeSession, kLifetime).run(m_session.handle()));
 }
 
 void PKCS11Client::finalizeModule(const Trace& trace, int usersBefore) {
@@ -93,10 +78,7 @@ void PKCS11Client::finalizeModule(const Trace& trace, int usersBefore) {
         trace.write(TraceLevel::Call, L": C_Finalize not needed");
         return;
     }
-    const CK_RV rv = CryptokiCall(m_cryptoki, trace, cryptoki::finalize).runQuietly(nullptr);
-    if (rv != CKR_OK) {
-        trace.failure(L" : C_Finalize failed 0x%x", rv);
-    }
+    static_cast<void>(CryptokiCall(m_cryptoki, trace, cryptoki::finalize, kLifetime).run(nullptr));
 }
 
 void PKCS11Client::initialize(Zel::Vector<Zel::Parameter>* accessParams,

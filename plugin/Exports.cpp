@@ -1,15 +1,16 @@
-#include "plugin/exports.h"
+#include "plugin/Exports.h"
 
 #include <new>
 #include <optional>
 #include <utility>
 
-#include "client/InstanceUse.h"
+#include "client/InstanceCounts.h"
 #include "client/PKCS11Client.h"
 #include "platform/ForcedUnwind.h"
 #include "platform/StandardOutput.h"
-#include "plugin/InstanceCounts.h"
+#include "scripts/ScriptTable.h"
 #include "util/Conversions.h"
+#include "util/Elements.h"
 #include "util/Trace.h"
 
 namespace {
@@ -42,8 +43,7 @@ bool loadLibrary(const Trace& trace, const Zel::TString& name, Creation& creatio
 }
 
 bool readCreation(const Trace& trace, const Zel::Vector<Zel::Parameter>* params, Creation& creation) {
-    for (std::uint32_t i = 0; params != nullptr && i < params->size(); ++i) {
-        const Zel::Parameter& parameter = *params->at(i);
+    for (const Zel::Parameter& parameter : elements(params)) {
         if (parameter.getId().compareIgnoreCase(L"DLLNAME") == 0) {
             if (!loadLibrary(trace, parameter.getValue(), creation)) {
                 return false;
@@ -63,7 +63,7 @@ bool readCreation(const Trace& trace, const Zel::Vector<Zel::Parameter>* params,
 Zel::ClientOperationExecutor* construct(Creation creation) {
     try {
         return new (std::nothrow)
-            PKCS11Client(std::move(creation.library), creation.libraryName, creation.readerPrefix);
+            PKCS11Client(std::move(creation.library), creation.libraryName, creation.readerPrefix, scriptTable());
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -71,7 +71,7 @@ Zel::ClientOperationExecutor* construct(Creation creation) {
 
 Zel::ClientOperationExecutor* makeExecutor(const Trace& trace, const Zel::Vector<Zel::Parameter>* params) {
     std::uint32_t error = 0;
-    if (!createInstanceMutex(error)) {
+    if (!instances::createMutex(error)) {
         trace.failure(L":  CreateMutex failed (error %d)", error);
         return nullptr;
     }

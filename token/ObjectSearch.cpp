@@ -1,9 +1,7 @@
-#include "scripts/common/ObjectSearch.h"
+#include "token/ObjectSearch.h"
 
 #include <algorithm>
 #include <utility>
-
-namespace scripts {
 
 void traceEntryType(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries, std::size_t index) {
     trace.write(TraceLevel::Value, L": --> %ws[%d].type=0x%x", name, index, entries.at(index).type);
@@ -33,12 +31,12 @@ void ObjectSearch::traceEntries(const AttributeTemplate& searched) const {
 
 CK_RV ObjectSearch::init(AttributeTemplate& searched) const {
     auto call = m_session.call(m_trace, cryptoki::findObjectsInit);
-    if (m_style.tellsCount) {
+    if (m_style.showsCount) {
         call.in(L"ulAttCount", searched.count());
     }
     traceEntries(searched);
     if (m_style.announcesInitTwice) {
-        m_trace.announce(cryptoki::findObjectsInit.name);
+        call.announce();
     }
     return call.run(m_session.handle(), searched.entries(), searched.count());
 }
@@ -46,9 +44,8 @@ CK_RV ObjectSearch::init(AttributeTemplate& searched) const {
 CK_RV ObjectSearch::find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const {
     hObject = 0;
     count = 0;
-    const CK_RV rv = m_session.call(m_trace, cryptoki::findObjects)
-                         .note(L": --> MaxObjectCount=1")
-                         .run(m_session.handle(), &hObject, CK_ULONG{1}, &count);
+    auto call = m_session.call(m_trace, cryptoki::findObjects);
+    const CK_RV rv = call.note(L": --> MaxObjectCount=1").run(m_session.handle(), &hObject, CK_ULONG{1}, &count);
     if (rv != CKR_OK) {
         return rv;
     }
@@ -56,14 +53,14 @@ CK_RV ObjectSearch::find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const {
     count = std::min(count, CK_ULONG{1});
     hObject = count == 0 ? 0 : hObject;
     if (m_style.announcesFindTwice) {
-        m_trace.announce(cryptoki::findObjects.name);
+        call.announce();
     }
     m_trace.output(L"hObject", hObject);
     m_trace.write(TraceLevel::Value, L": <-- ObjectCount=%d", count);
     return CKR_OK;
 }
 
-CK_RV ObjectSearch::giveUp() const {
+CK_RV ObjectSearch::failAsEndless() const {
     m_trace.failed(cryptoki::findObjects.name, CKR_GENERAL_ERROR);
     return CKR_GENERAL_ERROR;
 }
@@ -79,11 +76,10 @@ Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace st
     searched.setBytes(CKA_ID, std::move(keyId));
     const ObjectSearch search(session, trace, style);
     CK_ULONG count = 0;
-    CK_RV rv = search.init(searched);
-    if (rv == CKR_OK) {
-        rv = search.find(hKey, count);
+    if (const CK_RV rv = search.init(searched); rv != CKR_OK) {
+        return rv;
     }
-    if (rv != CKR_OK) {
+    if (const CK_RV rv = search.find(hKey, count); rv != CKR_OK) {
         return rv;
     }
     if (count == 0 || hKey == 0) {
@@ -92,5 +88,3 @@ Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace st
     }
     return search.finish();
 }
-
-} // namespace scripts

@@ -10,7 +10,7 @@
 
 /// What one script works with, and all that it can touch: the token through its slots and session, the access values,
 /// its own parameters (null when the operation has none) and its outputs.
-struct Script {
+struct ScriptContext {
     Slots& slots;
     Session& session;
     AccessValues& access;
@@ -21,7 +21,7 @@ struct Script {
     [[nodiscard]] CK_RV loginAsUser(bool& loggedIn) { return session.loginAsUser(access.userPin(), loggedIn); }
 };
 
-/// The lines that tell which parameters an operation came with: index and id, never the value.
+/// Traces which parameters an operation came with: index and id, never the value.
 void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params);
 
 /// A script. The executor runs it between the trace's entry and exit lines, and with "ERROR" as its first output, which
@@ -29,8 +29,5 @@ void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Paramet
 struct ScriptEntry {
     std::wstring_view name; ///< what operations call it by; a literal
     const wchar_t* method;  ///< what the trace calls it by
-    Result (*run)(Script& script, const Trace& trace);
+    Result (*run)(ScriptContext& script, const Trace& trace);
 };
-
-/// All scripts, in the order in which hosts are told of them.
-[[nodiscard]] std::span<const ScriptEntry> scriptTable();

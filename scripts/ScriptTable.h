@@ -1,0 +1,8 @@
+#pragma once
+
+#include <span>
+
+#include "client/ScriptContext.h"
+
+/// All scripts, in the order in which getSupportedScripts lists them.
+[[nodiscard]] std::span<const ScriptEntry> scriptTable();

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "client/ScriptContext.h"
+
+// What "readData" hands its operation to, by the kind of object. Each appends its outputs and returns what "ERROR" is
+// to say. There are parameters.
+
+namespace scripts {
+
+[[nodiscard]] Result readCertificate(ScriptContext& script);
+[[nodiscard]] Result readKey(ScriptContext& script);
+
+} // namespace scripts

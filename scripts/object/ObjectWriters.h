@@ -1,0 +1,13 @@
+#pragma once
+
+#include "client/ScriptContext.h"
+
+// What "writeData" hands its operation to, by the kind of object. Each returns what "ERROR" is to say.
+
+namespace scripts {
+
+[[nodiscard]] Result writeCertificate(ScriptContext& script);
+[[nodiscard]] Result writeKey(ScriptContext& script, bool isKeyPair);
+[[nodiscard]] Result writeContainerName(ScriptContext& script);
+
+} // namespace scripts
