@@ -4,6 +4,8 @@
 
 #include "zel/TString.h"
 
+namespace plugin {
+
 /// How many executors live for each PKCS#11 library name, process-wide. One lock guards the counts at all times.
 namespace instances {
 
@@ -17,3 +19,5 @@ int add(const Zel::TString& libraryName);
 int remove(const Zel::TString& libraryName) noexcept;
 
 } // namespace instances
+
+} // namespace plugin

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace plugin {
+
 /// The plug-in's own library: known from the moment when the process attached it.
 namespace pluginModule {
 
@@ -11,3 +13,5 @@ void attach(void* module);
 [[nodiscard]] const wchar_t* clientVersion();
 
 } // namespace pluginModule
+
+} // namespace plugin

@@ -29,7 +29,7 @@ Trace lookupExit(const std::string& slotID) {
 
 class SlotVector : public GateTest {
 protected:
-    Slots slots{gate, L""};
+    plugin::Slots slots{gate, L""};
 
     Readers readers() const {
         Readers list;
