@@ -10,6 +10,7 @@ namespace {
 
 constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::size_t kGroup = 4;
+constexpr std::uint8_t kLargestWorth = 63;
 constexpr std::uint8_t kNoDigit = 0xFF;
 
 /// What each ASCII character is worth.
@@ -27,20 +28,21 @@ std::uint8_t worthOf(wchar_t character) noexcept {
     return code < kWorths.size() ? kWorths[code] : kNoDigit;
 }
 
-/// The bytes that a group stands for, written to `target`: 3, fewer for a padded one, 0 for a malformed one.
-std::size_t decodeGroup(std::wstring_view group, std::uint8_t* target) noexcept {
+/// Writes three bytes for a group; returns how many of them the group stands for: fewer for a padded one, 0 for a
+/// malformed one.
+std::size_t decodeGroup(const wchar_t* group, std::uint8_t* target) noexcept {
     const std::size_t digits = group[3] != L'=' ? 4 : (group[2] != L'=' ? 3 : 2);
-    std::uint32_t bits = 0;
-    for (std::size_t i = 0; i < kGroup; ++i) {
-        const std::uint8_t worth = i < digits ? worthOf(group[i]) : std::uint8_t{0};
-        if (worth == kNoDigit) {
-            return 0;
-        }
-        bits = bits << 6 | worth;
+    const std::uint32_t first = worthOf(group[0]);
+    const std::uint32_t second = worthOf(group[1]);
+    const std::uint32_t third = digits > 2 ? worthOf(group[2]) : 0U;
+    const std::uint32_t fourth = digits > 3 ? worthOf(group[3]) : 0U;
+    if ((first | second | third | fourth) > kLargestWorth) {
+        return 0;
     }
-    for (std::size_t i = 0; i < digits - 1; ++i) {
-        target[i] = static_cast<std::uint8_t>(bits >> (16 - 8 * i));
-    }
+    const std::uint32_t bits = first << 18 | second << 12 | third << 6 | fourth;
+    target[0] = static_cast<std::uint8_t>(bits >> 16);
+    target[1] = static_cast<std::uint8_t>(bits >> 8);
+    target[2] = static_cast<std::uint8_t>(bits);
     return digits - 1;
 }
 
@@ -67,21 +69,21 @@ void encodeBase64(std::span<const std::uint8_t> bytes, wchar_t* target) noexcept
 
 SecretBuffer decodeBase64(std::wstring_view digits) {
     SecretBuffer bytes(digits.size() / kGroup * 3);
+    std::uint8_t* const target = bytes.data();
     std::size_t count = 0;
     bool isComplete = false; // by a padded group
     for (std::size_t at = 0; at < digits.size();) {
-        if (isWhiteSpace(digits[at])) {
-            ++at;
-            continue;
-        }
         const bool isGroup = digits.size() - at >= kGroup && !isComplete;
-        const std::size_t decoded = isGroup ? decodeGroup(digits.substr(at, kGroup), bytes.data() + count) : 0;
-        if (decoded == 0) {
+        const std::size_t decoded = isGroup ? decodeGroup(digits.data() + at, target + count) : 0;
+        if (decoded != 0) {
+            isComplete = decoded < 3;
+            count += decoded;
+            at += kGroup;
+        } else if (isWhiteSpace(digits[at])) {
+            ++at;
+        } else {
             return {};
         }
-        isComplete = decoded < 3;
-        count += decoded;
-        at += kGroup;
     }
     bytes.truncate(count);
     return count == 0 ? SecretBuffer() : std::move(bytes);
