@@ -9,8 +9,6 @@
 #include "util/Texts.h"
 #include "util/Trace.h"
 
-namespace plugin {
-
 void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
                                      const Zel::Vector<Zel::Parameter>* runtime) {
     try {
@@ -128,5 +126,3 @@ void AccessValues::storeUserPin(SecretBuffer pin) noexcept {
     m_pin.stored = {std::move(pin), false, CKU_USER};
     m_userType = CKU_USER;
 }
-
-} // namespace plugin

@@ -4,8 +4,6 @@
 
 #include "zel/TString.h"
 
-namespace plugin {
-
 /// How many executors live for each PKCS#11 library name, process-wide. One lock guards the counts at all times.
 namespace instances {
 
@@ -19,5 +17,3 @@ int add(const Zel::TString& libraryName);
 int remove(const Zel::TString& libraryName) noexcept;
 
 } // namespace instances
-
-} // namespace plugin

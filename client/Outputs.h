@@ -4,8 +4,6 @@
 #include "zel/Parameter.h"
 #include "zel/Vector.h"
 
-namespace plugin {
-
 /// The output parameters of one script, appended to a vector that belongs to the caller.
 class Outputs {
 public:
@@ -30,5 +28,3 @@ public:
 private:
     Zel::Vector<Zel::Parameter>& m_parameters;
 };
-
-} // namespace plugin

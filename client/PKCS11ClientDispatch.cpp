@@ -10,8 +10,6 @@
 #include "util/Owned.h"
 #include "util/Texts.h"
 
-using namespace plugin;
-
 namespace {
 
 /// Clears the SO PINs that an operation supplies when it ends, however it ends.
@@ -38,7 +36,7 @@ void traceOutputs(const Trace& trace, const Zel::Vector<Zel::Parameter>& outputs
 
 } // namespace
 
-void plugin::traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params) {
+void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params) {
     if (!Trace::isEnabled(TraceLevel::Value)) {
         return;
     }

@@ -6,8 +6,6 @@
 
 #include "util/VersionInfo.h"
 
-namespace plugin {
-
 namespace {
 
 void* attachedModule = nullptr;
@@ -41,5 +39,3 @@ void* pluginModule::handle() {
 const wchar_t* pluginModule::clientVersion() {
     return version;
 }
-
-} // namespace plugin

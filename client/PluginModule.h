@@ -1,7 +1,5 @@
 #pragma once
 
-namespace plugin {
-
 /// The plug-in's own library: known from the moment when the process attached it.
 namespace pluginModule {
 
@@ -13,5 +11,3 @@ void attach(void* module);
 [[nodiscard]] const wchar_t* clientVersion();
 
 } // namespace pluginModule
-
-} // namespace plugin

@@ -12,4 +12,4 @@
 [[nodiscard]] Zel::TString clientErrorCode(CK_RV rv);
 
 /// The value of the output parameter "ERROR".
-[[nodiscard]] Zel::TString errorText(const plugin::Result& result);
+[[nodiscard]] Zel::TString errorText(const Result& result);

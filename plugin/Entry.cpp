@@ -8,8 +8,6 @@
 #include <windows.h>
 #endif
 
-using namespace plugin;
-
 void onEntry(void* module, unsigned int reason) {
     rylogSetModuleName(Trace::kModuleName);
     const Trace trace(L"DllMain", Trace::kExports);
@@ -44,7 +42,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
 
 namespace {
 
-// The loader announces the process alone to a library, and the handle is any address inside it.
+// The loader tells a library of the process alone, and its handle is any address inside it.
 __attribute__((constructor)) void attachProcess() {
     onEntry(reinterpret_cast<void*>(&attachProcess), static_cast<unsigned int>(EntryReason::ProcessAttach));
 }

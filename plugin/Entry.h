@@ -1,6 +1,6 @@
 #pragma once
 
-/// The occasions on which the operating system calls a library; the trace shows the numbers.
+/// What the operating system tells a library about itself; the numbers are the trace's.
 enum class EntryReason : unsigned int { ProcessDetach = 0, ProcessAttach = 1, ThreadAttach = 2, ThreadDetach = 3 };
 
 /// Carried out on every such occasion: names the module to the log; at process attach keeps `module` (the plug-in's own

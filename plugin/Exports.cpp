@@ -13,8 +13,6 @@
 #include "util/Elements.h"
 #include "util/Trace.h"
 
-using namespace plugin;
-
 namespace {
 
 /// What the creation parameters say.

@@ -2,8 +2,6 @@
 
 #include "scripts/Scripts.h"
 
-namespace plugin {
-
 namespace {
 
 // The trace spells some names in a way of its own.
@@ -33,5 +31,3 @@ constexpr ScriptEntry kScripts[] = {
 std::span<const ScriptEntry> scriptTable() {
     return kScripts;
 }
-
-} // namespace plugin

@@ -4,9 +4,5 @@
 
 #include "client/ScriptContext.h"
 
-namespace plugin {
-
 /// All scripts, in the order in which getSupportedScripts lists them.
 [[nodiscard]] std::span<const ScriptEntry> scriptTable();
-
-} // namespace plugin

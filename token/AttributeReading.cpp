@@ -2,8 +2,6 @@
 
 #include <array>
 
-namespace plugin {
-
 namespace {
 
 constexpr std::size_t kMostAttributes = 2;
@@ -94,5 +92,3 @@ CK_RV readAttributes(const Session& session, const Trace& trace, CK_OBJECT_HANDL
     traceValues(trace, attributes);
     return CKR_OK;
 }
-
-} // namespace plugin

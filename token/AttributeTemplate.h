@@ -9,8 +9,6 @@
 #include "cryptoki/cryptoki.h"
 #include "text/SecretBuffer.h"
 
-namespace plugin {
-
 /// A Cryptoki template: entries in the order in which they were set. It owns every value and wipes it at its end.
 ///
 ///     AttributeTemplate certificate(12);
@@ -83,5 +81,3 @@ private:
     std::size_t m_fixedCount = 0;
     std::size_t m_reserved = 0;
 };
-
-} // namespace plugin

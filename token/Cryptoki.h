@@ -8,8 +8,6 @@
 #include "platform/ForcedUnwind.h"
 #include "util/Trace.h"
 
-namespace plugin {
-
 /// A Cryptoki function by its place in the module's function list, with its name for the trace.
 template <auto Member>
 struct CryptokiFunction {
@@ -97,5 +95,3 @@ private:
 
     CK_FUNCTION_LIST* m_pFunctionList = nullptr;
 };
-
-} // namespace plugin

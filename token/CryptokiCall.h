@@ -2,8 +2,6 @@
 
 #include "token/Cryptoki.h"
 
-namespace plugin {
-
 /// How the trace announces a call and reports its failure. Each method has its own way, which hosts' tools know.
 struct CallStyle {
     enum class Announcement {
@@ -99,5 +97,3 @@ private:
     CryptokiFunction<Member> m_function;
     CallStyle m_style;
 };
-
-} // namespace plugin

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-namespace plugin {
-
 void traceEntryType(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries, std::size_t index) {
     trace.write(TraceLevel::Value, L": --> %ws[%d].type=0x%x", name, index, entries.at(index).type);
 }
@@ -90,5 +88,3 @@ Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace st
     }
     return search.finish();
 }
-
-} // namespace plugin

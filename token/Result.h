@@ -4,8 +4,6 @@
 
 #include "cryptoki/cryptoki.h"
 
-namespace plugin {
-
 /// Client error codes that the plug-in chooses by itself; all others stand for a result of the module.
 namespace ClientCode {
 inline constexpr std::uint32_t kBadParameter = 33004;        ///< precondition or parameter failure
@@ -35,5 +33,3 @@ private:
     CK_RV m_rv;
     std::uint32_t m_clientCode = 0;
 };
-
-} // namespace plugin

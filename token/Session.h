@@ -5,8 +5,6 @@
 #include "token/CryptokiCall.h"
 #include "zel/TString.h"
 
-namespace plugin {
-
 /// Who is logged in on a session, by its state.
 enum class AuthenticatedUser : std::uint32_t {
     Nobody = 1,
@@ -47,8 +45,8 @@ public:
     /// CKF_SO_PIN_FINAL_TRY; any other gives false.
     [[nodiscard]] CK_RV isLastTry(CK_FLAGS flag, bool& lastTry) const;
 
-    /// Calls C_OpenSession for the current slot, traced under the given method's name. Afterwards a session is open
-    /// only when that succeeded.
+    /// Calls C_OpenSession for the current slot, told under the given method's name. Afterwards a session is open only
+    /// when that succeeded.
     [[nodiscard]] CK_RV open(const Trace& trace, CK_FLAGS flags);
 
     /// A call on this session: the announcement and the session's handle are traced already.
@@ -82,7 +80,5 @@ private:
     CK_SESSION_HANDLE m_hSession = kNoSession;
 };
 
-/// Traces the answer of C_GetSessionInfo in four lines.
+/// The four lines that tell what C_GetSessionInfo answered.
 void traceSessionInfo(const Trace& trace, const CK_SESSION_INFO& info);
-
-} // namespace plugin

@@ -1,8 +1,6 @@
 #include "text/SecretBuffer.h"
 #include "token/Session.h"
 
-namespace plugin {
-
 namespace {
 
 AuthenticatedUser userOf(CK_STATE state) {
@@ -84,5 +82,3 @@ CK_RV Session::loginWithPin(const Trace& trace, std::span<const std::uint8_t> pi
         .note(L": --> CKU_USER")
         .run(m_hSession, CKU_USER, bytes.data(), bytes.size());
 }
-
-} // namespace plugin

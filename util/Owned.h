@@ -4,8 +4,6 @@
 
 #include "zel/BaseDLLInterface.h"
 
-namespace plugin {
-
 /// Gives an object of the framework back to the library that made it.
 struct Destroy {
     void operator()(Zel::BaseDLLInterface* object) const { object->destroy(); }
@@ -14,5 +12,3 @@ struct Destroy {
 /// The owner of an object of the framework.
 template <class T>
 using Owned = std::unique_ptr<T, Destroy>;
-
-} // namespace plugin

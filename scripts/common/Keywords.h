@@ -9,7 +9,7 @@
 // What the keywords of the object scripts mean: data, once. A keyword is the id of an operation parameter; it sets one
 // attribute: it overwrites a fixed entry of that attribute, else it adds an entry, also when it comes again.
 
-namespace plugin {
+namespace scripts {
 
 enum class KeywordForm {
     Boolean,      ///< "1" is true, every other text false
@@ -45,12 +45,11 @@ enum class UnreadableLabel {
     Counted, ///< an entry is counted and keeps its slot's preset type, without a value
 };
 
-/// Sets the attributes of all keywords among the parameters, in their order; other parameters are skipped. A null
-/// template leaves its half out. An unknown category or algorithm stops processing and is logged as
-/// ": Bad parameter CERT_TYPE: …" or ": … ALGOID: …". An entry without room, after repeated keywords, stops it as well
-/// and is logged with the keyword's own id.
+/// Sets what the parameters' keywords say, in their order, others are skipped. A template may be null: its half is left
+/// out. A category or algorithm that is none ends it: told as ": Bad parameter CERT_TYPE: …" or ": … ALGOID: …".
+/// So does an entry that no longer fits, for keywords that were repeated: told with the keyword's own id.
 [[nodiscard]] Result applyKeywords(const Trace& trace, const Zel::Vector<Zel::Parameter>& params,
                                    std::span<const Keyword> keywords, UnreadableLabel unreadableLabel,
                                    AttributeTemplate* publicTemplate, AttributeTemplate* privateTemplate = nullptr);
 
-} // namespace plugin
+} // namespace scripts

@@ -3,9 +3,7 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
-namespace plugin {
-
-const Zel::Parameter* firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id) {
+const Zel::Parameter* scripts::firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id) {
     for (const Zel::Parameter& parameter : elements(params)) {
         if (equals(parameter.getId(), id)) {
             return &parameter;
@@ -13,5 +11,3 @@ const Zel::Parameter* firstNamed(const Zel::Vector<Zel::Parameter>& params, std:
     }
     return nullptr;
 }
-
-} // namespace plugin

@@ -4,15 +4,15 @@
 
 // How scripts that need the user come to a login, and end the one that they made themselves.
 
-namespace plugin {
+namespace scripts {
 
-/// Traces the operation's parameters, reads access values from them and logs the user in, all traced. `loggedIn`
+/// Tells the operation's parameters, reads access values from them and logs the user in; a failure is told. `loggedIn`
 /// as in Session::loginAsUser. Throws as AccessValues::readForOperation.
 [[nodiscard]] CK_RV readAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
 /// The same for scripts that cannot do without parameters.
 [[nodiscard]] Result requireAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
 
-/// One traced C_Logout, for the login of a script that broke off.
+/// One C_Logout, told; for a login that is ended because the script broke off.
 void logoutOnce(const Session& session, const Trace& trace);
 
 /// Does the script's work, and ends the script's own login when an exception ends the work: a card must not stay logged
@@ -47,4 +47,4 @@ LogoutResult logoutUntilDone(const Session& session, const Trace& trace,
 /// The result of a script whose logout counts: a refusal along the way takes the place of everything but a client code.
 [[nodiscard]] Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, const Result& result);
 
-} // namespace plugin
+} // namespace scripts

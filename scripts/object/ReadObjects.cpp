@@ -1,8 +1,6 @@
 #include "scripts/object/ReadObjects.h"
 
-namespace plugin {
-
-Result readObjects(ScriptContext& script, const Trace& trace, AttributeTemplate& searched, ReadObject read) {
+Result scripts::readObjects(ScriptContext& script, const Trace& trace, AttributeTemplate& searched, ReadObject read) {
     const ObjectSearch search(script.session, trace,
                               {.entries = SearchTrace::Entries::ValueThenType, .showsCount = true});
     CK_RV rv = search.init(searched);
@@ -35,5 +33,3 @@ Result readObjects(ScriptContext& script, const Trace& trace, AttributeTemplate&
     script.outputs.setValue(countIndex, hexNumberText(total));
     return rv;
 }
-
-} // namespace plugin

@@ -6,8 +6,6 @@
 #include "util/Conversions.h"
 #include "util/Owned.h"
 
-namespace plugin {
-
 namespace {
 
 constexpr std::array kComponents{
@@ -34,7 +32,7 @@ SecretBuffer component(const Ry::IPrivateKey& key, Ry::RsaComponent which) {
 
 } // namespace
 
-RsaKey getRSAKeyComponentFromTString(const Zel::TString& keyValue) {
+scripts::RsaKey scripts::getRSAKeyComponentFromTString(const Zel::TString& keyValue) {
     const Trace trace(L"getRSAKeyComponentFromTString");
     RsaKey key;
     const SecretBuffer bytes = TStringB642Binary(keyValue);
@@ -53,5 +51,3 @@ RsaKey getRSAKeyComponentFromTString(const Zel::TString& keyValue) {
     key.sizeInBits = static_cast<CK_ULONG>(key.modulus().size() * 8);
     return key;
 }
-
-} // namespace plugin

@@ -6,8 +6,6 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
-namespace plugin {
-
 namespace {
 
 struct Request {
@@ -21,7 +19,7 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         const Zel::TString& value = parameter.getValue();
         if (equals(id, L"CERT_TYPE")) {
             if (!equals(value, L"X_509")) {
-                return badParameter(trace, id, value);
+                return scripts::badParameter(trace, id, value);
             }
             request.isX509 = true;
         } else if (equals(id, L"DATA")) {
@@ -32,9 +30,9 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         }
     }
     if (!request.isX509) {
-        return notFound(trace, L"CERT_TYPE");
+        return scripts::notFound(trace, L"CERT_TYPE");
     }
-    return request.certificate.isEmpty() ? notFound(trace, L"DATA") : Result(CKR_OK);
+    return request.certificate.isEmpty() ? scripts::notFound(trace, L"DATA") : Result(CKR_OK);
 }
 
 Result create(const ScriptContext& script, const Trace& trace, AttributeTemplate& certificate) {
@@ -61,15 +59,13 @@ Result write(ScriptContext& script, const Trace& trace) {
     certificate.setNumber(CKA_CERTIFICATE_TYPE, CKC_X_509);
     certificate.setBytes(CKA_VALUE, std::move(request.certificate));
     certificate.endFixed();
-    const Result applied =
-        applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Skipped, &certificate);
+    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
+                                                  scripts::UnreadableLabel::Skipped, &certificate);
     return applied.isOk() ? create(script, trace, certificate) : applied;
 }
 
 } // namespace
 
-Result writeCertificate(ScriptContext& script) {
+Result scripts::writeCertificate(ScriptContext& script) {
     return traced(L"writeCertificate", [&](const Trace& trace) { return write(script, trace); });
 }
-
-} // namespace plugin

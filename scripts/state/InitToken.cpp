@@ -6,8 +6,6 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
-namespace plugin {
-
 // "init" and "recycle" are one procedure under two sets of names.
 
 namespace {
@@ -44,18 +42,18 @@ Result readRequest(const ScriptContext& script, const Trace& trace, const Names&
         if (equals(id, names.keyId)) {
             request.isKeyIdGiven = true;
             if (!equals(value, L"SO")) {
-                return badParameter(trace, names.keyId, value);
+                return scripts::badParameter(trace, names.keyId, value);
             }
         } else if (equals(id, names.key)) {
             request.key = TStringHex2Binary(value);
             if (request.key.isEmpty()) {
-                return notFound(trace, names.key);
+                return scripts::notFound(trace, names.key);
             }
         } else if (equals(id, L"LABEL")) {
             writeLabel(value, request.label);
         }
     }
-    return request.isKeyIdGiven ? Result(CKR_OK) : notFound(trace, names.keyId);
+    return request.isKeyIdGiven ? Result(CKR_OK) : scripts::notFound(trace, names.keyId);
 }
 
 CK_RV initToken(const ScriptContext& script, const Trace& trace, Request& request) {
@@ -69,7 +67,7 @@ CK_RV initToken(const ScriptContext& script, const Trace& trace, Request& reques
 
 Result run(ScriptContext& script, const Trace& trace, const Names& names) {
     if (script.params == nullptr) {
-        return noParameters(trace);
+        return scripts::noParameters(trace);
     }
     Request request;
     const Result read = readRequest(script, trace, names, request);
@@ -94,5 +92,3 @@ Result scripts::init(ScriptContext& script, const Trace& trace) {
 Result scripts::recycle(ScriptContext& script, const Trace& trace) {
     return run(script, trace, kRecycle);
 }
-
-} // namespace plugin

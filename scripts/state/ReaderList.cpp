@@ -5,8 +5,6 @@
 #include "util/Conversions.h"
 #include "util/Elements.h"
 
-namespace plugin {
-
 namespace {
 
 /// Prefix and name of every reader, hexadecimal text as both are held, with the hexadecimal text of a slash between.
@@ -94,5 +92,3 @@ Result scripts::getPlatformIdentifiers(ScriptContext& script, const Trace& trace
     script.outputs.push(makeParameter(L"LABEL", hexOfField(info.label)));
     return CKR_OK;
 }
-
-} // namespace plugin

@@ -1,7 +1,5 @@
 #include "scripts/Scripts.h"
 
-namespace plugin {
-
 // Markers for the host alone: nothing is done on the token.
 
 Result scripts::beginSynchronization(ScriptContext& /*script*/, const Trace& /*trace*/) {
@@ -11,5 +9,3 @@ Result scripts::beginSynchronization(ScriptContext& /*script*/, const Trace& /*t
 Result scripts::endSynchronization(ScriptContext& /*script*/, const Trace& /*trace*/) {
     return CKR_OK;
 }
-
-} // namespace plugin

@@ -16,7 +16,7 @@ protected:
         EXPECT_EQ(slots.getSlotVector(), CKR_OK);
     }
 
-    plugin::Slots slots{gate, L""};
+    Slots slots{gate, L""};
 };
 
 TEST_F(MostSlots, sixtyFiveThousandAndSomeAreAskedFor) {

@@ -23,7 +23,7 @@ protected:
         forget();
     }
 
-    plugin::Session session{gate};
+    Session session{gate};
 };
 
 } // namespace Conformance

@@ -29,7 +29,7 @@ Trace lookupExit(const std::string& slotID) {
 
 class SlotVector : public GateTest {
 protected:
-    plugin::Slots slots{gate, L""};
+    Slots slots{gate, L""};
 
     Readers readers() const {
         Readers list;

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-using namespace plugin;
-
 namespace {
 
 TEST(CryptokiGate, withoutAListHasNoFunction) {

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-using namespace plugin;
-
 namespace {
 
 std::wstring wide(const Zel::TString& text) {

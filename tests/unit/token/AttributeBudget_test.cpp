@@ -4,8 +4,6 @@
 
 #include <cstring>
 
-using namespace plugin;
-
 namespace {
 
 constexpr std::size_t kLength = 100;

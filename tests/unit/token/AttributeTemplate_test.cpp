@@ -12,8 +12,6 @@
 
 #include "tests/unit/HeapWatch.h"
 
-using namespace plugin;
-
 namespace {
 
 static_assert(!std::is_copy_constructible_v<AttributeTemplate>);

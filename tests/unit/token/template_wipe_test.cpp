@@ -9,8 +9,6 @@
 #include <memory>
 #include <new>
 
-using namespace plugin;
-
 namespace {
 
 constexpr std::size_t kSize = sizeof(AttributeTemplate);

@@ -9,8 +9,6 @@
 #include <new>
 #include <string>
 
-using namespace plugin;
-
 // The lengths are refused before a byte is looked at, so there need not be any.
 
 TEST(Limits, ATextLongerThanATextCanBeIsNoMemory) {

@@ -7,8 +7,6 @@
 
 #include "../platform/Fixture.h"
 
-using namespace plugin;
-
 namespace {
 
 std::wstring str(const Zel::TString& text) {
