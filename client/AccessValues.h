@@ -39,7 +39,7 @@ public:
     [[nodiscard]] const StoredPin& accessPin() const { return m_pin.current(); }
     [[nodiscard]] const StoredPin& accessOldPin() const { return m_oldPin.current(); }
     [[nodiscard]] const StoredPin& accessNewPin() const { return m_newPin.current(); }
-    /// The stored user PIN; no bytes when there is none, or only the officer's.
+    /// The stored user PIN; empty when no PIN is stored, or only the officer's.
     [[nodiscard]] std::span<const std::uint8_t> userPin() const;
     /// Keeps a user PIN that the token has accepted; the role is the user's from now on.
     void storeUserPin(SecretBuffer pin) noexcept;

@@ -10,7 +10,7 @@ constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kLastCodePoint = 0x10FFFF;
 constexpr bool kHasSurrogatePairs = sizeof(wchar_t) == 2;
 
-/// Units written into a target, or only counted where there is none.
+/// Writes units into a target; without a target it only counts them.
 template <class Unit>
 class Output {
 public:

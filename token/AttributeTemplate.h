@@ -47,7 +47,7 @@ public:
     /// Returns true when `type` can be set: it is fixed, or a place is free.
     [[nodiscard]] bool hasRoomFor(CK_ATTRIBUTE_TYPE type) const;
 
-    /// Position of the last entry that was set for `type`, nullopt when there is none.
+    /// Position of the last entry that was set for `type`, nullopt when `type` was never set.
     [[nodiscard]] std::optional<std::size_t> find(CK_ATTRIBUTE_TYPE type) const;
 
     /// For Cryptoki calls; null when the template is empty, as the calls want it. A fresh copy of the entries each

@@ -45,8 +45,8 @@ public:
     /// CKF_SO_PIN_FINAL_TRY; any other gives false.
     [[nodiscard]] CK_RV isLastTry(CK_FLAGS flag, bool& lastTry) const;
 
-    /// Calls C_OpenSession for the current slot, told under the given method's name. Afterwards a session is open only
-    /// when that succeeded.
+    /// Calls C_OpenSession for the current slot, traced under the given method's name. Afterwards a session is open
+    /// only when the call succeeded.
     [[nodiscard]] CK_RV open(const Trace& trace, CK_FLAGS flags);
 
     /// A call on this session: the announcement and the session's handle are traced already.

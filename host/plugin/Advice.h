@@ -17,7 +17,7 @@ struct Circumstances {
 
 /// What a failure means to a person.
 struct Advice {
-    std::string result;  ///< PKCS #11 result behind it, "CKR_PIN_INCORRECT"; empty when there is none
+    std::string result;  ///< PKCS #11 result behind it, "CKR_PIN_INCORRECT"; empty when the trace names no result
     std::string meaning; ///< what happened
     std::string remedy;  ///< what can be done about it
 };

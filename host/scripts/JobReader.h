@@ -39,7 +39,8 @@ public:
     /// The next step; nothing at the end. UsageError when the source fails, or gives a line or a document of more than
     /// 256 MiB.
     [[nodiscard]] std::optional<RawStep> next();
-    /// Whether what was read is a document; an empty list in one is a job without steps, and no text at all is none.
+    /// Returns true when the input is a document. A document with an empty list is a job without steps; empty input is
+    /// not a job.
     [[nodiscard]] bool isDocument() const noexcept { return m_isDocument; }
 
 private:

@@ -182,7 +182,7 @@ Script writeData() {
         "  Certificate: p11host writeData --reader R PIN=prompt: OBJ_TYPE=CERTIFICATE CERT_TYPE=X_509 \\\n"
         "                 DATA=file:cert.der ID=hex:01 LABEL=text:mine SUBJECT=hex:...\n"
         "  Most tokens want SUBJECT; \"certificate-fields cert.der\" of the examples prints SUBJECT, ISSUER and SN.\n"
-        "  33004 (status 8) tells of a missing or bad parameter, 33011 (status 4) of a key that is not there.\n"
+        "  33004 (status 8) means a missing or bad parameter, 33011 (status 4) a key that is not there.\n"
         "  Without OBJ_TYPE nothing is written and the answer is success.\n"};
 }
 

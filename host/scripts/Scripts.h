@@ -25,7 +25,7 @@ struct Script {
 /// The eighteen scripts in the order in which the plug-in lists them.
 [[nodiscard]] const std::vector<Script>& scripts();
 
-/// The id of the output that the script with this name promises; empty when there is none.
+/// The id of the output that the script with this name promises; empty when it promises no output.
 [[nodiscard]] std::string promiseOf(const std::string& script);
 
 /// The text below a script's usage: parameters, outputs, typical errors, notes.

@@ -10,8 +10,8 @@ namespace host {
 /// Bytes of the file with this UTF-8 name. UsageError when it cannot be read or is larger than 64 MiB.
 [[nodiscard]] WipedBytes readFile(const std::string& path);
 
-/// A secret as its UTF-8 bytes, from where it is kept. UsageError when there is none, when it is empty, or when it is
-/// longer than 64 KiB.
+/// A secret as its UTF-8 bytes, from where it is kept. UsageError when it is missing, empty, or longer than
+/// 64 KiB.
 ///
 /// Environment: the variable's value, which is overwritten and removed there; asked for again, it is the same as
 /// before. Prompt: a line that a person types at the terminal without echo, after `question` was shown there. File: the

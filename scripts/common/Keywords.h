@@ -45,9 +45,10 @@ enum class UnreadableLabel {
     Counted, ///< an entry is counted and keeps its slot's preset type, without a value
 };
 
-/// Sets what the parameters' keywords say, in their order, others are skipped. A template may be null: its half is left
-/// out. A category or algorithm that is none ends it: told as ": Bad parameter CERT_TYPE: …" or ": … ALGOID: …".
-/// So does an entry that no longer fits, for keywords that were repeated: told with the keyword's own id.
+/// Sets what the parameters' keywords say, in the order of the parameters; other parameters are skipped. A template may
+/// be null: its half is left out. An unknown category or algorithm stops processing and is traced as
+/// ": Bad parameter CERT_TYPE: …" or ": Bad parameter ALGOID: …". An entry that no longer fits, because keywords were
+/// repeated, stops processing too and is traced with the keyword's own id.
 [[nodiscard]] Result applyKeywords(const Trace& trace, const Zel::Vector<Zel::Parameter>& params,
                                    std::span<const Keyword> keywords, UnreadableLabel unreadableLabel,
                                    AttributeTemplate* publicTemplate, AttributeTemplate* privateTemplate = nullptr);

@@ -18,7 +18,8 @@ namespace scripts {
 [[nodiscard]] bool takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER_TYPE role, bool isRoleGiven,
                                  SecretBuffer& pin);
 
-/// C_Login on the script's session, told and called; a failure is not traced, for scripts tell it each in their way.
+/// Calls C_Login on the script's session and traces the call. A failure is not traced: each script has a line of its
+/// own.
 [[nodiscard]] CK_RV login(const ScriptContext& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin);
 
 } // namespace scripts

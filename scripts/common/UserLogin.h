@@ -2,17 +2,17 @@
 
 #include "client/ScriptContext.h"
 
-// How scripts that need the user come to a login, and end the one that they made themselves.
+// How scripts log the user in, and log out again after a login of their own.
 
 namespace scripts {
 
-/// Tells the operation's parameters, reads access values from them and logs the user in; a failure is told. `loggedIn`
-/// as in Session::loginAsUser. Throws as AccessValues::readForOperation.
+/// Traces the operation's parameters, reads access values from them and logs the user in; a failure is traced.
+/// `loggedIn` as in Session::loginAsUser. Throws as AccessValues::readForOperation.
 [[nodiscard]] CK_RV readAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
 /// The same for scripts that cannot do without parameters.
 [[nodiscard]] Result requireAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
 
-/// One C_Logout, told; for a login that is ended because the script broke off.
+/// One traced C_Logout, for a script that breaks off after a login of its own.
 void logoutOnce(const Session& session, const Trace& trace);
 
 /// Does the script's work, and ends the script's own login when an exception ends the work: a card must not stay logged

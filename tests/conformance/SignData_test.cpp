@@ -541,7 +541,7 @@ TEST_F(SignData, theLogoutWaitsFromTheEleventhRefusalOn) {
         expected.insert(expected.end(), 10, std::chrono::milliseconds(wait));
     }
     EXPECT_EQ(takeWaits(), expected);
-    // Each refusal is told all the same.
+    // Each refusal is traced.
     EXPECT_EQ(std::ranges::count(trace().lines, 1U, &TraceLine::level), 131); // and the missing parameter
 }
 

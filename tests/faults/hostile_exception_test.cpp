@@ -58,7 +58,7 @@ protected:
                 return;
             }
         }
-        ADD_FAILURE() << "no line tells of 0x0" << code;
+        ADD_FAILURE() << "no line reports 0x0" << code;
     }
 };
 
