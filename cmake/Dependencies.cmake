@@ -17,6 +17,29 @@ else()
   target_include_directories(cryptoki-headers SYSTEM INTERFACE ${P11KIT_HEADERS})
 endif()
 
+# Certificates, requests, keys and hashes of p11host.
+if(ZEL_CARD)
+  add_library(botan INTERFACE)
+  target_compile_definitions(botan INTERFACE BOTAN_NO_DEPRECATED_WARNINGS)
+  if(WIN32)
+    set(botan ${PROJECT_SOURCE_DIR}/build/botan-windows)
+    add_custom_command(OUTPUT ${botan}/libbotan-2.a COMMAND ${CMAKE_CURRENT_LIST_DIR}/build-botan
+                       DEPENDS ${CMAKE_CURRENT_LIST_DIR}/build-botan COMMENT "Building Botan for Windows" VERBATIM)
+    add_custom_target(botan-windows DEPENDS ${botan}/libbotan-2.a)
+    add_dependencies(botan botan-windows)
+    target_include_directories(botan SYSTEM INTERFACE ${botan}/include)
+    target_link_libraries(botan INTERFACE ${botan}/libbotan-2.a ws2_32 crypt32)
+  else()
+    # The archive: what we ship works where it is unpacked, on systems without the library.
+    find_path(BOTAN_HEADERS botan/x509cert.h PATHS /usr/include/botan-2 NO_DEFAULT_PATH REQUIRED)
+    find_library(BOTAN_ARCHIVE libbotan-2.a REQUIRED)
+    target_include_directories(botan SYSTEM INTERFACE ${BOTAN_HEADERS})
+    target_link_libraries(botan INTERFACE ${BOTAN_ARCHIVE})
+    # Debian's archive has sixty megabytes of debugging information for what we take of it.
+    target_link_options(botan INTERFACE $<$<CONFIG:Release>:LINKER:--strip-debug>)
+  endif()
+endif()
+
 if(ZEL_TESTS)
   if(WIN32)
     # No packaged library for this target: built from the packaged source.

@@ -47,6 +47,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${documents} PATTERN ".
 # The licence texts come from the Debian packages that the build takes the code from; docs/third-party.md says what is
 # used of each.
 set(licensed libcli11-dev nlohmann-json3-dev libp11-kit-dev)
+if(ZEL_CARD)
+  list(APPEND licensed libbotan-2-dev)
+endif()
 if(MINGW)
   list(APPEND licensed g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev)
 elseif(WIN32)

@@ -23,5 +23,6 @@ Target tstring;        ///< TString against std::wstring
 Target utf8;           ///< UTF-8 and wide text against a plain model
 Target vector;         ///< Vector against std::vector
 Target version;        ///< version information in ELF files
+Target x509;           ///< certificates, keys, subjects and alternative names
 
 } // namespace Fuzz

@@ -32,6 +32,7 @@ constexpr Replay kReplays[] = {
     {"tstring", Fuzz::tstring},
     {"utf8", Fuzz::utf8},
     {"vector", Fuzz::vector},
+    {"x509", Fuzz::x509},
 #if defined(__linux__)
     {"version", Fuzz::version},
 #endif

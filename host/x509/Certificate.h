@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/x509/Bytes.h"
+#include "host/x509/KeyUsage.h"
+#include "host/x509/PublicKey.h"
+
+namespace host::x509 {
+
+/// An X.509 certificate, taken apart. Its signature is not looked at.
+struct Certificate {
+    Bytes der;
+    Bytes subject; ///< DER of the name, as CKA_SUBJECT has it
+    Bytes issuer;  ///< likewise CKA_ISSUER
+    Bytes serial;  ///< DER of the INTEGER, as CKA_SERIAL_NUMBER has it
+
+    std::string subjectText; ///< as nameText writes it
+    std::string issuerText;
+    std::string serialText; ///< upper-case hexadecimal of the number, two digits a byte
+    std::string notBefore;  ///< UTC, "2026-01-31T12:00:00Z"
+    std::string notAfter;
+
+    std::optional<PublicKey> publicKey; ///< without value for a key that is not RSA
+    bool isAuthority = false;           ///< basicConstraints say CA
+    KeyUsage usage;                     ///< no bit set when the certificate does not limit it
+
+    /// The first certificate of a PEM file, or the one that a DER file is. UsageError with `name` in front when there
+    /// is none, when it is malformed, and when something follows it in DER.
+    [[nodiscard]] static Certificate read(ByteView file, const std::string& name);
+    /// All certificates of a PEM file; the one of a DER file.
+    [[nodiscard]] static std::vector<Certificate> readAll(ByteView file, const std::string& name);
+
+    [[nodiscard]] std::string pem() const;
+};
+
+} // namespace host::x509
