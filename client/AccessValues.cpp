@@ -9,6 +9,8 @@
 #include "util/Texts.h"
 #include "util/Trace.h"
 
+namespace plugin {
+
 void AccessValues::readForInitialize(const Zel::Vector<Zel::Parameter>* access,
                                      const Zel::Vector<Zel::Parameter>* runtime) {
     try {
@@ -126,3 +128,5 @@ void AccessValues::storeUserPin(SecretBuffer pin) noexcept {
     m_pin.stored = {std::move(pin), false, CKU_USER};
     m_userType = CKU_USER;
 }
+
+} // namespace plugin

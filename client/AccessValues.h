@@ -8,6 +8,8 @@
 #include "zel/TString.h"
 #include "zel/Vector.h"
 
+namespace plugin {
+
 /// "AUTH_TYPE" as it was given.
 inline constexpr CK_ULONG kAuthTypeNotGiven = static_cast<CK_ULONG>(-1);
 inline constexpr CK_ULONG kAuthTypeStatic = 1;
@@ -80,3 +82,5 @@ private:
     Zel::TString m_tsKeyId;
     Zel::TString m_tsAlgoId;
 };
+
+} // namespace plugin

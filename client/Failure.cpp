@@ -3,6 +3,8 @@
 #include "client/ResultCodes.h"
 #include "zel/ClientOperationException.h"
 
+namespace plugin {
+
 namespace {
 
 [[noreturn]] void throwWith(const Zel::TString& message, const Zel::TString& code) {
@@ -21,3 +23,5 @@ void throwFailure(const Zel::TString& message) {
 void throwOutOfMemory() {
     throwWith(L"Out of memory", clientErrorCode(CKR_HOST_MEMORY));
 }
+
+} // namespace plugin

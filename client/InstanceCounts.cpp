@@ -8,6 +8,8 @@
 
 #include "platform/Mutex.h"
 
+namespace plugin {
+
 namespace {
 
 /// The counts and the one lock that guards them.
@@ -64,3 +66,5 @@ int instances::remove(const Zel::TString& libraryName) noexcept {
     const auto count = table.counts.find(libraryName);
     return count == table.counts.end() ? 0 : count->second--;
 }
+
+} // namespace plugin

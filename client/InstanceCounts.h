@@ -5,7 +5,7 @@
 #include "zel/TString.h"
 
 /// How many executors live for each PKCS#11 library name, process-wide. One lock guards the counts at all times.
-namespace instances {
+namespace plugin::instances {
 
 /// Makes sure that the lock exists; call it first. A system mutex is created on every call, as hosts' traces show it;
 /// the first one made stays the lock for the process's life, so that no two threads ever hold different ones.
@@ -16,4 +16,4 @@ int add(const Zel::TString& libraryName);
 /// Counts one user less and returns how many there were before.
 int remove(const Zel::TString& libraryName) noexcept;
 
-} // namespace instances
+} // namespace plugin::instances

@@ -4,6 +4,8 @@
 #include "zel/Parameter.h"
 #include "zel/Vector.h"
 
+namespace plugin {
+
 /// The output parameters of one script, appended to a vector that belongs to the caller.
 class Outputs {
 public:
@@ -28,3 +30,5 @@ public:
 private:
     Zel::Vector<Zel::Parameter>& m_parameters;
 };
+
+} // namespace plugin

@@ -5,6 +5,8 @@
 #include "client/InstanceCounts.h"
 #include "client/PKCS11Client.h"
 
+using namespace plugin;
+
 namespace {
 
 void traceAccessValues(const Trace& trace, const AccessValues& access) {

@@ -20,7 +20,7 @@ public:
     /// Binds the module and initialises Cryptoki. Problems are only traced: the object is then not ready, and says so
     /// from every operation. `readerPrefix` is hexadecimal text. `scripts` lives as long as the process.
     PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix,
-                 std::span<const ScriptEntry> scripts);
+                 std::span<const plugin::ScriptEntry> scripts);
     PKCS11Client(const PKCS11Client&) = delete;
     PKCS11Client& operator=(const PKCS11Client&) = delete;
     /// Closes the session, finalises Cryptoki when this object owes that and is the library's last user, and unloads
@@ -45,13 +45,13 @@ public:
     [[nodiscard]] bool isLocal() override;
 
 private:
-    void initializeModule(const Trace& trace);
-    void closeSessionForGood(const Trace& trace);
-    void finalizeModule(const Trace& trace, int usersBefore);
-    void begin(const Trace& trace, const Zel::Vector<Zel::Parameter>* accessParams,
+    void initializeModule(const plugin::Trace& trace);
+    void closeSessionForGood(const plugin::Trace& trace);
+    void finalizeModule(const plugin::Trace& trace, int usersBefore);
+    void begin(const plugin::Trace& trace, const Zel::Vector<Zel::Parameter>* accessParams,
                const Zel::Vector<Zel::Parameter>* runtimeParameters);
-    void traceOperation(const Trace& trace, const Zel::ClientOperation& operation) const;
-    void runOperation(const Trace& trace, const Zel::ClientOperation& operation,
+    void traceOperation(const plugin::Trace& trace, const Zel::ClientOperation& operation) const;
+    void runOperation(const plugin::Trace& trace, const Zel::ClientOperation& operation,
                       const Zel::Vector<Zel::Parameter>* params, Zel::Vector<Zel::Parameter>& outputs);
     /// Returns false when there is no script of that name.
     bool runScript(const Zel::TString& name, const Zel::Vector<Zel::Parameter>* params,
@@ -60,11 +60,11 @@ private:
     // Members that no call outlives come first: the library is unloaded after everything else has gone.
     platform::DynamicLibrary m_library;
     Zel::TString m_tsLibraryName;
-    std::span<const ScriptEntry> m_scripts;
-    Cryptoki m_cryptoki;
-    Slots m_slots;
-    Session m_session{m_cryptoki};
-    AccessValues m_access;
+    std::span<const plugin::ScriptEntry> m_scripts;
+    plugin::Cryptoki m_cryptoki;
+    plugin::Slots m_slots;
+    plugin::Session m_session{m_cryptoki};
+    plugin::AccessValues m_access;
     bool m_isTerminated = false;   ///< initialize may be called
     bool m_isReady = false;        ///< the library is bound and Cryptoki is initialised
     bool m_isFinalizeOwed = false; ///< this object's own C_Initialize succeeded

@@ -10,6 +10,8 @@
 #include "util/Owned.h"
 #include "util/Texts.h"
 
+using namespace plugin;
+
 namespace {
 
 /// Clears the SO PINs that an operation supplies when it ends, however it ends.
@@ -36,7 +38,7 @@ void traceOutputs(const Trace& trace, const Zel::Vector<Zel::Parameter>& outputs
 
 } // namespace
 
-void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params) {
+void plugin::traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params) {
     if (!Trace::isEnabled(TraceLevel::Value)) {
         return;
     }

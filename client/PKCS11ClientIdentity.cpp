@@ -5,6 +5,8 @@
 #include "util/Conversions.h"
 #include "util/VersionInfo.h"
 
+using namespace plugin;
+
 namespace {
 
 /// What a query answers, or an empty text when there is no memory for it: queries never throw.

@@ -6,6 +6,8 @@
 
 #include "util/VersionInfo.h"
 
+namespace plugin {
+
 namespace {
 
 void* attachedModule = nullptr;
@@ -39,3 +41,5 @@ void* pluginModule::handle() {
 const wchar_t* pluginModule::clientVersion() {
     return version;
 }
+
+} // namespace plugin

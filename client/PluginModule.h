@@ -1,7 +1,7 @@
 #pragma once
 
-/// The plug-in's own library: known from the moment when the process attached it.
-namespace pluginModule {
+/// The plug-in's own library, known once the process has loaded it.
+namespace plugin::pluginModule {
 
 /// Keeps the handle and reads the file version from it. Throws nothing: without memory the version is "?".
 void attach(void* module);
@@ -10,4 +10,4 @@ void attach(void* module);
 /// Four numbers joined by dots, or "?".
 [[nodiscard]] const wchar_t* clientVersion();
 
-} // namespace pluginModule
+} // namespace plugin::pluginModule

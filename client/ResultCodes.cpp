@@ -79,6 +79,6 @@ Zel::TString clientErrorCode(CK_RV rv) {
     return hexNumberText(row != kRows.end() && row->rv == rv ? row->clientCode : kAnyOther);
 }
 
-Zel::TString errorText(const Result& result) {
+Zel::TString plugin::errorText(const Result& result) {
     return result.isClientCode() ? hexNumberText(result.clientCode()) : clientErrorCode(result.rv());
 }

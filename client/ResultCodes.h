@@ -11,5 +11,9 @@
 /// The client error code of a Cryptoki result, as text. A result without a code of its own gives 33013.
 [[nodiscard]] Zel::TString clientErrorCode(CK_RV rv);
 
+namespace plugin {
+
 /// The value of the output parameter "ERROR".
 [[nodiscard]] Zel::TString errorText(const Result& result);
+
+} // namespace plugin

@@ -8,6 +8,8 @@
 #include "token/Session.h"
 #include "token/Slots.h"
 
+namespace plugin {
+
 /// What one script works with, and all that it can touch: the token through its slots and session, the access values,
 /// its own parameters (null when the operation has none) and its outputs.
 struct ScriptContext {
@@ -31,3 +33,5 @@ struct ScriptEntry {
     const wchar_t* method;  ///< what the trace calls it by
     Result (*run)(ScriptContext& script, const Trace& trace);
 };
+
+} // namespace plugin

@@ -8,6 +8,8 @@
 #include <windows.h>
 #endif
 
+namespace plugin {
+
 void onEntry(void* module, unsigned int reason) {
     rylogSetModuleName(Trace::kModuleName);
     const Trace trace(L"DllMain", Trace::kExports);
@@ -31,10 +33,12 @@ void onEntry(void* module, unsigned int reason) {
     }
 }
 
+} // namespace plugin
+
 #if defined(_WIN32)
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
-    onEntry(module, reason);
+    plugin::onEntry(module, reason);
     return TRUE;
 }
 
@@ -42,13 +46,15 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
 
 namespace {
 
-// The loader tells a library of the process alone, and its handle is any address inside it.
+using plugin::EntryReason;
+
+// The loader announces the process alone to a library, and the handle is any address inside it.
 __attribute__((constructor)) void attachProcess() {
-    onEntry(reinterpret_cast<void*>(&attachProcess), static_cast<unsigned int>(EntryReason::ProcessAttach));
+    plugin::onEntry(reinterpret_cast<void*>(&attachProcess), static_cast<unsigned int>(EntryReason::ProcessAttach));
 }
 
 __attribute__((destructor)) void detachProcess() {
-    onEntry(reinterpret_cast<void*>(&attachProcess), static_cast<unsigned int>(EntryReason::ProcessDetach));
+    plugin::onEntry(reinterpret_cast<void*>(&attachProcess), static_cast<unsigned int>(EntryReason::ProcessDetach));
 }
 
 } // namespace

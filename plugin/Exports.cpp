@@ -13,6 +13,8 @@
 #include "util/Elements.h"
 #include "util/Trace.h"
 
+using namespace plugin;
+
 namespace {
 
 /// What the creation parameters say.

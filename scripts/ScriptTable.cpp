@@ -2,6 +2,8 @@
 
 #include "scripts/Scripts.h"
 
+namespace plugin {
+
 namespace {
 
 // The trace spells some names in a way of its own.
@@ -31,3 +33,5 @@ constexpr ScriptEntry kScripts[] = {
 std::span<const ScriptEntry> scriptTable() {
     return kScripts;
 }
+
+} // namespace plugin

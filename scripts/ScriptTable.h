@@ -4,5 +4,9 @@
 
 #include "client/ScriptContext.h"
 
+namespace plugin {
+
 /// All scripts, in the order in which getSupportedScripts lists them.
 [[nodiscard]] std::span<const ScriptEntry> scriptTable();
+
+} // namespace plugin

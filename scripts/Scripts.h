@@ -4,7 +4,7 @@
 
 /// The scripts, each in the source file of its family. Every one appends its own outputs and returns what "ERROR" is to
 /// say; token failures and bad parameters never throw.
-namespace scripts {
+namespace plugin::scripts {
 
 Result getReaderList(ScriptContext& script, const Trace& trace);
 Result getPlatformIdentifiers(ScriptContext& script, const Trace& trace);
@@ -25,4 +25,4 @@ Result signData(ScriptContext& script, const Trace& trace);
 Result beginSynchronization(ScriptContext& script, const Trace& trace);
 Result endSynchronization(ScriptContext& script, const Trace& trace);
 
-} // namespace scripts
+} // namespace plugin::scripts

@@ -2,6 +2,8 @@
 
 #include <array>
 
+namespace plugin {
+
 namespace {
 
 constexpr std::size_t kMostAttributes = 2;
@@ -92,3 +94,5 @@ CK_RV readAttributes(const Session& session, const Trace& trace, CK_OBJECT_HANDL
     traceValues(trace, attributes);
     return CKR_OK;
 }
+
+} // namespace plugin

@@ -5,6 +5,8 @@
 #include "text/SecretBuffer.h"
 #include "token/Session.h"
 
+namespace plugin {
+
 /// An attribute to read, and what was read.
 struct ReadAttribute {
     CK_ATTRIBUTE_TYPE type;
@@ -36,3 +38,5 @@ private:
 /// The lines of several attributes carry an index ("Template[0]"), those of a single one do not.
 [[nodiscard]] CK_RV readAttributes(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObject,
                                    std::span<ReadAttribute> attributes, AttributeBudget& budget);
+
+} // namespace plugin

@@ -4,6 +4,8 @@
 
 #include "text/SecureZero.h"
 
+namespace plugin {
+
 AttributeTemplate::AttributeTemplate(std::size_t capacity, std::initializer_list<CK_ATTRIBUTE_TYPE> presetTypes)
     : m_capacity(std::min(capacity, kCapacity)) {
     for (std::size_t i = 0; i < std::min(presetTypes.size(), kCapacity); ++i) {
@@ -100,3 +102,5 @@ AttributeTemplate::Entry* AttributeTemplate::entryFor(CK_ATTRIBUTE_TYPE type) {
     entry.setFor = type;
     return &entry;
 }
+
+} // namespace plugin

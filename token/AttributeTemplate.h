@@ -9,6 +9,8 @@
 #include "cryptoki/cryptoki.h"
 #include "text/SecretBuffer.h"
 
+namespace plugin {
+
 /// A Cryptoki template: entries in the order in which they were set. It owns every value and wipes it at its end.
 ///
 ///     AttributeTemplate certificate(12);
@@ -81,3 +83,5 @@ private:
     std::size_t m_fixedCount = 0;
     std::size_t m_reserved = 0;
 };
+
+} // namespace plugin

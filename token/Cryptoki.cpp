@@ -1,5 +1,7 @@
 #include "token/Cryptoki.h"
 
+namespace plugin {
+
 void Cryptoki::bind(const Trace& trace, const platform::DynamicLibrary& library) {
     m_pFunctionList = nullptr;
     trace.write(TraceLevel::Call, L": C_GetFunctionList");
@@ -14,3 +16,5 @@ void Cryptoki::bind(const Trace& trace, const platform::DynamicLibrary& library)
         trace.failure(L": C_GetFunctionList failed 0x%x", rv);
     }
 }
+
+} // namespace plugin

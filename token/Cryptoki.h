@@ -8,6 +8,8 @@
 #include "platform/ForcedUnwind.h"
 #include "util/Trace.h"
 
+namespace plugin {
+
 /// A Cryptoki function by its place in the module's function list, with its name for the trace.
 template <auto Member>
 struct CryptokiFunction {
@@ -95,3 +97,5 @@ private:
 
     CK_FUNCTION_LIST* m_pFunctionList = nullptr;
 };
+
+} // namespace plugin

@@ -2,6 +2,8 @@
 
 #include "token/Cryptoki.h"
 
+namespace plugin {
+
 /// How the trace announces a call and reports its failure. Each method has its own way, which hosts' tools know.
 struct CallStyle {
     enum class Announcement {
@@ -97,3 +99,5 @@ private:
     CryptokiFunction<Member> m_function;
     CallStyle m_style;
 };
+
+} // namespace plugin

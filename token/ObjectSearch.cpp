@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace plugin {
+
 void traceEntryType(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries, std::size_t index) {
     trace.write(TraceLevel::Value, L": --> %ws[%d].type=0x%x", name, index, entries.at(index).type);
 }
@@ -88,3 +90,5 @@ Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace st
     }
     return search.finish();
 }
+
+} // namespace plugin

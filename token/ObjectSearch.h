@@ -6,6 +6,8 @@
 #include "token/Result.h"
 #include "token/Session.h"
 
+namespace plugin {
+
 /// How a script's trace shows its search; each has its own way.
 struct SearchTrace {
     enum class Entries { TypeThenValue, ValueThenType };
@@ -58,3 +60,5 @@ void traceEntryTypes(const Trace& trace, const wchar_t* name, const AttributeTem
 /// ": --> Template[i].pValue" with a dump.
 void traceEntryValue(const Trace& trace, const AttributeTemplate& entries, std::size_t index);
 void traceEntryType(const Trace& trace, const wchar_t* name, const AttributeTemplate& entries, std::size_t index);
+
+} // namespace plugin

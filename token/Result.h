@@ -4,6 +4,8 @@
 
 #include "cryptoki/cryptoki.h"
 
+namespace plugin {
+
 /// Client error codes that the plug-in chooses by itself; all others stand for a result of the module.
 namespace ClientCode {
 inline constexpr std::uint32_t kBadParameter = 33004;        ///< precondition or parameter failure
@@ -33,3 +35,5 @@ private:
     CK_RV m_rv;
     std::uint32_t m_clientCode = 0;
 };
+
+} // namespace plugin

@@ -1,5 +1,7 @@
 #include "token/Session.h"
 
+namespace plugin {
+
 void traceSessionInfo(const Trace& trace, const CK_SESSION_INFO& info) {
     trace.write(TraceLevel::Value, L": <-- sessionInfo.slotID=%d", info.slotID);
     trace.write(TraceLevel::Value, L": <-- sessionInfo.state=0x%x", info.state);
@@ -90,3 +92,5 @@ CK_RV Session::readLastTry(const Trace& trace, CK_FLAGS flag, bool& lastTry) con
     }
     return CKR_OK;
 }
+
+} // namespace plugin

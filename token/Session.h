@@ -5,6 +5,8 @@
 #include "token/CryptokiCall.h"
 #include "zel/TString.h"
 
+namespace plugin {
+
 /// Who is logged in on a session, by its state.
 enum class AuthenticatedUser : std::uint32_t {
     Nobody = 1,
@@ -80,5 +82,7 @@ private:
     CK_SESSION_HANDLE m_hSession = kNoSession;
 };
 
-/// The four lines that tell what C_GetSessionInfo answered.
+/// Traces the answer of C_GetSessionInfo in four lines.
 void traceSessionInfo(const Trace& trace, const CK_SESSION_INFO& info);
+
+} // namespace plugin

@@ -1,6 +1,8 @@
 #include "text/SecretBuffer.h"
 #include "token/Session.h"
 
+namespace plugin {
+
 namespace {
 
 AuthenticatedUser userOf(CK_STATE state) {
@@ -82,3 +84,5 @@ CK_RV Session::loginWithPin(const Trace& trace, std::span<const std::uint8_t> pi
         .note(L": --> CKU_USER")
         .run(m_hSession, CKU_USER, bytes.data(), bytes.size());
 }
+
+} // namespace plugin

@@ -8,6 +8,8 @@
 #include "util/Conversions.h"
 #include "util/Elements.h"
 
+namespace plugin {
+
 namespace {
 
 /// The description as the bytes of a name: without trailing blanks (only spaces count), up to the first zero byte.
@@ -114,3 +116,5 @@ CK_SLOT_ID Slots::getSlotIDFromReaderName(Zel::TString readerName) {
     trace.write(TraceLevel::Exit, L" :slotID=0x%02X", slotID);
     return slotID;
 }
+
+} // namespace plugin

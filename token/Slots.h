@@ -5,6 +5,8 @@
 #include "zel/TString.h"
 #include "zel/Vector.h"
 
+namespace plugin {
+
 /// The module's slots under the names that hosts know: each is called by its slot description, as upper-case
 /// hexadecimal text. The list is a cache, filled on first need and replaced only by getSlotVector.
 class Slots {
@@ -31,3 +33,5 @@ private:
     Zel::TString m_tsReaderPrefix;
     Zel::Vector<CReader> m_readers;
 };
+
+} // namespace plugin

@@ -4,6 +4,8 @@
 
 #include "zel/Vector.h"
 
+namespace plugin {
+
 /// The elements of one of the framework's vectors in a range-based loop; null is an empty range:
 ///
 ///     for (const Zel::Parameter& parameter : elements(params)) { … }
@@ -44,3 +46,5 @@ template <class T>
 [[nodiscard]] Elements<T> elements(const Zel::Vector<T>& vector) {
     return Elements<T>(&vector);
 }
+
+} // namespace plugin

@@ -4,6 +4,8 @@
 
 #include "zel/BaseDLLInterface.h"
 
+namespace plugin {
+
 /// Gives an object of the framework back to the library that made it.
 struct Destroy {
     void operator()(Zel::BaseDLLInterface* object) const { object->destroy(); }
@@ -12,3 +14,5 @@ struct Destroy {
 /// The owner of an object of the framework.
 template <class T>
 using Owned = std::unique_ptr<T, Destroy>;
+
+} // namespace plugin

@@ -5,6 +5,8 @@
 
 #include "zel/TString.h"
 
+namespace plugin {
+
 /// Whether the text is exactly this name. Scripts compare each parameter with every name that they know, and most end
 /// at the length, which costs nothing.
 [[nodiscard]] inline bool equals(const Zel::TString& text, std::wstring_view name) noexcept {
@@ -16,3 +18,5 @@ template <std::size_t Size>
 [[nodiscard]] bool equals(const Zel::TString& text, const wchar_t (&literal)[Size]) noexcept {
     return equals(text, std::wstring_view(literal, Size - 1));
 }
+
+} // namespace plugin

@@ -4,6 +4,8 @@
 #include <cwchar>
 #include <iterator>
 
+namespace plugin {
+
 const wchar_t Trace::kName[] = L"%ws%ws";
 const wchar_t Trace::kOutput[] = L"%ws%ws: <-- %ws=0x%x";
 const wchar_t Trace::kFailed[] = L"%ws%ws : %ws 0x%02x : failed";
@@ -15,3 +17,5 @@ Trace::Format::Format(const wchar_t* tail) {
     const std::size_t length = std::min(std::wcslen(tail), static_cast<std::size_t>(std::end(text) - behind) - 1);
     *std::copy_n(tail, length, behind) = L'\0';
 }
+
+} // namespace plugin

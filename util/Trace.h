@@ -7,6 +7,8 @@
 #include "ry/rylog.h"
 #include "zel/TString.h"
 
+namespace plugin {
+
 /// Levels of the trace; each message has exactly one.
 enum class TraceLevel : std::uint32_t {
     Failure = 1, ///< failed call, bad parameter, precondition not met
@@ -149,3 +151,5 @@ template <class Body>
 auto traced(const wchar_t* method, Body body) {
     return traced(Trace(method), body);
 }
+
+} // namespace plugin

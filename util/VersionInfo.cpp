@@ -8,6 +8,8 @@
 #include "platform/DynamicLibrary.h"
 #include "platform/VersionResource.h"
 
+namespace plugin {
+
 namespace {
 
 std::optional<platform::VersionResource> openModule(void* module) {
@@ -39,3 +41,5 @@ Zel::TString versionString(void* module, const wchar_t* key) {
     const std::optional<platform::VersionResource> resource = openModule(module);
     return resource ? Zel::TString(resource->string(key).c_str()) : Zel::TString();
 }
+
+} // namespace plugin

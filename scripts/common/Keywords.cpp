@@ -9,12 +9,12 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
-using scripts::Keyword;
-using scripts::UnreadableLabel;
-using enum scripts::KeywordForm;
-using enum scripts::KeywordHalf;
+using enum KeywordForm;
+using enum KeywordHalf;
 
 constexpr Keyword kKeyKeywords[] = {
     {L"TOKEN", CKA_TOKEN, Boolean, Both},
@@ -67,7 +67,7 @@ Result applyBytes(const Trace& trace, const Keyword& keyword, const Zel::TString
         return CKR_OK;
     }
     if (!target.hasRoomFor(keyword.attribute)) {
-        return scripts::badParameter(trace, keyword.id.data(), value);
+        return badParameter(trace, keyword.id.data(), value);
     }
     if (bytes.isEmpty()) {
         target.setWithoutValue(keyword.attribute);
@@ -83,7 +83,7 @@ Result applyBytes(const Trace& trace, const Keyword& keyword, const Zel::TString
 /// The number that a category or an algorithm stands for; nullopt for an unknown one.
 std::optional<CK_ULONG> numberOf(const Keyword& keyword, const Zel::TString& value) {
     if (keyword.form == RsaAlgorithm) {
-        return equals(value, scripts::kRsaEncryption) ? std::optional<CK_ULONG>(CKK_RSA) : std::nullopt;
+        return equals(value, kRsaEncryption) ? std::optional<CK_ULONG>(CKK_RSA) : std::nullopt;
     }
     if (equals(value, L"USER")) {
         return kTokenUser;
@@ -95,10 +95,10 @@ Result applyNumber(const Trace& trace, const Keyword& keyword, const Zel::TStrin
     const std::optional<CK_ULONG> number = numberOf(keyword, value);
     if (!number) {
         // A bad category names CERT_TYPE: operators' tools look for this text.
-        return scripts::badParameter(trace, keyword.form == Category ? L"CERT_TYPE" : keyword.id.data(), value);
+        return badParameter(trace, keyword.form == Category ? L"CERT_TYPE" : keyword.id.data(), value);
     }
     if (!target.hasRoomFor(keyword.attribute)) {
-        return scripts::badParameter(trace, keyword.id.data(), value);
+        return badParameter(trace, keyword.id.data(), value);
     }
     target.setNumber(keyword.attribute, *number);
     return CKR_OK;
@@ -106,7 +106,7 @@ Result applyNumber(const Trace& trace, const Keyword& keyword, const Zel::TStrin
 
 Result applyBoolean(const Trace& trace, const Keyword& keyword, const Zel::TString& value, AttributeTemplate& target) {
     if (!target.hasRoomFor(keyword.attribute)) {
-        return scripts::badParameter(trace, keyword.id.data(), value);
+        return badParameter(trace, keyword.id.data(), value);
     }
     target.setBoolean(keyword.attribute, equals(value, L"1"));
     return CKR_OK;
@@ -127,27 +127,27 @@ Result applyTo(const Trace& trace, const Keyword& keyword, const Zel::TString& v
     return applyBytes(trace, keyword, value, unreadableLabel, target);
 }
 
-bool goesTo(const Keyword& keyword, scripts::KeywordHalf half) {
+bool goesTo(const Keyword& keyword, KeywordHalf half) {
     return (static_cast<unsigned int>(keyword.half) & static_cast<unsigned int>(half)) != 0;
 }
 
 } // namespace
 
-std::span<const Keyword> scripts::keyKeywords() {
+std::span<const Keyword> keyKeywords() {
     return kKeyKeywords;
 }
 
-std::span<const Keyword> scripts::certificateKeywords() {
+std::span<const Keyword> certificateKeywords() {
     return kCertificateKeywords;
 }
 
-std::span<const Keyword> scripts::keySearchKeywords() {
+std::span<const Keyword> keySearchKeywords() {
     return kKeySearchKeywords;
 }
 
-Result scripts::applyKeywords(const Trace& trace, const Zel::Vector<Zel::Parameter>& params,
-                              std::span<const Keyword> keywords, UnreadableLabel unreadableLabel,
-                              AttributeTemplate* publicTemplate, AttributeTemplate* privateTemplate) {
+Result applyKeywords(const Trace& trace, const Zel::Vector<Zel::Parameter>& params, std::span<const Keyword> keywords,
+                     UnreadableLabel unreadableLabel, AttributeTemplate* publicTemplate,
+                     AttributeTemplate* privateTemplate) {
     for (const Zel::Parameter& parameter : elements(params)) {
         const Zel::TString& id = parameter.getId();
         const auto keyword =
@@ -168,3 +168,5 @@ Result scripts::applyKeywords(const Trace& trace, const Zel::Vector<Zel::Paramet
     }
     return CKR_OK;
 }
+
+} // namespace plugin

@@ -9,7 +9,7 @@
 // What the keywords of the object scripts mean: data, once. A keyword is the id of an operation parameter; it sets one
 // attribute: it overwrites a fixed entry of that attribute, else it adds an entry, also when it comes again.
 
-namespace scripts {
+namespace plugin {
 
 enum class KeywordForm {
     Boolean,      ///< "1" is true, every other text false
@@ -53,4 +53,4 @@ enum class UnreadableLabel {
                                    std::span<const Keyword> keywords, UnreadableLabel unreadableLabel,
                                    AttributeTemplate* publicTemplate, AttributeTemplate* privateTemplate = nullptr);
 
-} // namespace scripts
+} // namespace plugin

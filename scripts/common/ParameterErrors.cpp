@@ -1,16 +1,20 @@
 #include "scripts/common/ParameterErrors.h"
 
-Result scripts::noParameters(const Trace& trace) {
+namespace plugin {
+
+Result noParameters(const Trace& trace) {
     trace.failure(L": Bad parameter : pOpParams=NULL");
     return Result::badParameter();
 }
 
-Result scripts::notFound(const Trace& trace, const Zel::TString& id) {
+Result notFound(const Trace& trace, const Zel::TString& id) {
     trace.failure(L": %ws parameter not found", id);
     return Result::badParameter();
 }
 
-Result scripts::badParameter(const Trace& trace, const Zel::TString& id, const Zel::TString& value) {
+Result badParameter(const Trace& trace, const Zel::TString& id, const Zel::TString& value) {
     trace.failure(L": Bad parameter %ws: %ws", id, value);
     return Result::badParameter();
 }
+
+} // namespace plugin

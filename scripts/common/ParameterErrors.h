@@ -2,9 +2,9 @@
 
 #include "client/ScriptContext.h"
 
-// The ways in which a script refuses its parameters: each tells what is wrong at level 1 and is client code 33004.
+// The ways in which a script refuses its parameters: each logs the fault at level 1 and gives client code 33004.
 
-namespace scripts {
+namespace plugin {
 
 /// ": Bad parameter : pOpParams=NULL": the operation came without any parameters.
 [[nodiscard]] Result noParameters(const Trace& trace);
@@ -13,4 +13,4 @@ namespace scripts {
 /// ": Bad parameter ID: value". Not for secrets.
 [[nodiscard]] Result badParameter(const Trace& trace, const Zel::TString& id, const Zel::TString& value);
 
-} // namespace scripts
+} // namespace plugin

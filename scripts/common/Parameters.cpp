@@ -3,7 +3,9 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
-const Zel::Parameter* scripts::firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id) {
+namespace plugin {
+
+const Zel::Parameter* firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id) {
     for (const Zel::Parameter& parameter : elements(params)) {
         if (equals(parameter.getId(), id)) {
             return &parameter;
@@ -11,3 +13,5 @@ const Zel::Parameter* scripts::firstNamed(const Zel::Vector<Zel::Parameter>& par
     }
     return nullptr;
 }
+
+} // namespace plugin

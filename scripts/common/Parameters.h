@@ -5,9 +5,9 @@
 #include "zel/Parameter.h"
 #include "zel/Vector.h"
 
-namespace scripts {
+namespace plugin {
 
 /// The first parameter of that id (exact), null when there is none.
 [[nodiscard]] const Zel::Parameter* firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id);
 
-} // namespace scripts
+} // namespace plugin

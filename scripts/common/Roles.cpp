@@ -2,7 +2,9 @@
 
 #include "util/Texts.h"
 
-std::optional<CK_USER_TYPE> scripts::userTypeOf(const Zel::TString& value) {
+namespace plugin {
+
+std::optional<CK_USER_TYPE> userTypeOf(const Zel::TString& value) {
     if (equals(value, L"USER")) {
         return CKU_USER;
     }
@@ -12,8 +14,8 @@ std::optional<CK_USER_TYPE> scripts::userTypeOf(const Zel::TString& value) {
     return std::nullopt;
 }
 
-bool scripts::takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER_TYPE role, bool isRoleGiven,
-                            SecretBuffer& pin) {
+bool takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER_TYPE role, bool isRoleGiven,
+                   SecretBuffer& pin) {
     if (role != stored.role && (isRoleGiven || !stored.isEmpty)) {
         trace.failure(L": the PIN is provided in accessParam (not in a script parameter) but script PINID (0x%02x) "
                       L"different from runtime PINID(0x%02x)",
@@ -24,9 +26,11 @@ bool scripts::takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER
     return true;
 }
 
-CK_RV scripts::login(const ScriptContext& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
+CK_RV login(const ScriptContext& script, const Trace& trace, CK_USER_TYPE role, SecretBuffer& pin) {
     const CK_SESSION_HANDLE hSession = script.session.handle();
     return script.session.call(trace, cryptoki::login, kUnreported)
         .in(L"UserType", role)
         .run(hSession, role, pin.data(), pin.size());
 }
+
+} // namespace plugin

@@ -5,7 +5,7 @@
 #include "platform/Sleep.h"
 #include "scripts/common/ParameterErrors.h"
 
-namespace scripts {
+namespace plugin {
 
 CK_RV readAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn) {
     if (script.params != nullptr) {
@@ -71,4 +71,4 @@ Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, co
     return refusal == CKR_OK || result.isClientCode() ? result : Result(refusal);
 }
 
-} // namespace scripts
+} // namespace plugin

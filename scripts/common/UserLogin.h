@@ -4,7 +4,7 @@
 
 // How scripts log the user in, and log out again after a login of their own.
 
-namespace scripts {
+namespace plugin {
 
 /// Traces the operation's parameters, reads access values from them and logs the user in; a failure is traced.
 /// `loggedIn` as in Session::loginAsUser. Throws as AccessValues::readForOperation.
@@ -47,4 +47,4 @@ LogoutResult logoutUntilDone(const Session& session, const Trace& trace,
 /// The result of a script whose logout counts: a refusal along the way takes the place of everything but a client code.
 [[nodiscard]] Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, const Result& result);
 
-} // namespace scripts
+} // namespace plugin

@@ -6,6 +6,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 /// The vendor-defined attribute of a private key that carries its container name.
@@ -37,9 +39,9 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         }
     }
     if (request.keyId.isEmpty()) {
-        return scripts::notFound(trace, L"KEYID");
+        return notFound(trace, L"KEYID");
     }
-    return request.containerName.isEmpty() ? scripts::notFound(trace, L"CONTAINER_NAME") : Result(CKR_OK);
+    return request.containerName.isEmpty() ? notFound(trace, L"CONTAINER_NAME") : Result(CKR_OK);
 }
 
 Result nameKey(const ScriptContext& script, const Trace& trace) {
@@ -62,17 +64,18 @@ Result nameKey(const ScriptContext& script, const Trace& trace) {
 
 Result write(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
-    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    const Result login = requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
-    const Result result =
-        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return nameKey(script, trace); });
-    return scripts::afterLogout(script.session, trace, loggedIn, result);
+    const Result result = withOwnLogin(script.session, trace, loggedIn, [&] { return nameKey(script, trace); });
+    return afterLogout(script.session, trace, loggedIn, result);
 }
 
 } // namespace
 
-Result scripts::writeContainerName(ScriptContext& script) {
+Result writeContainerName(ScriptContext& script) {
     return traced(L"writeContainerName", [&](const Trace& trace) { return write(script, trace); });
 }
+
+} // namespace plugin

@@ -8,6 +8,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 struct Request {
@@ -20,12 +22,12 @@ Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Reques
     const Zel::TString& id = parameter.getId();
     const Zel::TString& value = parameter.getValue();
     if (equals(id, L"ALGOID")) {
-        request.isRsa = equals(value, scripts::kRsaEncryption);
-        return request.isRsa ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
+        request.isRsa = equals(value, kRsaEncryption);
+        return request.isRsa ? Result(CKR_OK) : badParameter(trace, id, value);
     }
     if (equals(id, L"KEYSIZE")) {
         request.modulusBits = equals(value, L"1024") ? 1024 : equals(value, L"2048") ? 2048 : 0;
-        return request.modulusBits != 0 ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
+        return request.modulusBits != 0 ? Result(CKR_OK) : badParameter(trace, id, value);
     }
     if (equals(id, L"PUBLICEXPONENT")) {
         SecretBuffer exponent = TStringB642Binary(value);
@@ -44,12 +46,12 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         }
     }
     if (!request.isRsa) {
-        return scripts::notFound(trace, L"ALGOID");
+        return notFound(trace, L"ALGOID");
     }
     if (request.modulusBits == 0) {
-        return scripts::notFound(trace, L"KEYSIZE");
+        return notFound(trace, L"KEYSIZE");
     }
-    return request.publicExponent.isEmpty() ? scripts::notFound(trace, L"PUBLICEXPONENT") : Result(CKR_OK);
+    return request.publicExponent.isEmpty() ? notFound(trace, L"PUBLICEXPONENT") : Result(CKR_OK);
 }
 
 Result generate(const ScriptContext& script, const Trace& trace, AttributeTemplate& publicKey,
@@ -87,8 +89,8 @@ Result generateFor(ScriptContext& script, const Trace& trace, Request& request) 
     privateKey.setBoolean(CKA_PRIVATE, true);
     privateKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
     privateKey.endFixed();
-    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(),
-                                                  scripts::UnreadableLabel::Counted, &publicKey, &privateKey);
+    const Result applied =
+        applyKeywords(trace, *script.params, keyKeywords(), UnreadableLabel::Counted, &publicKey, &privateKey);
     if (!applied.isOk()) {
         return applied;
     }
@@ -110,7 +112,7 @@ Result generateFor(ScriptContext& script, const Trace& trace, Request& request) 
 /// Only a full success logs out what was logged in here; after any fault or failure the login stays.
 Result scripts::generateKeyPair(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
-    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    const Result login = requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
@@ -124,3 +126,5 @@ Result scripts::generateKeyPair(ScriptContext& script, const Trace& trace) {
     }
     return script.session.call(trace, cryptoki::logout).run(script.session.handle());
 }
+
+} // namespace plugin

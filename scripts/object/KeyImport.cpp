@@ -7,28 +7,30 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 struct Request {
     bool isRsa = false;
     bool isEncodingGiven = false;
-    scripts::RsaKey key;
+    RsaKey key;
 };
 
 Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Request& request) {
     const Zel::TString& id = parameter.getId();
     const Zel::TString& value = parameter.getValue();
     if (equals(id, L"ALGOID")) {
-        request.isRsa = equals(value, scripts::kRsaEncryption);
-        return request.isRsa ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
+        request.isRsa = equals(value, kRsaEncryption);
+        return request.isRsa ? Result(CKR_OK) : badParameter(trace, id, value);
     }
     if (equals(id, L"KEYENCODING")) {
         // Both lead to the same reading: a key that really is encrypted is not read.
         request.isEncodingGiven = equals(value, L"PKCS8.clear") || equals(value, L"PKCS8.encrypted");
-        return request.isEncodingGiven ? Result(CKR_OK) : scripts::badParameter(trace, id, value);
+        return request.isEncodingGiven ? Result(CKR_OK) : badParameter(trace, id, value);
     }
     if (equals(id, L"KEYVALUE")) {
-        request.key = scripts::getRSAKeyComponentFromTString(value);
+        request.key = getRSAKeyComponentFromTString(value);
         trace.write(TraceLevel::Value, L": key size = %u ", request.key.sizeInBits);
     }
     return CKR_OK;
@@ -42,26 +44,26 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         }
     }
     if (!request.isRsa) {
-        return scripts::notFound(trace, L"ALGOID");
+        return notFound(trace, L"ALGOID");
     }
     if (!request.isEncodingGiven) {
-        return scripts::notFound(trace, L"KEYENCODING");
+        return notFound(trace, L"KEYENCODING");
     }
-    return request.key.sizeInBits == 0 ? scripts::notFound(trace, L"KEYVALUE") : Result(CKR_OK);
+    return request.key.sizeInBits == 0 ? notFound(trace, L"KEYVALUE") : Result(CKR_OK);
 }
 
-void setPrivateHead(AttributeTemplate& privateKey, scripts::RsaKey& key) {
+void setPrivateHead(AttributeTemplate& privateKey, RsaKey& key) {
     privateKey.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
     privateKey.setBoolean(CKA_TOKEN, true);
     privateKey.setBoolean(CKA_PRIVATE, true);
     privateKey.setNumber(CKA_KEY_TYPE, CKK_RSA);
     for (std::size_t i = 0; i < key.components.size(); ++i) {
-        privateKey.setBytes(scripts::RsaKey::kAttributes[i], std::move(key.components[i]));
+        privateKey.setBytes(RsaKey::kAttributes[i], std::move(key.components[i]));
     }
     privateKey.endFixed();
 }
 
-void setPublicHead(AttributeTemplate& publicKey, const scripts::RsaKey& key) {
+void setPublicHead(AttributeTemplate& publicKey, const RsaKey& key) {
     publicKey.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     publicKey.setBoolean(CKA_TOKEN, true);
     publicKey.setBoolean(CKA_PRIVATE, false);
@@ -161,9 +163,8 @@ Result write(ScriptContext& script, const Trace& trace, bool isKeyPair) {
         setPublicHead(publicKey, request.key);
     }
     setPrivateHead(privateKey, request.key);
-    const Result applied =
-        scripts::applyKeywords(trace, *script.params, scripts::keyKeywords(), scripts::UnreadableLabel::Skipped,
-                               isKeyPair ? &publicKey : nullptr, &privateKey);
+    const Result applied = applyKeywords(trace, *script.params, keyKeywords(), UnreadableLabel::Skipped,
+                                         isKeyPair ? &publicKey : nullptr, &privateKey);
     if (!applied.isOk()) {
         return applied;
     }
@@ -176,6 +177,8 @@ Result write(ScriptContext& script, const Trace& trace, bool isKeyPair) {
 
 } // namespace
 
-Result scripts::writeKey(ScriptContext& script, bool isKeyPair) {
+Result writeKey(ScriptContext& script, bool isKeyPair) {
     return traced(L"writeKey", [&](const Trace& trace) { return write(script, trace, isKeyPair); });
 }
+
+} // namespace plugin

@@ -4,10 +4,10 @@
 
 // What "writeData" hands its operation to, by the kind of object. Each returns what "ERROR" is to say.
 
-namespace scripts {
+namespace plugin {
 
 [[nodiscard]] Result writeCertificate(ScriptContext& script);
 [[nodiscard]] Result writeKey(ScriptContext& script, bool isKeyPair);
 [[nodiscard]] Result writeContainerName(ScriptContext& script);
 
-} // namespace scripts
+} // namespace plugin

@@ -4,6 +4,8 @@
 #include "scripts/object/ReadObjects.h"
 #include "token/AttributeReading.h"
 
+namespace plugin {
+
 namespace {
 
 CK_RV readOne(ScriptContext& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number,
@@ -21,13 +23,15 @@ Result search(ScriptContext& script, const Trace& trace) {
                                     CKA_MODIFIABLE, CKA_TOKEN, CKA_PRIVATE, CKA_CERTIFICATE_CATEGORY});
     searched.setNumber(CKA_CLASS, CKO_CERTIFICATE);
     searched.endFixed();
-    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
-                                                  scripts::UnreadableLabel::Counted, &searched);
-    return applied.isOk() ? scripts::readObjects(script, trace, searched, readOne) : applied;
+    const Result applied =
+        applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Counted, &searched);
+    return applied.isOk() ? readObjects(script, trace, searched, readOne) : applied;
 }
 
 } // namespace
 
-Result scripts::readCertificate(ScriptContext& script) {
+Result readCertificate(ScriptContext& script) {
     return traced(L"readCertificate", [&](const Trace& trace) { return search(script, trace); });
 }
+
+} // namespace plugin

@@ -4,6 +4,8 @@
 #include "scripts/object/ObjectReaders.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {} // namespace
 
 /// Reading needs no login, and the session stays open. An operation that names no kind of object reads nothing.
@@ -14,17 +16,19 @@ Result scripts::readData(ScriptContext& script, const Trace& trace) {
         return rv;
     }
     if (script.params == nullptr) {
-        return scripts::noParameters(trace);
+        return noParameters(trace);
     }
-    const Zel::Parameter* const type = scripts::firstNamed(*script.params, L"OBJ_TYPE");
+    const Zel::Parameter* const type = firstNamed(*script.params, L"OBJ_TYPE");
     if (type == nullptr) {
         return CKR_OK;
     }
     if (equals(type->getValue(), L"CERTIFICATE")) {
-        return scripts::readCertificate(script);
+        return readCertificate(script);
     }
     if (equals(type->getValue(), L"KEY_PAIR")) {
-        return scripts::readKey(script);
+        return readKey(script);
     }
-    return scripts::badParameter(trace, type->getId(), type->getValue());
+    return badParameter(trace, type->getId(), type->getValue());
 }
+
+} // namespace plugin

@@ -4,6 +4,8 @@
 #include "scripts/object/ReadObjects.h"
 #include "token/AttributeReading.h"
 
+namespace plugin {
+
 namespace {
 
 CK_RV readOne(ScriptContext& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number,
@@ -26,13 +28,15 @@ Result search(ScriptContext& script, const Trace& trace) {
         8, {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID});
     searched.setNumber(CKA_CLASS, CKO_PUBLIC_KEY);
     searched.endFixed();
-    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::keySearchKeywords(),
-                                                  scripts::UnreadableLabel::Counted, &searched);
-    return applied.isOk() ? scripts::readObjects(script, trace, searched, readOne) : applied;
+    const Result applied =
+        applyKeywords(trace, *script.params, keySearchKeywords(), UnreadableLabel::Counted, &searched);
+    return applied.isOk() ? readObjects(script, trace, searched, readOne) : applied;
 }
 
 } // namespace
 
-Result scripts::readKey(ScriptContext& script) {
+Result readKey(ScriptContext& script) {
     return traced(L"readKey", [&](const Trace& trace) { return search(script, trace); });
 }
+
+} // namespace plugin

@@ -1,6 +1,8 @@
 #include "scripts/object/ReadObjects.h"
 
-Result scripts::readObjects(ScriptContext& script, const Trace& trace, AttributeTemplate& searched, ReadObject read) {
+namespace plugin {
+
+Result readObjects(ScriptContext& script, const Trace& trace, AttributeTemplate& searched, ReadObject read) {
     const ObjectSearch search(script.session, trace,
                               {.entries = SearchTrace::Entries::ValueThenType, .showsCount = true});
     CK_RV rv = search.init(searched);
@@ -33,3 +35,5 @@ Result scripts::readObjects(ScriptContext& script, const Trace& trace, Attribute
     script.outputs.setValue(countIndex, hexNumberText(total));
     return rv;
 }
+
+} // namespace plugin

@@ -5,6 +5,8 @@
 #include "token/ObjectSearch.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 constexpr SearchTrace kSearchTrace{.showsCount = true, .announcesInitTwice = true, .announcesFindTwice = true};
@@ -24,7 +26,7 @@ Result setClass(const Trace& trace, const Zel::Vector<Zel::Parameter>& params, A
         isKeyPair = true;
     } else if (!equals(value, L"ANY")) {
         // Names CERTIFICATE whatever the value was: operators' tools look for this text.
-        return scripts::badParameter(trace, L"CERTIFICATE", value);
+        return badParameter(trace, L"CERTIFICATE", value);
     }
     return CKR_OK;
 }
@@ -78,8 +80,8 @@ Result removeMatching(const ScriptContext& script, const Trace& trace) {
         return type;
     }
     searched.endFixed();
-    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
-                                                  scripts::UnreadableLabel::Skipped, &searched);
+    const Result applied =
+        applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Skipped, &searched);
     if (!applied.isOk()) {
         return applied;
     }
@@ -96,11 +98,12 @@ Result removeMatching(const ScriptContext& script, const Trace& trace) {
 
 Result scripts::removeData(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
-    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    const Result login = requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
-    const Result result =
-        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return removeMatching(script, trace); });
-    return scripts::afterLogout(script.session, trace, loggedIn, result);
+    const Result result = withOwnLogin(script.session, trace, loggedIn, [&] { return removeMatching(script, trace); });
+    return afterLogout(script.session, trace, loggedIn, result);
 }
+
+} // namespace plugin

@@ -6,6 +6,8 @@
 #include "util/Conversions.h"
 #include "util/Owned.h"
 
+namespace plugin {
+
 namespace {
 
 constexpr std::array kComponents{
@@ -32,7 +34,7 @@ SecretBuffer component(const Ry::IPrivateKey& key, Ry::RsaComponent which) {
 
 } // namespace
 
-scripts::RsaKey scripts::getRSAKeyComponentFromTString(const Zel::TString& keyValue) {
+RsaKey getRSAKeyComponentFromTString(const Zel::TString& keyValue) {
     const Trace trace(L"getRSAKeyComponentFromTString");
     RsaKey key;
     const SecretBuffer bytes = TStringB642Binary(keyValue);
@@ -51,3 +53,5 @@ scripts::RsaKey scripts::getRSAKeyComponentFromTString(const Zel::TString& keyVa
     key.sizeInBits = static_cast<CK_ULONG>(key.modulus().size() * 8);
     return key;
 }
+
+} // namespace plugin

@@ -6,7 +6,7 @@
 #include "util/Trace.h"
 #include "zel/TString.h"
 
-namespace scripts {
+namespace plugin {
 
 /// The numbers of an RSA private key, most significant byte first as Cryptoki wants them.
 struct RsaKey {
@@ -26,4 +26,4 @@ struct RsaKey {
 /// Takes a Base64 PKCS#8 structure apart. A key of size 0, with a level-1 line, when it cannot be read.
 [[nodiscard]] RsaKey getRSAKeyComponentFromTString(const Zel::TString& keyValue);
 
-} // namespace scripts
+} // namespace plugin

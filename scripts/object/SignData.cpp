@@ -7,6 +7,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 struct Request {
@@ -37,15 +39,15 @@ void completeFromParameters(const Zel::Vector<Zel::Parameter>& params, Request& 
 
 Result check(const Trace& trace, const Request& request) {
     if (request.algorithm.empty()) {
-        return scripts::notFound(trace, L"ALGOID");
+        return notFound(trace, L"ALGOID");
     }
-    if (!equals(request.algorithm, scripts::kRsaEncryption)) {
-        return scripts::badParameter(trace, L"ALGOID", request.algorithm);
+    if (!equals(request.algorithm, kRsaEncryption)) {
+        return badParameter(trace, L"ALGOID", request.algorithm);
     }
     if (request.keyId.isEmpty()) {
-        return scripts::notFound(trace, L"KEYID");
+        return notFound(trace, L"KEYID");
     }
-    return request.data.isEmpty() ? scripts::notFound(trace, L"DATA") : Result(CKR_OK);
+    return request.data.isEmpty() ? notFound(trace, L"DATA") : Result(CKR_OK);
 }
 
 CK_RV beginSigning(const ScriptContext& script, const Trace& trace, CK_OBJECT_HANDLE hKey) {
@@ -108,17 +110,19 @@ Result scripts::signData(ScriptContext& script, const Trace& trace) {
         completeFromParameters(*script.params, request);
     }
     bool loggedIn = false;
-    const CK_RV rv = scripts::readAndLogin(script, trace, loggedIn);
+    const CK_RV rv = readAndLogin(script, trace, loggedIn);
     if (rv != CKR_OK) {
         return rv;
     }
     const Result result =
-        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return signWithKey(script, trace, request); });
+        withOwnLogin(script.session, trace, loggedIn, [&] { return signWithKey(script, trace, request); });
     if (!loggedIn) {
         return result;
     }
-    // The logout's result is the last of the token, and takes the place of what failed before it; hosts tell success by
-    // "SIGNEDDATA".
-    const CK_RV last = scripts::logoutUntilDone(script.session, trace).last;
+    // The result of the logout replaces every earlier failure of the token: hosts look for "SIGNEDDATA", not at
+    // "ERROR".
+    const CK_RV last = logoutUntilDone(script.session, trace).last;
     return result.isClientCode() ? result : Result(last);
 }
+
+} // namespace plugin

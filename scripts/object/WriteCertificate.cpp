@@ -6,6 +6,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 struct Request {
@@ -19,7 +21,7 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         const Zel::TString& value = parameter.getValue();
         if (equals(id, L"CERT_TYPE")) {
             if (!equals(value, L"X_509")) {
-                return scripts::badParameter(trace, id, value);
+                return badParameter(trace, id, value);
             }
             request.isX509 = true;
         } else if (equals(id, L"DATA")) {
@@ -30,9 +32,9 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         }
     }
     if (!request.isX509) {
-        return scripts::notFound(trace, L"CERT_TYPE");
+        return notFound(trace, L"CERT_TYPE");
     }
-    return request.certificate.isEmpty() ? scripts::notFound(trace, L"DATA") : Result(CKR_OK);
+    return request.certificate.isEmpty() ? notFound(trace, L"DATA") : Result(CKR_OK);
 }
 
 Result create(const ScriptContext& script, const Trace& trace, AttributeTemplate& certificate) {
@@ -59,13 +61,15 @@ Result write(ScriptContext& script, const Trace& trace) {
     certificate.setNumber(CKA_CERTIFICATE_TYPE, CKC_X_509);
     certificate.setBytes(CKA_VALUE, std::move(request.certificate));
     certificate.endFixed();
-    const Result applied = scripts::applyKeywords(trace, *script.params, scripts::certificateKeywords(),
-                                                  scripts::UnreadableLabel::Skipped, &certificate);
+    const Result applied =
+        applyKeywords(trace, *script.params, certificateKeywords(), UnreadableLabel::Skipped, &certificate);
     return applied.isOk() ? create(script, trace, certificate) : applied;
 }
 
 } // namespace
 
-Result scripts::writeCertificate(ScriptContext& script) {
+Result writeCertificate(ScriptContext& script) {
     return traced(L"writeCertificate", [&](const Trace& trace) { return write(script, trace); });
 }
+
+} // namespace plugin

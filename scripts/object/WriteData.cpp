@@ -5,44 +5,47 @@
 #include "scripts/object/ObjectWriters.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 /// An operation that names no kind of object writes nothing and succeeds: hosts probe with it.
 Result writeByType(ScriptContext& script, const Trace& trace) {
-    const Zel::Parameter* const type = scripts::firstNamed(*script.params, L"OBJ_TYPE");
+    const Zel::Parameter* const type = firstNamed(*script.params, L"OBJ_TYPE");
     if (type == nullptr) {
         return CKR_OK;
     }
     const Zel::TString& value = type->getValue();
     if (equals(value, L"CERTIFICATE")) {
-        return scripts::writeCertificate(script);
+        return writeCertificate(script);
     }
     if (equals(value, L"PRIVATE_KEY")) {
-        return scripts::writeKey(script, false);
+        return writeKey(script, false);
     }
     if (equals(value, L"KEY_PAIR")) {
-        return scripts::writeKey(script, true);
+        return writeKey(script, true);
     }
     if (equals(value, L"CONTAINER_NAME")) {
-        return scripts::writeContainerName(script);
+        return writeContainerName(script);
     }
     // Names CONTAINER_NAME whatever the value was: operators' tools look for this text.
-    return scripts::badParameter(trace, L"CONTAINER_NAME", value);
+    return badParameter(trace, L"CONTAINER_NAME", value);
 }
 
 } // namespace
 
 Result scripts::writeData(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
-    const Result login = scripts::requireAndLogin(script, trace, loggedIn);
+    const Result login = requireAndLogin(script, trace, loggedIn);
     if (!login.isOk()) {
         return login;
     }
-    const Result result =
-        scripts::withOwnLogin(script.session, trace, loggedIn, [&] { return writeByType(script, trace); });
+    const Result result = withOwnLogin(script.session, trace, loggedIn, [&] { return writeByType(script, trace); });
     if (loggedIn) {
         // What was written is what counts; how the logout went is only traced.
-        static_cast<void>(scripts::logoutUntilDone(script.session, trace, scripts::LogoutTrace::AnnouncedOnce));
+        static_cast<void>(logoutUntilDone(script.session, trace, LogoutTrace::AnnouncedOnce));
     }
     return result;
 }
+
+} // namespace plugin

@@ -5,6 +5,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 /// What the operation itself says.
@@ -23,14 +25,14 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
             request.isAuthTypeGiven = true;
             isGood = equals(value, L"STATIC");
         } else if (equals(id, L"PINID")) {
-            request.role = scripts::userTypeOf(value);
+            request.role = userTypeOf(value);
             isGood = request.role.has_value();
         } else if (equals(id, L"PIN")) {
             request.pin = TStringHex2Binary(value);
         }
         if (!isGood) {
             // Names PINID for both: operators' tools look for this text.
-            return scripts::badParameter(trace, L"PINID", value);
+            return badParameter(trace, L"PINID", value);
         }
     }
     return CKR_OK;
@@ -57,14 +59,14 @@ Result loginWith(ScriptContext& script, const Trace& trace, CK_USER_TYPE role, S
         return rv;
     }
     SecretBuffer given = SecretBuffer::copyOf(pin.bytes()); // for a module may write into what it is given
-    rv = scripts::login(script, trace, role, given);
+    rv = login(script, trace, role, given);
     if (rv == CKR_USER_ALREADY_LOGGED_IN || rv == CKR_USER_ANOTHER_ALREADY_LOGGED_IN) {
         // Whoever is logged in makes room, once.
         rv = script.session.call(trace, cryptoki::logout).run(script.session.handle());
         if (rv != CKR_OK) {
             return rv;
         }
-        rv = scripts::login(script, trace, role, given);
+        rv = login(script, trace, role, given);
     }
     if (rv == CKR_PIN_INCORRECT) {
         reportWrongPin(script, trace, role);
@@ -86,15 +88,17 @@ Result scripts::authenticate(ScriptContext& script, const Trace& trace) {
         return read;
     }
     if (!request.isAuthTypeGiven && script.access.authType() != kAuthTypeStatic) {
-        return scripts::notFound(trace, L"AUTH_TYPE");
+        return notFound(trace, L"AUTH_TYPE");
     }
     const CK_USER_TYPE role = request.role.value_or(script.access.userType());
     if (request.pin.isEmpty() &&
-        !scripts::takeStoredPin(trace, script.access.accessPin(), role, request.role.has_value(), request.pin)) {
+        !takeStoredPin(trace, script.access.accessPin(), role, request.role.has_value(), request.pin)) {
         return Result::badParameter();
     }
     if (request.pin.isEmpty()) {
-        return scripts::notFound(trace, L"PIN");
+        return notFound(trace, L"PIN");
     }
     return loginWith(script, trace, role, request.pin);
 }
+
+} // namespace plugin

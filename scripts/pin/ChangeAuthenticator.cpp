@@ -6,6 +6,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 struct Request {
@@ -20,9 +22,9 @@ Result readGiven(const ScriptContext& script, const Trace& trace, Request& reque
         const Zel::TString& id = parameter.getId();
         const Zel::TString& value = parameter.getValue();
         if (equals(id, L"PINID")) {
-            request.givenRole = scripts::userTypeOf(value);
+            request.givenRole = userTypeOf(value);
             if (!request.givenRole) {
-                return scripts::badParameter(trace, id, value);
+                return badParameter(trace, id, value);
             }
         } else if (equals(id, L"OLD_PIN")) {
             request.oldPin = TStringHex2Binary(value);
@@ -36,18 +38,18 @@ Result readGiven(const ScriptContext& script, const Trace& trace, Request& reque
 /// What the operation does not say comes from the access values; only the old PIN proves a role, so only it is guarded.
 Result completeFromAccess(const ScriptContext& script, const Trace& trace, Request& request) {
     request.role = request.givenRole.value_or(script.access.userType());
-    if (request.oldPin.isEmpty() && !scripts::takeStoredPin(trace, script.access.accessOldPin(), request.role,
-                                                            request.givenRole.has_value(), request.oldPin)) {
+    if (request.oldPin.isEmpty() && !takeStoredPin(trace, script.access.accessOldPin(), request.role,
+                                                   request.givenRole.has_value(), request.oldPin)) {
         return Result::badParameter();
     }
     if (request.oldPin.isEmpty()) {
-        return scripts::notFound(trace, L"OLD_PIN");
+        return notFound(trace, L"OLD_PIN");
     }
     if (request.newPin.isEmpty()) {
         request.newPin = SecretBuffer::copyOf(script.access.accessNewPin().bytes.bytes());
     }
     if (request.newPin.isEmpty()) {
-        return scripts::notFound(trace, L"NEW_PIN");
+        return notFound(trace, L"NEW_PIN");
     }
     return CKR_OK;
 }
@@ -75,7 +77,7 @@ std::optional<Need> needOf(CK_STATE state, CK_USER_TYPE role) {
     }
 }
 
-/// Leaves a read/write session open and tells whether a login is needed on it.
+/// Leaves a read/write session open; `needsLogin`: a login is needed on it.
 Result prepareSession(ScriptContext& script, const Trace& trace, CK_USER_TYPE role, bool& needsLogin) {
     CK_SESSION_INFO info{};
     CK_RV rv = script.session.askSessionInfo(trace, info, CKR_SESSION_HANDLE_INVALID);
@@ -115,13 +117,13 @@ CK_RV setPin(ScriptContext& script, const Trace& trace, Request& request) {
 
 /// The login made here is undone whatever came of it; how that goes is only traced.
 CK_RV setPinLoggedIn(ScriptContext& script, const Trace& trace, Request& request) {
-    CK_RV rv = scripts::login(script, trace, request.role, request.oldPin);
+    CK_RV rv = login(script, trace, request.role, request.oldPin);
     if (rv != CKR_OK) {
         trace.failed(cryptoki::login.name, rv);
     } else {
-        rv = scripts::withOwnLogin(script.session, trace, true, [&] { return setPin(script, trace, request); });
+        rv = withOwnLogin(script.session, trace, true, [&] { return setPin(script, trace, request); });
     }
-    scripts::logoutOnce(script.session, trace);
+    logoutOnce(script.session, trace);
     return rv;
 }
 
@@ -141,3 +143,5 @@ Result scripts::changeAuthenticator(ScriptContext& script, const Trace& trace) {
     }
     return needsLogin ? setPinLoggedIn(script, trace, request) : setPin(script, trace, request);
 }
+
+} // namespace plugin

@@ -3,6 +3,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& trace) {
@@ -11,7 +13,7 @@ std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& 
         if (!equals(parameter.getId(), L"PINID")) {
             continue;
         }
-        const auto given = scripts::userTypeOf(parameter.getValue());
+        const auto given = userTypeOf(parameter.getValue());
         if (!given) {
             trace.failure(L": Bad parameter PINID: %ws", parameter.getValue());
             return std::nullopt;
@@ -21,7 +23,7 @@ std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& 
     return role;
 }
 
-/// Whether that role is the one logged in, by the session's state; a client code when the state is none.
+/// Fails unless that role is logged in, by the session's state; an unknown state gives a client code.
 Result checkLoggedIn(CK_STATE state, CK_USER_TYPE role) {
     switch (state) {
     case CKS_RO_PUBLIC_SESSION:
@@ -57,3 +59,5 @@ Result scripts::deauthenticate(ScriptContext& script, const Trace& trace) {
     }
     return script.session.call(trace, cryptoki::logout).run(script.session.handle());
 }
+
+} // namespace plugin

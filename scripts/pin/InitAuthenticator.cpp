@@ -5,9 +5,11 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
-struct Request : scripts::NewUserPin {
+struct Request : NewUserPin {
     bool isKeyIdGiven = false;
 };
 
@@ -15,14 +17,14 @@ Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Reques
     const Zel::TString& id = parameter.getId();
     if (equals(id, L"INIT_KEYID")) {
         request.isKeyIdGiven = true;
-        return scripts::requireValue(trace, parameter, L"SO");
+        return requireValue(trace, parameter, L"SO");
     }
     if (equals(id, L"INIT_KEY")) {
-        return scripts::readOfficersKey(trace, parameter, request.key);
+        return readOfficersKey(trace, parameter, request.key);
     }
     if (equals(id, L"PINID")) {
         request.isPinIdGiven = true;
-        return scripts::requireValue(trace, parameter, L"USER");
+        return requireValue(trace, parameter, L"USER");
     }
     if (equals(id, L"PIN")) {
         request.pin = TStringHex2Binary(parameter.getValue());
@@ -37,15 +39,15 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         }
     }
     if (!request.isKeyIdGiven) {
-        return scripts::notFound(trace, L"INIT_KEYID");
+        return notFound(trace, L"INIT_KEYID");
     }
     if (!request.isPinIdGiven) {
-        return scripts::notFound(trace, L"PINID");
+        return notFound(trace, L"PINID");
     }
     if (request.pin.isEmpty()) {
         request.pin = SecretBuffer::copyOf(script.access.userPin());
     }
-    return request.pin.isEmpty() ? scripts::notFound(trace, L"PIN") : Result(CKR_OK);
+    return request.pin.isEmpty() ? notFound(trace, L"PIN") : Result(CKR_OK);
 }
 
 /// Without a key nothing is opened: the login of an earlier script is relied on.
@@ -58,7 +60,7 @@ CK_RV beginInit(const ScriptContext& script, const Trace& trace, SecretBuffer& k
         trace.failed(cryptoki::openSession.name, rv);
         return rv;
     }
-    rv = scripts::loginAsOfficer(script, trace, key);
+    rv = loginAsOfficer(script, trace, key);
     if (rv != CKR_OK) {
         trace.failed(cryptoki::login.name, rv);
     }
@@ -80,3 +82,5 @@ Result scripts::initAuthenticator(ScriptContext& script, const Trace& trace) {
     }
     return setUserPin(script, trace, request);
 }
+
+} // namespace plugin

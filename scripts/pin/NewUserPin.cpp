@@ -6,7 +6,7 @@
 #include "util/Conversions.h"
 #include "util/Texts.h"
 
-namespace scripts {
+namespace plugin {
 
 Result requireList(const ScriptContext& script, const Trace& trace, const wchar_t* firstRequired) {
     if (script.params == nullptr) {
@@ -51,4 +51,4 @@ CK_RV setUserPin(ScriptContext& script, const Trace& trace, NewUserPin& request)
     return script.session.call(trace, cryptoki::logout).run(script.session.handle());
 }
 
-} // namespace scripts
+} // namespace plugin

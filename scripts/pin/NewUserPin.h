@@ -6,7 +6,7 @@
 // The two ways to a new user PIN under the security officer's authority, initialising and unlocking, in what they
 // share. Only the user PIN can be set, and only the officer can set it.
 
-namespace scripts {
+namespace plugin {
 
 struct NewUserPin {
     bool isPinIdGiven = false;
@@ -26,4 +26,4 @@ struct NewUserPin {
 /// Sets the PIN, stores it, and ends the login that was made for it. After a failure the officer stays logged in.
 [[nodiscard]] CK_RV setUserPin(ScriptContext& script, const Trace& trace, NewUserPin& request);
 
-} // namespace scripts
+} // namespace plugin

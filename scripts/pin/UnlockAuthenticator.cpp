@@ -5,9 +5,11 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
-struct Request : scripts::NewUserPin {
+struct Request : NewUserPin {
     bool isUnlockTypeGiven = false;
 };
 
@@ -15,17 +17,17 @@ Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Reques
     const Zel::TString& id = parameter.getId();
     if (equals(id, L"PINID")) {
         request.isPinIdGiven = true;
-        return scripts::requireValue(trace, parameter, L"USER");
+        return requireValue(trace, parameter, L"USER");
     }
     if (equals(id, L"UNLOCK_TYPE")) {
         request.isUnlockTypeGiven = true;
-        return scripts::requireValue(trace, parameter, L"STATIC");
+        return requireValue(trace, parameter, L"STATIC");
     }
     if (equals(id, L"UNLOCK_KEYID")) {
-        return scripts::requireValue(trace, parameter, L"SO");
+        return requireValue(trace, parameter, L"SO");
     }
     if (equals(id, L"UNLOCK_KEY")) {
-        return scripts::readOfficersKey(trace, parameter, request.key);
+        return readOfficersKey(trace, parameter, request.key);
     }
     // The first "PIN" with a value counts.
     if (equals(id, L"PIN") && request.pin.isEmpty()) {
@@ -41,13 +43,13 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
         }
     }
     if (!request.isUnlockTypeGiven) {
-        return scripts::notFound(trace, L"UNLOCK_TYPE");
+        return notFound(trace, L"UNLOCK_TYPE");
     }
     if (!request.isPinIdGiven) {
-        return scripts::notFound(trace, L"PINID");
+        return notFound(trace, L"PINID");
     }
     // Names NEW_PIN for the parameter "PIN": operators' tools look for this text.
-    return request.pin.isEmpty() ? scripts::notFound(trace, L"NEW_PIN") : Result(CKR_OK);
+    return request.pin.isEmpty() ? notFound(trace, L"NEW_PIN") : Result(CKR_OK);
 }
 
 void reportRefusedKey(ScriptContext& script, const Trace& trace, CK_RV refusal) {
@@ -75,7 +77,7 @@ CK_RV beginUnlock(ScriptContext& script, const Trace& trace, SecretBuffer& key) 
     if (key.isEmpty()) {
         return CKR_OK;
     }
-    rv = scripts::loginAsOfficer(script, trace, key);
+    rv = loginAsOfficer(script, trace, key);
     if (rv != CKR_OK) {
         reportRefusedKey(script, trace, rv);
     }
@@ -97,3 +99,5 @@ Result scripts::unlockAuthenticator(ScriptContext& script, const Trace& trace) {
     }
     return setUserPin(script, trace, request);
 }
+
+} // namespace plugin

@@ -3,6 +3,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 namespace {
 
 constexpr std::uint32_t kCardInitialised = 1;
@@ -16,7 +18,7 @@ std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& 
         if (!equals(parameter.getId(), L"PINID")) {
             continue;
         }
-        const auto role = scripts::userTypeOf(parameter.getValue());
+        const auto role = userTypeOf(parameter.getValue());
         if (!role) {
             trace.failure(L": Bad parameter PINID: %ws", parameter.getValue());
         }
@@ -114,3 +116,5 @@ Result scripts::getAuthenticatorState(ScriptContext& script, const Trace& trace)
     }
     return result;
 }
+
+} // namespace plugin

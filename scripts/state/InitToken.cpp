@@ -6,6 +6,8 @@
 #include "util/Elements.h"
 #include "util/Texts.h"
 
+namespace plugin {
+
 // "init" and "recycle" are one procedure under two sets of names.
 
 namespace {
@@ -42,18 +44,18 @@ Result readRequest(const ScriptContext& script, const Trace& trace, const Names&
         if (equals(id, names.keyId)) {
             request.isKeyIdGiven = true;
             if (!equals(value, L"SO")) {
-                return scripts::badParameter(trace, names.keyId, value);
+                return badParameter(trace, names.keyId, value);
             }
         } else if (equals(id, names.key)) {
             request.key = TStringHex2Binary(value);
             if (request.key.isEmpty()) {
-                return scripts::notFound(trace, names.key);
+                return notFound(trace, names.key);
             }
         } else if (equals(id, L"LABEL")) {
             writeLabel(value, request.label);
         }
     }
-    return request.isKeyIdGiven ? Result(CKR_OK) : scripts::notFound(trace, names.keyId);
+    return request.isKeyIdGiven ? Result(CKR_OK) : notFound(trace, names.keyId);
 }
 
 CK_RV initToken(const ScriptContext& script, const Trace& trace, Request& request) {
@@ -67,7 +69,7 @@ CK_RV initToken(const ScriptContext& script, const Trace& trace, Request& reques
 
 Result run(ScriptContext& script, const Trace& trace, const Names& names) {
     if (script.params == nullptr) {
-        return scripts::noParameters(trace);
+        return noParameters(trace);
     }
     Request request;
     const Result read = readRequest(script, trace, names, request);
@@ -92,3 +94,5 @@ Result scripts::init(ScriptContext& script, const Trace& trace) {
 Result scripts::recycle(ScriptContext& script, const Trace& trace) {
     return run(script, trace, kRecycle);
 }
+
+} // namespace plugin

@@ -5,6 +5,8 @@
 #include "util/Conversions.h"
 #include "util/Elements.h"
 
+namespace plugin {
+
 namespace {
 
 /// Prefix and name of every reader, hexadecimal text as both are held, with the hexadecimal text of a slash between.
@@ -92,3 +94,5 @@ Result scripts::getPlatformIdentifiers(ScriptContext& script, const Trace& trace
     script.outputs.push(makeParameter(L"LABEL", hexOfField(info.label)));
     return CKR_OK;
 }
+
+} // namespace plugin

@@ -1,5 +1,7 @@
 #include "scripts/Scripts.h"
 
+namespace plugin {
+
 // Markers for the host alone: nothing is done on the token.
 
 Result scripts::beginSynchronization(ScriptContext& /*script*/, const Trace& /*trace*/) {
@@ -9,3 +11,5 @@ Result scripts::beginSynchronization(ScriptContext& /*script*/, const Trace& /*t
 Result scripts::endSynchronization(ScriptContext& /*script*/, const Trace& /*trace*/) {
     return CKR_OK;
 }
+
+} // namespace plugin

@@ -7,6 +7,7 @@
 #include "tests/unit/platform/Fixture.h"
 
 using namespace Conformance;
+using plugin::onEntry;
 
 namespace {
 

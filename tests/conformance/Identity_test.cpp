@@ -10,6 +10,7 @@
 
 using namespace Conformance;
 using Fake::Function;
+using plugin::onEntry;
 
 namespace {
 

@@ -16,7 +16,7 @@ protected:
         EXPECT_EQ(slots.getSlotVector(), CKR_OK);
     }
 
-    Slots slots{gate, L""};
+    plugin::Slots slots{gate, L""};
 };
 
 TEST_F(MostSlots, sixtyFiveThousandAndSomeAreAskedFor) {

@@ -74,6 +74,7 @@ void operator delete[](void* memory, const std::nothrow_t&) noexcept {
 namespace Conformance {
 
 using Fake::Function;
+using plugin::onEntry;
 
 namespace {
 

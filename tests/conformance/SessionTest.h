@@ -23,7 +23,7 @@ protected:
         forget();
     }
 
-    Session session{gate};
+    plugin::Session session{gate};
 };
 
 } // namespace Conformance

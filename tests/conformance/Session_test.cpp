@@ -30,7 +30,7 @@ Trace asking(CK_SESSION_HANDLE session) {
 class OpenSession : public SessionTest {};
 
 TEST_F(OpenSession, noSessionStandsAtTheStart) {
-    const Session fresh(gate);
+    const plugin::Session fresh(gate);
     EXPECT_FALSE(fresh.isOpen());
     EXPECT_EQ(fresh.handle(), kNoSession);
     EXPECT_EQ(fresh.slotID(), kNoSlot);

@@ -29,7 +29,7 @@ Trace lookupExit(const std::string& slotID) {
 
 class SlotVector : public GateTest {
 protected:
-    Slots slots{gate, L""};
+    plugin::Slots slots{gate, L""};
 
     Readers readers() const {
         Readers list;
@@ -317,7 +317,7 @@ class SlotLookup : public SlotVector {
 protected:
     CK_SLOT_ID lookup(const std::string& name) { return slots.getSlotIDFromReaderName(toTString(name)); }
     CK_SLOT_ID lookupWithPrefix(const std::string& prefix, const std::string& name) {
-        return Slots(gate, toTString(prefix)).getSlotIDFromReaderName(toTString(name));
+        return plugin::Slots(gate, toTString(prefix)).getSlotIDFromReaderName(toTString(name));
     }
 };
 

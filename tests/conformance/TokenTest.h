@@ -27,7 +27,7 @@ protected:
         PluginTest::TearDown();
     }
 
-    Cryptoki gate;
+    plugin::Cryptoki gate;
 };
 
 /// `text` with blanks up to `length`, as a token's fields hold it.

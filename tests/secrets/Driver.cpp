@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <memory>
 
+using namespace plugin;
+
 namespace Secrets {
 
 namespace {

@@ -8,12 +8,9 @@
 #include <utility>
 #include <vector>
 
-namespace {
+using namespace plugin;
 
-using scripts::Keyword;
-using scripts::KeywordForm;
-using scripts::KeywordHalf;
-using scripts::UnreadableLabel;
+namespace {
 
 // The tables, row by row
 
@@ -36,57 +33,56 @@ void expectRows(std::span<const Keyword> keywords, const std::vector<Row>& rows)
 }
 
 TEST(Keywords, OfKeys) {
-    expectRows(scripts::keyKeywords(), {
-                                           {L"TOKEN", 0x001, KeywordForm::Boolean, KeywordHalf::Both},
-                                           {L"PRIVATE_PRK", 0x002, KeywordForm::Boolean, KeywordHalf::Private},
-                                           {L"PRIVATE_PUK", 0x002, KeywordForm::Boolean, KeywordHalf::Public},
-                                           {L"MODIFIABLE", 0x170, KeywordForm::Boolean, KeywordHalf::Both},
-                                           {L"DERIVE", 0x10C, KeywordForm::Boolean, KeywordHalf::Both},
-                                           {L"SENSITIVE", 0x103, KeywordForm::Boolean, KeywordHalf::Private},
-                                           {L"LABEL", 0x003, KeywordForm::Label, KeywordHalf::Both},
-                                           {L"SUBJECT", 0x101, KeywordForm::Bytes, KeywordHalf::Both},
-                                           {L"ID", 0x102, KeywordForm::Bytes, KeywordHalf::Both},
-                                           {L"ENCRYPT", 0x104, KeywordForm::Boolean, KeywordHalf::Public},
-                                           {L"DECRYPT", 0x105, KeywordForm::Boolean, KeywordHalf::Private},
-                                           {L"SIGN", 0x108, KeywordForm::Boolean, KeywordHalf::Private},
-                                           {L"SIGN_RECOVER", 0x109, KeywordForm::Boolean, KeywordHalf::Private},
-                                           {L"WRAP", 0x106, KeywordForm::Boolean, KeywordHalf::Public},
-                                           {L"UNWRAP", 0x107, KeywordForm::Boolean, KeywordHalf::Private},
-                                           {L"EXTRACTABLE", 0x162, KeywordForm::Boolean, KeywordHalf::Private},
-                                           {L"VERIFY", 0x10A, KeywordForm::Boolean, KeywordHalf::Public},
-                                           {L"VERIFY_RECOVER", 0x10B, KeywordForm::Boolean, KeywordHalf::Public},
-                                       });
+    expectRows(keyKeywords(), {
+                                  {L"TOKEN", 0x001, KeywordForm::Boolean, KeywordHalf::Both},
+                                  {L"PRIVATE_PRK", 0x002, KeywordForm::Boolean, KeywordHalf::Private},
+                                  {L"PRIVATE_PUK", 0x002, KeywordForm::Boolean, KeywordHalf::Public},
+                                  {L"MODIFIABLE", 0x170, KeywordForm::Boolean, KeywordHalf::Both},
+                                  {L"DERIVE", 0x10C, KeywordForm::Boolean, KeywordHalf::Both},
+                                  {L"SENSITIVE", 0x103, KeywordForm::Boolean, KeywordHalf::Private},
+                                  {L"LABEL", 0x003, KeywordForm::Label, KeywordHalf::Both},
+                                  {L"SUBJECT", 0x101, KeywordForm::Bytes, KeywordHalf::Both},
+                                  {L"ID", 0x102, KeywordForm::Bytes, KeywordHalf::Both},
+                                  {L"ENCRYPT", 0x104, KeywordForm::Boolean, KeywordHalf::Public},
+                                  {L"DECRYPT", 0x105, KeywordForm::Boolean, KeywordHalf::Private},
+                                  {L"SIGN", 0x108, KeywordForm::Boolean, KeywordHalf::Private},
+                                  {L"SIGN_RECOVER", 0x109, KeywordForm::Boolean, KeywordHalf::Private},
+                                  {L"WRAP", 0x106, KeywordForm::Boolean, KeywordHalf::Public},
+                                  {L"UNWRAP", 0x107, KeywordForm::Boolean, KeywordHalf::Private},
+                                  {L"EXTRACTABLE", 0x162, KeywordForm::Boolean, KeywordHalf::Private},
+                                  {L"VERIFY", 0x10A, KeywordForm::Boolean, KeywordHalf::Public},
+                                  {L"VERIFY_RECOVER", 0x10B, KeywordForm::Boolean, KeywordHalf::Public},
+                              });
 }
 
 TEST(Keywords, OfCertificates) {
-    expectRows(scripts::certificateKeywords(),
-               {
-                   {L"LABEL", 0x003, KeywordForm::Label, KeywordHalf::Public},
-                   {L"SUBJECT", 0x101, KeywordForm::Bytes, KeywordHalf::Public},
-                   {L"ID", 0x102, KeywordForm::Bytes, KeywordHalf::Public},
-                   {L"ISSUER", 0x081, KeywordForm::Bytes, KeywordHalf::Public},
-                   {L"SN", 0x082, KeywordForm::Bytes, KeywordHalf::Public},
-                   {L"TOKEN", 0x001, KeywordForm::Boolean, KeywordHalf::Public},
-                   {L"PRIVATE", 0x002, KeywordForm::Boolean, KeywordHalf::Public},
-                   {L"MODIFIABLE", 0x170, KeywordForm::Boolean, KeywordHalf::Public},
-                   {L"CERT_CATEGORY", 0x087, KeywordForm::Category, KeywordHalf::Public},
-               });
+    expectRows(certificateKeywords(), {
+                                          {L"LABEL", 0x003, KeywordForm::Label, KeywordHalf::Public},
+                                          {L"SUBJECT", 0x101, KeywordForm::Bytes, KeywordHalf::Public},
+                                          {L"ID", 0x102, KeywordForm::Bytes, KeywordHalf::Public},
+                                          {L"ISSUER", 0x081, KeywordForm::Bytes, KeywordHalf::Public},
+                                          {L"SN", 0x082, KeywordForm::Bytes, KeywordHalf::Public},
+                                          {L"TOKEN", 0x001, KeywordForm::Boolean, KeywordHalf::Public},
+                                          {L"PRIVATE", 0x002, KeywordForm::Boolean, KeywordHalf::Public},
+                                          {L"MODIFIABLE", 0x170, KeywordForm::Boolean, KeywordHalf::Public},
+                                          {L"CERT_CATEGORY", 0x087, KeywordForm::Category, KeywordHalf::Public},
+                                      });
 }
 
 TEST(Keywords, OfTheSearchForPublicKeys) {
-    expectRows(scripts::keySearchKeywords(), {
-                                                 {L"ALGOID", 0x100, KeywordForm::RsaAlgorithm, KeywordHalf::Public},
-                                                 {L"LABEL", 0x003, KeywordForm::Label, KeywordHalf::Public},
-                                                 {L"SUBJECT", 0x101, KeywordForm::Bytes, KeywordHalf::Public},
-                                                 {L"ID", 0x102, KeywordForm::Bytes, KeywordHalf::Public},
-                                                 {L"TOKEN", 0x001, KeywordForm::Boolean, KeywordHalf::Public},
-                                                 {L"PRIVATE", 0x002, KeywordForm::Boolean, KeywordHalf::Public},
-                                                 {L"MODIFIABLE", 0x170, KeywordForm::Boolean, KeywordHalf::Public},
-                                             });
+    expectRows(keySearchKeywords(), {
+                                        {L"ALGOID", 0x100, KeywordForm::RsaAlgorithm, KeywordHalf::Public},
+                                        {L"LABEL", 0x003, KeywordForm::Label, KeywordHalf::Public},
+                                        {L"SUBJECT", 0x101, KeywordForm::Bytes, KeywordHalf::Public},
+                                        {L"ID", 0x102, KeywordForm::Bytes, KeywordHalf::Public},
+                                        {L"TOKEN", 0x001, KeywordForm::Boolean, KeywordHalf::Public},
+                                        {L"PRIVATE", 0x002, KeywordForm::Boolean, KeywordHalf::Public},
+                                        {L"MODIFIABLE", 0x170, KeywordForm::Boolean, KeywordHalf::Public},
+                                    });
 }
 
 TEST(Keywords, RsaEncryptionIsNamedByItsObjectIdentifier) {
-    EXPECT_EQ(std::wstring(scripts::kRsaEncryption), L"1.2.840.113549.1.1.1");
+    EXPECT_EQ(std::wstring(kRsaEncryption), L"1.2.840.113549.1.1.1");
 }
 
 // What they do to templates
@@ -119,8 +115,7 @@ protected:
     std::wstring apply(std::span<const Keyword> keywords, AttributeTemplate* publicOne, AttributeTemplate* privateOne,
                        UnreadableLabel label = UnreadableLabel::Skipped) {
         const Trace trace(L"aMethod");
-        const Zel::TString code =
-            errorText(scripts::applyKeywords(trace, m_params, keywords, label, publicOne, privateOne));
+        const Zel::TString code = errorText(applyKeywords(trace, m_params, keywords, label, publicOne, privateOne));
         return {code.data(), code.length()};
     }
     std::wstring applyOne(std::span<const Keyword> keywords, UnreadableLabel label = UnreadableLabel::Skipped) {
@@ -139,7 +134,7 @@ private:
 };
 
 TEST_F(KeywordsApplied, NothingIsSetWithoutParameters) {
-    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &m_private), L"0");
+    EXPECT_EQ(apply(keyKeywords(), &m_public, &m_private), L"0");
     EXPECT_EQ(m_public.count(), 0U);
     EXPECT_EQ(m_private.count(), 0U);
 }
@@ -149,7 +144,7 @@ TEST_F(KeywordsApplied, OthersAreSkipped) {
     param(L"label", L"41");
     param(L"", L"41");
     param(L"ISSUER", L"41");
-    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &m_private), L"0");
+    EXPECT_EQ(apply(keyKeywords(), &m_public, &m_private), L"0");
     EXPECT_EQ(m_public.count(), 0U);
     EXPECT_EQ(m_private.count(), 0U);
 }
@@ -158,7 +153,7 @@ TEST_F(KeywordsApplied, EachHalfGetsItsOwn) {
     param(L"ENCRYPT", L"1");
     param(L"SIGN", L"1");
     param(L"ID", L"4142");
-    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &m_private), L"0");
+    EXPECT_EQ(apply(keyKeywords(), &m_public, &m_private), L"0");
     ASSERT_EQ(m_public.count(), 2U);
     EXPECT_EQ(m_public.at(0).type, CKA_ENCRYPT);
     EXPECT_EQ(m_public.at(1).type, CKA_ID);
@@ -173,7 +168,7 @@ TEST_F(KeywordsApplied, EachHalfGetsItsOwn) {
 TEST_F(KeywordsApplied, PrivateIsAKeywordForEachHalf) {
     param(L"PRIVATE_PUK", L"0");
     param(L"PRIVATE_PRK", L"1");
-    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &m_private), L"0");
+    EXPECT_EQ(apply(keyKeywords(), &m_public, &m_private), L"0");
     EXPECT_EQ(valueIn(m_public, CKA_PRIVATE), std::string("\0", 1));
     EXPECT_EQ(valueIn(m_private, CKA_PRIVATE), std::string("\1", 1));
 }
@@ -182,11 +177,11 @@ TEST_F(KeywordsApplied, AHalfThatIsNotThereIsLeftOut) {
     param(L"ENCRYPT", L"1");
     param(L"SIGN", L"1");
     param(L"LABEL", L"41");
-    EXPECT_EQ(apply(scripts::keyKeywords(), nullptr, &m_private), L"0");
+    EXPECT_EQ(apply(keyKeywords(), nullptr, &m_private), L"0");
     EXPECT_EQ(m_private.count(), 2U);
-    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, nullptr), L"0");
+    EXPECT_EQ(apply(keyKeywords(), &m_public, nullptr), L"0");
     EXPECT_EQ(m_public.count(), 2U);
-    EXPECT_EQ(apply(scripts::keyKeywords(), nullptr, nullptr), L"0");
+    EXPECT_EQ(apply(keyKeywords(), nullptr, nullptr), L"0");
 }
 
 TEST_F(KeywordsApplied, AFixedEntryIsOverwritten) {
@@ -195,7 +190,7 @@ TEST_F(KeywordsApplied, AFixedEntryIsOverwritten) {
     m_public.endFixed();
     param(L"TOKEN", L"1");
     param(L"TOKEN", L"0");
-    EXPECT_EQ(applyOne(scripts::keyKeywords()), L"0");
+    EXPECT_EQ(applyOne(keyKeywords()), L"0");
     EXPECT_EQ(m_public.count(), 2U);
     EXPECT_EQ(m_public.find(CKA_TOKEN), 1U);
     EXPECT_EQ(valueIn(m_public, CKA_TOKEN), std::string("\0", 1));
@@ -207,7 +202,7 @@ TEST_F(KeywordsApplied, OnlyOneIsTrue) {
     for (const auto& [text, expected] : values) {
         m_params.clear();
         param(L"MODIFIABLE", text);
-        EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"0");
+        EXPECT_EQ(applyOne(certificateKeywords()), L"0");
         EXPECT_EQ(valueIn(m_public, CKA_MODIFIABLE), std::string(1, expected ? '\1' : '\0'));
     }
 }
@@ -215,7 +210,7 @@ TEST_F(KeywordsApplied, OnlyOneIsTrue) {
 TEST_F(KeywordsApplied, BytesKeepTheirZeroes) {
     param(L"SUBJECT", L"0041004200");
     param(L"SN", L"00");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords()), L"0");
     EXPECT_EQ(valueIn(m_public, CKA_SUBJECT), std::string("\0A\0B\0", 5));
     EXPECT_EQ(valueIn(m_public, CKA_SERIAL_NUMBER), std::string("\0", 1));
 }
@@ -226,20 +221,20 @@ TEST_F(KeywordsApplied, BytesThatDecodeToNothingSetNothing) {
         param(id, L"4");
         param(id, L"xy");
     }
-    EXPECT_EQ(applyOne(scripts::certificateKeywords(), UnreadableLabel::Counted), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords(), UnreadableLabel::Counted), L"0");
     EXPECT_EQ(m_public.count(), 0U);
     EXPECT_TRUE(m_complaints.empty());
 }
 
 TEST_F(KeywordsApplied, ALabelEndsAtItsFirstZeroByte) {
     param(L"LABEL", L"41004200");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords()), L"0");
     EXPECT_EQ(valueIn(m_public, CKA_LABEL), "A");
 }
 
 TEST_F(KeywordsApplied, ALabelThatBeginsWithAZeroByteIsAnEntryOfLengthZero) {
     param(L"LABEL", L"0041");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords(), UnreadableLabel::Counted), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords(), UnreadableLabel::Counted), L"0");
     ASSERT_EQ(m_public.count(), 1U);
     EXPECT_EQ(m_public.at(0).type, CKA_LABEL);
     EXPECT_EQ(m_public.at(0).ulValueLen, 0U);
@@ -248,7 +243,7 @@ TEST_F(KeywordsApplied, ALabelThatBeginsWithAZeroByteIsAnEntryOfLengthZero) {
 TEST_F(KeywordsApplied, AnUnreadableLabelIsSkippedWhereItIsToBe) {
     param(L"LABEL", L"");
     param(L"LABEL", L"label");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords(), UnreadableLabel::Skipped), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords(), UnreadableLabel::Skipped), L"0");
     EXPECT_EQ(m_public.count(), 0U);
 }
 
@@ -259,7 +254,7 @@ TEST_F(KeywordsApplied, AnUnreadableLabelIsCountedWhereItIsToBe) {
         m_params.clear();
         param(L"LABEL", value);
         param(L"ID", L"41");
-        EXPECT_EQ(apply(scripts::certificateKeywords(), &attributes, nullptr, UnreadableLabel::Counted), L"0");
+        EXPECT_EQ(apply(certificateKeywords(), &attributes, nullptr, UnreadableLabel::Counted), L"0");
         ASSERT_EQ(attributes.count(), 3U);
         EXPECT_EQ(attributes.at(1).type, CKA_SUBJECT);
         EXPECT_EQ(attributes.at(1).pValue, nullptr);
@@ -270,10 +265,10 @@ TEST_F(KeywordsApplied, AnUnreadableLabelIsCountedWhereItIsToBe) {
 
 TEST_F(KeywordsApplied, CategoriesAreNumbers) {
     param(L"CERT_CATEGORY", L"USER");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords()), L"0");
     EXPECT_EQ(valueIn(m_public, CKA_CERTIFICATE_CATEGORY), numberText(1));
     param(L"CERT_CATEGORY", L"CA");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords()), L"0");
     EXPECT_EQ(valueIn(m_public, CKA_CERTIFICATE_CATEGORY), numberText(2));
 }
 
@@ -281,21 +276,21 @@ TEST_F(KeywordsApplied, AnUnknownCategoryEndsItAndIsToldAsAType) {
     param(L"ID", L"41");
     param(L"CERT_CATEGORY", L"ca");
     param(L"LABEL", L"42");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"80ec");
+    EXPECT_EQ(applyOne(certificateKeywords()), L"80ec");
     EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter CERT_TYPE: ca"});
     EXPECT_EQ(m_public.find(CKA_LABEL), std::nullopt);
 }
 
 TEST_F(KeywordsApplied, RsaEncryptionIsTheKeyType) {
     param(L"ALGOID", L"1.2.840.113549.1.1.1");
-    EXPECT_EQ(applyOne(scripts::keySearchKeywords()), L"0");
+    EXPECT_EQ(applyOne(keySearchKeywords()), L"0");
     EXPECT_EQ(valueIn(m_public, CKA_KEY_TYPE), numberText(CKK_RSA));
 }
 
 TEST_F(KeywordsApplied, AnotherAlgorithmEndsIt) {
     param(L"ALGOID", L"1.2.840.113549.1.1.11");
     param(L"LABEL", L"42");
-    EXPECT_EQ(applyOne(scripts::keySearchKeywords()), L"80ec");
+    EXPECT_EQ(applyOne(keySearchKeywords()), L"80ec");
     EXPECT_EQ(m_complaints,
               std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ALGOID: 1.2.840.113549.1.1.11"});
     EXPECT_EQ(m_public.count(), 0U);
@@ -309,7 +304,7 @@ TEST_F(KeywordsApplied, ARepeatedKeywordAppendsAnotherEntry) {
     param(L"CERT_CATEGORY", L"USER");
     param(L"MODIFIABLE", L"0");
     param(L"CERT_CATEGORY", L"CA");
-    EXPECT_EQ(applyOne(scripts::certificateKeywords()), L"0");
+    EXPECT_EQ(applyOne(certificateKeywords()), L"0");
     const std::vector<std::pair<CK_ATTRIBUTE_TYPE, std::string>> expected = {{CKA_LABEL, "A"},
                                                                              {CKA_ID, "B"},
                                                                              {CKA_LABEL, "C"},
@@ -328,7 +323,7 @@ TEST_F(KeywordsApplied, ARepeatedKeywordAppendsAnotherEntry) {
 TEST_F(KeywordsApplied, ARepeatedKeywordOfBothHalvesAppendsToBoth) {
     param(L"ID", L"41");
     param(L"ID", L"42");
-    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &m_private), L"0");
+    EXPECT_EQ(apply(keyKeywords(), &m_public, &m_private), L"0");
     for (const AttributeTemplate* half : {&m_public, &m_private}) {
         ASSERT_EQ(half->count(), 2U);
         EXPECT_EQ(half->valueAt(0)[0], 'A');
@@ -360,7 +355,7 @@ protected:
 };
 
 TEST_F(KeywordsWithoutRoom, EveryFormIsToldWithItsKeywordAndValue) {
-    const std::span<const Keyword> certificates = scripts::certificateKeywords();
+    const std::span<const Keyword> certificates = certificateKeywords();
     expectRefused(certificates, L"LABEL", L"4142", "LABEL: 4142");
     expectRefused(certificates, L"SUBJECT", L"43", "SUBJECT: 43");
     expectRefused(certificates, L"ID", L"0a", "ID: 0a");
@@ -369,16 +364,16 @@ TEST_F(KeywordsWithoutRoom, EveryFormIsToldWithItsKeywordAndValue) {
     expectRefused(certificates, L"PRIVATE", L"1", "PRIVATE: 1");
     expectRefused(certificates, L"MODIFIABLE", L"maybe", "MODIFIABLE: maybe");
     expectRefused(certificates, L"CERT_CATEGORY", L"CA", "CERT_CATEGORY: CA");
-    expectRefused(scripts::keySearchKeywords(), L"ALGOID", L"1.2.840.113549.1.1.1", "ALGOID: 1.2.840.113549.1.1.1");
+    expectRefused(keySearchKeywords(), L"ALGOID", L"1.2.840.113549.1.1.1", "ALGOID: 1.2.840.113549.1.1.1");
 }
 
 TEST_F(KeywordsWithoutRoom, ABadCategoryIsStillToldAsAType) {
-    expectRefused(scripts::certificateKeywords(), L"CERT_CATEGORY", L"none", "CERT_TYPE: none");
+    expectRefused(certificateKeywords(), L"CERT_CATEGORY", L"none", "CERT_TYPE: none");
 }
 
 TEST_F(KeywordsWithoutRoom, AnUnreadableLabelThatIsCountedNeedsRoom) {
-    expectRefused(scripts::certificateKeywords(), L"LABEL", L"", "LABEL: ", UnreadableLabel::Counted);
-    expectRefused(scripts::certificateKeywords(), L"LABEL", L"xyz", "LABEL: xyz", UnreadableLabel::Counted);
+    expectRefused(certificateKeywords(), L"LABEL", L"", "LABEL: ", UnreadableLabel::Counted);
+    expectRefused(certificateKeywords(), L"LABEL", L"xyz", "LABEL: xyz", UnreadableLabel::Counted);
 }
 
 TEST_F(KeywordsWithoutRoom, WhatSetsNoEntryNeedsNone) {
@@ -389,7 +384,7 @@ TEST_F(KeywordsWithoutRoom, WhatSetsNoEntryNeedsNone) {
     param(L"SUBJECT", L"4");
     param(L"ID", L"");
     param(L"DATA", L"41");
-    EXPECT_EQ(apply(scripts::certificateKeywords(), &full, nullptr), L"0");
+    EXPECT_EQ(apply(certificateKeywords(), &full, nullptr), L"0");
     EXPECT_EQ(full.count(), 1U);
     EXPECT_TRUE(m_complaints.empty());
 }
@@ -398,7 +393,7 @@ TEST_F(KeywordsWithoutRoom, AFixedEntryIsStillOverwritten) {
     AttributeTemplate full(1);
     fill(full);
     param(L"TOKEN", L"0");
-    EXPECT_EQ(apply(scripts::certificateKeywords(), &full, nullptr), L"0");
+    EXPECT_EQ(apply(certificateKeywords(), &full, nullptr), L"0");
     EXPECT_EQ(valueIn(full, CKA_TOKEN), std::string("\0", 1));
 }
 
@@ -409,7 +404,7 @@ TEST_F(KeywordsWithoutRoom, TheFirstThatDoesNotFitEndsIt) {
     param(L"ID", L"42");
     param(L"TOKEN", L"0");
     param(L"LABEL", L"43");
-    EXPECT_EQ(apply(scripts::certificateKeywords(), &attributes, nullptr), L"80ec");
+    EXPECT_EQ(apply(certificateKeywords(), &attributes, nullptr), L"80ec");
     EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ID: 42"});
     EXPECT_EQ(valueIn(attributes, CKA_ID), "A");
     EXPECT_EQ(valueIn(attributes, CKA_TOKEN), std::string("\1", 1));
@@ -419,7 +414,7 @@ TEST_F(KeywordsWithoutRoom, AFullPublicHalfEndsItBeforeThePrivateOne) {
     AttributeTemplate full(1);
     fill(full);
     param(L"ID", L"41");
-    EXPECT_EQ(apply(scripts::keyKeywords(), &full, &m_private), L"80ec");
+    EXPECT_EQ(apply(keyKeywords(), &full, &m_private), L"80ec");
     EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ID: 41"});
     EXPECT_EQ(m_private.count(), 0U);
 }
@@ -429,7 +424,7 @@ TEST_F(KeywordsWithoutRoom, AFullPrivateHalfEndsItBehindThePublicOne) {
     fill(full);
     param(L"ENCRYPT", L"1");
     param(L"ID", L"41");
-    EXPECT_EQ(apply(scripts::keyKeywords(), &m_public, &full), L"80ec");
+    EXPECT_EQ(apply(keyKeywords(), &m_public, &full), L"80ec");
     EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ID: 41"});
     EXPECT_EQ(m_public.count(), 2U);
     EXPECT_EQ(valueIn(m_public, CKA_ID), "A");
@@ -441,7 +436,7 @@ TEST_F(KeywordsWithoutRoom, AReservedPlaceIsNotTaken) {
     attributes.endFixed(1);
     param(L"ID", L"41");
     param(L"ENCRYPT", L"1");
-    EXPECT_EQ(apply(scripts::keyKeywords(), &attributes, nullptr), L"80ec");
+    EXPECT_EQ(apply(keyKeywords(), &attributes, nullptr), L"80ec");
     EXPECT_EQ(m_complaints, std::vector<std::string>{"PKCS11Client::aMethod: Bad parameter ENCRYPT: 1"});
     EXPECT_EQ(attributes.count(), 2U);
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+using namespace plugin;
+
 namespace {
 
 std::wstring wide(const Zel::TString& text) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+using namespace plugin;
+
 // When a method's lines are written. Their texts are tested where the scripts are.
 
 namespace {

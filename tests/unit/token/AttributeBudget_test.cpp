@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+using namespace plugin;
+
 namespace {
 
 constexpr std::size_t kLength = 100;

@@ -12,6 +12,8 @@
 
 #include "tests/unit/HeapWatch.h"
 
+using namespace plugin;
+
 namespace {
 
 static_assert(!std::is_copy_constructible_v<AttributeTemplate>);

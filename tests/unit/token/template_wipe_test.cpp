@@ -9,6 +9,8 @@
 #include <memory>
 #include <new>
 
+using namespace plugin;
+
 namespace {
 
 constexpr std::size_t kSize = sizeof(AttributeTemplate);

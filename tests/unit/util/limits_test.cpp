@@ -9,6 +9,8 @@
 #include <new>
 #include <string>
 
+using namespace plugin;
+
 // The lengths are refused before a byte is looked at, so there need not be any.
 
 TEST(Limits, ATextLongerThanATextCanBeIsNoMemory) {

@@ -7,6 +7,8 @@
 
 #include "../platform/Fixture.h"
 
+using namespace plugin;
+
 namespace {
 
 std::wstring str(const Zel::TString& text) {

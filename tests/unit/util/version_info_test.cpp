@@ -4,6 +4,8 @@
 
 #include "../platform/Fixture.h"
 
+using namespace plugin;
+
 namespace {
 
 std::wstring str(const Zel::TString& text) {
