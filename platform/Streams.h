@@ -29,6 +29,9 @@ public:
     /// interruption came first.
     [[nodiscard]] std::optional<std::size_t> read(char* target, std::size_t room) noexcept;
 
+    /// Goes back to the beginning. Returns false where there is no way back: in a pipe, at a terminal.
+    [[nodiscard]] bool rewind() noexcept;
+
     /// What the system says about this thread's last failure, as text for a person.
     [[nodiscard]] static std::string lastError();
 

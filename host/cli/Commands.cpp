@@ -2,15 +2,19 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 
 #include "host/cli/Options.h"
 #include "host/cli/Readers.h"
+#include "host/cli/Removal.h"
 #include "host/plugin/Answers.h"
 #include "host/plugin/ClientCodes.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Spinner.h"
 #include "host/plugin/Texts.h"
+#include "host/scripts/Check.h"
 #include "host/scripts/Job.h"
+#include "host/scripts/JobCheck.h"
 #include "host/scripts/Scripts.h"
 #include "host/scripts/Session.h"
 #include "platform/Console.h"
@@ -41,13 +45,20 @@ PluginLibrary loadPlugin(const Options& options) {
     return PluginLibrary::load(options.plugin.empty() ? PluginLibrary::defaultPath() : options.plugin);
 }
 
+bool isStrictRemoval(const Options& options, const ScriptAnswer& answer) {
+    return answer.script == "removeData" && !options.raw;
+}
+
 /// Results for a program, or text for a person with what went wrong on standard error.
 ExitStatus answerScript(const Options& options, const Output& output, const ScriptAnswer& answer) {
     const ExitStatus status = answer.status();
     if (options.json) {
-        const Json line = answer.thrown
-                              ? Json({{"script", answer.script}, {"exception", thrownJson(*answer.thrown)}})
-                              : Json({{"script", answer.script}, {"response", responseJson(answer.response.get())}});
+        Json line = answer.thrown
+                        ? Json({{"script", answer.script}, {"exception", thrownJson(*answer.thrown)}})
+                        : Json({{"script", answer.script}, {"response", responseJson(answer.response.get())}});
+        if (isStrictRemoval(options, answer)) {
+            line["removed"] = answer.failures.removed;
+        }
         if (writeResult(output, jsonLine(line), status) != status) {
             return ExitStatus::Failed;
         }
@@ -61,8 +72,9 @@ ExitStatus answerScript(const Options& options, const Output& output, const Scri
     if (status != ExitStatus::Success) {
         output.message(readableFailure({.script = answer.script, .failures = answer.failures}, parameters));
     }
-    const std::string text = readableAnswer(parameters);
-    const bool hasText = status == ExitStatus::Success || text != readableAnswer(none);
+    const bool isRemoval = isStrictRemoval(options, answer);
+    const std::string text = isRemoval ? removedText(answer.failures) : readableAnswer(parameters);
+    const bool hasText = status == ExitStatus::Success || text != (isRemoval ? removedText({}) : readableAnswer(none));
     return options.json || !hasText ? status : writeResult(output, text, status);
 }
 
@@ -155,6 +167,11 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
     }
     // Choosing the reader has answered what this command asks for.
     const bool isAnswered = answer && options.command == answer->script && !parameters;
+    if (isReaderFine && !isAnswered && options.command == "removeData" && !options.raw && !options.yes) {
+        spinner.reset();
+        confirmRemoval(output, *parameters);
+        spinner.emplace(options.command, wantsSpinner(options), output.message);
+    }
     if (isReaderFine && !isAnswered) {
         answer = session.run(options.command, std::move(parameters));
     }
@@ -163,11 +180,61 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
 }
 
 ExitStatus runScript(const Options& options, const Output& output) {
-    std::optional<ParameterList> parameters;
-    if (!options.arguments.empty()) {
+    ParameterList parameters;
+    if (options.raw) {
         parameters = readArguments(options.arguments);
+    } else {
+        refuseBoundlessRemoval(options);
+        parameters = readStrictly(*findScript(options.command), options.arguments, options.reader.has_value());
     }
-    return withSession(options, output, std::move(parameters));
+    return withSession(options, output, parameters.isEmpty() ? std::nullopt : std::optional(std::move(parameters)));
+}
+
+platform::InputStream openJob(const Options& options) {
+    std::optional<platform::InputStream> input =
+        options.job == "-" ? platform::InputStream::takeStandardInput() : platform::InputStream::open(options.job);
+    if (!input) {
+        throw UsageError("cannot open the job \"" + options.job + "\": " + platform::InputStream::lastError());
+    }
+    return std::move(*input);
+}
+
+JobReader readerOf(platform::InputStream& input) {
+    return JobReader([&input](char* target, std::size_t room) {
+        const std::optional<std::size_t> count = input.read(target, room);
+        endIfInterrupted();
+        return count;
+    });
+}
+
+/// Shows what is wrong with a job, one fault a line.
+ExitStatus showFaults(const Options& options, const Output& output, const JobReport& report) {
+    Json list = Json::array();
+    std::string text;
+    for (const JobFault& fault : report.faults) {
+        list.push_back(Json({{"step", fault.step}, {"where", fault.where}, {"error", fault.text}}));
+        text += printable(fault.where + ": " + fault.text) + "\n";
+    }
+    if (report.faults.empty()) {
+        text = "no errors in " + std::to_string(report.steps) + (report.steps == 1 ? " step\n" : " steps\n");
+    }
+    const ExitStatus status = report.faults.empty() ? ExitStatus::Success : ExitStatus::Usage;
+    const Json line = Json({{"steps", report.steps}, {"faults", std::move(list)}});
+    return writeResult(output, options.json ? jsonLine(line) : text, status);
+}
+
+/// Answers the steps of a file that are none, before the first one is carried out. Returns true when there are any.
+bool answerMalformed(const Output& output, const JobReport& report) {
+    std::string lines;
+    for (const JobFault& fault : report.faults) {
+        lines += jsonLine(Json({{"step", fault.step}, {"error", fault.where + ": " + fault.text}}));
+    }
+    if (report.faults.empty()) {
+        return false;
+    }
+    const JobFault& first = report.faults.front();
+    complain(output, "nothing of the job was carried out: " + first.where + ": " + first.text);
+    return writeResult(output, lines, ExitStatus::Usage) == ExitStatus::Usage;
 }
 
 ExitStatus runJob(const Options& options, const Output& output) {
@@ -175,10 +242,18 @@ ExitStatus runJob(const Options& options, const Output& output) {
         throw UsageError(
             "--reader cannot be used with \"run\"; put a step with \"getPlatformIdentifiers\" into the job");
     }
-    std::optional<platform::InputStream> input =
-        options.job == "-" ? platform::InputStream::takeStandardInput() : platform::InputStream::open(options.job);
-    if (!input) {
-        throw UsageError("cannot open the job \"" + options.job + "\": " + platform::InputStream::lastError());
+    platform::InputStream input = openJob(options);
+    JobReader reader = readerOf(input);
+    if (options.check) {
+        return showFaults(options, output, checkJob(reader, JobDepth::Whole));
+    }
+    // What comes through a pipe is carried out as it comes.
+    if (input.rewind()) {
+        if (answerMalformed(output, checkJob(reader, JobDepth::Shape))) {
+            return ExitStatus::Usage;
+        }
+        [[maybe_unused]] const bool isBack = input.rewind();
+        reader = readerOf(input);
     }
     const PluginLibrary library = loadPlugin(options);
     JobOptions jobOptions;
@@ -187,11 +262,6 @@ ExitStatus runJob(const Options& options, const Output& output) {
     if (!options.choice.module.empty()) {
         jobOptions.creationParameters = creationParameters(options.choice);
     }
-    JobReader reader([&](char* target, std::size_t room) {
-        const std::optional<std::size_t> count = input->read(target, room);
-        endIfInterrupted();
-        return count;
-    });
     Job job(library.plugin(), output, std::move(jobOptions));
     return job.run(reader);
 }
@@ -237,7 +307,25 @@ ExitStatus checkTrace(const Output& output, ExitStatus status) {
     return status == ExitStatus::Success ? ExitStatus::Failed : status;
 }
 
+/// An option that another command is for would be without effect.
+void refuseStrayOptions(const Options& options) {
+    const bool isScript = findScript(options.command) != nullptr;
+    const std::array<std::tuple<bool, bool, const char*>, 5> rules = {{
+        {options.raw, isScript, "--raw is for scripts"},
+        {options.all, options.command == "removeData", "--all is for \"removeData\""},
+        {options.yes, options.command == "removeData", "--yes is for \"removeData\""},
+        {options.check, options.command == "run", "--check is for \"run\""},
+        {options.stopOnError, options.command == "run", "--stop-on-error is for \"run\""},
+    }};
+    for (const auto& [isGiven, isRight, text] : rules) {
+        if (isGiven && !isRight) {
+            throw UsageError(text);
+        }
+    }
+}
+
 ExitStatus runCommand(const Options& options, const Output& output) {
+    refuseStrayOptions(options);
     if (options.traceLevels > kAllLevels) {
         throw UsageError("--trace-levels is a sum of 1, 2, 4, 8 and 16, 31 at most");
     }
@@ -265,6 +353,9 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& o
     } catch (const UsageError& error) {
         complain(output, error.what());
         return ExitStatus::Usage;
+    } catch (const RefusedError& error) {
+        complain(output, error.what());
+        return ExitStatus::Refused;
     } catch (const PluginError& error) {
         complain(output, error.what());
         return ExitStatus::NoPlugin;

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/cli/Help.h"
 #include "host/plugin/Texts.h"
 #include "host/scripts/Parameters.h"
 #include "host/scripts/Scripts.h"
@@ -22,7 +23,8 @@ constexpr const char* kStatuses = "Exit status:\n"
                                   "  5  PIN wrong\n"
                                   "  6  PIN locked or expired\n"
                                   "  7  token absent, removed or not recognised\n"
-                                  "  8  a parameter is missing or bad\n";
+                                  "  8  a parameter is missing or bad\n"
+                                  "  9  refused for safety before anything was sent to the token\n";
 
 constexpr const char* kJobHelp =
     "A job is one step a line, each carried out and answered at once, or one document [STEP, ...] or\n"
@@ -37,7 +39,7 @@ constexpr const char* kJobHelp =
     "--stop-on-error is given; the exit status is that of the first failure.\n";
 
 std::string kindHelp() {
-    std::string text = "ID=VALUE passes the value as it stands. Other ways to give a value:\n";
+    std::string text = "Words, 1 and 0 stand plain, as ID=VALUE. Other values say their kind:\n";
     for (const ParameterKind& kind : parameterKinds()) {
         text += std::string("  ID=") + kind.help + "\n";
     }
@@ -63,6 +65,10 @@ void addGlobalOptions(CLI::App& app, Options& options) {
         ->type_name("MASK");
     app.add_flag("--json", options.json, "Machine-readable output");
     app.add_flag("--stop-on-error", options.stopOnError, "run: end the job after the first failed step");
+    app.add_flag("--check", options.check, "run: look for errors in the job and call nothing");
+    app.add_flag("--raw", options.raw, "scripts: pass the arguments as they stand, unchecked");
+    app.add_flag("--all", options.all, "removeData: everything, for there is no term to choose by");
+    app.add_flag("--yes", options.yes, "removeData: remove without asking");
     app.set_version_flag("--version", std::string("p11host ") + P11HOST_VERSION);
 }
 
@@ -85,7 +91,7 @@ void addCommands(CLI::App& app, Options& options) {
         ->add_option("JOB", options.job, "File with the job; \"-\": standard input")
         ->required();
     for (const Script& script : scripts()) {
-        addCommand(app, script.name, script.summary, scriptHelp(script) + "\n" + kindHelp())
+        addCommand(app, script.name, script.summary, scriptHelp(script, kHelpWidth) + "\n" + kindHelp())
             ->add_option("ARGUMENTS", options.arguments, "Parameters, each as ID=VALUE")
             ->type_name("");
     }

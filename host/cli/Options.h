@@ -19,7 +19,11 @@ struct Options {
     std::optional<std::string> trace;
     std::uint32_t traceLevels = 31;
     bool json = false;
-    bool stopOnError = false;
+    bool stopOnError = false; ///< of "run"
+    bool check = false;       ///< of "run": look at the job, call nothing
+    bool raw = false;         ///< of a script: pass its arguments as they stand
+    bool all = false;         ///< of "removeData": without a term to choose by
+    bool yes = false;         ///< the person's answer to what would be asked
     std::string command;
     std::vector<std::string> arguments; ///< ID=VALUE of a script
     std::string job;                    ///< of "run": a file, or "-"

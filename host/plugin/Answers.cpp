@@ -52,6 +52,23 @@ bool isReadable(const std::string& text) {
     return !hasControl && printable(text) == text;
 }
 
+struct Explained {
+    std::string reason;
+    std::string remedy;
+};
+
+Explained reasonAndRemedy(const Circumstances& circumstances, const ParameterList& answer) {
+    const std::optional<unsigned int> error = errorOf(answer);
+    if (!error) {
+        return {"the plug-in gave no result code",
+                "The plug-in does not know this script; \"p11host scripts\" lists those that are known here."};
+    }
+    const Advice advice = *error == 0 ? adviceForSilence(circumstances) : adviceFor(*error, circumstances);
+    const std::string result = advice.result.empty() ? "" : advice.result + ": ";
+    const std::string code = *error == 0 ? "" : " (" + std::to_string(*error) + ")";
+    return {result + advice.meaning + code, advice.remedy};
+}
+
 const char* remedyFor(const Thrown& thrown) {
     return thrown.message.find("PINID") == std::string::npos
                ? "\"--trace -\" shows what led to it."
@@ -102,16 +119,13 @@ std::string readableAnswer(const ParameterList& answer) {
 }
 
 std::string readableFailure(const Circumstances& circumstances, const ParameterList& answer) {
-    const std::string start = "p11host: " + circumstances.where + circumstances.script + " failed: ";
-    const std::optional<unsigned int> error = errorOf(answer);
-    if (!error) {
-        return start + "the plug-in gave no result code.\n" +
-               "  The plug-in does not know this script; \"p11host scripts\" lists those that are known here.\n";
-    }
-    const Advice advice = *error == 0 ? adviceForSilence(circumstances) : adviceFor(*error, circumstances);
-    const std::string result = advice.result.empty() ? "" : advice.result + ": ";
-    const std::string code = *error == 0 ? "" : " (" + std::to_string(*error) + ")";
-    return start + result + advice.meaning + code + ".\n  " + advice.remedy + "\n";
+    const auto [reason, remedy] = reasonAndRemedy(circumstances, answer);
+    return "p11host: " + circumstances.where + circumstances.script + " failed: " + reason + ".\n  " + remedy + "\n";
+}
+
+std::string failureMessage(const Circumstances& circumstances, const ParameterList& answer) {
+    const auto [reason, remedy] = reasonAndRemedy(circumstances, answer);
+    return reason + ". " + remedy;
 }
 
 std::string readableFailure(const std::string& what, const Thrown& thrown) {

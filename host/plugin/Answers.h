@@ -29,7 +29,9 @@ using Json = nlohmann::ordered_json;
 /// What happened and what can be done about it, for an answer with an "ERROR" other than 0, without one, or without the
 /// result that the script promises.
 [[nodiscard]] std::string readableFailure(const Circumstances& circumstances, const ParameterList& answer);
-/// The same for an exception; `what` is what was tried ("signData").
+/// The same as one line, without the script's name.
+[[nodiscard]] std::string failureMessage(const Circumstances& circumstances, const ParameterList& answer);
+/// As readableFailure, for an exception; `what` is what was tried ("signData").
 [[nodiscard]] std::string readableFailure(const std::string& what, const Thrown& thrown);
 
 } // namespace host

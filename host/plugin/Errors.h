@@ -17,6 +17,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// Something was not done for safety, before anything was sent to the token.
+class RefusedError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// The program was asked to end, by Ctrl-C for example. What was under way at the token has ended; nothing new is
 /// begun.
 class Interrupted : public std::runtime_error {

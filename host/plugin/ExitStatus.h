@@ -13,6 +13,7 @@ enum class ExitStatus : int {
     PinLocked = 6,    ///< PIN locked or expired
     NoToken = 7,      ///< token absent, removed or not recognised
     BadParameter = 8, ///< a parameter is missing or bad
+    Refused = 9,      ///< refused for safety before anything was sent to the token
 };
 
 } // namespace host

@@ -10,6 +10,8 @@ namespace host {
 namespace {
 
 constexpr std::uint32_t kFailureLevel = 1;
+constexpr std::uint32_t kCallLevel = 2;
+constexpr std::string_view kRemoval = "PKCS11Client::removeData: C_DestroyObject";
 constexpr std::size_t kMostCalls = 32;
 
 /// What stands behind "PKCS11Client::"; empty for the lines of others.
@@ -79,10 +81,16 @@ void FailureNotes::clear() {
     m_calls.clear();
     m_refusedLogouts.clear();
     m_parameter.clear();
+    m_removed = 0;
+}
+
+void FailureNotes::countRemovals() {
+    clear();
+    rylogSetReceiver(&FailureNotes::receive, this, kFailureLevel | kCallLevel);
 }
 
 Failures FailureNotes::failures() const {
-    return {{m_calls.begin(), m_calls.end()}, m_parameter};
+    return {{m_calls.begin(), m_calls.end()}, m_parameter, m_removed};
 }
 
 void FailureNotes::receive(void* context, const RylogRecord* record) {
@@ -90,7 +98,12 @@ void FailureNotes::receive(void* context, const RylogRecord* record) {
 }
 
 void FailureNotes::note(std::string_view line) {
-    if (std::optional<FailedCall> call = readFailedCall(line)) {
+    if (line == kRemoval) {
+        ++m_removed;
+    } else if (std::optional<FailedCall> call = readFailedCall(line)) {
+        if (call->function == "C_DestroyObject" && m_removed > 0) {
+            --m_removed;
+        }
         if (const std::optional<std::string> message = m_refusedLogouts.note(*call)) {
             platform::writeMessage(message->data(), message->size());
         }

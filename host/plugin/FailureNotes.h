@@ -31,6 +31,7 @@ struct FailedCall {
 struct Failures {
     std::vector<FailedCall> calls; ///< in their order, the last ones when there are many
     std::string parameter;         ///< "PIN is missing"; empty when no parameter was refused
+    std::size_t removed = 0;       ///< objects that went, when removals are counted
 };
 
 /// Notes what the trace reports as failed while it lives, and says on standard error when a logout is tried again and
@@ -48,6 +49,8 @@ public:
     ~FailureNotes();
 
     void clear();
+    /// As clear, and from now on counts the objects that are removed, which takes more of the trace.
+    void countRemovals();
     [[nodiscard]] Failures failures() const;
 
 private:
@@ -57,6 +60,7 @@ private:
     RefusedLogouts m_refusedLogouts;
     std::deque<FailedCall> m_calls;
     std::string m_parameter;
+    std::size_t m_removed = 0;
 };
 
 } // namespace host

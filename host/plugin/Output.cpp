@@ -1,5 +1,6 @@
 #include "host/plugin/Output.h"
 
+#include <algorithm>
 #include <string>
 
 #include "host/plugin/Texts.h"
@@ -13,7 +14,11 @@ Output standardOutput() {
 }
 
 void complain(const Output& output, std::string_view text) {
-    output.message("p11host: " + printable(text) + "\n");
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        output.message("p11host: " + printable(text.substr(0, end)) + "\n");
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
 }
 
 } // namespace host

@@ -14,7 +14,7 @@ struct Output {
 /// Standard output as the platform keeps it, and standard error.
 [[nodiscard]] Output standardOutput();
 
-/// One line for a person: "p11host: TEXT", made fit for a terminal.
+/// For a person: "p11host: TEXT", made fit for a terminal; each line of the text is a message of its own.
 void complain(const Output& output, std::string_view text);
 
 } // namespace host

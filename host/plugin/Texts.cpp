@@ -134,6 +134,10 @@ std::optional<std::string> closest(std::string_view word, const std::vector<std:
     return best;
 }
 
+bool isSameWord(std::string_view a, std::string_view b) {
+    return lowerCase(a) == lowerCase(b);
+}
+
 bool isSlipOf(std::string_view word, std::string_view meant) {
     const std::string typed = lowerCase(word);
     const bool isBegin = typed.size() >= 3 && meant.substr(0, typed.size()) == typed;

@@ -32,10 +32,12 @@ namespace host {
 
 /// The candidate that a misspelt word was most likely meant to be; nothing when none is close.
 [[nodiscard]] std::optional<std::string> closest(std::string_view word, const std::vector<std::string>& candidates);
-/// "a, b, c".
+/// Returns true when two words differ in case at most.
+[[nodiscard]] bool isSameWord(std::string_view a, std::string_view b);
 /// Whether `word` is a begin of `meant` (lower case), or the whole with a slip of the keys: one letter more, less or
 /// other, or letters in another order. Case does not count.
 [[nodiscard]] bool isSlipOf(std::string_view word, std::string_view meant);
+/// "a, b, c".
 [[nodiscard]] std::string joined(const std::vector<std::string>& words);
 /// " (did you mean "x"?)", or nothing when no candidate is close.
 [[nodiscard]] std::string suggestion(std::string_view word, const std::vector<std::string>& candidates);

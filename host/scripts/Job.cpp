@@ -201,15 +201,19 @@ void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& an
     }
 }
 
-/// An answer of a job has the code alone; a person finds what it means on standard error.
-void Job::explain(const Answer& answer, const std::string& script, const ParameterList& parameters) const {
-    if (answer.status != ExitStatus::Success) {
-        m_output.message(readableFailure({.where = "step " + answer.line["step"].dump() + ": ",
-                                          .script = printable(script),
-                                          .isInJob = true,
-                                          .failures = m_notes.failures()},
-                                         parameters));
+/// A program finds the code, and what it means beside it; a person finds both on standard error.
+void Job::explain(Answer& answer, const std::string& script, const ParameterList& parameters) const {
+    if (answer.status == ExitStatus::Success) {
+        return;
     }
+    const Circumstances circumstances = {.where = "step " + answer.line["step"].dump() + ": ",
+                                         .script = printable(script),
+                                         .isInJob = true,
+                                         .failures = m_notes.failures()};
+    if (errorOf(parameters)) {
+        answer.line["message"] = failureMessage(circumstances, parameters);
+    }
+    m_output.message(readableFailure(circumstances, parameters));
 }
 
 Job::Instances::iterator Job::find(const std::string& name) {

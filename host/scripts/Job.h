@@ -50,7 +50,7 @@ private:
     void freeInstance(const Step& step, Answer& answer);
     void execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer);
     void query(Zel::ClientOperationExecutor& executor, Step& step, Answer& answer);
-    void explain(const Answer& answer, const std::string& script, const ParameterList& parameters) const;
+    void explain(Answer& answer, const std::string& script, const ParameterList& parameters) const;
     [[nodiscard]] Instances::iterator find(const std::string& name);
     /// UsageError when a step names an instance that does not exist, or makes one that does.
     void checkInstance(const Step& step);

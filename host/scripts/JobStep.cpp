@@ -109,7 +109,7 @@ void refuseUnknownKeys(const JobJson& object, const std::vector<std::string>& kn
 }
 
 /// {"id":…,"encoding":…,"type":…,"value":…}
-Zel::Parameter listedParameter(const JobJson& value, const std::string& where) {
+Zel::Parameter listedParameter(const JobJson& value, const std::string& where, const TakeParameter& take) {
     if (!value.is_object()) {
         refuse(where, "an object such as {\"id\":\"PINID\",\"value\":\"USER\"}", value);
     }
@@ -119,16 +119,15 @@ Zel::Parameter listedParameter(const JobJson& value, const std::string& where) {
             throw UsageError(where + " has no \"" + key + "\"");
         }
     }
-    return {static_cast<Zel::ParameterEncoding>(numberOr(value, "encoding", where, 2)),
-            toTString(textAt(value["id"], where + ".id")),
-            static_cast<Zel::ParameterType>(numberOr(value, "type", where, 3)),
-            toTString(textAt(value["value"], where + ".value"))};
+    const std::pair<int, int> numbers = {numberOr(value, "encoding", where, 2), numberOr(value, "type", where, 3)};
+    return take({{textAt(value["id"], where + ".id"), "", textAt(value["value"], where + ".value")}, numbers});
 }
 
 /// "ID":VALUE or "ID":{"KIND":VALUE}
-Zel::Parameter namedParameter(std::string_view id, const JobJson& value, const std::string& where) {
+Zel::Parameter namedParameter(std::string_view id, const JobJson& value, const std::string& where,
+                              const TakeParameter& take) {
     if (value.is_string()) {
-        return plainParameter(id, textAt(value, where));
+        return take({{id, "", textAt(value, where)}, std::nullopt});
     }
     if (!value.is_object() || value.size() != 1) {
         throw UsageError(where + "." + printable(id) + " must be text or one kind, such as {\"text\":\"...\"}");
@@ -136,17 +135,19 @@ Zel::Parameter namedParameter(std::string_view id, const JobJson& value, const s
     const auto entry = value.begin();
     const std::string_view kind = view(entry.key());
     if (kind == "fd" && entry.value().is_number_unsigned()) {
-        return makeParameter(id, kind, std::to_string(entry.value().get<std::uint64_t>()));
+        const std::string number = std::to_string(entry.value().get<std::uint64_t>());
+        return take({{id, kind, number}, std::nullopt});
     }
     const std::string place = where + "." + printable(id) + "." + printable(kind);
     try {
-        return makeParameter(id, kind, textAt(entry.value(), place));
+        return take({{id, kind, textAt(entry.value(), place)}, std::nullopt});
     } catch (const UsageError& error) {
         throw UsageError(where + ": " + error.what());
     }
 }
 
-std::optional<ParameterList> parametersAt(const JobJson& object, const char* key, const std::string& where) {
+std::optional<ParameterList> parametersAt(const JobJson& object, const char* key, const std::string& where,
+                                          const TakeParameter& take) {
     const JobJson* value = find(object, key);
     std::optional<ParameterList> list;
     if (value == nullptr || value->is_null()) {
@@ -156,11 +157,11 @@ std::optional<ParameterList> parametersAt(const JobJson& object, const char* key
     list.emplace();
     if (value->is_array()) {
         for (std::size_t i = 0; i < value->size(); ++i) {
-            list->add(listedParameter((*value)[i], place + "[" + std::to_string(i) + "]"));
+            list->add(listedParameter((*value)[i], place + "[" + std::to_string(i) + "]", take));
         }
     } else if (value->is_object()) {
         for (const auto& entry : value->items()) {
-            list->add(namedParameter(view(entry.key()), entry.value(), place));
+            list->add(namedParameter(view(entry.key()), entry.value(), place, take));
         }
     } else {
         refuse(place, "a list, an object or null", *value);
@@ -168,7 +169,7 @@ std::optional<ParameterList> parametersAt(const JobJson& object, const char* key
     return list;
 }
 
-std::optional<OperationStep> operationAt(const JobJson& step, std::size_t number) {
+std::optional<OperationStep> operationAt(const JobJson& step, std::size_t number, const TakeParameter& take) {
     const JobJson* value = find(step, "operation");
     if (value == nullptr) {
         throw UsageError("\"execute\" has no \"operation\"; null passes none");
@@ -187,7 +188,7 @@ std::optional<OperationStep> operationAt(const JobJson& step, std::size_t number
     operation.id = textOr(*value, "id", "operation", toTString(std::to_string(number)));
     operation.scriptType = textOr(*value, "scriptType", "operation", kScriptType);
     operation.script = textOr(*value, "script", "operation", {});
-    operation.parameters = parametersAt(*value, "parameters", "operation");
+    operation.parameters = parametersAt(*value, "parameters", "operation", take);
     return operation;
 }
 
@@ -222,7 +223,16 @@ std::optional<std::string> instanceOf(const JobJson& step, Call call) {
 
 } // namespace
 
-Step readStep(const JobJson& value, std::size_t number) {
+Zel::Parameter readStepParameter(const StepParameter& parameter) {
+    const auto& [written, numbers] = parameter;
+    if (!numbers) {
+        return readParameter(written);
+    }
+    return {static_cast<Zel::ParameterEncoding>(numbers->first), toTString(written.id),
+            static_cast<Zel::ParameterType>(numbers->second), toTString(written.value)};
+}
+
+Step readStep(const JobJson& value, std::size_t number, const TakeParameter& take) {
     if (!value.is_object()) {
         refuse("a step", "an object such as {\"call\":\"getVersion\"}", value);
     }
@@ -236,11 +246,11 @@ Step readStep(const JobJson& value, std::size_t number) {
     step.name = entry.name;
     step.instance = instanceOf(value, entry.call);
     step.hasParameters = value.contains("parameters");
-    step.parameters = parametersAt(value, "parameters", "");
-    step.accessParameters = parametersAt(value, "accessParameters", "");
-    step.runtimeParameters = parametersAt(value, "runtimeParameters", "");
+    step.parameters = parametersAt(value, "parameters", "", take);
+    step.accessParameters = parametersAt(value, "accessParameters", "", take);
+    step.runtimeParameters = parametersAt(value, "runtimeParameters", "", take);
     if (entry.call == Call::Execute) {
-        step.operation = operationAt(value, number);
+        step.operation = operationAt(value, number, take);
     }
     return step;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "host/scripts/JobReader.h"
 #include "host/scripts/Parameters.h"
@@ -46,8 +48,20 @@ struct Step {
     std::optional<OperationStep> operation; ///< nothing: null is passed
 };
 
-/// Reads a step and what its parameters refer to (files, secrets). `number` is the step's, which an operation without
-/// an id takes as its id. UsageError says which key is wrong and what would be right.
-[[nodiscard]] Step readStep(const JobJson& value, std::size_t number);
+/// A parameter as it is written in a step.
+struct StepParameter {
+    WrittenParameter written;
+    std::optional<std::pair<int, int>> numbers; ///< encoding and type, of a parameter in a list
+};
+
+/// Makes a parameter of what is written in a step.
+using TakeParameter = std::function<Zel::Parameter(const StepParameter& parameter)>;
+
+/// Reads what the parameter refers to (a file, a secret).
+[[nodiscard]] Zel::Parameter readStepParameter(const StepParameter& parameter);
+
+/// Reads a step; its parameters are as `take` makes them. `number` is the step's, which an operation without an id
+/// takes as its id. UsageError says which key is wrong and what would be right.
+[[nodiscard]] Step readStep(const JobJson& value, std::size_t number, const TakeParameter& take = readStepParameter);
 
 } // namespace host

@@ -72,15 +72,6 @@ std::vector<std::string> kindNames() {
     return names;
 }
 
-/// Refuses a word that names no kind. It is shown only when it looks like a kind, for it may be the begin of a secret.
-[[noreturn]] void refuseKind(const std::string& id, std::string_view word) {
-    const std::vector<std::string> kinds = kindNames();
-    const bool isSlip = std::any_of(kinds.begin(), kinds.end(), [&](const auto& kind) { return isSlipOf(word, kind); });
-    const std::string what = isSlip ? "there is no kind \"" + printable(word) + "\"" + suggestion(word, kinds)
-                                    : "the word before the value is no kind";
-    throw UsageError(id + ": " + what + "; the kinds are " + joined(kinds));
-}
-
 /// Whether `text` could be the name of a kind, well spelt or not.
 bool isWord(std::string_view text) {
     constexpr std::string_view kWordCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
@@ -104,12 +95,16 @@ Parameter plainParameter(std::string_view id, std::string_view value) {
     return {ParameterEncoding::Plain, toTString(id), ParameterType::Text, toTString(value)};
 }
 
+Parameter fileParameter(std::string_view id, const WipedBytes& bytes) {
+    return base64(toTString(id), toBase64(view(bytes)));
+}
+
 Parameter makeParameter(std::string_view id, std::string_view kind, std::string_view value) {
     const std::string name = printable(id);
     const auto* maker =
         std::find_if(kMakers.begin(), kMakers.end(), [&](const Maker& entry) { return entry.kind.name == kind; });
     if (maker == kMakers.end()) {
-        refuseKind(name, kind);
+        throw UsageError(name + ": " + kindFault(kind));
     }
     try {
         return maker->make(toTString(id), value);
@@ -118,22 +113,40 @@ Parameter makeParameter(std::string_view id, std::string_view kind, std::string_
     }
 }
 
-Parameter readArgument(std::string_view argument) {
+std::string kindFault(std::string_view word) {
+    const std::vector<std::string> kinds = kindNames();
+    if (std::find(kinds.begin(), kinds.end(), word) != kinds.end()) {
+        return "";
+    }
+    // The word is shown only when it looks like a kind, for it may be the begin of a secret.
+    const bool isSlip = std::any_of(kinds.begin(), kinds.end(), [&](const auto& kind) { return isSlipOf(word, kind); });
+    const std::string what = isSlip ? "there is no kind \"" + printable(word) + "\"" + suggestion(word, kinds)
+                                    : "the word before the value is no kind";
+    return what + "; the kinds are " + joined(kinds);
+}
+
+WrittenParameter splitArgument(std::string_view argument) {
     const std::size_t equals = argument.find('=');
     if (equals == std::string_view::npos || equals == 0) {
         throw UsageError(std::string(equals == 0 ? "nothing stands before the \"=\"" : "there is no \"=\" in it") +
                          "; an argument is ID=VALUE, for example LABEL=text:card or PIN=prompt:");
     }
-    const std::string_view id = argument.substr(0, equals);
-    const std::string_view value = argument.substr(equals + 1);
-    const std::size_t colon = value.find(':');
-    if (colon != std::string_view::npos) {
-        const std::string_view kind = value.substr(0, colon);
-        if (isWord(kind)) {
-            return makeParameter(id, kind, value.substr(colon + 1));
-        }
+    WrittenParameter written = {argument.substr(0, equals), "", argument.substr(equals + 1)};
+    const std::size_t colon = written.value.find(':');
+    if (colon != std::string_view::npos && isWord(written.value.substr(0, colon))) {
+        written.kind = written.value.substr(0, colon);
+        written.value.remove_prefix(colon + 1);
     }
-    return plainParameter(id, value);
+    return written;
+}
+
+Parameter readParameter(const WrittenParameter& written) {
+    return written.kind.empty() ? plainParameter(written.id, written.value)
+                                : makeParameter(written.id, written.kind, written.value);
+}
+
+Parameter readArgument(std::string_view argument) {
+    return readParameter(splitArgument(argument));
 }
 
 ParameterList readArguments(const std::vector<std::string>& arguments) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/plugin/ParameterList.h"
+#include "text/Wiped.h"
 
 namespace host {
 
@@ -20,13 +21,34 @@ struct ParameterKind {
 /// A value as it stands: encoding 2, type 3.
 [[nodiscard]] Zel::Parameter plainParameter(std::string_view id, std::string_view value);
 
+/// The bytes of a file that has been read: encoding 1, type 2.
+[[nodiscard]] Zel::Parameter fileParameter(std::string_view id, const WipedBytes& bytes);
+
 /// A parameter of one kind, with what the kind reads (a file, a secret) read. All texts are UTF-8. UsageError when the
 /// kind is not known or its source cannot be read; the message begins with the parameter's id and does not show the
 /// value.
 [[nodiscard]] Zel::Parameter makeParameter(std::string_view id, std::string_view kind, std::string_view value);
 
-/// A parameter from an argument `ID=VALUE` or `ID=KIND:VALUE`. What begins with a word and a colon but names no kind
-/// is refused as a misspelt kind (a single letter is no word, for it may be a drive).
+/// A parameter as it is written; what it names has not been read. The texts belong to where it stands.
+struct WrittenParameter {
+    std::string_view id;
+    std::string_view kind; ///< "hex"; empty: a plain value
+    std::string_view value;
+};
+
+/// Takes an argument `ID=VALUE` or `ID=KIND:VALUE` apart. A word and a colon at the begin of a value are its kind,
+/// whether there is such a kind or not; a single letter is no word, for it may be a drive. UsageError when nothing or
+/// no
+/// "=" stands there.
+[[nodiscard]] WrittenParameter splitArgument(std::string_view argument);
+
+/// The plain value, or makeParameter of its kind.
+[[nodiscard]] Zel::Parameter readParameter(const WrittenParameter& written);
+
+/// What is wrong with the word before a value when it names no kind; empty when it names one.
+[[nodiscard]] std::string kindFault(std::string_view word);
+
+/// readParameter of splitArgument.
 [[nodiscard]] Zel::Parameter readArgument(std::string_view argument);
 
 /// The arguments in their order; the message of a UsageError says which one is wrong.

@@ -77,7 +77,11 @@ ScriptAnswer Session::run(const std::string& script, std::optional<ParameterList
     endIfInterrupted();
     ScriptAnswer answer;
     answer.script = script;
-    m_notes.clear();
+    if (script == "removeData") {
+        m_notes.countRemovals();
+    } else {
+        m_notes.clear();
+    }
     Operation operation(L"0", kScriptType, toTString(script), std::move(parameters));
     answer.thrown = caught([&] { answer.response.reset(m_executor->execute(&operation)); });
     answer.failures = m_notes.failures();

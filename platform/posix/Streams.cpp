@@ -47,6 +47,10 @@ std::optional<InputStream> InputStream::open(const std::string& path) {
     return InputStream(descriptor, true);
 }
 
+bool InputStream::rewind() noexcept {
+    return ::lseek(m_descriptor, 0, SEEK_SET) == 0;
+}
+
 InputStream InputStream::descriptor(int number) noexcept {
     return InputStream(number == g_input ? -1 : number, false);
 }

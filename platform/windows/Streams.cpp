@@ -75,6 +75,12 @@ std::optional<InputStream> InputStream::open(const std::string& path) {
     return InputStream(descriptor, true);
 }
 
+bool InputStream::rewind() noexcept {
+    // Seeking in a pipe is undefined.
+    const auto file = reinterpret_cast<HANDLE>(_get_osfhandle(m_descriptor));
+    return ::GetFileType(file) == FILE_TYPE_DISK && _lseeki64(m_descriptor, 0, SEEK_SET) == 0;
+}
+
 InputStream InputStream::descriptor(int number) noexcept {
     _setmode(number, _O_BINARY);
     return InputStream(number == g_input ? -1 : number, false);

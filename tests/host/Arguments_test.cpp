@@ -16,7 +16,7 @@ Outcome host(Words arguments, const std::string& input = "", const Environment& 
 }
 
 Outcome sign(Words arguments, const Environment& environment = {}) {
-    arguments.insert(arguments.begin(), {"--plugin", doublePlugin(), "--module", "m", "--json", "writeData"});
+    arguments.insert(arguments.begin(), {"--plugin", doublePlugin(), "--module", "m", "--json", "--raw", "writeData"});
     return host(arguments, "", environment);
 }
 
@@ -128,7 +128,7 @@ TEST(Arguments, secretsComeFromEnvironmentAndFilesAndArePassedAsText) {
 
 TEST(Arguments, aSecretComesFromStandardInputAsADescriptor) {
     const Outcome fine =
-        host({"--plugin", doublePlugin(), "--module", "m", "--json", "writeData", "PIN=fd:0"}, "1234\n");
+        host({"--plugin", doublePlugin(), "--module", "m", "--json", "--raw", "writeData", "PIN=fd:0"}, "1234\n");
     EXPECT_EQ(fine.output, answered(R"(,{"id":"PIN","encoding":4,"type":0,"value":"31323334"})"));
 }
 

@@ -15,8 +15,14 @@ Outcome host(const Words& words, const Environment& environment = {}) {
     return run(arguments, "", environment);
 }
 
+/// The plug-in of the tests has parameters of its own.
+Outcome raw(Words words, const Environment& environment = {}) {
+    words.insert(words.begin(), "--raw");
+    return host(words, environment);
+}
+
 TEST(Commands, whatAPluginPrintsGoesToStandardErrorAndResultsStayWhole) {
-    const Outcome fine = host({"writeData", "SIGNEDDATA=base64:AQI="});
+    const Outcome fine = raw({"writeData", "SIGNEDDATA=base64:AQI="});
     EXPECT_EQ(fine.status, 0);
     EXPECT_EQ(fine.output, "SIGNEDDATA: AQI=\n");
     EXPECT_THAT(fine.errors, HasSubstr("noise: newInstance"));
@@ -24,20 +30,20 @@ TEST(Commands, whatAPluginPrintsGoesToStandardErrorAndResultsStayWhole) {
 
 TEST(Commands, aScriptRunsInsideOneLifeCycle) {
     const File calls("");
-    EXPECT_EQ(host({"writeData", "A=b"}, {{"P11HOST_TEST_CALLS", calls.path()}}).status, 0);
+    EXPECT_EQ(raw({"writeData", "A=b"}, {{"P11HOST_TEST_CALLS", calls.path()}}).status, 0);
     EXPECT_EQ(calls.content(), "newInstance DLLNAME=m\ninitialize null null\n"
                                "execute 0 client.p11.Larkspur writeData 1\nterminate\nfreeInstance\n");
 }
 
 TEST(Commands, noArgumentsAreNoParameterVector) {
     const File calls("");
-    EXPECT_EQ(host({"removeData"}, {{"P11HOST_TEST_CALLS", calls.path()}}).output, "done\n");
+    EXPECT_EQ(raw({"removeData"}, {{"P11HOST_TEST_CALLS", calls.path()}}).output, "done\n");
     EXPECT_THAT(calls.content(), HasSubstr("removeData null\n"));
 }
 
 TEST(Commands, theReaderIsChosenFirstOnTheSameExecutor) {
     const File calls("");
-    EXPECT_EQ(host({"--reader", "Reader One", "writeData"}, {{"P11HOST_TEST_CALLS", calls.path()}}).status, 0);
+    EXPECT_EQ(raw({"--reader", "Reader One", "writeData"}, {{"P11HOST_TEST_CALLS", calls.path()}}).status, 0);
     EXPECT_EQ(calls.content(), "newInstance DLLNAME=m\ninitialize null null\n"
                                "execute 0 client.p11.Larkspur getPlatformIdentifiers 1\n"
                                "execute 0 client.p11.Larkspur writeData null\nterminate\nfreeInstance\n");
@@ -45,7 +51,7 @@ TEST(Commands, theReaderIsChosenFirstOnTheSameExecutor) {
 
 TEST(Commands, aReaderWithoutTokenKeepsTheCommandFromRunning) {
     const File calls("");
-    const Outcome failed = host({"--reader", "a/b", "writeData"}, {{"P11HOST_TEST_CALLS", calls.path()}});
+    const Outcome failed = raw({"--reader", "a/b", "writeData"}, {{"P11HOST_TEST_CALLS", calls.path()}});
     EXPECT_EQ(failed.status, 7);
     EXPECT_EQ(failed.output, "");
     EXPECT_THAT(failed.errors, HasSubstr("p11host: getPlatformIdentifiers failed: there is no token in the reader"));
@@ -66,7 +72,7 @@ struct Case {
 class Statuses : public ::testing::TestWithParam<Case> {};
 
 TEST_P(Statuses, followTheCode) {
-    const Outcome result = host({"writeData", std::string("ANSWER=") + GetParam().code});
+    const Outcome result = raw({"writeData", std::string("ANSWER=") + GetParam().code});
     EXPECT_EQ(result.status, GetParam().status);
     EXPECT_EQ(result.output, GetParam().status == 0 ? "done\n" : "");
     EXPECT_EQ(result.errors.find("p11host: writeData failed: ") != std::string::npos, GetParam().status != 0);
@@ -78,47 +84,47 @@ INSTANTIATE_TEST_SUITE_P(All, Statuses,
                                            Case{"nonsense", 1}, Case{"", 1}));
 
 TEST(Commands, aFailureSaysWhatHappenedAndWhatToDo) {
-    const Outcome failed = host({"writeData", "ANSWER=80f3"});
+    const Outcome failed = raw({"writeData", "ANSWER=80f3"});
     EXPECT_THAT(
         failed.errors,
         HasSubstr("p11host: writeData failed: object or key not found (33011).\n  Identifiers and labels must"));
 }
 
 TEST(Commands, outputsOfAFailureAreShown) {
-    const Outcome failed = host({"authenticate", "ANSWER=80ee", "LEFTPINTRY=1"});
+    const Outcome failed = raw({"authenticate", "ANSWER=80ee", "LEFTPINTRY=1"});
     EXPECT_EQ(failed.status, 5);
     EXPECT_EQ(failed.output, "LEFTPINTRY: 1 (the next wrong PIN locks it)\n");
 }
 
 TEST(Commands, anExceptionHasTheStatusOfItsCodeOrStatusOne) {
-    const Outcome thrown = host({"writeData", "THROW=client"});
+    const Outcome thrown = raw({"writeData", "THROW=client"});
     EXPECT_EQ(thrown.status, 8) << "a bad PINID is a bad parameter";
-    EXPECT_EQ(host({"writeData", "THROW=range"}).status, 1);
+    EXPECT_EQ(raw({"writeData", "THROW=range"}).status, 1);
     EXPECT_THAT(thrown.errors, HasSubstr("p11host: writeData failed: Bad parameter PINID: x (33004), thrown as "
                                          "ClientOperationException.\n"));
-    EXPECT_EQ(host({"--json", "writeData", "THROW=range"}).output,
+    EXPECT_EQ(raw({"--json", "writeData", "THROW=range"}).output,
               "{\"script\":\"writeData\",\"exception\":{\"type\":\"std::out_of_range\",\"code\":null,"
               "\"message\":\"Position exceeds \xEF\xBF\xBD\"}}\n");
-    EXPECT_EQ(host({"writeData", "THROW=number"}).status, 1);
+    EXPECT_EQ(raw({"writeData", "THROW=number"}).status, 1);
 }
 
 TEST(Commands, successWithoutTheSignatureIsNoSuccess) {
-    const Outcome unsigned_ = host({"signData", "A=b"});
+    const Outcome unsigned_ = raw({"signData", "A=b"});
     EXPECT_EQ(unsigned_.status, 1);
     EXPECT_EQ(unsigned_.output, "A: b\n");
     EXPECT_THAT(unsigned_.errors,
                 HasSubstr("p11host: signData failed: the plug-in reports success but gave no result.\n"));
-    EXPECT_EQ(host({"signData", "SIGNEDDATA=base64:AQI="}).output, "SIGNEDDATA: AQI=\n");
+    EXPECT_EQ(raw({"signData", "SIGNEDDATA=base64:AQI="}).output, "SIGNEDDATA: AQI=\n");
 }
 
 TEST(Commands, noResponseIsStatusOne) {
-    const Outcome nothing = host({"--json", "writeData", "NULL=1"});
+    const Outcome nothing = raw({"--json", "writeData", "NULL=1"});
     EXPECT_EQ(nothing.status, 1);
     EXPECT_EQ(nothing.output, "{\"script\":\"writeData\",\"response\":null}\n");
 }
 
 TEST(Commands, aLoneSurrogateDoesNotBreakTheJson) {
-    EXPECT_THAT(host({"--json", "writeData", "LONE=1"}).output,
+    EXPECT_THAT(raw({"--json", "writeData", "LONE=1"}).output,
                 HasSubstr("{\"id\":\"LONE\",\"encoding\":2,\"type\":3,\"value\":\"<\xEF\xBF\xBD>\"}"));
 }
 
@@ -161,12 +167,12 @@ TEST(Commands, infoShowsTheIdentity) {
 }
 
 TEST(Commands, hexadecimalTextIsShownReadableWithoutOrdersToTheTerminal) {
-    EXPECT_EQ(host({"writeData", "LABEL=text:card  ", "ID=hex:01FF", "X=hex:1B5B41", "Y=a\tb"}).output,
+    EXPECT_EQ(raw({"writeData", "LABEL=text:card  ", "ID=hex:01FF", "X=hex:1B5B41", "Y=a\tb"}).output,
               "LABEL: card\nID: 01FF\nX: 1B5B41\nY: a?b\n");
 }
 
 TEST(Commands, aSlowOperationDrawsNothingWithoutATerminal) {
-    const Outcome slow = host({"writeData", "SLEEP=900"});
+    const Outcome slow = raw({"writeData", "SLEEP=900"});
     EXPECT_EQ(slow.status, 0);
     EXPECT_THAT(slow.errors, Not(HasSubstr("\r")));
 }

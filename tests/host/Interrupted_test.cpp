@@ -25,7 +25,7 @@ Words host(const Words& more) {
 
 TEST(Interrupted, theScriptEndsFirst) {
     const File calls("");
-    Child child(host({"--json", "writeData", "SLEEP=500"}), {{"P11HOST_TEST_CALLS", calls.path()}});
+    Child child(host({"--json", "--raw", "writeData", "SLEEP=500"}), {{"P11HOST_TEST_CALLS", calls.path()}});
     ASSERT_TRUE(waitFor(calls, "execute"));
     if (!child.interrupt(SIGINT)) {
         GTEST_SKIP() << kNoConsole;

@@ -12,7 +12,7 @@ using ::testing::HasSubstr;
 TEST(ModuleExits, isAFailureThatIsSaid) {
     for (const std::string status : {"0", "7"}) {
         const Outcome ended =
-            run({hostProgram(), "--plugin", doublePlugin(), "--module", "m", "signData", "EXIT=" + status});
+            run({hostProgram(), "--plugin", doublePlugin(), "--module", "m", "--raw", "signData", "EXIT=" + status});
         EXPECT_EQ(ended.status, 1);
         EXPECT_EQ(ended.output, "");
         EXPECT_THAT(ended.errors,

@@ -27,19 +27,20 @@ TEST(ReaderNames, theTableMarksReadersOfOneNameAndSaysWhichCanBeChosen) {
 
 TEST(ReaderNames, theFirstOfOneNameCanBeChosenAndTheSecondIsRefused) {
     for (const char* name : {"Reader One", "Reader One#1"}) {
-        EXPECT_EQ(odd({"--reader", name, "writeData"}).status, 0) << name;
+        EXPECT_EQ(odd({"--reader", name, "--raw", "writeData"}).status, 0) << name;
     }
     const File calls("");
-    const Outcome second = odd({"--reader", "Reader One#2", "writeData"}, {{"P11HOST_TEST_CALLS", calls.path()}});
+    const Outcome second =
+        odd({"--reader", "Reader One#2", "--raw", "writeData"}, {{"P11HOST_TEST_CALLS", calls.path()}});
     EXPECT_EQ(second.status, 2);
     EXPECT_THAT(second.errors, HasSubstr("p11host: reader \"Reader One#2\" cannot be chosen: the plug-in finds"));
     EXPECT_THAT(calls.content(), Not(HasSubstr("writeData")));
-    EXPECT_EQ(odd({"--reader", "Reader One#3", "writeData"}).status, 1);
+    EXPECT_EQ(odd({"--reader", "Reader One#3", "--raw", "writeData"}).status, 1);
 }
 
 TEST(ReaderNames, aNameThatIsNoTextIsGivenAsItIsShown) {
-    EXPECT_EQ(odd({"--reader", "FFFE", "writeData"}).status, 0);
-    EXPECT_EQ(odd({"--reader", "FFFF", "writeData"}).status, 1);
+    EXPECT_EQ(odd({"--reader", "FFFE", "--raw", "writeData"}).status, 0);
+    EXPECT_EQ(odd({"--reader", "FFFF", "--raw", "writeData"}).status, 1);
 }
 
 TEST(ReaderNames, platformIdentifiersOfAChosenReaderNeedNoSecondName) {

@@ -11,7 +11,8 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 std::string errorsAfter(const std::string& refusals) {
-    return run({hostProgram(), "--plugin", doublePlugin(), "--module", "m", "writeData", "REFUSE=" + refusals}).errors;
+    return run({hostProgram(), "--plugin", doublePlugin(), "--module", "m", "--raw", "writeData", "REFUSE=" + refusals})
+        .errors;
 }
 
 std::string told(int count) {

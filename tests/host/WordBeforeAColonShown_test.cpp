@@ -11,7 +11,8 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 std::string refusalOf(const std::string& argument) {
-    const Outcome outcome = run({hostProgram(), "--plugin", doublePlugin(), "--module", "m", "writeData", argument});
+    const Outcome outcome =
+        run({hostProgram(), "--plugin", doublePlugin(), "--module", "m", "--raw", "writeData", argument});
     EXPECT_EQ(outcome.status, 2) << argument;
     EXPECT_EQ(outcome.output, "");
     return outcome.errors;

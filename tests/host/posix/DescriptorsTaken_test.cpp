@@ -13,7 +13,7 @@ TEST(DescriptorsTaken, aModulesFileGetsNothingOfOurs) {
     const File trace("");
     const File taken("");
     const Outcome ended = run({hostProgram(), "--plugin", doublePlugin(), "--module", "m", "--trace", trace.path(),
-                               "writeData", "REFUSE=1", "TAKE=" + taken.path(), "REFUSE=1"});
+                               "--raw", "writeData", "REFUSE=1", "TAKE=" + taken.path(), "REFUSE=1"});
     EXPECT_EQ(taken.content(), "");
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.output, "");

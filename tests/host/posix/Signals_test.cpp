@@ -14,7 +14,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 Words writeData(const std::string& milliseconds) {
-    return {hostProgram(), "--plugin", doublePlugin(), "--module", "m", "writeData", "SLEEP=" + milliseconds};
+    return {hostProgram(), "--plugin", doublePlugin(), "--module", "m", "--raw", "writeData", "SLEEP=" + milliseconds};
 }
 
 class Signals : public ::testing::TestWithParam<int> {};

@@ -94,7 +94,7 @@ TEST_F(SoftToken, aTokenIsInitialisedUsedAndShown) {
                     "DATA=base64:AQI=", "PIN=text:1234"})
                   .status,
               4);
-    EXPECT_EQ(host({"--reader", name, "authenticate"}).status, 8);
+    EXPECT_EQ(host({"--reader", name, "--raw", "authenticate"}).status, 8);
     EXPECT_EQ(host({"--reader", "no such reader", "getCardState"}).status, 1);
 }
 
@@ -120,7 +120,7 @@ TEST_F(SoftToken, adviceNamesTheResultThatTheTokenGave) {
     EXPECT_THAT(host({"--reader", blank, "getAuthenticatorState"}).errors,
                 HasSubstr("CKR_TOKEN_NOT_RECOGNIZED: the token is blank, or this module does not know it (33002).\n"
                           "  Run \"init\" on a blank token"));
-    EXPECT_THAT(host({"--reader", blank, "init", "INIT_KEYID=SO"}).errors,
+    EXPECT_THAT(host({"--reader", blank, "--raw", "init", "INIT_KEYID=SO"}).errors,
                 HasSubstr("CKR_ARGUMENTS_BAD: a PIN that this script needs was not given"));
     ASSERT_EQ(host({"--reader", blank, "init", "INIT_KEYID=SO", "INIT_KEY=text:so-pin"}).status, 0);
     std::string name;
@@ -130,6 +130,38 @@ TEST_F(SoftToken, adviceNamesTheResultThatTheTokenGave) {
     }
     EXPECT_THAT(host({"--reader", name, "authenticate", "AUTH_TYPE=STATIC", "PIN=text:1234"}).errors,
                 HasSubstr("CKR_USER_PIN_NOT_INITIALIZED: no user PIN is set (33013).\n  Run \"initAuthenticator\""));
+}
+
+TEST_F(SoftToken, removalsAreCountedWhereverTheTypeStands) {
+    std::string name = json::parse(host({"readers", "--json"}).output).at("readers").at(0).at("reader");
+    ASSERT_EQ(host({"--reader", name, "init", "INIT_KEYID=SO", "INIT_KEY=text:so-pin", "LABEL=text:t"}).status, 0);
+    const json after = json::parse(host({"readers", "--json"}).output);
+    for (const json& reader : after.at("readers")) {
+        name = reader.at("serial") == "" ? name : reader.at("reader").get<std::string>();
+    }
+    ASSERT_EQ(host({"--reader", name, "initAuthenticator", "INIT_KEYID=SO", "INIT_KEY=text:so-pin", "PINID=USER",
+                    "PIN=text:1234"})
+                  .status,
+              0);
+    const Words key = {"--reader",
+                       name,
+                       "generateKeyPair",
+                       "ALGOID=1.2.840.113549.1.1.1",
+                       "KEYSIZE=1024",
+                       "PIN=text:1234",
+                       "PUBLICEXPONENT=base64:AQAB"};
+    for (const char* id : {"ID=hex:01", "ID=hex:02"}) {
+        Words words = key;
+        words.emplace_back(id);
+        ASSERT_EQ(host(words).status, 0);
+    }
+    const Outcome none = host({"--reader", name, "removeData", "PIN=text:1234", "ID=hex:01", "OBJ_TYPE=CERTIFICATE"});
+    EXPECT_EQ(none.status, 4) << "the type is passed first, so that it counts";
+    const Outcome one =
+        host({"--reader", name, "--json", "removeData", "PIN=text:1234", "ID=hex:01", "OBJ_TYPE=KEY_PAIR"});
+    EXPECT_EQ(one.status, 0) << one.errors;
+    EXPECT_EQ(json::parse(one.output).at("removed"), 2);
+    EXPECT_EQ(host({"--reader", name, "removeData", "PIN=text:1234", "--all", "--yes"}).output, "2 objects removed\n");
 }
 
 TEST_F(SoftToken, aModuleThatIsMissingIsStatusThree) {

@@ -61,7 +61,7 @@ std::string onTerminal(Words arguments, const std::string& question = "", const 
 }
 
 Words sign(const Words& more) {
-    Words arguments = {hostProgram(), "--plugin", doublePlugin(), "--module", "m", "writeData"};
+    Words arguments = {hostProgram(), "--plugin", doublePlugin(), "--module", "m", "--raw", "writeData"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
 }

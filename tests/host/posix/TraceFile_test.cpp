@@ -72,7 +72,7 @@ TEST(FullDisk, isReportedOnceAndTheStatusIsOne) {
 
 TEST(FullDisk, doesNotHideAnotherFailure) {
     const File trace(std::string(4096, '\n'));
-    EXPECT_EQ(onFullDisk("authenticate", trace.path()).status, 8);
+    EXPECT_EQ(onFullDisk("--raw authenticate", trace.path()).status, 8);
 }
 
 } // namespace

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/scripts/Scripts.h"
+
+namespace host {
+
+/// How wide help is when nobody says otherwise.
+inline constexpr std::size_t kHelpWidth = 80;
+
+/// A name and what it means.
+struct HelpRow {
+    std::string name;
+    std::string meaning;
+};
+
+/// The words of `text`, broken so that no line has more than `width` columns if it can be; each line begins with
+/// `indent` blanks and ends with a line end. A line end in the text stays one.
+[[nodiscard]] std::string wrapped(std::string_view text, std::size_t width, std::size_t indent);
+
+/// Two columns: names, and meanings wrapped beside them, or below a name that is too long.
+[[nodiscard]] std::string helpTable(const std::vector<HelpRow>& rows, std::size_t width);
+
+/// Everything about a parameter of a script in one sentence: what it means, whether it is needed, and with what.
+[[nodiscard]] std::string meaningOf(const ScriptParameter& parameter);
+
+/// The text below a script's usage: parameters, outputs, typical errors, notes, an example.
+[[nodiscard]] std::string scriptHelp(const Script& script, std::size_t width);
+
+} // namespace host
