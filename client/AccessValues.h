@@ -10,40 +10,40 @@
 
 namespace plugin {
 
-/// "AUTH_TYPE" as it was given.
+/// The authentication type of the parameter "AUTH_TYPE".
 inline constexpr CK_ULONG kAuthTypeNotGiven = static_cast<CK_ULONG>(-1);
 inline constexpr CK_ULONG kAuthTypeStatic = 1;
 
-/// A PIN and the role that it was given for; no PIN is ever used for another one.
+/// A PIN and the role that it was given for. A PIN is never used for another role.
 struct StoredPin {
-    SecretBuffer bytes;  ///< null when nothing was given, or a text that is not hexadecimal
-    bool isEmpty = true; ///< no text was given, or an empty one
+    SecretBuffer bytes;  ///< null without a PIN, or when its text is not hexadecimal
+    bool isEmpty = true; ///< no text, or an empty one
     CK_USER_TYPE role = CKU_USER;
 };
 
-/// What the host gave to work with: reader name, PINs, role, algorithm, key, data. Values stay until they are
-/// overwritten; they are held in internal form (Conversions.h).
+/// The host's access parameters: reader name, PINs, role, algorithm, key, data. A value stays until another one
+/// overwrites it. Values are kept in internal form (Conversions.h).
 ///
-/// PINs that an operation brings for the security officer serve that operation alone: they stand in front of the stored
-/// ones until endOperation, and never take their place.
+/// SO PINs supplied by an operation serve that operation alone: they are returned in place of the stored PINs until
+/// endOperation clears them, and never overwrite the stored PINs.
 class AccessValues {
 public:
-    /// Reads access parameters; null reads nothing. Of repeated ones the last counts. PINs are kept for the role that
-    /// stands when all vectors of the call have been read.
-    /// Throws ClientOperationException ("Bad parameter PINID: …"); what was read before that is kept. When memory fails
-    /// (std::bad_alloc) the PINs of the call are not: nobody knows yet whose they are.
+    /// Read access parameters; null counts as an empty vector. Of repeated parameters the last one counts. PINs are
+    /// stored for the role that is known after all vectors of the call are read. Throws ClientOperationException ("Bad
+    /// parameter PINID: …") and keeps what was read before. On std::bad_alloc the PINs of the call are dropped, because
+    /// their role is not known yet.
     void readForInitialize(const Zel::Vector<Zel::Parameter>* access, const Zel::Vector<Zel::Parameter>* runtime);
     void readForOperation(const Zel::Vector<Zel::Parameter>* params);
-    /// Forgets the officer's PINs that the operation brought.
+    /// Clears the SO PINs that the operation supplied.
     void endOperation() noexcept;
 
-    /// The PIN to use where a script was given none: the operation's own for the officer, else the stored one.
+    /// The PIN for a script without a PIN of its own: the SO PIN that the operation supplied, else the stored PIN.
     [[nodiscard]] const StoredPin& accessPin() const { return m_pin.current(); }
     [[nodiscard]] const StoredPin& accessOldPin() const { return m_oldPin.current(); }
     [[nodiscard]] const StoredPin& accessNewPin() const { return m_newPin.current(); }
-    /// The stored user PIN; empty when no PIN is stored, or only the officer's.
+    /// The stored user PIN; empty when no PIN is stored, or only the SO PIN.
     [[nodiscard]] std::span<const std::uint8_t> userPin() const;
-    /// Keeps a user PIN that the token has accepted; the role is the user's from now on.
+    /// Stores a user PIN that the token has accepted, and makes the user the current role.
     void storeUserPin(SecretBuffer pin) noexcept;
 
     [[nodiscard]] CK_USER_TYPE userType() const { return m_userType; }
@@ -54,12 +54,12 @@ public:
     [[nodiscard]] const Zel::TString& dataToSign() const { return m_tsDataToSign; }
 
 private:
-    /// One of the PINs: stored, and for the operation under way.
+    /// One of the three PINs: the stored value, and the value of the current operation.
     struct Pin {
         StoredPin stored;
-        StoredPin officers; ///< brought by the operation under way
+        StoredPin officers; ///< supplied by the current operation
         bool hasOfficers = false;
-        StoredPin given; ///< read just now, its role not known yet
+        StoredPin given; ///< just read; its role is not known yet
         bool isGiven = false;
 
         [[nodiscard]] const StoredPin& current() const { return hasOfficers ? officers : stored; }

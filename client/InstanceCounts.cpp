@@ -22,10 +22,11 @@ struct InstanceTable {
     }
 };
 
-// No object with an end of its own: executors may still be freed while the process ends, behind every destructor here.
+// A bare pointer: hosts may free executors while the process ends, after the destructors of this library's static
+// objects.
 std::atomic<InstanceTable*> instanceTable{nullptr};
 
-/// Takes the table along when the library goes, unless somebody is still counted in it.
+/// Frees the table when the library is unloaded, unless executors are still counted.
 struct AtTheEnd {
     AtTheEnd() = default;
     AtTheEnd(const AtTheEnd&) = delete;

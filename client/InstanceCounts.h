@@ -4,16 +4,16 @@
 
 #include "zel/TString.h"
 
-/// How many executors live for each PKCS#11 library name, process-wide. One lock guards the counts at all times.
+/// The number of live executors for each PKCS#11 library name in this process. One lock guards the counts.
 namespace plugin::instances {
 
-/// Makes sure that the lock exists; call it first. A system mutex is created on every call, as hosts' traces show it;
-/// the first one made stays the lock for the process's life, so that no two threads ever hold different ones.
-/// Returns false, and the system's error number, when no mutex can be created.
+/// Creates the lock; call it first. Every call creates a system mutex, because hosts' traces show that; the first mutex
+/// stays the lock for the process's life, so that all threads use the same one. Returns false, with the system's error
+/// number in `error`, when no mutex can be created.
 [[nodiscard]] bool createMutex(std::uint32_t& error);
-/// Counts one more user of the library and returns how many there are now.
+/// Adds one executor of the library and returns the new count.
 int add(const Zel::TString& libraryName);
-/// Counts one user less and returns how many there were before.
+/// Removes one executor of the library and returns the count before that.
 int remove(const Zel::TString& libraryName) noexcept;
 
 } // namespace plugin::instances

@@ -19,11 +19,12 @@ public:
     /// Appends (1, id, 2, Base64 of the bytes).
     void pushBase64(const Zel::TString& id, const std::uint8_t* bytes, std::size_t length);
 
-    /// Appends "ERROR" without a value yet. Most scripts begin with it and set it last, so that it stands first.
+    /// Appends "ERROR" without a value. The executor calls this before a script runs, so that "ERROR" stands first, and
+    /// sets the value afterwards.
     void beginError() { push(L"ERROR", Zel::TString()); }
     void setError(const Result& result) { m_parameters.at(0)->setValue(errorText(result)); }
 
-    /// Position that the next parameter will have; with setValue, for values that are known only later.
+    /// The index of the next parameter. Pass it to setValue for a value that is known later.
     [[nodiscard]] std::uint32_t nextIndex() const { return m_parameters.size(); }
     void setValue(std::uint32_t index, const Zel::TString& value) { m_parameters.at(index)->setValue(value); }
 

@@ -27,7 +27,7 @@ PKCS11Client::PKCS11Client(platform::DynamicLibrary library, Zel::TString librar
       m_slots(m_cryptoki, readerPrefix) {
     traced(L"PKCS11Client", [this](const Trace& trace) {
         m_cryptoki.bind(trace, m_library);
-        // A list that was filled is used, even when filling it was reported as a failure.
+        // A function list is used also when C_GetFunctionList returned it together with a failure.
         if (m_cryptoki.isBound()) {
             initializeModule(trace);
         }
@@ -74,8 +74,8 @@ void PKCS11Client::closeSessionForGood(const Trace& trace) {
 }
 
 void PKCS11Client::finalizeModule(const Trace& trace, int usersBefore) {
-    // Only the object that initialised the module may finalise it, and only as its last user. When that object goes
-    // before the others, nobody finalises.
+    // Only the object that initialised the module may finalise it, and only as its last user. When that object is freed
+    // before the others, nothing finalises the module.
     if (!m_isFinalizeOwed || usersBefore != 1) {
         trace.write(TraceLevel::Call, L": C_Finalize not needed");
         return;
@@ -103,7 +103,7 @@ void PKCS11Client::begin(const Trace& trace, const Zel::Vector<Zel::Parameter>* 
         trace.failure(L": Plugin not terminated");
         throwFailure(L"Plugin not terminated");
     }
-    // Values of an earlier cycle stay where this one gives none.
+    // Values of an earlier initialize stay unless this call overwrites them.
     try {
         m_access.readForInitialize(accessParams, runtimeParameters);
         traceAccessValues(trace, m_access);

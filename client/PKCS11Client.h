@@ -8,23 +8,23 @@
 #include "zel/ClientOperationExecutor.h"
 
 /// The executor: binds one Cryptoki module, keeps the host's access values and the one session, and runs the scripts.
-/// Made by newInstance, ended through slot 1 (or 0) by freeInstance. Not meant for calls from two threads at once.
+/// newInstance makes it; freeInstance ends it through slot 1 (or 0) of its table. Only one thread at a time may use it.
 ///
-/// Failures of the token never throw; they travel in the output parameter "ERROR". Preconditions and malformed access
-/// parameters throw ClientOperationException with code 33004, and so does a lack of memory for the answer, with 33014.
+/// Failures of the token never throw; the output parameter "ERROR" reports them. Failed preconditions and malformed
+/// access parameters throw ClientOperationException with code 33004, lack of memory for the answer with 33014.
 class PKCS11Client final : public Zel::BaseDLLObjectImpl<Zel::ClientOperationExecutor> {
 public:
     /// The script type that execute requires, and what getType answers.
     static constexpr const wchar_t* kScriptType = L"client.p11.Larkspur";
 
-    /// Binds the module and initialises Cryptoki. Problems are only traced: the object is then not ready, and says so
-    /// from every operation. `readerPrefix` is hexadecimal text. `scripts` lives as long as the process.
+    /// Binds the module and initialises Cryptoki. A failure is only traced: the object is then not ready, and every
+    /// operation says so. `readerPrefix` is hexadecimal text. `scripts` lives as long as the process.
     PKCS11Client(platform::DynamicLibrary library, Zel::TString libraryName, Zel::TString readerPrefix,
                  std::span<const plugin::ScriptEntry> scripts);
     PKCS11Client(const PKCS11Client&) = delete;
     PKCS11Client& operator=(const PKCS11Client&) = delete;
-    /// Closes the session, finalises Cryptoki when this object owes that and is the library's last user, and unloads
-    /// the library. Nothing leaves it but the unwinding of a thread that is cancelled while the module is at work.
+    /// Closes the session, finalises Cryptoki when this object initialised it and is the library's last user, and
+    /// unloads the library. Throws nothing; only the unwinding of a thread that is cancelled inside the module passes.
     ~PKCS11Client() noexcept(false);
 
     // Lifecycle
@@ -57,7 +57,7 @@ private:
     bool runScript(const Zel::TString& name, const Zel::Vector<Zel::Parameter>* params,
                    Zel::Vector<Zel::Parameter>& outputs);
 
-    // Members that no call outlives come first: the library is unloaded after everything else has gone.
+    // The library is the first member, so that it is unloaded last.
     platform::DynamicLibrary m_library;
     Zel::TString m_tsLibraryName;
     std::span<const plugin::ScriptEntry> m_scripts;

@@ -14,7 +14,7 @@ using namespace plugin;
 
 namespace {
 
-/// Clears the SO PINs that an operation supplies when it ends, however it ends.
+/// Clears the SO PINs that an operation supplied, also when an exception ends it.
 class OperationScope {
 public:
     explicit OperationScope(AccessValues& access) : m_access(access) {}
@@ -106,8 +106,8 @@ void PKCS11Client::runOperation(const Trace& trace, const Zel::ClientOperation& 
     } catch (const std::bad_alloc&) {
         isOutOfMemory = true;
     }
-    // To the host, a script that found no memory is a failure like a token's. The answer is made behind the handler,
-    // for that may fail once more: the runtime's small reserve for exceptions does not hold many within others.
+    // The host gets a script's lack of memory as an ordinary failure. The answer is made after the handler: memory may
+    // fail again there, and the runtime's reserve for nested exceptions is small.
     if (isOutOfMemory) {
         outputs.clear();
         Outputs(outputs).push(L"ERROR", clientErrorCode(CKR_HOST_MEMORY));

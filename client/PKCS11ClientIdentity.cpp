@@ -9,7 +9,7 @@ using namespace plugin;
 
 namespace {
 
-/// What a query answers, or an empty text when there is no memory for it: queries never throw.
+/// The answer of a query, or an empty text when memory is short: queries never throw.
 template <class Query>
 Zel::TString textOf(const wchar_t* method, Query query) {
     return traced(method, [&query](const Trace& trace) -> Zel::TString {

@@ -12,8 +12,8 @@ namespace {
 
 void* attachedModule = nullptr;
 
-// Plain characters, for executors may still be asked while the process ends, when texts have gone. Four numbers of 16
-// bits and three dots fit.
+// An array: hosts may ask executors for the version while the process ends, after the destructors of static objects. It
+// has room for four 16-bit numbers and three dots.
 wchar_t version[24] = L"?";
 
 void keepVersion(std::wstring_view text) {
@@ -30,7 +30,7 @@ void pluginModule::attach(void* module) {
         const Zel::TString text = fileVersionText(module);
         keepVersion({text.data(), text.length()});
     } catch (const std::exception&) {
-        // Without memory the version stays unknown: loading goes on.
+        // Memory is short: the version stays "?" and loading goes on.
     }
 }
 

@@ -3,7 +3,7 @@
 /// The plug-in's own library, known once the process has loaded it.
 namespace plugin::pluginModule {
 
-/// Keeps the handle and reads the file version from it. Throws nothing: without memory the version is "?".
+/// Keeps the handle and reads the file version from it. Throws nothing; when memory is short, the version is "?".
 void attach(void* module);
 /// Null before attach.
 [[nodiscard]] void* handle();

@@ -13,7 +13,7 @@ struct Row {
 
 constexpr std::uint32_t kAnyOther = 33013;
 
-// By value, in ascending order. What is not here is on purpose not here: hosts know the gaps.
+// In ascending order of value. The gaps are deliberate: hosts rely on them.
 constexpr std::array kRows{
     Row{CKR_OK, 0},
     Row{CKR_HOST_MEMORY, 33014},
@@ -53,7 +53,7 @@ constexpr std::array kRows{
     Row{CKR_TOKEN_NOT_RECOGNIZED, 33002},
     Row{CKR_USER_NOT_LOGGED_IN, 33008},
     Row{CKR_USER_ANOTHER_ALREADY_LOGGED_IN, 33009},
-    // Hosts know this one as a mutex fault; the standard's own CKR_MUTEX_BAD (0x1a0) has no code of its own.
+    // Hosts take CKR_FUNCTION_REJECTED for a mutex fault; the standard's CKR_MUTEX_BAD (0x1a0) has no client code.
     Row{CKR_FUNCTION_REJECTED, 33012},
 };
 

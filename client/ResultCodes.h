@@ -8,7 +8,7 @@
 
 /// A number as lower-case hexadecimal text without prefix ("80ec").
 [[nodiscard]] Zel::TString hexNumberText(std::uint32_t number);
-/// The client error code of a Cryptoki result, as text. A result without a code of its own gives 33013.
+/// The client error code of a Cryptoki result, as text. A result that has no code of its own gives 33013.
 [[nodiscard]] Zel::TString clientErrorCode(CK_RV rv);
 
 namespace plugin {

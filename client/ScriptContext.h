@@ -10,8 +10,8 @@
 
 namespace plugin {
 
-/// What one script works with, and all that it can touch: the token through its slots and session, the access values,
-/// its own parameters (null when the operation has none) and its outputs.
+/// All that a script can use: the token through slots and session, the access values, the operation's parameters (null
+/// when there are none) and the outputs.
 struct ScriptContext {
     Slots& slots;
     Session& session;
@@ -23,14 +23,14 @@ struct ScriptContext {
     [[nodiscard]] CK_RV loginAsUser(bool& loggedIn) { return session.loginAsUser(access.userPin(), loggedIn); }
 };
 
-/// Traces which parameters an operation came with: index and id, never the value.
+/// Traces the index and the id of each operation parameter, never its value.
 void traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params);
 
-/// A script. The executor runs it between the trace's entry and exit lines, and with "ERROR" as its first output, which
-/// the returned result fills.
+/// A row of the table of scripts. The executor writes the entry line, appends "ERROR" as the first output, runs the
+/// script, sets "ERROR" to the result, and writes the exit line.
 struct ScriptEntry {
-    std::wstring_view name; ///< what operations call it by; a literal
-    const wchar_t* method;  ///< what the trace calls it by
+    std::wstring_view name; ///< the name in operations; a literal
+    const wchar_t* method;  ///< the name in the trace
     Result (*run)(ScriptContext& script, const Trace& trace);
 };
 

@@ -48,7 +48,7 @@ namespace {
 
 using plugin::EntryReason;
 
-// The loader announces the process alone to a library, and the handle is any address inside it.
+// The Linux loader reports process attach and detach only. Any address inside the library serves as its handle.
 __attribute__((constructor)) void attachProcess() {
     plugin::onEntry(reinterpret_cast<void*>(&attachProcess), static_cast<unsigned int>(EntryReason::ProcessAttach));
 }

@@ -39,7 +39,7 @@ bool loadLibrary(const Trace& trace, const Zel::TString& name, Creation& creatio
     }
     trace.write(TraceLevel::Value, L": Load PKCS#11 Library %ws (0x%x)", name,
                 reinterpret_cast<std::uintptr_t>(library.handle()));
-    // A library that was named before is released by this.
+    // A repeated DLLNAME unloads the library that the earlier one named.
     creation.library = std::move(library);
     return true;
 }
@@ -61,7 +61,7 @@ bool readCreation(const Trace& trace, const Zel::Vector<Zel::Parameter>* params,
     return true;
 }
 
-/// Null without memory for the executor or for what it is made of.
+/// Null when memory is short for the executor or one of its members.
 Zel::ClientOperationExecutor* construct(Creation creation) {
     try {
         return new (std::nothrow)
@@ -97,7 +97,7 @@ Zel::ClientOperationExecutor* newInstance(Zel::Vector<Zel::Parameter>* params) {
         } catch (const platform::ForcedUnwind&) {
             throw;
         } catch (...) {
-            // Out of memory, or a vector that fails: no executor, as the host expects it.
+            // Memory is short, or the host's vector throws: the host gets null.
             return nullptr;
         }
     });

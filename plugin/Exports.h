@@ -10,13 +10,13 @@
 
 extern "C" {
 
-/// Makes an executor for the PKCS#11 library that the creation parameter "DLLNAME" names (file name or path, searched
-/// as the system searches). "readerPrefix" is what the host puts before reader names. Ids are compared ignoring case,
-/// others are ignored; null is an empty vector. The vector stays the caller's.
+/// Makes an executor for the PKCS#11 library that the creation parameter "DLLNAME" names: a file name or a path,
+/// searched as the system searches. "readerPrefix" is the text that the host puts before reader names. Ids are compared
+/// without regard to case; other parameters are ignored; null counts as an empty vector. The caller keeps the vector.
 ///
-/// Null when no library is named, or it cannot be loaded, or the system has no mutex or memory. An executor whose
-/// library could be loaded but not initialised is returned all the same, and says "Plugin not validated" from its
-/// operations. The executor is the caller's: give it to freeInstance. May be called from any thread; never throws.
+/// Returns null when no library is named, when it cannot be loaded, or when the system has no mutex or no memory. A
+/// library that loads and does not initialise gives an executor whose operations throw "Plugin not validated". The
+/// caller owns the executor and gives it to freeInstance. May be called from any thread; never throws.
 ZEL_PLUGIN_API Zel::ClientOperationExecutor* newInstance(Zel::Vector<Zel::Parameter>* params);
 
 /// Ends an executor; null is allowed. May be called from any thread; never throws.
