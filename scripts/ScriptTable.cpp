@@ -6,7 +6,7 @@ namespace plugin {
 
 namespace {
 
-// The trace spells some names in a way of its own.
+// The trace spells some names differently.
 constexpr ScriptEntry kScripts[] = {
     {L"getReaderList", L"getReaderlist", scripts::getReaderList},
     {L"getPlatformIdentifiers", L"getPlatformIdentifiers", scripts::getPlatformIdentifiers},

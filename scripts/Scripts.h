@@ -2,8 +2,8 @@
 
 #include "client/ScriptContext.h"
 
-/// The scripts, each in the source file of its family. Every one appends its own outputs and returns what "ERROR" is to
-/// say; token failures and bad parameters never throw.
+/// The scripts. Each appends its outputs and returns the result for "ERROR". Token failures and bad parameters never
+/// throw.
 namespace plugin::scripts {
 
 Result getReaderList(ScriptContext& script, const Trace& trace);

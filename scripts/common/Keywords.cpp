@@ -94,7 +94,7 @@ std::optional<CK_ULONG> numberOf(const Keyword& keyword, const Zel::TString& val
 Result applyNumber(const Trace& trace, const Keyword& keyword, const Zel::TString& value, AttributeTemplate& target) {
     const std::optional<CK_ULONG> number = numberOf(keyword, value);
     if (!number) {
-        // A bad category names CERT_TYPE: operators' tools look for this text.
+        // A bad category is traced as CERT_TYPE: operators' tools look for this text.
         return badParameter(trace, keyword.form == Category ? L"CERT_TYPE" : keyword.id.data(), value);
     }
     if (!target.hasRoomFor(keyword.attribute)) {

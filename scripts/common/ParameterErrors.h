@@ -2,11 +2,11 @@
 
 #include "client/ScriptContext.h"
 
-// The ways in which a script refuses its parameters: each logs the fault at level 1 and gives client code 33004.
+// How a script refuses its parameters: each function traces the fault at level 1 and returns client code 33004.
 
 namespace plugin {
 
-/// ": Bad parameter : pOpParams=NULL": the operation came without any parameters.
+/// ": Bad parameter : pOpParams=NULL": the operation has no parameters.
 [[nodiscard]] Result noParameters(const Trace& trace);
 /// ": ID parameter not found".
 [[nodiscard]] Result notFound(const Trace& trace, const Zel::TString& id);

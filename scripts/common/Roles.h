@@ -12,9 +12,9 @@ namespace plugin {
 /// The value of a "PINID": "USER" or "SO", exactly.
 [[nodiscard]] std::optional<CK_USER_TYPE> userTypeOf(const Zel::TString& value);
 
-/// Fills `pin`, which a script was not given, from a stored one. False, with the guard's line, when that was given for
-/// another role than `role`: a PIN is never tried where it does not belong. `isRoleGiven`: the script named
-/// the role itself; then even a PIN that was never stored counts as one for the user.
+/// Fills `pin` from a stored PIN, for an operation without a PIN parameter. Returns false, with a trace line, when the
+/// stored PIN belongs to another role: a PIN is never tried for a role that it was not given for. `isRoleGiven` is true
+/// when the operation names the role; a PIN that was never stored then counts as a user PIN.
 [[nodiscard]] bool takeStoredPin(const Trace& trace, const StoredPin& stored, CK_USER_TYPE role, bool isRoleGiven,
                                  SecretBuffer& pin);
 

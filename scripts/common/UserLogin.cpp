@@ -29,8 +29,8 @@ void logoutOnce(const Session& session, const Trace& trace) {
 
 namespace {
 
-/// None for the first refusals of a row, then longer and longer ones: a token that refuses for hours keeps neither the
-/// processor nor the trace busy.
+/// The wait before the next try: zero after the first refusals in a row, then longer and longer, so that a token that
+/// refuses for hours keeps neither the processor nor the trace busy.
 std::chrono::milliseconds waitAfter(std::uint32_t refusals) {
     constexpr std::uint32_t kTriesOfOneWait = 10;
     constexpr std::uint32_t kLongest = 1000;
@@ -54,7 +54,7 @@ LogoutResult logoutUntilDone(const Session& session, const Trace& trace, LogoutT
         }
         result.refusal = result.last;
         if (!session.module().has(cryptoki::logout)) {
-            // No token refused anything: a module without the function would be asked for ever.
+            // The module has no C_Logout, so no try can succeed.
             return result;
         }
         if (const auto wait = waitAfter(++refusals); wait.count() > 0) {

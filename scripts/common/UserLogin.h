@@ -9,15 +9,15 @@ namespace plugin {
 /// Traces the operation's parameters, reads access values from them and logs the user in; a failure is traced.
 /// `loggedIn` as in Session::loginAsUser. Throws as AccessValues::readForOperation.
 [[nodiscard]] CK_RV readAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
-/// The same for scripts that cannot do without parameters.
+/// The same for scripts that need parameters.
 [[nodiscard]] Result requireAndLogin(ScriptContext& script, const Trace& trace, bool& loggedIn);
 
-/// One traced C_Logout, for a script that breaks off after a login of its own.
+/// Calls C_Logout once, for a script that fails after a login of its own.
 void logoutOnce(const Session& session, const Trace& trace);
 
-/// Does the script's work, and ends the script's own login when an exception ends the work: a card must not stay logged
-/// in. The token is asked once only, because one that is short of memory too might never agree. (No destructor does
-/// this: on Windows each library counts the exceptions under way by itself.)
+/// Runs `work` and returns its result. When an exception leaves it, the script's own login is ended, because a card
+/// must not stay logged in. C_Logout is called only once: a token that is short of memory too might refuse for ever. (A
+/// destructor cannot do this: on Windows each library counts its exceptions alone.)
 template <class Work>
 auto withOwnLogin(const Session& session, const Trace& trace, bool loggedIn, Work work) {
     try {
@@ -32,19 +32,20 @@ auto withOwnLogin(const Session& session, const Trace& trace, bool loggedIn, Wor
 
 enum class LogoutTrace { AnnouncedOnce, AnnouncedEachTime };
 
-/// What became of the logout.
+/// The outcome of a logout.
 struct LogoutResult {
-    CK_RV last = CKR_OK;    ///< the last try: CKR_OK, unless the module has no such function
+    CK_RV last = CKR_OK;    ///< of the last try: CKR_OK, unless the module has no C_Logout
     CK_RV refusal = CKR_OK; ///< the last refusal, CKR_OK when there was none
 };
 
-/// Logs out, again and again until the token agrees: a card must not stay logged in. There is no limit, unless the
-/// module has no such function. From the eleventh refusal in a row on it waits before the next try: 1 ms, doubling
-/// every ten tries, one second at most.
+/// Calls C_Logout until the token accepts it, without limit, because a card must not stay logged in. Stops at once when
+/// the module has no C_Logout. From the eleventh refusal in a row on it waits before the next try: 1 ms, doubled every
+/// ten tries, one second at most.
 LogoutResult logoutUntilDone(const Session& session, const Trace& trace,
                              LogoutTrace style = LogoutTrace::AnnouncedEachTime);
 
-/// The result of a script whose logout counts: a refusal along the way takes the place of everything but a client code.
+/// Logs out when `loggedIn`, and returns the result of the script: `result`, or the token's last refusal to log out,
+/// which replaces everything but a client code.
 [[nodiscard]] Result afterLogout(const Session& session, const Trace& trace, bool loggedIn, const Result& result);
 
 } // namespace plugin

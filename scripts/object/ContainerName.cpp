@@ -25,7 +25,7 @@ void setBytes(SecretBuffer& target, SecretBuffer value) {
     }
 }
 
-/// "DEFAULT_CONTAINER" is known to hosts and has no effect here.
+/// "DEFAULT_CONTAINER" has no effect: hosts may send it.
 Result readRequest(const ScriptContext& script, const Trace& trace, Request& request) {
     for (const Zel::Parameter& parameter : elements(script.params)) {
         const Zel::TString& id = parameter.getId();

@@ -71,7 +71,7 @@ Result generate(const ScriptContext& script, const Trace& trace, AttributeTempla
     return rv;
 }
 
-/// Shapes the templates, has the token generate the pair and reports the modulus.
+/// Fills the templates, generates the pair on the token and outputs the modulus.
 Result generateFor(ScriptContext& script, const Trace& trace, Request& request) {
     AttributeTemplate publicKey(14, {CKA_TOKEN, CKA_PRIVATE, CKA_KEY_TYPE, CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT,
                                      CKA_MODIFIABLE, CKA_LABEL, CKA_SUBJECT, CKA_ID, CKA_DERIVE, CKA_ENCRYPT,
@@ -109,7 +109,7 @@ Result generateFor(ScriptContext& script, const Trace& trace, Request& request) 
 
 } // namespace
 
-/// Only a full success logs out what was logged in here; after any fault or failure the login stays.
+/// Only a success ends the script's own login; after a failure the login stays.
 Result scripts::generateKeyPair(ScriptContext& script, const Trace& trace) {
     bool loggedIn = false;
     const Result login = requireAndLogin(script, trace, loggedIn);

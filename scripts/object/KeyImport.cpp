@@ -25,7 +25,7 @@ Result readParameter(const Trace& trace, const Zel::Parameter& parameter, Reques
         return request.isRsa ? Result(CKR_OK) : badParameter(trace, id, value);
     }
     if (equals(id, L"KEYENCODING")) {
-        // Both lead to the same reading: a key that really is encrypted is not read.
+        // Both are read as unencrypted PKCS #8; an encrypted key cannot be read.
         request.isEncodingGiven = equals(value, L"PKCS8.clear") || equals(value, L"PKCS8.encrypted");
         return request.isEncodingGiven ? Result(CKR_OK) : badParameter(trace, id, value);
     }
@@ -88,8 +88,8 @@ Result createPrivateKey(const ScriptContext& script, const Trace& trace, Attribu
     return rv;
 }
 
-/// Looks for a public key with the private one's identifier. Where none was given, the identifier searched for is the
-/// class value in its place, which normally finds nothing.
+/// Searches for a public key with the private key's identifier. Without an identifier the search uses the class value
+/// in its place, which normally finds nothing.
 Result findPublicKey(const ScriptContext& script, const Trace& trace, const AttributeTemplate& privateKey,
                      bool& isFound) {
     AttributeTemplate searched(2);
@@ -115,7 +115,8 @@ Result findPublicKey(const ScriptContext& script, const Trace& trace, const Attr
     return search.finish();
 }
 
-/// Tokens differ on whether CKA_MODULUS_BITS may be given for a public key: without it first, then once with it.
+/// Tokens differ on whether a public key may be given CKA_MODULUS_BITS: the first try is without it, the second with
+/// it.
 Result createPublicKey(const ScriptContext& script, const Trace& trace, AttributeTemplate& publicKey,
                        CK_ULONG sizeInBits) {
     auto call =
@@ -140,8 +141,7 @@ Result createPublicKey(const ScriptContext& script, const Trace& trace, Attribut
     return rv;
 }
 
-/// The public half of a pair; one that is on the token already is kept as it is. The private key stays whatever
-/// happens here.
+/// Writes the public key of the pair, unless the token has it already. The private key stays also when this fails.
 Result completePair(const ScriptContext& script, const Trace& trace, const AttributeTemplate& privateKey,
                     AttributeTemplate& publicKey, CK_ULONG sizeInBits) {
     bool isFound = false;

@@ -2,8 +2,8 @@
 
 #include "client/ScriptContext.h"
 
-// What "readData" hands its operation to, by the kind of object. Each appends its outputs and returns what "ERROR" is
-// to say. There are parameters.
+// The readers behind "readData", one for each kind of object. Each appends its outputs and returns the result for
+// "ERROR". The operation has parameters.
 
 namespace plugin {
 

@@ -2,7 +2,7 @@
 
 #include "client/ScriptContext.h"
 
-// What "writeData" hands its operation to, by the kind of object. Each returns what "ERROR" is to say.
+// The writers behind "writeData", one for each kind of object. Each returns the result for "ERROR".
 
 namespace plugin {
 

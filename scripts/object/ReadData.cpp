@@ -6,8 +6,6 @@
 
 namespace plugin {
 
-namespace {} // namespace
-
 /// Reading needs no login, and the session stays open. An operation that names no kind of object reads nothing.
 Result scripts::readData(ScriptContext& script, const Trace& trace) {
     const CK_RV rv = script.session.openSession(0, false);

@@ -10,8 +10,8 @@ namespace plugin {
 using ReadObject = CK_RV (*)(ScriptContext& script, const Trace& trace, CK_OBJECT_HANDLE hObject, std::uint32_t number,
                              AttributeBudget& budget);
 
-/// Reads everything that matches, and appends "COUNT" before what `read` appends for each. After a failure the search
-/// stays open and "COUNT" says "0"; when only its end fails, "COUNT" has the number.
+/// Searches, appends "COUNT", and calls `read` for each object found. After a failure the search stays open and "COUNT"
+/// is "0"; when only C_FindObjectsFinal fails, "COUNT" is the number of objects.
 [[nodiscard]] Result readObjects(ScriptContext& script, const Trace& trace, AttributeTemplate& searched,
                                  ReadObject read);
 

@@ -11,8 +11,8 @@ namespace {
 
 constexpr SearchTrace kSearchTrace{.showsCount = true, .announcesInitTwice = true, .announcesFindTwice = true};
 
-/// The class searched for, from the first parameter alone: an "OBJ_TYPE" elsewhere is not looked at, and the search has
-/// no class then.
+/// Reads the class to search for from the first parameter. An "OBJ_TYPE" at another position has no effect: the search
+/// then finds all classes.
 Result setClass(const Trace& trace, const Zel::Vector<Zel::Parameter>& params, AttributeTemplate& searched,
                 bool& isKeyPair) {
     if (params.isEmpty() || !equals(params.at(0)->getId(), L"OBJ_TYPE")) {
@@ -25,7 +25,7 @@ Result setClass(const Trace& trace, const Zel::Vector<Zel::Parameter>& params, A
         searched.setNumber(CKA_CLASS, CKO_PRIVATE_KEY);
         isKeyPair = true;
     } else if (!equals(value, L"ANY")) {
-        // Names CERTIFICATE whatever the value was: operators' tools look for this text.
+        // The trace says CERTIFICATE for every bad value: operators' tools look for this text.
         return badParameter(trace, L"CERTIFICATE", value);
     }
     return CKR_OK;
@@ -38,7 +38,7 @@ CK_RV destroy(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObje
     return rv == CKR_DEVICE_ERROR ? CKR_OK : rv;
 }
 
-/// Destroys everything that one search finds, while it is open. `foundAny` spans all searches of the script.
+/// Destroys every object of one search while the search is open. `foundAny` covers all searches of the script.
 Result destroyMatches(const Session& session, const Trace& trace, AttributeTemplate& searched, bool& foundAny) {
     const ObjectSearch search(session, trace, kSearchTrace);
     CK_RV rv = search.init(searched);

@@ -22,7 +22,7 @@ Owned<Ry::IKey> parse(const SecretBuffer& bytes) {
     return Owned<Ry::IKey>(Ry::IKey::Create(algorithm.get(), L"PKCS8", bytes.data(), bytes.size()));
 }
 
-/// The parser hands numbers out least significant byte first.
+/// The parser returns numbers least significant byte first.
 SecretBuffer component(const Ry::IPrivateKey& key, Ry::RsaComponent which) {
     SecretBuffer bytes(key.componentLength(which));
     if (!key.copyComponent(which, bytes.data(), bytes.size())) {

@@ -12,7 +12,7 @@ namespace plugin {
 struct RsaKey {
     /// In the order of kAttributes.
     std::array<SecretBuffer, 8> components;
-    /// Length of the modulus in bits, by its bytes; 0: there is no key.
+    /// Length of the modulus in bits, a multiple of 8; 0 without a key.
     CK_ULONG sizeInBits = 0;
 
     static constexpr std::array<CK_ATTRIBUTE_TYPE, 8> kAttributes{
@@ -23,7 +23,7 @@ struct RsaKey {
     [[nodiscard]] const SecretBuffer& publicExponent() const { return components[6]; }
 };
 
-/// Takes a Base64 PKCS#8 structure apart. A key of size 0, with a level-1 line, when it cannot be read.
+/// Reads a Base64 PKCS#8 structure. Returns a key of size 0, with a level-1 trace line, when it cannot be read.
 [[nodiscard]] RsaKey getRSAKeyComponentFromTString(const Zel::TString& keyValue);
 
 } // namespace plugin

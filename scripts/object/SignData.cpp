@@ -17,12 +17,12 @@ struct Request {
     SecretBuffer data;
 };
 
-/// What the host stored comes first, and is hexadecimal.
+/// The access values come first; their data is hexadecimal.
 Request storedRequest(const AccessValues& access) {
     return {access.algoId(), TStringHex2Binary(access.keyId()), TStringHex2Binary(access.dataToSign())};
 }
 
-/// The operation fills what is still missing; its data is Base64.
+/// The operation's parameters fill what is still missing; their data is Base64.
 void completeFromParameters(const Zel::Vector<Zel::Parameter>& params, Request& request) {
     for (const Zel::Parameter& parameter : elements(params)) {
         const Zel::TString& id = parameter.getId();
@@ -58,7 +58,7 @@ CK_RV beginSigning(const ScriptContext& script, const Trace& trace, CK_OBJECT_HA
         .run(script.session.handle(), &mechanism, hKey);
 }
 
-/// The length, then the signature.
+/// Calls C_Sign for the length, then for the signature.
 CK_RV sign(ScriptContext& script, const Trace& trace, Request& request) {
     const auto first = script.session.call(trace, cryptoki::sign, {.tolerated = CKR_BUFFER_TOO_SMALL});
     CK_ULONG length = 0;

@@ -28,7 +28,7 @@ Result writeByType(ScriptContext& script, const Trace& trace) {
     if (equals(value, L"CONTAINER_NAME")) {
         return writeContainerName(script);
     }
-    // Names CONTAINER_NAME whatever the value was: operators' tools look for this text.
+    // The trace says CONTAINER_NAME for every bad value: operators' tools look for this text.
     return badParameter(trace, L"CONTAINER_NAME", value);
 }
 
@@ -42,7 +42,7 @@ Result scripts::writeData(ScriptContext& script, const Trace& trace) {
     }
     const Result result = withOwnLogin(script.session, trace, loggedIn, [&] { return writeByType(script, trace); });
     if (loggedIn) {
-        // What was written is what counts; how the logout went is only traced.
+        // Only writing decides the result; a failed logout is only traced.
         static_cast<void>(logoutUntilDone(script.session, trace, LogoutTrace::AnnouncedOnce));
     }
     return result;

@@ -9,7 +9,7 @@ namespace plugin {
 
 namespace {
 
-/// What the operation itself says.
+/// The operation's own parameters.
 struct Request {
     bool isAuthTypeGiven = false;
     std::optional<CK_USER_TYPE> role;
@@ -31,7 +31,7 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
             request.pin = TStringHex2Binary(value);
         }
         if (!isGood) {
-            // Names PINID for both: operators' tools look for this text.
+            // The trace says PINID for both: operators' tools look for this text.
             return badParameter(trace, L"PINID", value);
         }
     }
@@ -58,10 +58,10 @@ Result loginWith(ScriptContext& script, const Trace& trace, CK_USER_TYPE role, S
         trace.failed(L"openSession", rv);
         return rv;
     }
-    SecretBuffer given = SecretBuffer::copyOf(pin.bytes()); // for a module may write into what it is given
+    SecretBuffer given = SecretBuffer::copyOf(pin.bytes()); // because a module may overwrite it
     rv = login(script, trace, role, given);
     if (rv == CKR_USER_ALREADY_LOGGED_IN || rv == CKR_USER_ANOTHER_ALREADY_LOGGED_IN) {
-        // Whoever is logged in makes room, once.
+        // Another user is logged in: log out and try once more.
         rv = script.session.call(trace, cryptoki::logout).run(script.session.handle());
         if (rv != CKR_OK) {
             return rv;
@@ -73,7 +73,7 @@ Result loginWith(ScriptContext& script, const Trace& trace, CK_USER_TYPE role, S
     } else if (rv != CKR_OK) {
         trace.failed(cryptoki::login.name, rv);
     } else if (role == CKU_USER) {
-        // Kept, so that later scripts can log the user in; the officer's never is.
+        // Later scripts log the user in with this PIN. An SO PIN is never stored.
         script.access.storeUserPin(std::move(pin));
     }
     return rv;

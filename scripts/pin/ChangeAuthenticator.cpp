@@ -35,7 +35,8 @@ Result readGiven(const ScriptContext& script, const Trace& trace, Request& reque
     return CKR_OK;
 }
 
-/// What the operation does not say comes from the access values; only the old PIN proves a role, so only it is guarded.
+/// Missing values come from the access values. Only the old PIN proves a role, so only the old PIN must belong to the
+/// role.
 Result completeFromAccess(const ScriptContext& script, const Trace& trace, Request& request) {
     request.role = request.givenRole.value_or(script.access.userType());
     if (request.oldPin.isEmpty() && !takeStoredPin(trace, script.access.accessOldPin(), request.role,
@@ -77,7 +78,7 @@ std::optional<Need> needOf(CK_STATE state, CK_USER_TYPE role) {
     }
 }
 
-/// Leaves a read/write session open; `needsLogin`: a login is needed on it.
+/// Opens a read/write session. `needsLogin` is true when a login is needed on it.
 Result prepareSession(ScriptContext& script, const Trace& trace, CK_USER_TYPE role, bool& needsLogin) {
     CK_SESSION_INFO info{};
     CK_RV rv = script.session.askSessionInfo(trace, info, CKR_SESSION_HANDLE_INVALID);
@@ -104,7 +105,7 @@ Result prepareSession(ScriptContext& script, const Trace& trace, CK_USER_TYPE ro
 }
 
 CK_RV setPin(ScriptContext& script, const Trace& trace, Request& request) {
-    SecretBuffer given = SecretBuffer::copyOf(request.newPin.bytes()); // for a module may write into what it is given
+    SecretBuffer given = SecretBuffer::copyOf(request.newPin.bytes()); // because a module may overwrite it
     const CK_RV rv =
         script.session.call(trace, cryptoki::setPIN)
             .run(script.session.handle(), request.oldPin.data(), request.oldPin.size(), given.data(), given.size());
@@ -115,7 +116,7 @@ CK_RV setPin(ScriptContext& script, const Trace& trace, Request& request) {
     return rv;
 }
 
-/// The login made here is undone whatever came of it; how that goes is only traced.
+/// Logs in, sets the PIN and logs out again, also after a failure; a failed logout is only traced.
 CK_RV setPinLoggedIn(ScriptContext& script, const Trace& trace, Request& request) {
     CK_RV rv = login(script, trace, request.role, request.oldPin);
     if (rv != CKR_OK) {

@@ -23,7 +23,7 @@ std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& 
     return role;
 }
 
-/// Fails unless that role is logged in, by the session's state; an unknown state gives a client code.
+/// Fails unless the session's state shows that the role is logged in; an unknown state gives a client code.
 Result checkLoggedIn(CK_STATE state, CK_USER_TYPE role) {
     switch (state) {
     case CKS_RO_PUBLIC_SESSION:
@@ -46,7 +46,7 @@ Result scripts::deauthenticate(ScriptContext& script, const Trace& trace) {
     if (!role) {
         return Result::badParameter();
     }
-    // Asked on whatever handle there is: without a session the module says so itself.
+    // Called also without an open session: the module then reports the invalid handle.
     CK_SESSION_INFO info{};
     const CK_RV rv = script.session.askSessionInfo(trace, info);
     if (rv != CKR_OK) {

@@ -50,7 +50,7 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
     return request.pin.isEmpty() ? notFound(trace, L"PIN") : Result(CKR_OK);
 }
 
-/// Without a key nothing is opened: the login of an earlier script is relied on.
+/// Without a key no session is opened: the script relies on the login of an earlier script.
 CK_RV beginInit(const ScriptContext& script, const Trace& trace, SecretBuffer& key) {
     if (key.isEmpty()) {
         return CKR_OK;

@@ -38,7 +38,7 @@ CK_RV loginAsOfficer(const ScriptContext& script, const Trace& trace, SecretBuff
 }
 
 CK_RV setUserPin(ScriptContext& script, const Trace& trace, NewUserPin& request) {
-    SecretBuffer given = SecretBuffer::copyOf(request.pin.bytes()); // for a module may write into what it is given
+    SecretBuffer given = SecretBuffer::copyOf(request.pin.bytes()); // because a module may overwrite it
     const CK_RV rv =
         script.session.call(trace, cryptoki::initPIN).run(script.session.handle(), given.data(), given.size());
     if (rv != CKR_OK) {

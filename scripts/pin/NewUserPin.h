@@ -3,27 +3,26 @@
 #include "client/ScriptContext.h"
 #include "text/SecretBuffer.h"
 
-// The two ways to a new user PIN under the security officer's authority, initialising and unlocking, in what they
-// share. Only the user PIN can be set, and only the officer can set it.
+// What initialising and unlocking share: both set the user PIN, under the security officer's login.
 
 namespace plugin {
 
 struct NewUserPin {
     bool isPinIdGiven = false;
-    SecretBuffer key; ///< the officer's; empty: a login of an earlier script is relied on
+    SecretBuffer key; ///< the SO PIN; empty when an earlier script has logged in
     SecretBuffer pin;
 };
 
-/// Fails without a list of parameters, and with an empty one: the first required parameter is missing then.
+/// Fails when the parameters are null, and when they are empty: `firstRequired` is then traced as missing.
 [[nodiscard]] Result requireList(const ScriptContext& script, const Trace& trace, const wchar_t* firstRequired);
 /// Fails unless the parameter has this value, the only one it may have.
 [[nodiscard]] Result requireValue(const Trace& trace, const Zel::Parameter& parameter, const wchar_t* value);
-/// Reads the officer's key. A text that is not hexadecimal is malformed; the trace does not show it.
+/// Reads the SO PIN. A text that is not hexadecimal is malformed; the trace does not show it.
 [[nodiscard]] Result readOfficersKey(const Trace& trace, const Zel::Parameter& parameter, SecretBuffer& key);
 
-/// C_Login of the officer. A failure is not traced: the scripts report it each in their way.
+/// Calls C_Login for the security officer. A failure is not traced: each script has a line of its own.
 [[nodiscard]] CK_RV loginAsOfficer(const ScriptContext& script, const Trace& trace, SecretBuffer& key);
-/// Sets the PIN, stores it, and ends the login that was made for it. After a failure the officer stays logged in.
+/// Sets the PIN, stores it, and ends the script's own login. After a failure the security officer stays logged in.
 [[nodiscard]] CK_RV setUserPin(ScriptContext& script, const Trace& trace, NewUserPin& request);
 
 } // namespace plugin

@@ -48,7 +48,7 @@ Result readRequest(const ScriptContext& script, const Trace& trace, Request& req
     if (!request.isPinIdGiven) {
         return notFound(trace, L"PINID");
     }
-    // Names NEW_PIN for the parameter "PIN": operators' tools look for this text.
+    // The trace says NEW_PIN for the parameter "PIN": operators' tools look for this text.
     return request.pin.isEmpty() ? notFound(trace, L"NEW_PIN") : Result(CKR_OK);
 }
 

@@ -12,7 +12,7 @@ constexpr std::uint32_t kCardInitialised = 1;
 /// Values of "AUTHSTATE".
 enum class AuthState : std::uint32_t { LoggedIn = 1, NotLoggedIn = 2, Blocked = 3 };
 
-/// Which PIN is asked about: the operation's first "PINID", else the host's.
+/// The role whose state the script reports: from the operation's first "PINID", else from the access values.
 std::optional<CK_USER_TYPE> roleAsked(const ScriptContext& script, const Trace& trace) {
     for (const Zel::Parameter& parameter : elements(script.params)) {
         if (!equals(parameter.getId(), L"PINID")) {
@@ -94,7 +94,7 @@ Result scripts::getCardState(ScriptContext& script, const Trace& /*trace*/) {
     return CKR_OK;
 }
 
-/// On an open session as it is, logins included; otherwise on a read-only one of its own, closed again.
+/// Uses an open session with its login; otherwise opens a read-only session and closes it again.
 Result scripts::getAuthenticatorState(ScriptContext& script, const Trace& trace) {
     const auto role = roleAsked(script, trace);
     if (!role) {

@@ -28,7 +28,7 @@ struct Request {
     SecretBuffer label{kLabelLength};
 };
 
-/// Fills up with a wide blank pattern, 0x20 0x00, which cards issued so far carry: not with single blanks.
+/// Pads with the bytes 0x20 0x00, not with single blanks: cards issued so far carry such labels.
 void writeLabel(const Zel::TString& value, SecretBuffer& label) {
     for (std::size_t i = 0; i < kLabelLength; ++i) {
         label.data()[i] = i % 2 == 0 ? ' ' : 0;

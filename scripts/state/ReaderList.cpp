@@ -9,7 +9,7 @@ namespace plugin {
 
 namespace {
 
-/// Prefix and name of every reader, hexadecimal text as both are held, with the hexadecimal text of a slash between.
+/// Prefix and name of every reader as hexadecimal text, joined by the hexadecimal text of a slash.
 Zel::TString readersText(const Trace& trace, const Slots& slots) {
     Zel::TString text;
     unsigned int listed = 0;
@@ -35,8 +35,8 @@ Zel::TString hexOfField(const CK_UTF8CHAR (&field)[Size]) {
     return Binary2TStringHex(field, static_cast<std::size_t>(end - std::begin(field)));
 }
 
-/// The reader that the operation names, or the host's current one when the operation has no parameters. False when it
-/// has some and none is a reader name.
+/// Sets `name` to the reader that the operation names, or to the host's current one when the operation has no
+/// parameters. Returns false when no parameter is a reader name.
 bool readerNameOf(const ScriptContext& script, Zel::TString& name) {
     if (script.params == nullptr || script.params->isEmpty()) {
         name = script.access.currentReader();
@@ -79,7 +79,7 @@ Result scripts::getPlatformIdentifiers(ScriptContext& script, const Trace& trace
         trace.failure(L": READERNAME parameter not found");
         return Result::badParameter();
     }
-    // Kept even when the reader is unknown: later scripts work on what was asked for here, or on nothing.
+    // Set also for an unknown reader: later scripts then have no slot, and never the slot of another reader.
     script.session.setSlotID(script.slots.getSlotIDFromReaderName(readerName));
     CK_TOKEN_INFO info{};
     const CK_RV rv = CryptokiCall(script.session.module(), trace, cryptoki::getTokenInfo, kSpaced)

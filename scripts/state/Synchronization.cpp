@@ -2,7 +2,7 @@
 
 namespace plugin {
 
-// Markers for the host alone: nothing is done on the token.
+// Markers for the host: they do nothing on the token.
 
 Result scripts::beginSynchronization(ScriptContext& /*script*/, const Trace& /*trace*/) {
     return CKR_OK;
