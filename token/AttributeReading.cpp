@@ -10,7 +10,7 @@ constexpr std::size_t kMostAttributes = 2;
 
 using Entries = std::array<CK_ATTRIBUTE, kMostAttributes>;
 
-/// One pass, announced with its inputs.
+/// One traced call of C_GetAttributeValue.
 CK_RV ask(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObject,
           std::span<const ReadAttribute> attributes, Entries& entries) {
     auto call = session.call(trace, cryptoki::getAttributeValue);
@@ -25,7 +25,7 @@ CK_RV ask(const Session& session, const Trace& trace, CK_OBJECT_HANDLE hObject,
     return call.run(session.handle(), hObject, entries.data(), attributes.size());
 }
 
-/// Buffers of the lengths that the first pass gave.
+/// Allocates buffers of the lengths that the first call returned.
 CK_RV makeRoom(std::span<ReadAttribute> attributes, Entries& entries, AttributeBudget& budget) {
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         if (entries[i].ulValueLen == static_cast<CK_ULONG>(-1)) {
@@ -44,7 +44,7 @@ CK_RV makeRoom(std::span<ReadAttribute> attributes, Entries& entries, AttributeB
     return CKR_OK;
 }
 
-/// The second pass may have found less than the first announced, never more.
+/// Takes the lengths of the second call, which may be below those of the first, never above.
 CK_RV takeLengths(std::span<ReadAttribute> attributes, const Entries& entries, AttributeBudget& budget) {
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         if (entries[i].ulValueLen > attributes[i].value.size()) {

@@ -13,8 +13,8 @@ struct ReadAttribute {
     SecretBuffer value;
 };
 
-/// The bytes that the attributes of one response may still have together: a module decides how many objects there are
-/// and how long each of them is.
+/// How many bytes the attributes of one response may still have. The module decides how many objects there are and how
+/// long they are, so a bound is needed.
 class AttributeBudget {
 public:
     static constexpr std::size_t kMostBytes = std::size_t{256} << 20;

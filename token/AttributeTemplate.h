@@ -21,7 +21,7 @@ namespace plugin {
 ///     call.run(hSession, certificate.entries(), certificate.count(), &hObject);
 ///
 /// The entries before endFixed are fixed: setting such an attribute again overwrites its entry. Any other attribute is
-/// appended each time it is set. An entry that finds no room is left out; hasRoomFor says so beforehand.
+/// appended each time it is set. A full template takes no more entries; ask hasRoomFor first.
 ///
 /// Places may have preset types: an entry that is set without a value is sent with the preset type of its place.
 class AttributeTemplate {
@@ -43,8 +43,8 @@ public:
     /// An entry for `type` without a value: the preset type of its place, a null value and length 0.
     void setWithoutValue(CK_ATTRIBUTE_TYPE type);
 
-    /// The entries so far are the fixed ones. `reserved` places are kept for attributes that are set without asking
-    /// hasRoomFor.
+    /// Makes the entries so far the fixed ones. hasRoomFor keeps `reserved` places free for attributes that are set
+    /// without asking it.
     void endFixed(std::size_t reserved = 0);
     /// Returns true when `type` can be set: it is fixed, or a place is free.
     [[nodiscard]] bool hasRoomFor(CK_ATTRIBUTE_TYPE type) const;

@@ -44,24 +44,24 @@ inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_Sign> sign{L"C_Sign"};
 inline constexpr CryptokiFunction<&CK_FUNCTION_LIST::C_GenerateKeyPair> generateKeyPair{L"C_GenerateKeyPair"};
 } // namespace cryptoki
 
-/// The one gate to a module: every call goes through its function list here. An entry that the module left null, or a
-/// list that was never bound, answers CKR_FUNCTION_NOT_SUPPORTED. An exception that the module throws ends here, while
-/// the module is still loaded: CKR_HOST_MEMORY for std::bad_alloc, CKR_GENERAL_ERROR for all others. Only the unwinding
-/// of a cancelled thread passes.
+/// The one gate to a module: every call goes through its function list here. A null entry, or a list that was never
+/// bound, gives CKR_FUNCTION_NOT_SUPPORTED. An exception of the module is caught here, while the module is still
+/// loaded: std::bad_alloc becomes CKR_HOST_MEMORY, any other CKR_GENERAL_ERROR. Only the unwinding of a cancelled
+/// thread passes.
 class Cryptoki {
 public:
     void bind(CK_FUNCTION_LIST* functionList) noexcept { m_pFunctionList = functionList; }
-    /// Binds the list that the library's C_GetFunctionList gives, also one that it gives along with a failure. What
-    /// goes wrong is only traced.
+    /// Binds the function list of the library's C_GetFunctionList, also when it comes with a failure. Failures are only
+    /// traced.
     void bind(const Trace& trace, const platform::DynamicLibrary& library);
     [[nodiscard]] bool isBound() const noexcept { return m_pFunctionList != nullptr; }
-    /// Whether the module has this function at all.
+    /// Returns true when the module's list has this function.
     template <auto Member>
     [[nodiscard]] bool has(CryptokiFunction<Member>) const noexcept {
         return isBound() && m_pFunctionList->*Member != nullptr;
     }
 
-    /// Parameter types are those of the function; the arguments convert.
+    /// Calls the function; the arguments are converted to its parameter types.
     template <auto Member, class... Args>
     [[nodiscard]] CK_RV call(CryptokiFunction<Member>, Args... args) const {
         if (m_pFunctionList == nullptr) {
@@ -85,7 +85,7 @@ private:
         }
     }
 
-    /// Lengths are size_t here and CK_ULONG there, which is narrower on Windows; pointers pass as they are.
+    /// Converts lengths from size_t to CK_ULONG, which is narrower on Windows; pointers stay as they are.
     template <class Param, class Arg>
     static Param converted(Arg arg) {
         if constexpr (std::is_integral_v<Arg>) {

@@ -4,7 +4,7 @@
 
 namespace plugin {
 
-/// How the trace announces a call and reports its failure. Each method has its own way, which hosts' tools know.
+/// How the trace announces a call and reports its failure. Methods differ, and hosts' tools know the differences.
 struct CallStyle {
     enum class Announcement {
         Usual,  ///< ": C_X"
@@ -21,7 +21,7 @@ struct CallStyle {
     Announcement announcement = Announcement::Usual;
     const wchar_t* detail = L""; ///< behind the function's name in the announcement
     Failure failure = Failure::Usual;
-    CK_RV tolerated = CKR_OK; ///< a result that is no failure either
+    CK_RV tolerated = CKR_OK; ///< one more result that is not a failure
     TraceLevel inputs = TraceLevel::Value;
 };
 
@@ -31,7 +31,8 @@ inline constexpr CallStyle kUnreported{.failure = CallStyle::Failure::None};
 inline constexpr CallStyle kUnannounced{.announcement = CallStyle::Announcement::None};
 inline constexpr CallStyle kLifetime{.failure = CallStyle::Failure::Lifetime};
 
-/// One traced call: announced, its inputs in the order given, the call itself, and a failure.
+/// One traced call: the constructor traces the announcement, `in` and `note` the inputs, and `run` calls the module and
+/// traces a failure.
 ///
 ///     const CK_RV rv = CryptokiCall(module, trace, cryptoki::getTokenInfo, kTight)
 ///                          .in(L"SlotID", slotID)
@@ -44,7 +45,7 @@ public:
         announce();
     }
 
-    /// The announcement once more, for methods that have it behind their inputs, too.
+    /// Repeats the announcement, for methods that trace it after their inputs too.
     void announce() const {
         switch (m_style.announcement) {
         case CallStyle::Announcement::Usual:
@@ -57,7 +58,7 @@ public:
     }
 
     CryptokiCall& in(const wchar_t* name, std::uint64_t value) { return note(L": --> %ws=0x%x", name, value); }
-    /// An input line in words of its own, with the arrow in front.
+    /// An input line of another form; `tail` begins with the arrow.
     template <class... Args>
     CryptokiCall& note(const wchar_t* tail, const Args&... args) {
         if (m_style.announcement != CallStyle::Announcement::None) {
@@ -75,7 +76,7 @@ public:
         return rv;
     }
 
-    /// Reports a failure that shows only in what the module wrote. Returns `rv`.
+    /// Traces a failure that the caller found in the module's output. Returns `rv`.
     CK_RV fail(CK_RV rv) const {
         switch (m_style.failure) {
         case CallStyle::Failure::Usual:

@@ -51,7 +51,7 @@ CK_RV ObjectSearch::find(CK_OBJECT_HANDLE& hObject, CK_ULONG& count) const {
     if (rv != CKR_OK) {
         return rv;
     }
-    // One was asked for: a module that claims more has still written one.
+    // The buffer has room for one handle: a larger count is the module's fault.
     count = std::min(count, CK_ULONG{1});
     hObject = count == 0 ? 0 : hObject;
     if (m_style.announcesFindTwice) {

@@ -14,7 +14,7 @@ struct SearchTrace {
 
     Entries entries = Entries::TypeThenValue;
     bool showsCount = false;         ///< ": --> ulAttCount=0x…" before the entries
-    bool announcesInitTwice = false; ///< ": C_FindObjectsInit" again behind the entries
+    bool announcesInitTwice = false; ///< ": C_FindObjectsInit" again after the entries
     bool announcesFindTwice = false; ///< ": C_FindObjects" again before what was found
 };
 
@@ -25,10 +25,10 @@ struct SearchTrace {
 ///     while (rv == CKR_OK && (rv = search.find(hObject, count)) == CKR_OK && count != 0) { use(hObject); }
 ///     rv = search.finish();
 ///
-/// Nothing finishes a search by itself: some scripts leave one open on purpose.
+/// No destructor finishes a search: some scripts leave one open on purpose.
 class ObjectSearch {
 public:
-    /// A search that finds more objects than this would never end: the module is broken.
+    /// A search that finds more objects is stopped, because a broken module might never end it.
     static constexpr std::uint32_t kMostObjects = 1U << 16U;
 
     ObjectSearch(const Session& session, const Trace& trace, SearchTrace style)
@@ -50,8 +50,8 @@ private:
     SearchTrace m_style;
 };
 
-/// The first private key with that identifier. Client code 33011, with a level-1 line that dumps the identifier, when
-/// there is no such key; the search then stays open.
+/// Finds the first private key with that identifier. Without such a key the result is client code 33011, a level-1 line
+/// dumps the identifier, and the search stays open.
 [[nodiscard]] Result findPrivateKey(const Session& session, const Trace& trace, SearchTrace style, SecretBuffer keyId,
                                     CK_OBJECT_HANDLE& hKey);
 

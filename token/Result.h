@@ -13,7 +13,7 @@ inline constexpr std::uint32_t kUnknownSessionState = 33005; ///< the module ans
 inline constexpr std::uint32_t kNotFound = 33011;            ///< object or key not found
 } // namespace ClientCode
 
-/// How an operation on the token went: a result of the module, or a client code that the plug-in chose.
+/// The outcome of an operation on the token: a result of the module, or a client code that the plug-in chose.
 class [[nodiscard]] Result {
 public:
     Result(CK_RV rv) : m_rv(rv) {} // NOLINT(google-explicit-constructor): a CK_RV is a result

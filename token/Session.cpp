@@ -13,7 +13,7 @@ CK_RV Session::openSession(CK_FLAGS flags, bool forceNew) {
     return traced(L"openSession", [&](const Trace& trace) {
         CK_RV rv = CKR_OK;
         if (forceNew) {
-            // The new session is opened whatever becomes of the old one.
+            // A failure to close the old session does not stop the new one.
             static_cast<void>(close(trace));
         } else if (isOpen()) {
             rv = inspectOpenSession(trace, flags);
@@ -34,8 +34,8 @@ CK_RV Session::inspectOpenSession(const Trace& trace, CK_FLAGS flags) {
         return rv;
     }
     if (rv != CKR_OK) {
-        // What was written along with a failure says nothing: a stale handle counts as read-only, so that it is
-        // replaced when read/write access is wanted.
+        // After a failure the module's output means nothing. A stale handle counts as read-only, so that it is replaced
+        // when read/write access is needed.
         info = {};
     }
     traceSessionInfo(trace, info);
@@ -51,7 +51,7 @@ CK_RV Session::open(const Trace& trace, CK_FLAGS flags) {
     call.in(L"SlotID", m_ulSlotID).note(L": --> Flags=CKF_SERIAL_SESSION | 0x%x", flags);
     CK_SESSION_HANDLE hSession = kNoSession;
     const CK_RV rv = call.run(m_ulSlotID, flags | CKF_SERIAL_SESSION, nullptr, nullptr, &hSession);
-    // What a failing module wrote is no handle.
+    // After a failure the module's output is not a handle.
     m_hSession = rv == CKR_OK ? hSession : kNoSession;
     return rv;
 }

@@ -79,7 +79,7 @@ CK_RV Session::loginWithPin(const Trace& trace, std::span<const std::uint8_t> pi
         trace.failure(L" : no PIN Found");
         return CKR_FUNCTION_FAILED;
     }
-    SecretBuffer bytes = SecretBuffer::copyOf(pin); // for a module may write into what it is given
+    SecretBuffer bytes = SecretBuffer::copyOf(pin); // because a module may overwrite it
     return call(trace, cryptoki::login, kSpaced)
         .note(L": --> CKU_USER")
         .run(m_hSession, CKU_USER, bytes.data(), bytes.size());

@@ -37,10 +37,10 @@ void traceSlotInfo(const Trace& trace, const CK_SLOT_INFO& info) {
                 info.firmwareVersion.minor);
 }
 
-/// More slots than this is a module talking nonsense, not a reader list.
+/// A larger count is the module's fault, not a reader list.
 constexpr CK_ULONG kMostSlots = 1U << 16U;
 
-/// Null when there is no memory for so many, or the number is beyond all reason.
+/// Null when memory is short or `count` is above kMostSlots.
 std::unique_ptr<CK_SLOT_ID[]> allocateSlotIDs(CK_ULONG count) {
     return std::unique_ptr<CK_SLOT_ID[]>(count > kMostSlots ? nullptr : new (std::nothrow) CK_SLOT_ID[count]());
 }
@@ -76,7 +76,7 @@ CK_RV Slots::readSlots(const Trace& trace) {
         return rv;
     }
     trace.output(L"ulSlotCount", ulSlotCount);
-    // A count that grew between the two calls says nothing about what stands in the array.
+    // The second count may exceed the array: the module has written `room` entries at most.
     for (CK_ULONG i = 0; i < std::min(ulSlotCount, room) && rv == CKR_OK; ++i) {
         rv = readSlot(trace, i, slotIDs[i]);
     }
@@ -103,7 +103,7 @@ CK_SLOT_ID Slots::getSlotIDFromReaderName(Zel::TString readerName) {
         readerName = readerName.substr(position + m_tsReaderPrefix.length());
     }
     if (m_readers.isEmpty()) {
-        // A failure leaves the name unknown, which is all that matters here.
+        // After a failure the list has no such name, which is all that matters here.
         static_cast<void>(getSlotVector());
     }
     CK_SLOT_ID slotID = kNoSlot;

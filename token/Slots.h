@@ -7,8 +7,8 @@
 
 namespace plugin {
 
-/// The module's slots under the names that hosts know: each is called by its slot description, as upper-case
-/// hexadecimal text. The list is a cache, filled on first need and replaced only by getSlotVector.
+/// The module's slots by reader name: the slot description as upper-case hexadecimal text. The list is a cache, filled
+/// on first use and replaced only by getSlotVector.
 class Slots {
 public:
     /// `readerPrefix`: hexadecimal text that hosts put before a reader name; may be empty.
@@ -18,8 +18,8 @@ public:
     /// Reads the list anew. CKR_OK with an empty list when there is no slot, no memory, or more than 65,536 slots; on
     /// the failure of one slot the readers before it stay in the list.
     [[nodiscard]] CK_RV getSlotVector();
-    /// The slot of a reader, by its name without what stands up to the end of the prefix; ignoring case. Of equal
-    /// names the first. kNoSlot when there is none.
+    /// The slot of the reader with this name; `kNoSlot` for an unknown one. The comparison ignores case and the part of
+    /// the name up to the end of the reader prefix. Of several readers with one name the first counts.
     [[nodiscard]] CK_SLOT_ID getSlotIDFromReaderName(Zel::TString readerName);
 
     [[nodiscard]] const Zel::Vector<CReader>& readers() const { return m_readers; }
