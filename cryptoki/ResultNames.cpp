@@ -114,7 +114,7 @@ constexpr std::array kNames{
     NAME(CKR_PIN_TOO_WEAK),
     NAME(CKR_PUBLIC_KEY_INVALID),
     NAME(CKR_FUNCTION_REJECTED),
-    // Version 3 of the standard, which the header does not know.
+    // From version 3 of the standard; the header is older.
     Name{0x201, "CKR_TOKEN_RESOURCE_EXCEEDED"},
     Name{0x202, "CKR_OPERATION_CANCEL_FAILED"},
     Name{0x203, "CKR_KEY_EXHAUSTED"},

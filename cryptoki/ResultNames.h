@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-// Names without the PKCS #11 types: for those who read results in a trace and call no module.
+// Names without the PKCS #11 types, for programs that read results in a trace and call no module.
 
 namespace cryptoki {
 

@@ -13,7 +13,7 @@ constexpr std::size_t kGroup = 4;
 constexpr std::uint8_t kLargestWorth = 63;
 constexpr std::uint8_t kNoDigit = 0xFF;
 
-/// What each ASCII character is worth.
+/// The value of each ASCII character as a Base64 digit.
 constexpr std::array<std::uint8_t, 0x80> kWorths = [] {
     std::array<std::uint8_t, 0x80> worths{};
     worths.fill(kNoDigit);
@@ -28,8 +28,8 @@ std::uint8_t worthOf(wchar_t character) noexcept {
     return code < kWorths.size() ? kWorths[code] : kNoDigit;
 }
 
-/// Writes three bytes for a group; returns how many of them the group stands for: fewer for a padded one, 0 for a
-/// malformed one.
+/// Decodes a group into three bytes and returns how many of them count: fewer for a padded group, 0 for a malformed
+/// one.
 std::size_t decodeGroup(const wchar_t* group, std::uint8_t* target) noexcept {
     const std::size_t digits = group[3] != L'=' ? 4 : (group[2] != L'=' ? 3 : 2);
     const std::uint32_t first = worthOf(group[0]);

@@ -9,17 +9,18 @@
 
 namespace text {
 
-/// How many characters the Base64 text of so many bytes has.
+/// The length of the Base64 text of `bytes` bytes, in characters.
 [[nodiscard]] constexpr std::size_t base64Length(std::size_t bytes) noexcept {
     return bytes / 3 * 4 + (bytes % 3 == 0 ? 0 : 4);
 }
 
-/// Base64 text of bytes, padded, without line breaks, into room for base64Length characters.
+/// Writes the Base64 text of bytes, padded and without line breaks, to `target`, which has room for base64Length
+/// characters.
 void encodeBase64(std::span<const std::uint8_t> bytes, wchar_t* target) noexcept;
 
-/// Bytes of Base64 text: complete groups of four characters, the last one padded where needed, white space allowed
-/// between groups, nothing else. Bits of the last character that belong to no byte may have any value, because some
-/// encoders leave them set. Null when the text is malformed, as the empty text is. Throws std::bad_alloc.
+/// The bytes of Base64 text: complete groups of four characters, the last one padded where needed, with white space
+/// allowed between groups. Unused bits of the last character may have any value, because some encoders leave them set.
+/// Null when the text is malformed or empty. Throws std::bad_alloc.
 [[nodiscard]] SecretBuffer decodeBase64(std::wstring_view digits);
 
 } // namespace text

@@ -9,7 +9,7 @@
 
 namespace text {
 
-/// Upper-case hexadecimal digits of bytes, two each, into room for as many. Returns the end of what was written.
+/// Writes the upper-case hexadecimal digits of bytes, two a byte, to `target`. Returns the end of the digits.
 template <class Character>
 Character* encodeHexadecimal(std::span<const std::uint8_t> bytes, Character* target) noexcept {
     constexpr char kDigits[] = "0123456789ABCDEF";
@@ -20,8 +20,8 @@ Character* encodeHexadecimal(std::span<const std::uint8_t> bytes, Character* tar
     return target;
 }
 
-/// Bytes of hexadecimal text: pairs of digits of either case, white space allowed between pairs, nothing else. Null
-/// when the text is malformed, as the empty text is. Throws std::bad_alloc.
+/// The bytes of hexadecimal text: pairs of digits of either case, with white space allowed between pairs. Null when the
+/// text is malformed or empty. Throws std::bad_alloc.
 [[nodiscard]] SecretBuffer decodeHexadecimal(std::wstring_view digits);
 
 } // namespace text

@@ -6,12 +6,13 @@
 
 #include "text/Wiped.h"
 
-/// Bytes that may be a secret (PIN, key component, decoded parameter value): move-only, unprintable, overwritten with
-/// zeros over their whole capacity before the memory goes. A zero byte always stands behind the last one. A buffer that
-/// was never given memory is null, which decoders use to say "not decodable"; a buffer of size 0 is not null.
+/// Bytes that may be a secret (PIN, key component, decoded parameter value): move-only, unprintable, and overwritten
+/// with zeros over their whole capacity before the memory is freed. A zero byte always follows the last byte. A
+/// default-constructed buffer is null, which decoders return for undecodable text; a buffer of size 0 is not null.
 class SecretBuffer {
 public:
-    /// The most that tryAllocate gives, in bytes: far above any honest value of a token, far below what would hurt.
+    /// The largest size that tryAllocate accepts, in bytes: far above any real attribute, far below what would exhaust
+    /// memory.
     static constexpr std::size_t kLargestTry = std::size_t{64} << 20;
 
     SecretBuffer() noexcept = default;
@@ -25,8 +26,8 @@ public:
 
     /// Never null. Throws std::bad_alloc.
     [[nodiscard]] static SecretBuffer copyOf(std::span<const std::uint8_t> bytes);
-    /// As the constructor, but a null buffer when there is no memory or `size` is above kLargestTry: for sizes that a
-    /// module chose.
+    /// As the constructor, but returns a null buffer when memory is short or `size` is above kLargestTry: for sizes
+    /// that a module chose.
     [[nodiscard]] static SecretBuffer tryAllocate(std::size_t size) noexcept;
 
     [[nodiscard]] bool isNull() const noexcept { return m_bytes.empty(); }
@@ -47,5 +48,5 @@ public:
 private:
     using Bytes = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
 
-    Bytes m_bytes; ///< and the zero byte; empty when null
+    Bytes m_bytes; ///< with the zero byte; empty when null
 };

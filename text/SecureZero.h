@@ -9,7 +9,7 @@ namespace text {
 inline void secureZero(void* bytes, std::size_t length) noexcept {
     if (length != 0) {
         std::memset(bytes, 0, length);
-        // As far as the compiler knows this reads all memory, so that the zeros have to be there.
+        // For the compiler this reads all memory, so it must write the zeros.
         asm volatile("" : : "r"(bytes) : "memory");
     }
 }

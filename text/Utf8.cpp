@@ -41,7 +41,7 @@ char32_t unitAt(std::wstring_view wide, std::size_t at) noexcept {
     return static_cast<std::make_unsigned_t<wchar_t>>(wide[at]);
 }
 
-/// The code point that stands at `at`, which moves behind it.
+/// Reads the code point at `at` and moves `at` past it.
 char32_t takeWide(std::wstring_view wide, std::size_t& at) noexcept {
     const char32_t unit = unitAt(wide, at++);
     if (unit < 0xD800 || (unit > 0xDFFF && unit <= kLastCodePoint)) {
@@ -61,7 +61,7 @@ void putWide(Output<wchar_t>& output, char32_t codePoint) noexcept {
 }
 
 /// What may follow a lead byte: how many continuation bytes, and the range of the first of them, which excludes
-/// over-long forms, surrogates and values past U+10FFFF. No continuation: not a lead byte.
+/// over-long forms, surrogates and values past U+10FFFF. Without continuation bytes it is not a lead byte.
 struct Lead {
     unsigned int continuations;
     unsigned char low;
@@ -83,7 +83,7 @@ Lead leadOf(unsigned char byte) noexcept {
     return {0, 0, 0};
 }
 
-/// The code point that stands at `at`, which moves behind it, or behind the malformed part.
+/// Reads the code point at `at` and moves `at` past it, or past the malformed part.
 char32_t takeUtf8(std::string_view utf8, std::size_t& at) noexcept {
     const auto first = static_cast<unsigned char>(utf8[at++]);
     if (first < 0x80) {

@@ -87,7 +87,7 @@ const wchar_t* parseFlags(const wchar_t* at, Conversion& conversion) noexcept {
     }
 }
 
-/// Digits or an asterisk; no digits are 0.
+/// Parses digits or an asterisk; no digits mean 0.
 const wchar_t* parseNumber(const wchar_t* at, int& number, Arguments& arguments) noexcept {
     if (*at == L'*') {
         number = std::clamp(va_arg(arguments.list, int), -kLargestNumber, kLargestNumber);
@@ -178,7 +178,7 @@ void writeNumber(Writer& writer, const Conversion& conversion, std::uint64_t val
     const bool isHex = conversion.type == L'x' || conversion.type == L'X';
     wchar_t digits[kMostDigits];
     int first = kMostDigits;
-    // Divisors that the compiler knows cost much less.
+    // Division by a constant is much faster.
     for (; value != 0; value = isHex ? value / 16 : value / 10) {
         digits[--first] = alphabet[isHex ? value % 16 : value % 10];
     }
@@ -231,7 +231,7 @@ void writePadded(Writer& writer, const Conversion& conversion, const Character* 
     writer.fill(L' ', conversion.isLeft ? blanks : 0);
 }
 
-/// Reads no further than the precision, so that a text without terminator can be given with one.
+/// Reads at most `precision` characters, so that a text without terminator can be written.
 template <class Character>
 std::size_t textLength(const Character* text, int precision) noexcept {
     if (precision == kNone) {

@@ -15,13 +15,13 @@ namespace text {
 /// read by an argument.
 ///
 /// Conversions: %d %i %u %x %X (lengths hh, h, l, ll, z), %c, %s (%ls and %ws are the same: wide text; %hs and %S are
-/// narrow text, of which only ASCII is shown, anything else as '?'), %p (16 upper-case digits) and %%; with the flags
-/// - + 0 # and blank, width and precision, also as *. Widths and precisions of numbers end at 4096. A null text is
-/// "(null)". A conversion that is not in this list is written as it stands and takes no argument. `long` is the
-/// system's: 32 bits on Windows, 64 on Linux.
+/// narrow text, of which only ASCII is shown, anything else as '?'), %p (16 upper-case digits) and %%; with the flags -
+/// + 0 # and blank, width and precision, also as *. Widths and precisions of numbers are limited to 4096. A null text
+/// is "(null)". An unknown conversion is written unchanged and takes no argument. `long` is the system's: 32 bits on
+/// Windows, 64 on Linux.
 std::size_t formatWide(wchar_t* target, std::size_t room, const wchar_t* format, va_list arguments) noexcept;
 
-/// The same into an empty buffer, which has failed afterwards when there is no memory.
+/// The same into an empty buffer; when memory is short, the buffer has failed afterwards.
 template <std::size_t kInlineRoom>
 void formatWide(WipedBuffer<wchar_t, kInlineRoom>& buffer, const wchar_t* format, va_list arguments) noexcept {
     wchar_t* target = buffer.reserve(kInlineRoom);

@@ -30,6 +30,6 @@ struct WipingAllocator {
 using WipedBytes = std::vector<char, WipingAllocator<char>>;
 using WipedText = std::vector<wchar_t, WipingAllocator<wchar_t>>;
 
-/// Overwrites the stack below the caller's frame, as deep as what it called may have gone: short texts and spilled
-/// registers stay there when a function has returned.
+/// Overwrites the stack below the caller's frame, where functions that have returned leave short texts and saved
+/// registers.
 void wipeUnusedStack() noexcept;

@@ -10,8 +10,9 @@
 
 namespace text {
 
-/// Characters that grow: inside the object first, on the heap when that is too small. They are overwritten with zeros
-/// before they go. Without memory the buffer has failed and takes nothing more; nothing throws.
+/// A growing row of characters, inside the object first and on the heap when that is too small. The characters are
+/// overwritten with zeros before their memory is freed. When memory is short, the buffer has failed and takes nothing
+/// more; nothing throws.
 ///
 ///     text::WipedBuffer<char, 256> line;
 ///     line.append("PIN ");
@@ -27,7 +28,7 @@ public:
     WipedBuffer& operator=(const WipedBuffer&) = delete;
     ~WipedBuffer() { dispose(); }
 
-    /// Room for `length` characters more, null without memory. commit says where what was written there ends.
+    /// Room for `length` more characters; null when memory is short. Call commit with the end of what was written.
     [[nodiscard]] Character* reserve(std::size_t length) noexcept {
         return length <= m_capacity - m_length || grow(length) ? m_pData + m_length : nullptr;
     }
@@ -39,7 +40,7 @@ public:
         }
     }
     void append(Character character) noexcept { append(View(&character, 1)); }
-    /// Keeps the room.
+    /// Empties the buffer and keeps its room.
     void clear() noexcept {
         secureZero(m_pData, m_length * sizeof(Character));
         m_length = 0;

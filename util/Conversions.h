@@ -7,16 +7,17 @@
 #include "zel/Parameter.h"
 #include "zel/TString.h"
 
-// Conversions between the texts that cross the executor's border and the bytes that Cryptoki takes. A value is held
-// either as plain text or, when it stands for bytes, as upper-case hexadecimal text, two digits a byte. Narrow text is
-// UTF-8, always. All of these are free functions without state; only memory can fail (std::bad_alloc).
+// Conversions between the texts that cross the executor's border and the bytes that Cryptoki takes. A value is kept as
+// plain text or, when it stands for bytes, as upper-case hexadecimal text with two digits a byte. Narrow text is always
+// UTF-8. The only failure is std::bad_alloc.
 
 /// The value in internal form, by the parameter's encoding: Base64 becomes hexadecimal text; text of a type other than
-/// raw becomes the hexadecimal text of its UTF-8 bytes; plain and hexadecimal values stand as they are. Undecodable
+/// raw becomes the hexadecimal text of its UTF-8 bytes; plain and hexadecimal values stay as they are. Undecodable
 /// Base64 and an unknown encoding give the empty text, the latter with a level-1 trace line.
 [[nodiscard]] Zel::TString getValueFromEncoding(const Zel::Parameter& parameter);
 
-/// Decoders. A null buffer, and 0xFFFFFFFF in `length`, when the text is not decodable. The empty text is not.
+/// Decode a text. For an undecodable text the buffer is null and `length` 0xFFFFFFFF; the empty text counts as
+/// undecodable.
 [[nodiscard]] SecretBuffer TStringB642Binary(const Zel::TString& text, std::uint32_t* length = nullptr);
 [[nodiscard]] SecretBuffer TStringHex2Binary(const Zel::TString& text, std::uint32_t* length = nullptr);
 

@@ -10,7 +10,7 @@ namespace plugin {
 ///
 ///     for (const Zel::Parameter& parameter : elements(params)) { … }
 ///
-/// The vector may be the host's: its size is asked again for each element, and what it throws passes.
+/// The vector may be the host's own: its size is read again before each element, and its exceptions pass.
 template <class T>
 class Elements {
 public:

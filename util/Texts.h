@@ -7,8 +7,8 @@
 
 namespace plugin {
 
-/// Whether the text is exactly this name. Scripts compare each parameter with every name that they know, and most end
-/// at the length, which costs nothing.
+/// Returns true when the text is exactly this name. Scripts compare each parameter with every name that they know; most
+/// comparisons end at the length, which costs nothing.
 [[nodiscard]] inline bool equals(const Zel::TString& text, std::wstring_view name) noexcept {
     return std::wstring_view(text.data(), text.length()) == name;
 }

@@ -13,7 +13,7 @@ const wchar_t Trace::kFailedTight[] = L"%ws%ws: %ws 0x%02x : failed";
 
 Trace::Format::Format(const wchar_t* tail) {
     wchar_t* const behind = std::copy_n(kName, std::size(kName) - 1, text);
-    // Tails are literals of ours, without room for a surprise; one that were longer is cut.
+    // Tails are short literals; a longer one is truncated.
     const std::size_t length = std::min(std::wcslen(tail), static_cast<std::size_t>(std::end(text) - behind) - 1);
     *std::copy_n(tail, length, behind) = L'\0';
 }

@@ -18,8 +18,8 @@ enum class TraceLevel : std::uint32_t {
     Exit = 16,   ///< exit from a method
 };
 
-/// The trace of one method: knows the method's name and writes the house's message patterns. Every message begins with
-/// the class and the method. Nothing is built or converted while nobody listens. Nothing here throws.
+/// The trace of one method: knows the method's name and writes the common message patterns. Every message begins with
+/// the class and the method. No text is built while its level is disabled. Nothing here throws.
 ///
 /// `traced` below writes the lines at the entry and the exit of a method:
 ///
@@ -46,11 +46,8 @@ public:
 
     [[nodiscard]] static bool isEnabled(TraceLevel level) { return rylogIsEnabled(static_cast<std::uint32_t>(level)); }
 
-    /// At any level.
-    [[nodiscard]] static bool isAnyoneListening() { return rylogIsEnabled(~std::uint32_t{0}); }
-
-    /// The method's name with `tail` behind it: a printf-style wide format. Numbers print as 32-bit values (`%x`,
-    /// `%d`, `%u`): of wider ones the low 32 bits. Texts are wide strings or TStrings (`%ws`).
+    /// Writes the method's name followed by `tail`, a printf-style wide format. Numbers print as 32-bit values (`%x`,
+    /// `%d`, `%u`), wider ones their low 32 bits. Texts are wide strings or TStrings (`%ws`).
     template <class... Args>
     void write(TraceLevel level, const wchar_t* tail, const Args&... args) const {
         if (isEnabled(level)) {
@@ -64,7 +61,7 @@ public:
         write(TraceLevel::Failure, tail, args...);
     }
 
-    /// As write, with a dump of bytes behind the text.
+    /// As write, with a dump of bytes after the text.
     template <class... Args>
     void dump(TraceLevel level, std::span<const std::uint8_t> bytes, const wchar_t* tail, const Args&... args) const {
         if (isEnabled(level)) {
@@ -91,7 +88,7 @@ private:
     static const wchar_t kFailed[];
     static const wchar_t kFailedTight[];
 
-    /// A tail behind the pattern of the method's name; needs no memory, so that tracing cannot fail.
+    /// The pattern of the method's name followed by a tail. Needs no heap, so that tracing cannot fail.
     struct Format {
         explicit Format(const wchar_t* tail);
         static constexpr std::size_t kRoom = 320;
