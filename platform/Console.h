@@ -5,14 +5,13 @@
 
 namespace platform {
 
-/// Whether standard error is a terminal, so that a person may be watching.
+/// Returns true when standard error is a terminal, so that a person may be watching.
 [[nodiscard]] bool errorsGoToTerminal() noexcept;
 
-/// Shows `prompt` (UTF-8) on the terminal itself, whatever the standard streams are, and reads one line from it
-/// without echo: its UTF-8 bytes without the line end into `line` of `room` bytes, and their number. What does not fit
-/// is dropped. Nothing when there is no terminal, when the person ended the input, or when an interruption came first.
-/// The terminal's state is put back on every way out, also when a signal ends or stops the program meanwhile. One
-/// thread at a time.
+/// Shows `prompt` (UTF-8) on the terminal itself, also when the standard streams are redirected, and reads one line
+/// from it without echo. Writes the line's UTF-8 bytes without the line end to `line` and returns their number; bytes
+/// beyond `room` are dropped. nullopt when there is no terminal, at the end of input, and after an interruption. The
+/// terminal's state is always restored, also when a signal ends or stops the program. One thread at a time.
 [[nodiscard]] std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept;
 
 } // namespace platform

@@ -4,7 +4,7 @@
 
 namespace platform {
 
-/// A loaded dynamic library; unloaded when the object goes. Move-only.
+/// A loaded dynamic library, which the destructor unloads. Move-only.
 class DynamicLibrary {
 public:
     DynamicLibrary() noexcept = default;
@@ -24,7 +24,7 @@ public:
     [[nodiscard]] void* symbol(const char* name) const noexcept;
     void unload() noexcept;
 
-    /// What the system said about this thread's last failed load, as UTF-8 text for a person.
+    /// The system's message for this thread's last failed load, as UTF-8.
     [[nodiscard]] static std::string lastError();
 
 private:

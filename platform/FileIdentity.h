@@ -5,19 +5,19 @@
 
 namespace platform {
 
-/// What an open descriptor stands for. A library in the same process may close a descriptor that is not its own, as
-/// daemons close all of them; its next file then gets the number, and what we write would land there. On Windows, where
-/// no library closes handles that it was not given, every handle is taken for what it was.
+/// The file behind an open descriptor. A library in the same process may close descriptors that it does not own, as
+/// daemons do; its next file then gets the number, and our output would go there. On Windows libraries do not do this,
+/// and `isStill` is always true.
 class FileIdentity {
 public:
     FileIdentity() noexcept = default;
     explicit FileIdentity(std::ptrdiff_t descriptor) noexcept;
 
-    /// Returns true when the descriptor still stands for what it stood for when this object was made.
+    /// Returns true when the descriptor still refers to the file that it referred to when this object was made.
     [[nodiscard]] bool isStill(std::ptrdiff_t descriptor) const noexcept;
 
 private:
-    [[maybe_unused]] std::uint64_t m_device = 0; // none of the three on Windows
+    [[maybe_unused]] std::uint64_t m_device = 0; // Windows uses none of the three
     [[maybe_unused]] std::uint64_t m_file = 0;
     [[maybe_unused]] bool m_known = false;
 };

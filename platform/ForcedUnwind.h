@@ -8,8 +8,8 @@
 
 namespace platform {
 
-/// What passes through the frames of a thread that is cancelled or ends itself. A handler of all exceptions has to let
-/// it pass: glibc ends the process otherwise. Where threads do not end so, nothing ever throws it.
+/// The exception that unwinds a thread which is cancelled or ends itself. A handler of all exceptions has to rethrow
+/// it, because glibc ends the process otherwise. Other systems never throw it.
 #if defined(__GLIBCXX__)
 using ForcedUnwind = abi::__forced_unwind;
 #else

@@ -2,9 +2,8 @@
 
 namespace platform {
 
-/// Calls `before` on the thread that forks, just before it does, and `after` behind the fork in both processes. Ends
-/// when the library that calls this is unloaded. Does nothing where processes do not fork. Returns false without
-/// memory.
+/// Calls `before` on the forking thread just before each fork, and `after` in both processes after it, until the
+/// library that calls this is unloaded. Does nothing on Windows. Returns false when memory is short.
 bool aroundFork(void (*before)(), void (*after)()) noexcept;
 
 } // namespace platform

@@ -4,7 +4,7 @@
 
 namespace platform {
 
-/// The bytes that a block of malloc's has room for, at least as many as were asked for; all of them may be overwritten.
+/// The usable size of a block of malloc, in bytes: at least the size asked for. All of it may be overwritten.
 [[nodiscard]] std::size_t blockSize(void* block) noexcept;
 
 } // namespace platform

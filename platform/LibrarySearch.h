@@ -4,15 +4,15 @@
 
 namespace platform {
 
-/// From now on a library that is named without a folder is looked for beside the program and in the system's folders:
+/// From now on a library that is named without a folder is searched beside the program and in the system's folders:
 /// never in the current directory, and on Windows not along PATH. The same holds for the libraries that it needs. A
 /// program calls this before it loads anything.
 ///
-/// On Linux this is the system's own way; a library of ours adds only its own folder.
+/// On Linux the loader does so anyway; our libraries add only their own folder.
 void searchLibrariesSafely() noexcept;
 
-/// Windows: also looks in `folder` (UTF-8, full path), for what a library in it needs. A folder that is not there is
-/// ignored. Linux: no effect, for a library there says itself where its own libraries are.
+/// Windows: also searches `folder` (UTF-8, full path) for the libraries that a library in it needs. A missing folder is
+/// ignored. Linux: no effect, because each library names the folders of its own libraries.
 void alsoSearchLibrariesIn(const std::string& folder);
 
 } // namespace platform

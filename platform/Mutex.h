@@ -12,7 +12,7 @@ public:
     Mutex& operator=(const Mutex&) = delete;
     ~Mutex();
 
-    /// Returns false on failure, and the system's error number in `error`. Call it once.
+    /// Returns false on failure, with the system's error number in `error`. Call it once.
     [[nodiscard]] bool create(std::uint32_t& error) noexcept;
     /// Waits without limit.
     void lock() noexcept;

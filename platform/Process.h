@@ -8,13 +8,13 @@
 
 namespace platform {
 
-/// The program's arguments as UTF-8, the program's own name left out. `argc` and `argv` are those of main; a system
-/// that knows them better than main does is asked instead.
+/// The program's arguments as UTF-8, without the program's name. `argc` and `argv` are main's; Windows asks the system
+/// instead, because main's texts are limited to a code page.
 [[nodiscard]] std::vector<std::string> commandLineArguments(int argc, char** argv);
 
-/// The value of an environment variable as UTF-8, which may be a secret. Nothing when the variable is not set, and on
-/// Linux in a process that runs with more rights than its user has (set-user-ID, capabilities of its file): an ordinary
-/// user must not make it load or write a file. Throws std::bad_alloc.
+/// The value of an environment variable as UTF-8, which may be a secret. nullopt when the variable is not set, and on
+/// Linux in a process with more rights than its user has (set-user-ID, file capabilities): an ordinary user must not
+/// choose the files that it loads or writes. Throws std::bad_alloc.
 [[nodiscard]] std::optional<WipedBytes> environmentVariable(const char* name);
 
 /// Overwrites the value of an environment variable, in every copy that the runtime keeps, and removes it.
@@ -23,8 +23,8 @@ void removeEnvironmentVariable(const char* name) noexcept;
 /// Full path of the running program as UTF-8; empty when unknown.
 [[nodiscard]] std::string executablePath();
 
-/// From now on this process's memory goes into no core dump and no error report, and on Linux other processes of the
-/// same user may not read it. What the system does not allow is left as it is.
+/// From now on core dumps and error reports leave out this process's memory, and on Linux other processes of the same
+/// user may not read it. What the system does not allow is left as it is.
 void keepMemoryPrivate() noexcept;
 
 /// From now on writing to a pipe that nobody reads, or past the largest size that the user allows a file, fails instead

@@ -2,9 +2,9 @@
 
 namespace platform {
 
-/// While it lives, the process ends with the program's own status or with a failure: when a library ends it by exit or
-/// quick_exit (on Windows by ExitProcess too), `message` goes to standard error and the status is `status`. _exit,
-/// TerminateProcess and signals cannot be caught. Make one, before libraries are loaded.
+/// While this object lives, a library cannot end the process as a success: when one calls exit or quick_exit (on
+/// Windows ExitProcess too), `message` goes to standard error and the exit status is `status`. _exit, TerminateProcess
+/// and signals cannot be caught. Make one object, before libraries are loaded.
 class OwnProcessEnd {
 public:
     /// `message` (UTF-8) must live as long as the object.

@@ -15,7 +15,7 @@ std::string platform::typeName(const std::type_info& type) {
 
 #else
 
-// Microsoft's names are readable already, behind the kind of type: "class std::bad_alloc".
+// Microsoft's names are readable and begin with the kind of type: "class std::bad_alloc".
 std::string platform::typeName(const std::type_info& type) {
     const std::string name = type.name();
     return name.substr(name.find(' ') + 1);

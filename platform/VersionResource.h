@@ -18,12 +18,12 @@ public:
     VersionResource& operator=(VersionResource&&) noexcept;
     ~VersionResource();
 
-    /// Nothing when the file is not found, carries no version information, or that names no translation.
+    /// nullopt when the file is not found, has no version information, or has one without a translation.
     [[nodiscard]] static std::optional<VersionResource> open(const std::wstring& fileName);
 
     /// Language in the upper 16 bits, code page in the lower (0x040904B0).
     [[nodiscard]] std::uint32_t translation() const noexcept;
-    /// The four numbers of the file version; nothing when there are none.
+    /// The four numbers of the file version; nullopt when there are none.
     [[nodiscard]] std::optional<std::array<std::uint32_t, 4>> fileVersion() const;
     /// Text of `key` ("FileDescription", "InternalName" …) in the first translation; empty when there is none.
     [[nodiscard]] std::wstring string(const wchar_t* key) const;

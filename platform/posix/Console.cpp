@@ -21,8 +21,8 @@ void noteSignal(int number) {
     g_signal = number;
 }
 
-/// While it lives, signals that would end or stop the program only interrupt the wait for input, as noted interruptions
-/// do anyway. They are blocked everywhere else, so that none is missed between a look at the flag and the wait.
+/// While this object lives, signals that would end or stop the program only interrupt the wait for input. They are
+/// blocked outside the wait, so that none is missed between a check of the flag and the wait.
 class SignalGuard {
 public:
     SignalGuard() noexcept {
@@ -61,7 +61,7 @@ private:
     sigset_t m_mask = {};
 };
 
-/// The terminal without echo; put back as it was when the object goes.
+/// Turns the terminal's echo off; the destructor restores it.
 class EchoOff {
 public:
     explicit EchoOff(int terminal) noexcept : m_terminal(terminal) {
@@ -137,8 +137,7 @@ std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, s
             length = ask(terminal, guard.mask(), prompt, line, room);
         }
         signal = g_signal;
-        // With the terminal as it was, the signal now does what it would have done; after a stop the question comes
-        // again.
+        // The terminal is restored, so the signal now has its usual effect. After a stop the prompt is shown again.
         if (signal != 0) {
             std::raise(signal);
         }

@@ -13,8 +13,8 @@ namespace platform {
 
 namespace {
 
-// The system's own text is overwritten by whatever else this thread loads or unloads. Kept without a heap: load does
-// not throw.
+// A copy of the system's text, which this thread's next load or unload overwrites. An array, because load does not
+// throw.
 thread_local char t_lastError[1024];
 
 void keepLastError(const char* text) noexcept {
@@ -41,7 +41,7 @@ DynamicLibrary DynamicLibrary::load(const wchar_t* name) noexcept {
     DynamicLibrary library;
     try {
         const std::string file = text::toUtf8(name);
-        // No name would stand for the program itself.
+        // To the loader an empty name means the program itself.
         if (file.empty()) {
             keepLastError("no library name was given");
             return library;

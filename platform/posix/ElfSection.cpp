@@ -18,12 +18,11 @@ constexpr unsigned char kByteOrder = std::endian::native == std::endian::little 
 /// Ordinary libraries have some forty sections.
 constexpr std::size_t kMostSections = 4096;
 
-/// A regular file that is read at chosen places. Read, not mapped: a file that is cut while it is mapped kills the
-/// process.
+/// A regular file, read at chosen offsets. It is not mapped, because truncating a mapped file kills the process.
 class File {
 public:
     explicit File(const std::string& name) noexcept
-        // A name may stand for a pipe or a device: opening it must not wait.
+        // The name may belong to a pipe or a device: opening it must not wait.
         : m_descriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
         struct stat status {};
         if (m_descriptor >= 0 && fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
@@ -38,7 +37,7 @@ public:
         }
     }
 
-    /// False when the file does not have all of these bytes.
+    /// Returns false when the file does not have all of these bytes.
     [[nodiscard]] bool read(std::uint64_t offset, void* target, std::size_t count) const noexcept {
         if (offset > m_size || count > m_size - offset) {
             return false;
@@ -67,7 +66,7 @@ bool isUsable(const Elf64_Ehdr& header) noexcept {
            header.e_shnum <= kMostSections && header.e_shstrndx < header.e_shnum;
 }
 
-/// Whether the text at `offset` of the table of names is `name` with its terminator.
+/// Returns true when the text at `offset` of the table of names is `name` with its terminator.
 bool hasName(const File& file, const Elf64_Shdr& names, std::uint64_t offset, std::string_view name) {
     if (offset >= names.sh_size || names.sh_size - offset <= name.size()) {
         return false;

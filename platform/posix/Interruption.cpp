@@ -19,10 +19,10 @@ namespace {
 constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
 
 std::atomic<int> g_number = 0;
-sigset_t g_noted = {}; ///< before noteInterruptions: none
+sigset_t g_noted = {}; ///< empty before noteInterruptions
 pthread_t g_reader = {};
 
-/// Ends the process at the second call.
+/// Notes the first interruption and ends the process at the second.
 void note(int number) noexcept {
     int none = 0;
     if (!g_number.compare_exchange_strong(none, number)) {
@@ -30,8 +30,8 @@ void note(int number) noexcept {
     }
 }
 
-/// Runs where a library has unblocked a signal on a thread of its own, and in the wait for input, which `watch` wakes
-/// with the signal's number sent to that thread alone.
+/// Runs on a thread on which a library has unblocked the signal, and in the wait for input: `watch` sends the signal to
+/// the waiting thread alone.
 void handle(int number, siginfo_t* info, void*) {
     if (info->si_code != SI_TKILL) {
         note(number);
@@ -41,7 +41,8 @@ void handle(int number, siginfo_t* info, void*) {
 void watch() noexcept {
     for (int number = 0; ::sigwait(&g_noted, &number) == 0;) {
         note(number);
-        // The signal stays pending there until the thread waits for input: none is missed between a look and the wait.
+        // The signal stays pending on that thread until it waits for input, so none is missed between a check and the
+        // wait.
         ::pthread_kill(g_reader, number);
     }
 }
@@ -51,7 +52,7 @@ bool isIgnored(int number) noexcept {
     return ::sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
 }
 
-/// A program that a library starts is to end by a signal as any other, and not to be born with signals blocked.
+/// Restores the signals in a child process: a program that a library starts must end by a signal as any other.
 void giveSignalsBack() noexcept {
     for (const int number : kSignals) {
         if (isNoted(number)) {
@@ -84,7 +85,7 @@ void noteInterruptions() noexcept {
     try {
         std::thread(watch).detach();
     } catch (const std::system_error&) {
-        // Without a thread the handlers note the signals, on whichever thread they arrive.
+        // Without the watching thread, the handlers note the signals on the thread that receives them.
         ::pthread_sigmask(SIG_UNBLOCK, &g_noted, nullptr);
     }
 }

@@ -10,7 +10,7 @@ namespace platform {
 
 namespace {
 
-// A thread may lock again what it holds, as it may on Windows.
+// Recursive, as a mutex of Windows is.
 int initialise(pthread_mutex_t& mutex) noexcept {
     pthread_mutexattr_t attributes;
     int error = pthread_mutexattr_init(&attributes);

@@ -106,7 +106,7 @@ std::string InputStream::lastError() {
 }
 
 void keepStandardOutput() noexcept {
-    // A closed standard output stays a failure to be reported: only its number is taken from what is opened later.
+    // When standard output was closed, writeResult still fails: the null device only takes the number.
     const bool hasResults = isOpen(STDOUT_FILENO);
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (!isOpen(descriptor)) {

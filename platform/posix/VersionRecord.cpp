@@ -6,7 +6,7 @@ namespace platform {
 
 namespace {
 
-/// Takes the text up to `separator` from the front of `rest`, and the separator with it. Nothing without a separator.
+/// Removes the text up to `separator`, and the separator, from the front of `rest`. nullopt without a separator.
 std::optional<std::string_view> takeUpTo(std::string_view& rest, char separator) noexcept {
     const std::size_t end = rest.find(separator);
     if (end == std::string_view::npos) {
@@ -17,7 +17,7 @@ std::optional<std::string_view> takeUpTo(std::string_view& rest, char separator)
     return taken;
 }
 
-/// Digits only, all of the text.
+/// The number of a text that has only digits; nullopt for any other text.
 std::optional<std::uint32_t> toNumber(std::string_view digits, int base) noexcept {
     std::uint32_t number = 0;
     const char* const end = digits.data() + digits.size();

@@ -13,8 +13,8 @@ namespace platform {
 
 namespace {
 
-/// The loader looks for a bare name in its own places and not in the current directory: of a library that is loaded,
-/// it is asked where it found it.
+/// The path of a file name. A bare name is not a file in the current directory: for a loaded library the loader knows
+/// the path.
 std::string locate(const std::string& name) {
     if (name.empty() || name.find('/') != std::string::npos) {
         return name;
@@ -42,7 +42,7 @@ VersionResource& VersionResource::operator=(VersionResource&&) noexcept = defaul
 VersionResource::~VersionResource() = default;
 
 std::optional<VersionResource> VersionResource::open(const std::wstring& fileName) {
-    // A name goes no further than its first zero character, as on Windows.
+    // A name ends at its first zero character, as on Windows.
     const std::string file = locate(text::toUtf8(fileName.c_str()));
     const std::optional<std::string> section = readElfSection(file, kVersionSection, kLargestVersionRecord);
     std::optional<VersionRecord> record = section ? VersionRecord::parse(*section) : std::nullopt;

@@ -4,15 +4,15 @@
 
 namespace platform {
 
-/// Waits until `descriptor` can be read, has ended or has failed. Returns false, with errno EINTR, when an interruption
-/// came first or another signal that `mask` does not block was handled. `mask` are the signals to block meanwhile, but
-/// for those that interruptions are noted from.
+/// Waits until `descriptor` can be read, has ended or has failed. Returns false, with errno EINTR, after an
+/// interruption and after another signal that `mask` does not block. `mask` is the set of signals to block during the
+/// wait; interruptions are never blocked.
 [[nodiscard]] bool waitForInput(int descriptor, sigset_t mask) noexcept;
 
-/// The same with the thread's own mask; signals that are no interruption do not end it.
+/// The same with the thread's own mask; only interruptions end this wait early.
 [[nodiscard]] bool waitForInput(int descriptor) noexcept;
 
-/// Whether interruptions are noted from the signal, so that nobody else has to handle it.
+/// Returns true when the signal counts as an interruption, so that no other code has to handle it.
 [[nodiscard]] bool isNoted(int signal) noexcept;
 
 } // namespace platform

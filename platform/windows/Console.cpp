@@ -15,7 +15,7 @@ namespace {
 HANDLE g_console = INVALID_HANDLE_VALUE;
 DWORD g_modeBefore = 0;
 
-/// Runs in a thread of its own when the person interrupts; the ordinary end of the process follows.
+/// Windows calls it on a thread of its own after Ctrl-C; the usual end of the process follows.
 BOOL WINAPI restoreEcho(DWORD) {
     SetConsoleMode(g_console, g_modeBefore);
     return FALSE;
@@ -43,7 +43,7 @@ std::optional<std::size_t> readLine(HANDLE console, char* line, std::size_t room
     wchar_t wide[kRoom];
     DWORD length = 0;
     std::optional<std::size_t> result;
-    // An end-of-file key (Ctrl+Z) comes as an ordinary character; a line without a line end is no answer.
+    // The end-of-file key (Ctrl+Z) arrives as an ordinary character. A line without a line end is not an answer.
     const InterruptibleWait wait;
     if (interruption() == 0 && ReadConsoleW(console, wide, kRoom, &length, nullptr) != 0 && length > 0) {
         while (length > 0 && (wide[length - 1] == L'\n' || wide[length - 1] == L'\r')) {

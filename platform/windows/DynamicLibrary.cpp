@@ -42,7 +42,7 @@ DynamicLibrary::~DynamicLibrary() {
 
 DynamicLibrary DynamicLibrary::load(const wchar_t* name) noexcept {
     DynamicLibrary library;
-    // Wine gives the program itself for an empty name; Windows refuses it.
+    // For an empty name Wine returns the program itself; Windows refuses it.
     if (*name == L'\0') {
         t_lastError = ERROR_INVALID_PARAMETER;
         return library;
@@ -100,7 +100,7 @@ std::wstring moduleFileName(void* module) {
         return {};
     }
     const DWORD length = GetModuleFileNameW(static_cast<HMODULE>(module), name.data(), static_cast<DWORD>(name.size()));
-    // A length of the whole buffer is a name that was cut.
+    // A length equal to the buffer's means a truncated name.
     return length < name.size() ? std::wstring(name.data(), length) : std::wstring();
 }
 

@@ -31,7 +31,8 @@ int numberOf(DWORD event) noexcept {
     }
 }
 
-/// Returns false when nobody waits any more. A call that the thread is only about to make is not cancelled.
+/// Cancels the wait for input. Returns false when no thread waits; call again otherwise, because a wait that has not
+/// begun yet is not cancelled.
 bool cancelWait() noexcept {
     const std::lock_guard lock(g_mutex);
     if (g_waiting != nullptr) {
@@ -40,7 +41,7 @@ bool cancelWait() noexcept {
     return g_waiting != nullptr;
 }
 
-/// The system calls it on a thread of its own.
+/// Windows calls it on a thread of its own.
 BOOL WINAPI handle(DWORD event) {
     const int number = numberOf(event);
     int none = 0;

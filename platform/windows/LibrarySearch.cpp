@@ -25,7 +25,7 @@ Function systemFunction(const char* name) noexcept {
 } // namespace
 
 void searchLibrariesSafely() noexcept {
-    // Takes the current directory out of the old search order, which a library may still ask for.
+    // Removes the current directory from the old search order, which a library may still use.
     SetDllDirectoryW(L"");
     const auto setDefault = systemFunction<SetDefaultDirectories>("SetDefaultDllDirectories");
     if (setDefault != nullptr) {

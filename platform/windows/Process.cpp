@@ -49,7 +49,7 @@ void removeEnvironmentVariable(const char* name) noexcept {
     wchar_t wideName[256];
     const std::size_t nameLength = text::utf8ToWide(name, std::char_traits<char>::length(name), wideName, 255);
     wideName[nameLength] = L'\0';
-    // Of the same length, the system writes it over the old one.
+    // The system writes a value of the same length over the old one.
     wchar_t zeros[kLargestVariable];
     const DWORD length = GetEnvironmentVariableW(wideName, zeros, kLargestVariable);
     std::fill_n(zeros, length < kLargestVariable ? length : 0, L'0');

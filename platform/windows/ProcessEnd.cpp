@@ -21,7 +21,8 @@ void endInFailure() {
     }
 }
 
-/// A library with a runtime of its own knows nothing of this one's exit handlers. The system calls this at the end.
+/// A library with a runtime of its own does not run this runtime's exit handlers. The system calls this function at the
+/// end.
 void NTAPI atThreadOrProcessEnd(void*, DWORD reason, void*) {
     if (reason == DLL_PROCESS_DETACH) {
         endInFailure();

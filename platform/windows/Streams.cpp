@@ -95,7 +95,7 @@ std::optional<InputStream> InputStream::takeStandardInput() noexcept {
         return std::nullopt;
     }
     _setmode(g_input, _O_BINARY);
-    // Libraries with a runtime of their own ask for the handle.
+    // Libraries with a runtime of their own use the handle.
     SetStdHandle(STD_INPUT_HANDLE, reinterpret_cast<HANDLE>(_get_osfhandle(0)));
     return InputStream(g_input, true);
 }
@@ -145,8 +145,8 @@ void keepStandardOutput() noexcept {
     if (output != INVALID_HANDLE_VALUE && output != nullptr) {
         DuplicateHandle(process, output, process, &g_results, 0, FALSE, DUPLICATE_SAME_ACCESS);
     }
-    // Both ways to standard output are turned round: the C runtime's descriptor, and the handle that a library with a
-    // runtime of its own asks for.
+    // Both ways to standard output are redirected: the C runtime's descriptor, and the handle that a library with a
+    // runtime of its own uses.
     const HANDLE errors = GetStdHandle(STD_ERROR_HANDLE);
     if (errors == INVALID_HANDLE_VALUE || errors == nullptr || _dup2(2, 1) != 0) {
         const int null = _open("NUL", _O_WRONLY);
