@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::uint8_t kLongForm = 0x80;
 constexpr std::uint8_t kSignBit = 0x80;
-// Four bytes of length are more than any key has, and fit into every size_t.
+// No key needs longer lengths, and four bytes fit into every size_t.
 constexpr std::size_t kMostLengthBytes = 4;
 
 } // namespace
@@ -37,7 +37,7 @@ std::optional<Bytes> DerReader::readUnsigned() noexcept {
     if (content->front() != 0 || content->size() == 1) {
         return content;
     }
-    // A leading zero byte is right only where the next byte would read as a sign.
+    // A leading zero byte is allowed only before a byte with its sign bit set.
     if (((*content)[1] & kSignBit) == 0) {
         return std::nullopt;
     }
@@ -59,7 +59,7 @@ std::optional<std::size_t> DerReader::takeLength() noexcept {
         return first;
     }
     const std::size_t count = *first - kLongForm;
-    // No length bytes is the indefinite form; a leading zero is a form that is too long.
+    // Zero length bytes mean the indefinite form; a leading zero means a length that is not in its shortest form.
     if (count == 0 || count > kMostLengthBytes || m_rest.size() < count || m_rest.front() == 0) {
         return std::nullopt;
     }

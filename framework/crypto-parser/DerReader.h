@@ -9,7 +9,7 @@ namespace Ry {
 
 using Bytes = std::span<const std::uint8_t>;
 
-/// The first byte of an element, whole: class, constructed bit and number. High tag numbers do not occur here.
+/// The whole first byte of an element: class, constructed bit and number. High tag numbers do not occur here.
 enum class DerTag : std::uint8_t {
     Integer = 0x02,
     OctetString = 0x04,
@@ -20,22 +20,22 @@ enum class DerTag : std::uint8_t {
     Context0 = 0xA0,
 };
 
-/// Walks over a row of DER elements. Everything is bounds checked; what it hands out points into the bytes it was
-/// given. After a failed read the reader is good for nothing.
+/// Reads a sequence of DER elements. Every access is bounds checked; results point into the given bytes. After a failed
+/// read the reader must not be used any more.
 class DerReader {
 public:
     explicit DerReader(Bytes bytes) noexcept : m_rest(bytes) {}
 
     [[nodiscard]] bool isAtEnd() const noexcept { return m_rest.empty(); }
-    /// Whether another element follows, and has this tag.
+    /// Returns true when another element follows and has this tag.
     [[nodiscard]] bool isNext(DerTag tag) const noexcept;
 
-    /// The content of the next element. Nothing when there is none, when it has another tag, when its length is
-    /// indefinite or not written in the shortest form, or when it is cut off.
+    /// The content of the next element. nullopt when there is no element, when it has another tag, when its length is
+    /// indefinite or not in its shortest form, or when the element is truncated.
     [[nodiscard]] std::optional<Bytes> read(DerTag tag) noexcept;
 
-    /// The next element, a non-negative INTEGER, as big-endian bytes without sign byte; zero is one byte. Nothing when
-    /// it is negative or longer than it has to be.
+    /// The next element, a non-negative INTEGER, as big-endian bytes without sign byte; zero is one byte. nullopt when
+    /// it is negative or not in its shortest form.
     [[nodiscard]] std::optional<Bytes> readUnsigned() noexcept;
 
 private:

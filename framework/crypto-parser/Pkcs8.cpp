@@ -21,7 +21,7 @@ std::optional<Bytes> readOnlyElement(Bytes bytes, DerTag tag) noexcept {
     return reader.isAtEnd() ? content : std::nullopt;
 }
 
-/// A version number, when it is not above `last`.
+/// A version number; nullopt when it is above `last`.
 std::optional<std::uint8_t> readVersion(DerReader& reader, std::uint8_t last) noexcept {
     const auto version = reader.readUnsigned();
     if (!version || version->size() != 1 || version->front() > last) {
@@ -43,7 +43,7 @@ bool isRsaEncryption(Bytes algorithm) noexcept {
     return parameters && parameters->empty() && reader.isAtEnd();
 }
 
-/// What may stand behind the private key: attributes, and with version 1 a public key.
+/// Returns true when nothing but attributes, and with version 1 a public key, follows the private key.
 bool hasAllowedEnd(DerReader& reader, std::uint8_t version) noexcept {
     if (reader.isNext(DerTag::Context0) && !reader.read(DerTag::Context0)) {
         return false;
@@ -94,7 +94,7 @@ std::optional<RsaComponents> readRsaPrivateKey(Bytes bytes) noexcept {
         }
         components[placeOf(component)] = *number;
     }
-    // Numbers are in their shortest form, so that zero is the only one that begins with a zero byte.
+    // Numbers are in their shortest form, so that only zero begins with a zero byte.
     if (components[placeOf(RsaComponent::Modulus)].front() == 0 || !reader.isAtEnd()) {
         return std::nullopt;
     }

@@ -10,7 +10,7 @@ namespace Ry {
 
 namespace {
 
-// RSA as it is used here has no parameters, and it is the only algorithm: neither object has anything to remember.
+// RSA is the only algorithm and has no parameters here, so neither object has members.
 class RsaParameters final : public Zel::BaseDLLObjectImpl<IAlgorithmParameters> {
 public:
     void* deletingDestructor(unsigned int flags) override { return runDestructor(this, flags); }
@@ -25,7 +25,7 @@ wchar_t toUpper(wchar_t letter) noexcept {
     return letter >= L'a' && letter <= L'z' ? static_cast<wchar_t>(letter - L'a' + L'A') : letter;
 }
 
-// Not by the locale: the answer must not depend on what the host has set.
+// Independent of the locale, which the host may set.
 bool isRsa(const wchar_t* name) noexcept {
     return toUpper(name[0]) == L'R' && toUpper(name[1]) == L'S' && toUpper(name[2]) == L'A' && name[3] == L'\0';
 }

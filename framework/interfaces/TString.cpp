@@ -14,11 +14,11 @@
 #include "text/WideFormat.h"
 #include "zel/Allocator.h"
 
-// Everything behind the text, up to the capacity, is zeros at all times: only characters that leave the text have to
+// Every character after the text, up to the capacity, is zero at all times: only characters that leave the text have to
 // be wiped, and the terminator is always there.
 //
 // Long texts are shared between copies: parameters are copied from host to operation, and answers from script to
-// response. Characters on the heap are written by a text that is their only owner, and by nobody else.
+// response. Only their single owner may change characters on the heap.
 
 namespace Zel {
 namespace {
@@ -44,7 +44,7 @@ std::wstring_view viewOf(const wchar_t* text) noexcept {
     return {text == nullptr ? L"" : text};
 }
 
-// Not the locale's: "DLLNAME" must not change its meaning on a Turkish system.
+// Independent of the locale: "DLLNAME" must not change its meaning on a Turkish system.
 wchar_t toLower(wchar_t character) noexcept {
     return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
 }
@@ -74,7 +74,7 @@ Owners* ownersOf(wchar_t* characters) noexcept {
     return reinterpret_cast<Owners*>(characters) - 1;
 }
 
-/// Room for `capacity` characters and the terminator, with nothing in it yet, for one owner.
+/// Allocates room for `capacity` characters and the terminator, for one owner. The characters are not set.
 wchar_t* newCharacters(std::size_t capacity, TString::Content content = TString::Content::Secret) {
     if (capacity >= (SIZE_MAX - sizeof(Owners)) / sizeof(wchar_t)) {
         throw std::bad_alloc();
@@ -92,7 +92,7 @@ void releaseCharacters(wchar_t* characters) noexcept {
 
 } // namespace
 
-// Written out so that the library has it for callers that take its address.
+// Defined here so that the library exports it for callers that take its address.
 constexpr std::size_t TString::npos;
 
 TString::TString() noexcept : m_pData(m_inline), m_length(0), m_capacity(kInlineCapacity), m_inline{} {}
@@ -160,7 +160,7 @@ int TString::compare(const TString& other) const noexcept {
     return viewOf(*this).compare(viewOf(other));
 }
 
-// Most texts differ from the name they are asked for in the first character: measuring the name would cost more.
+// Most texts differ from `other` in the first character: measuring `other` first would take longer.
 int TString::compare(const wchar_t* other) const noexcept {
     const wchar_t* const right = other == nullptr ? L"" : other;
     std::size_t at = 0;
@@ -262,8 +262,8 @@ void TString::copy(const TString& other) noexcept {
     m_capacity = other.m_capacity;
 }
 
-/// Whether this text may change its characters where they stand. Public ones stay what they are: others, which may be
-/// secret, get room of their own.
+/// Returns true when this text may change its characters in place. Public characters are never changed: new ones, which
+/// may be secret, get memory of their own.
 bool TString::mayWrite() const noexcept {
     return m_pData == m_inline || (ownersOf(m_pData)->content == Content::Secret &&
                                    ownersOf(m_pData)->count.load(std::memory_order_acquire) == 1);
@@ -300,7 +300,7 @@ void TString::setLength(std::size_t length) noexcept {
 
 void TString::replace(const wchar_t* text, std::size_t length) {
     if (length > m_capacity || !mayWrite()) {
-        // The characters may be this text's own: these go only after the copy.
+        // `text` may point into this text: its old characters are released only after the copy.
         TString copy;
         if (length > kInlineCapacity) {
             copy.m_pData = newCharacters(length);
@@ -321,7 +321,7 @@ void TString::replace(const wchar_t* text, std::size_t length) {
 void TString::appendCharacters(const wchar_t* text, std::size_t length) {
     const std::size_t before = m_length;
     if (length > m_capacity - before || !mayWrite()) {
-        // The old characters may be the ones that are added: they go only after the copy.
+        // `text` may point into this text: the old characters are released only after they are appended.
         TString grown;
         grown.grow(std::max(before + length, 2 * m_capacity));
         std::wmemcpy(grown.m_pData, m_pData, before);

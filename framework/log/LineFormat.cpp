@@ -28,12 +28,12 @@ std::uint32_t codeOf(wchar_t character) noexcept {
     return static_cast<std::uint32_t>(character);
 }
 
-/// An ASCII character that stands for itself wherever it stands.
+/// Returns true for an ASCII character that no format escapes.
 bool isPlain(wchar_t character) noexcept {
     return character >= L' ' && character < L'\x7F' && character != L'"' && character != L'\\';
 }
 
-/// Adds the plain characters that `at` begins with; returns their end.
+/// Appends the plain characters from `at` on and returns their end.
 const wchar_t* appendPlain(LineBuffer& buffer, const wchar_t* at, const wchar_t* end) noexcept {
     char* target = buffer.reserve(static_cast<std::size_t>(end - at));
     if (target == nullptr) {
@@ -46,7 +46,7 @@ const wchar_t* appendPlain(LineBuffer& buffer, const wchar_t* at, const wchar_t*
     return at;
 }
 
-/// The ASCII ones, and those from U+0080 to U+009F.
+/// Returns true for ASCII's control characters and those from U+0080 to U+009F.
 bool isControl(wchar_t character) noexcept {
     const std::uint32_t code = codeOf(character);
     return code < 0x20 || (code >= 0x7F && code <= kLastControl);
@@ -66,8 +66,8 @@ void appendControl(LineBuffer& buffer, unsigned char code) noexcept {
     }
 }
 
-/// Adds the characters beyond the control ones that `at` begins with, all at once, for two units may be one character;
-/// returns their end.
+/// Appends the characters above the control characters from `at` on, all at once, because two units may be one
+/// character. Returns their end.
 const wchar_t* appendForeign(LineBuffer& buffer, const wchar_t* at, const wchar_t* end) noexcept {
     const wchar_t* const behind =
         std::find_if(at, end, [](wchar_t character) { return codeOf(character) <= kLastControl; });
@@ -75,7 +75,7 @@ const wchar_t* appendForeign(LineBuffer& buffer, const wchar_t* at, const wchar_
     return behind;
 }
 
-/// As UTF-8. With `isQuoted`, quotes and backslashes are escaped too, as JSON wants it.
+/// Appends text as UTF-8. With `isQuoted`, quotes and backslashes are escaped too, as JSON requires.
 void appendEscaped(LineBuffer& buffer, std::wstring_view text, bool isQuoted) noexcept {
     const wchar_t* at = text.data();
     const wchar_t* const end = at + text.size();

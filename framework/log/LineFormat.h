@@ -8,7 +8,7 @@
 
 namespace Ry::log {
 
-/// A line under way. It is wiped, for a trace may hold values that are to stay nowhere else.
+/// A line being built. It is wiped, because a trace may hold values that must not stay in memory.
 using LineBuffer = text::WipedBuffer<char, 2048>;
 
 /// One message as it was logged. Its texts end before their first zero, if they have one.
@@ -20,10 +20,10 @@ struct Message {
     std::uint32_t length;
 };
 
-/// Adds the wide text as UTF-8; what is no character becomes U+FFFD.
+/// Appends the wide text as UTF-8; malformed characters become U+FFFD.
 void appendUtf8(LineBuffer& buffer, std::wstring_view text) noexcept;
 
-/// Adds one line with its line end: of the time's text, the thread's number and the message.
+/// Appends one line with its line end: the time's text, the thread's number and the message.
 ///
 /// Text: the five parts with blanks between, the level by its name, the dump in brackets; control characters as in C,
 /// so that no message can pretend to be two lines or command a terminal.

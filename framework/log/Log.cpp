@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint32_t kDefaultLevels = 31;
 
 struct Thread {
-    // A receiver that logs would wait for itself: what it logs is dropped.
+    // Messages that the receiver itself logs are dropped: it would wait for itself.
     bool isDelivering = false;
     std::uint32_t number = 0;
 };
@@ -50,7 +50,7 @@ std::uint32_t parseLevels(const std::string& text) noexcept {
     return result.ec == std::errc() && result.ptr == last ? levels : kDefaultLevels;
 }
 
-/// How much of the text fits into `room` bytes without half a character at its end, which would be no UTF-8.
+/// The length of the text's longest begin that fits into `room` bytes and does not cut a UTF-8 character.
 std::size_t fittingLength(const LineBuffer& text, std::size_t room) noexcept {
     std::size_t length = std::min(text.length(), room);
     while (length < text.length() && (static_cast<unsigned char>(text.data()[length]) & 0xC0) == 0x80) {
@@ -100,7 +100,7 @@ void Log::write(const wchar_t* module, std::uint32_t level, std::wstring_view te
         return;
     }
     const std::lock_guard lock(m_mutex);
-    // Asked under the lock: the log may have been set up anew since rylogIsEnabled was asked.
+    // Checked again under the lock: rylogSetUp may have been called since.
     const Message message{module == nullptr ? m_moduleName : module, level, text, bytes, length};
     if ((m_fileLevels & level) != 0) {
         writeLine(message);

@@ -11,7 +11,7 @@
 
 namespace Ry::log {
 
-/// The process's one log. It lives as long as the library, which the system unloads after everyone who logs.
+/// The process's one log. It lives as long as the library, which the system unloads after the libraries that log.
 class Log {
 public:
     /// One relaxed load, except for the first question of all, which reads the environment.
@@ -29,7 +29,7 @@ public:
     void write(const wchar_t* module, std::uint32_t level, std::wstring_view text, const unsigned char* bytes,
                std::uint32_t length) noexcept;
 
-    /// To be called around a fork, on the thread that forks: the child gets a log that no other thread holds, and can
+    /// Call these around a fork, on the forking thread, so that no other thread holds the child's log and the child can
     /// go on logging. A receiver may fork too.
     void lockForFork() noexcept;
     void unlockAfterFork() noexcept;

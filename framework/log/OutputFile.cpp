@@ -24,7 +24,7 @@ std::ptrdiff_t standardError() noexcept {
     return handle == 0 ? -1 : handle; // null: a program without standard streams
 }
 
-/// No link and no pipe; the null device is no file on a disk.
+/// Returns false for links and pipes. The null device is not a file on a disk.
 bool isOrdinary(HANDLE file) noexcept {
     BY_HANDLE_FILE_INFORMATION information = {};
     const DWORD type = GetFileType(file);
@@ -64,7 +64,7 @@ std::ptrdiff_t standardError() noexcept {
     return STDERR_FILENO;
 }
 
-/// A file or a device of this user's own; a file that others could read is closed to them.
+/// Returns true for a file or device of this user, and makes the file readable for its owner alone.
 bool isOwn(int descriptor) noexcept {
     struct stat status = {};
     if (::fstat(descriptor, &status) != 0 || status.st_uid != ::geteuid()) {
@@ -80,8 +80,8 @@ std::ptrdiff_t openForAppend(const char* path) noexcept {
     if (std::strcmp(path, "/dev/null") == 0) {
         return ::open(path, kFlags);
     }
-    // Where somebody else may write, a link could lead the trace, with what it tells, into any file. A pipe must not
-    // be waited for.
+    // In a folder where other users may write, a link could lead the trace into any file. Opening must not wait for the
+    // reader of a pipe.
     const int descriptor = ::open(path, kFlags | O_CREAT | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
     if (descriptor < 0) {
         return -1;

@@ -6,8 +6,8 @@
 
 namespace Ry::log {
 
-/// A file that whole lines are appended to, also when other processes append to it. It stays open to the end of the
-/// process, for messages come from the very last moments too: the destructor does nothing.
+/// A file to which whole lines are appended, also when other processes append to it. It stays open until the process
+/// ends, because messages come until then: the destructor does nothing.
 class OutputFile {
 public:
     OutputFile() noexcept = default;
@@ -15,17 +15,17 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile() = default;
 
-    /// Closes what was open. `path` is UTF-8; "-" is standard error, null or empty opens nothing. A file can be
-    /// read by its owner alone from then on. Returns false when it cannot be opened, and for a link, a pipe or another
-    /// user's file; the object is then closed. "/dev/stderr" and "/dev/null" are what they say.
+    /// Closes the open file. `path` is UTF-8; "-" is standard error, null or empty opens nothing. Only its owner can
+    /// read the file from then on. Returns false when it cannot be opened, and for a link, a pipe or another user's
+    /// file; the object is then closed. "/dev/stderr" and "/dev/null" are allowed.
     [[nodiscard]] bool open(const char* path) noexcept;
     [[nodiscard]] bool isOpen() const noexcept { return m_handle != kClosed; }
 
-    /// Whether something could not be written since the file was opened; never of standard error.
+    /// Returns true when a write has failed since the file was opened; always false for standard error.
     [[nodiscard]] bool isIncomplete() const noexcept { return m_isIncomplete; }
 
-    /// One system call where the system takes the line as a whole. What cannot be written is lost; so is what would go
-    /// into the file of a library that has closed this one.
+    /// One system call when the system takes the whole line. What cannot be written is lost. Nothing is written when a
+    /// library has closed the descriptor and its own file has the number.
     void write(const char* line, std::size_t length) noexcept;
 
 private:

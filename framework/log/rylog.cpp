@@ -10,7 +10,7 @@ namespace {
 
 Ry::log::Log g_log;
 
-// A child process has one of its parent's threads: the others must not hold the lock when it is made.
+// A child process has only the forking thread: no other thread may hold the lock during a fork.
 [[maybe_unused]] const bool g_survivesFork =
     platform::aroundFork([] { g_log.lockForFork(); }, [] { g_log.unlockAfterFork(); });
 

@@ -6,8 +6,8 @@
 #include "zel/BaseDLLInterface.h"
 #include "zel/TString.h"
 
-// The key parser: reads a private key and hands out its numbers. Objects come from Create (null on failure), are the
-// caller's, and go with `destroy`; nothing here throws.
+// The key parser: reads a private key and returns its numbers. Create returns an object, or null on failure; the caller
+// owns it and releases it with `destroy`. Nothing here throws.
 
 namespace Ry {
 
@@ -45,10 +45,11 @@ class RY_CRYPTO_API IKey : public Zel::BaseDLLInterface {
 public:
     /// Reads a key of `algorithm` from `bytes`. `format` "PKCS8" (compared exactly): one DER PrivateKeyInfo,
     /// unencrypted, version 0 or 1, rsaEncryption with NULL or absent parameters, around a two-prime RSAPrivateKey;
-    /// shortest forms, no trailing bytes. Attributes are allowed and ignored, so is the public key of version 1.
+    /// shortest forms, no trailing bytes. Attributes are allowed and ignored, and so is the public key of version 1.
     /// Null when anything is different, when an argument is null, when the modulus is zero, or when a number has more
-    /// than 16384 bits. That the numbers make a working key is not checked. An RSA private key is an IPrivateKey. The
-    /// parser keeps its own copies and wipes them when the key goes; algorithm and bytes stay the caller's.
+    /// than 16384 bits. Create does not check that the numbers make a working key. An RSA private key is an
+    /// IPrivateKey. The key has its own copies of the numbers and wipes them at its end; the caller keeps algorithm and
+    /// bytes.
     [[nodiscard]] static IKey* Create(IAlgorithm* algorithm, const wchar_t* format, const std::uint8_t* bytes,
                                       std::size_t length) noexcept;
 
@@ -61,8 +62,8 @@ public:
     /// Length in bytes of one number, without sign byte. A number of value 0 is one byte. 0 when there is no
     /// such component.
     [[nodiscard]] virtual std::size_t componentLength(RsaComponent component) const noexcept = 0;
-    /// Copies one number, least significant byte first, into `bytes`, which has room for `room` bytes. False, and
-    /// nothing written, when `room` is smaller than componentLength, `bytes` is null, or there is no such component.
+    /// Copies one number, least significant byte first, into `bytes`, which has room for `room` bytes. Returns false
+    /// and writes nothing when `room` is smaller than componentLength, `bytes` is null, or there is no such component.
     [[nodiscard]] virtual bool copyComponent(RsaComponent component, std::uint8_t* bytes,
                                              std::size_t room) const noexcept = 0;
 

@@ -4,7 +4,7 @@
 
 #include "zel/Export.h"
 
-// For a host that promises a whole trace; those who only write messages need it not.
+// For hosts that promise a complete trace. Code that only writes messages does not need this header.
 
 extern "C" {
 
@@ -15,8 +15,8 @@ enum class RylogFault : std::uint32_t {
     Incomplete = 2, ///< something could not be written: the disk is full
 };
 
-/// To be asked before the work and after it. Counts since rylogSetUp, or since the environment was read, which happens
-/// now if it has not yet.
+/// Ask before and after the work. Reports faults since rylogSetUp or since the environment was read; reads the
+/// environment now if that has not happened yet.
 RYLOG_API RylogFault rylogFault() noexcept;
 
 } // extern "C"

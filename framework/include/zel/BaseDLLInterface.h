@@ -7,16 +7,16 @@
 
 namespace Zel {
 
-/// What every object that crosses a library boundary begins with: two virtual operations, in slots 0 and 1 of its
-/// table on every compiler. That is why the destructor is no virtual one: compilers disagree on how many slots a
-/// virtual destructor takes.
+/// The base of every object that crosses a library boundary: two virtual operations, in slots 0 and 1 of its table on
+/// every compiler. The destructor is not virtual, because compilers disagree on how many slots a virtual destructor
+/// takes.
 class BaseDLLInterface {
 public:
     /// Ends the object and frees its storage (runs deletingDestructor with kFreeStorage).
     virtual void destroy() = 0;
 
     /// Runs the destructor of the object's own class; frees its storage through the framework's heap when bit 0 of
-    /// `flags` is set. Returns the object's address, which is only a number afterwards when the storage is gone.
+    /// `flags` is set. Returns the object's address, which must not be used once the storage is freed.
     virtual void* deletingDestructor(unsigned int flags) = 0;
 
     static constexpr unsigned int kFreeStorage = 1;
@@ -25,9 +25,9 @@ protected:
     ~BaseDLLInterface() = default;
 };
 
-/// Base of the classes that implement an interface `T` and cross the boundary: their storage comes from the
-/// framework's heap, and `destroy` is done for them. A final class overrides deletingDestructor with
-/// `return runDestructor(this, flags);`.
+/// Base of the classes that implement an interface `T` and cross the boundary: their storage comes from the framework's
+/// heap, and `destroy` is implemented for them. A final class overrides deletingDestructor with `return
+/// runDestructor(this, flags);`.
 template <class T>
 class BaseDLLObjectImpl : public T {
 public:

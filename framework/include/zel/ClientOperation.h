@@ -6,12 +6,12 @@
 
 namespace Zel {
 
-/// What a host asks an executor to do: implemented by the host, read by the executor during `execute` only.
+/// An operation that a host gives to an executor: the host implements it, the executor reads it during `execute` only.
 class ClientOperation : public BaseDLLInterface {
 public:
-    /// The host's own name for this operation; comes back in the response.
+    /// The host's id of this operation; the response repeats it.
     [[nodiscard]] virtual TString getId() const = 0;
-    /// Which family of scripts is meant, for example "client.p11.Larkspur".
+    /// The family of scripts, for example "client.p11.Larkspur".
     [[nodiscard]] virtual TString getScriptType() const = 0;
     [[nodiscard]] virtual TString getScript() const = 0;
     /// A new vector that the caller owns and destroys, or null when the operation has no parameters at all.

@@ -4,8 +4,8 @@
 
 namespace Zel {
 
-/// An executor's own failure: a precondition that does not hold, a malformed access parameter. Failures of the token
-/// never throw; they travel in the output parameter "ERROR".
+/// A failure of the executor itself: a failed precondition or a malformed access parameter. Failures of the token never
+/// throw; the output parameter "ERROR" reports them.
 class ZEL_VEX_API ClientOperationException : public LocalizedException {
 public:
     ClientOperationException() noexcept;

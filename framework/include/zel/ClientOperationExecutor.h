@@ -9,10 +9,11 @@
 
 namespace Zel {
 
-/// What a host drives: twelve virtual operations. Their order is the contract (slots 0 and 1 are the base's).
+/// The executor that a host uses: twelve virtual operations. Their order is the contract (slots 0 and 1 are the
+/// base's).
 class ClientOperationExecutor : public BaseDLLInterface {
 public:
-    /// Both vectors may be null; they stay the caller's. Throws ClientOperationException.
+    /// Both vectors may be null; the caller keeps them. Throws ClientOperationException.
     virtual void initialize(Vector<Parameter>* accessParams, Vector<Parameter>* runtimeParameters) = 0; // slot 2
     /// The response is the caller's (`destroy`); null for a null operation. Throws ClientOperationException.
     [[nodiscard]] virtual ClientOperationResponse* execute(ClientOperation* operation) = 0; // slot 3

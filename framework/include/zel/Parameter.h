@@ -5,8 +5,8 @@
 
 namespace Zel {
 
-/// How a parameter's value text stands for its value. The numbers are the host's contract. A host may send any
-/// number; one that is not named here is carried as it stands.
+/// How the text of a parameter represents its value. The numbers are a contract with hosts. A host may send any number;
+/// an unknown one is kept unchanged.
 enum class ParameterEncoding : int {
     Text = 0,        ///< text; with a type other than ParameterType::Raw it stands for its UTF-8 bytes
     Base64 = 1,      ///< Base64 of bytes

@@ -10,9 +10,9 @@ namespace Zel {
 /// The framework's text: a zero-terminated string of wide characters (UTF-16 units on Windows, code points on Linux)
 /// with its length. Short texts live inside the object, longer ones on the framework's heap, where copies share them
 /// until one is changed; copies may be used on different threads. Characters that go away (end of life of the last
-/// copy, assignment, clear, shrinking) are overwritten with zeros, for a text may be a secret.
+/// copy, assignment, clear, shrinking) are overwritten with zeros, because a text may be a secret.
 ///
-/// Only memory can fail here: std::bad_alloc. Copying never fails.
+/// The only failure is std::bad_alloc. Copying never fails.
 class ZEL_INTERFACES_API TString {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
@@ -31,8 +31,8 @@ public:
     void clear() noexcept;
 
     enum class Content { Secret, Public };
-    /// Makes this a text of `length` characters, for the caller to set all of them at once through the pointer that
-    /// comes back. Of public content long texts are not overwritten when they go: for answers that hold no secret.
+    /// Makes this a text of `length` characters and returns them for the caller to set at once. Long texts of public
+    /// content are not overwritten at their end: for answers without secrets.
     wchar_t* fill(std::size_t length, Content content = Content::Secret);
 
     /// 0 when equal, negative when this text sorts before `other`, positive when after. By character value.

@@ -35,20 +35,20 @@ public:
     virtual void add(const T& element); // slot 3
     /// Destroys every element; afterwards empty, capacity 5.
     virtual void clear(); // slot 4
-    /// Clear and give the array back, then grow by the source's capacity + 5 (which is the capacity afterwards), then
-    /// copies of the source's elements. Nothing for itself.
+    /// Clears, frees the array, grows by the source's capacity + 5 (the capacity afterwards), and adds copies of the
+    /// source's elements. Does nothing when `other` is this vector.
     virtual void assign(const Vector& other); // slot 5
     /// Number of places for elements that are allocated.
     [[nodiscard]] virtual std::uint32_t capacity() const noexcept; // slot 6
     [[nodiscard]] virtual std::uint32_t size() const noexcept;     // slot 7
     [[nodiscard]] virtual bool isEmpty() const noexcept;           // slot 8
-    /// Element `index`, owned by the vector and valid until it is cleared, assigned or ends. Not below the size:
-    /// std::out_of_range "Position exceeds range of vector elements".
+    /// Element `index`, owned by the vector and valid until it is cleared, assigned or ends. Throws std::out_of_range
+    /// "Position exceeds range of vector elements" when `index` is not below the size.
     [[nodiscard]] virtual T* at(std::uint32_t index) const; // slot 9
 
 protected:
-    /// Makes room for `count` more elements. Where 32 bits cannot count that far and fewer places than elements would
-    /// result: std::out_of_range "Current size superior at next capacity", and nothing has changed.
+    /// Makes room for `count` more elements. When the count of places overflows 32 bits and would be below the size,
+    /// throws std::out_of_range "Current size superior at next capacity" and changes nothing.
     void grow(std::uint32_t count);
 
 private:
