@@ -36,7 +36,7 @@ ExitStatus writeResult(const Output& output, const std::string& text, ExitStatus
     return status == ExitStatus::Success ? ExitStatus::Failed : status;
 }
 
-/// A spinner would be torn apart by a trace on the same terminal.
+/// A trace on the same terminal would break the spinner's line.
 bool wantsSpinner(const Options& options) {
     return platform::errorsGoToTerminal() && options.trace != "-";
 }
@@ -49,7 +49,7 @@ bool isStrictRemoval(const Options& options, const ScriptAnswer& answer) {
     return answer.script == "removeData" && !options.raw;
 }
 
-/// Results for a program, or text for a person with what went wrong on standard error.
+/// Writes JSON for a program, or text for a person with failures on standard error.
 ExitStatus answerScript(const Options& options, const Output& output, const ScriptAnswer& answer) {
     const ExitStatus status = answer.status();
     if (options.json) {
@@ -144,7 +144,7 @@ ExitStatus listScripts(const Options& options, const Output& output) {
     return writeResult(output, options.json ? jsonLine(Json({{"scripts", list}})) : text, ExitStatus::Success);
 }
 
-/// Whatever needs an executor: the command itself, after the reader was chosen.
+/// Runs a command that needs an executor, after the reader is chosen.
 ExitStatus withSession(const Options& options, const Output& output, std::optional<ParameterList> parameters) {
     if (options.choice.module.empty()) {
         throw UsageError("no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE");
@@ -223,7 +223,7 @@ ExitStatus showFaults(const Options& options, const Output& output, const JobRep
     return writeResult(output, options.json ? jsonLine(line) : text, status);
 }
 
-/// Answers the steps of a file that are none, before the first one is carried out. Returns true when there are any.
+/// Answers the malformed steps of a file before the first step is carried out. Returns true when there are any.
 bool answerMalformed(const Output& output, const JobReport& report) {
     std::string lines;
     for (const JobFault& fault : report.faults) {
@@ -298,7 +298,7 @@ void setUpTrace(const Options& options) {
     }
 }
 
-/// A trace with gaps is a failure of its own.
+/// An incomplete trace turns success into failure.
 ExitStatus checkTrace(const Output& output, ExitStatus status) {
     if (rylogFault() != RylogFault::Incomplete) {
         return status;
@@ -307,7 +307,7 @@ ExitStatus checkTrace(const Output& output, ExitStatus status) {
     return status == ExitStatus::Success ? ExitStatus::Failed : status;
 }
 
-/// An option that another command is for would be without effect.
+/// Refuses options of other commands, which would have no effect here.
 void refuseStrayOptions(const Options& options) {
     const bool isScript = findScript(options.command) != nullptr;
     const std::array<std::tuple<bool, bool, const char*>, 5> rules = {{
@@ -363,7 +363,7 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& o
         complain(output, error.what());
         return ExitStatus::Failed;
     } catch (...) {
-        // A plug-in may throw anything, also where nothing is promised to throw.
+        // A plug-in may throw anything, although it promises not to.
         complain(output, "the plug-in threw something that is no exception of the standard library");
         return ExitStatus::Failed;
     }

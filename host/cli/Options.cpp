@@ -105,7 +105,7 @@ std::vector<std::string> commandNames(const CLI::App& app) {
     return names;
 }
 
-/// What is wrong, told without the arguments' values, which may be secrets.
+/// What is wrong, without the arguments' values, which may be secrets.
 std::string usageText(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<CLI::App*> chosen = app.get_subcommands();
     const std::vector<std::string> extras = app.remaining(true);

@@ -56,8 +56,8 @@ Reader describe(const std::string& name, const std::string& prefix, const Parame
     return reader;
 }
 
-/// Drops names, each longer than the one before, until the last one is known. A name that nobody knows is shown all
-/// the same, the shortest one; but for the empty name, which the list never holds and is not asked for.
+/// Asks for the longest name first and drops it while the plug-in does not know it. The shortest name is described in
+/// any case, unless it is empty: the list never holds an empty name.
 Reader longestKnown(std::vector<std::string>& names, const std::string& prefix, const AskReader& ask) {
     for (;;) {
         if (names.back().empty()) {
@@ -71,7 +71,8 @@ Reader longestKnown(std::vector<std::string>& names, const std::string& prefix, 
     }
 }
 
-/// Numbers readers of one name. What was answered for the second and later ones is the first one's answer.
+/// Numbers readers of one name. The plug-in answers for the second and later ones as for the first, so their answers
+/// are dropped.
 void markTwins(std::vector<Reader>& readers) {
     std::map<std::string, std::size_t> counts;
     for (const Reader& reader : readers) {
@@ -147,7 +148,7 @@ ScriptAnswer chooseReader(Session& session, const std::string& description, cons
     if (isKnown) {
         return answer;
     }
-    // It may be shown otherwise than it is named: a name that is no text, or one of several readers of one name.
+    // The description may differ from the name: the name is not text, or several readers have it.
     ScriptAnswer unlisted;
     const std::optional<std::vector<Reader>> readers = listReaders(session, prefix, unlisted);
     for (const Reader& reader : readers.value_or(std::vector<Reader>())) {

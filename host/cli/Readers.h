@@ -15,22 +15,22 @@ struct Reader {
     std::string name;                 ///< hexadecimal text as the plug-in listed it, prefix and all
     std::string description;          ///< readable, without the prefix; "#2" behind the second of one name
     std::size_t number = 0;           ///< among several readers of one name, from 1; 0: no other has this name
-    std::optional<unsigned int> code; ///< client code of the token's answer; nothing when it was none
-    std::string label;                ///< readable, blanks at the end cut; empty without a token
+    std::optional<unsigned int> code; ///< client code of the token's answer; nullopt without one
+    std::string label;                ///< readable, without blanks at the end; empty without a token
     std::string serial;               ///< the same
 };
 
 /// Asks one reader, named by hexadecimal text, for its token's identity: the answer of "getPlatformIdentifiers".
 using AskReader = std::function<ParameterList(const std::string& name)>;
 
-/// Takes the list of "getReaderList" apart. Names are joined by the hexadecimal text of a slash, which may stand in a
-/// name too, so that a list can be read in several ways; the reading taken is the one whose names the plug-in knows,
-/// the longest first. A description has 64 bytes at most, which bounds the search. `prefix` is the reader prefix as
-/// text. The plug-in tells readers apart by their names alone: of several with one name only the first can be asked,
-/// and the others have no code, label and serial.
+/// Splits the list of "getReaderList". Names are joined by the hexadecimal text of a slash, which may occur in a name
+/// too, so that a list can be split in several ways; the longest names that the plug-in knows are taken. A description
+/// has 64 bytes at most, which bounds the search. `prefix` is the reader prefix as text. The plug-in knows readers by
+/// name alone: of several readers with one name only the first can be asked, and the others have no code, label and
+/// serial.
 [[nodiscard]] std::vector<Reader> readReaders(const std::string& list, const std::string& prefix, const AskReader& ask);
 
-/// All readers of the module, or nothing when they cannot be listed; `answer` is then why.
+/// All readers of the module; nullopt when they cannot be listed, with the reason in `answer`.
 [[nodiscard]] std::optional<std::vector<Reader>> listReaders(Session& session, const std::string& prefix,
                                                              ScriptAnswer& answer);
 /// Chooses a reader by its description as `readers` shows it, and returns the plug-in's answer. UsageError for a reader

@@ -42,7 +42,7 @@ constexpr const char* kData = "the data cannot be signed with this key";
 constexpr const char* kDataAdvice = "DATA is signed as it stands, usually a DigestInfo, and must be at least 11 bytes "
                                     "shorter than the key's modulus.";
 
-// Every result that has a client error code of its own stands here, so that a result can be told to belong to a code.
+// Lists every result that has a client error code of its own, so that the code of a result can be found.
 constexpr std::array kRows = {
     Row{33001, "CKR_SLOT_ID_INVALID", "", nullptr, nullptr},
     Row{33002, "CKR_TOKEN_NOT_RECOGNIZED", "getPlatformIdentifiers init recycle", nullptr, nullptr},
@@ -183,8 +183,9 @@ unsigned int codeOf(std::string_view result) {
     return row == kRows.end() ? kAnyOther : row->code;
 }
 
-/// The call that decided a script's outcome: of the last calls in a row that failed with one result of this code, the
-/// first; the others only hand it on. An earlier failure may have been made good, a later one may not count.
+/// The call that decided a script's outcome: the first of the last calls in a row that failed with one result of this
+/// code; the calls after it only pass the result on. The script may have recovered from earlier failures, and later
+/// ones may not count.
 const FailedCall* decisiveCall(unsigned int code, const std::vector<FailedCall>& calls) {
     const FailedCall* decisive = nullptr;
     for (auto call = calls.rbegin(); call != calls.rend(); ++call) {

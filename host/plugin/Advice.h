@@ -9,10 +9,10 @@ namespace host {
 
 /// Under which circumstances a script failed.
 struct Circumstances {
-    std::string where = {}; ///< what stands before the script's name in a message: "step 3: "
+    std::string where = {}; ///< the text before the script's name in a message: "step 3: "
     std::string script;     ///< "signData"
     bool isInJob = false;   ///< earlier and later steps may use the same executor
-    Failures failures = {}; ///< what the plug-in reported meanwhile
+    Failures failures = {}; ///< failures in the plug-in's trace
 };
 
 /// What a failure means to a person.

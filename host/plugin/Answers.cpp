@@ -32,7 +32,7 @@ std::string explained(const std::string& id, const std::string& value) {
             return value + " (" + explanation.text + ")";
         }
     }
-    // Counts travel in hexadecimal digits.
+    // Counts are hexadecimal.
     const std::optional<unsigned int> count = id == "COUNT" ? parseClientCode(value) : std::nullopt;
     return count ? std::to_string(*count) : printable(value);
 }
@@ -48,7 +48,7 @@ bool isReadable(const std::string& text) {
     const bool hasControl = std::any_of(text.begin(), text.end(), [](char c) {
         return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
     });
-    // What printable has to change is no text for a person.
+    // Text that `printable` has to change is not meant for a person.
     return !hasControl && printable(text) == text;
 }
 

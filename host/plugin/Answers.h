@@ -22,12 +22,12 @@ using Json = nlohmann::ordered_json;
 /// An answer's parameters but for "ERROR", one line each, for a person: hexadecimal text that stands for readable text
 /// is shown as that text, states and counts are explained. "done" when there is nothing to show.
 [[nodiscard]] std::string readableAnswer(const ParameterList& answer);
-/// The readable text that hexadecimal text stands for, blanks at its end cut; the hexadecimal text itself when it
+/// The readable text that hexadecimal text stands for, without blanks at its end; the hexadecimal text itself when it
 /// stands for no readable text.
 [[nodiscard]] std::string readableHexadecimal(const std::string& digits);
 
-/// What happened and what can be done about it, for an answer with an "ERROR" other than 0, without one, or without the
-/// result that the script promises.
+/// The text that explains a failure and its remedy, for an answer with an "ERROR" other than 0, without "ERROR", or
+/// without the output that the script promises.
 [[nodiscard]] std::string readableFailure(const Circumstances& circumstances, const ParameterList& answer);
 /// The same as one line, without the script's name.
 [[nodiscard]] std::string failureMessage(const Circumstances& circumstances, const ParameterList& answer);

@@ -11,7 +11,7 @@
 
 namespace host {
 
-/// What a plug-in is asked to do. Its parameters stay here; each getParameters makes a copy for the plug-in.
+/// An operation for a plug-in. Its parameters stay here; each getParameters makes a copy for the plug-in.
 class Operation final : public Zel::BaseDLLObjectImpl<Zel::ClientOperation> {
 public:
     Operation(const Zel::TString& id, const Zel::TString& scriptType, const Zel::TString& script,
@@ -34,7 +34,7 @@ private:
 /// The script type that the plug-in's scripts belong to.
 inline constexpr const wchar_t* kScriptType = L"client.p11.Larkspur";
 
-/// Releases what a plug-in hands over.
+/// Releases an object that a plug-in has returned.
 struct Destroy {
     void operator()(Zel::BaseDLLInterface* object) const { object->destroy(); }
 };
@@ -50,7 +50,7 @@ struct Thrown {
 /// Describes the exception that is being handled.
 [[nodiscard]] Thrown describeException();
 
-/// Runs `call`; nothing when it returned, otherwise what it threw.
+/// Runs `call`. Returns the exception that it threw; nullopt when it returned.
 template <class Call>
 [[nodiscard]] std::optional<Thrown> caught(Call&& call) {
     try {

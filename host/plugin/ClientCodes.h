@@ -17,16 +17,16 @@ struct ClientCode {
     ExitStatus status;
 };
 
-/// The entry of a code. One that is not listed has an entry of its own kind, with code 0xFFFFFFFF.
+/// The entry of a code; for an unknown code an entry with code 0xFFFFFFFF.
 [[nodiscard]] const ClientCode& clientCode(unsigned int code) noexcept;
 
-/// The number behind the text of "ERROR" (hexadecimal, without prefix); nothing when it is no such number.
+/// The number that the text of "ERROR" gives (hexadecimal, without prefix); nullopt when it is not such a number.
 [[nodiscard]] std::optional<unsigned int> parseClientCode(std::string_view text) noexcept;
 
 /// The first output with this id; null when there is none.
 [[nodiscard]] const Zel::Parameter* findOutput(const ParameterList& answer, std::string_view id);
 
-/// The code in the first "ERROR" of an answer; nothing when there is none or it is no number.
+/// The code in the first "ERROR" of an answer; nullopt when there is none or it is not a number.
 [[nodiscard]] std::optional<unsigned int> errorOf(const ParameterList& answer);
 
 /// The status of an answer: that of its code, Failed without one.

@@ -23,8 +23,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The program was asked to end, by Ctrl-C for example. What was under way at the token has ended; nothing new is
-/// begun.
+/// The program was asked to end, for example by Ctrl-C. The script under way has ended, and no other one begins.
 class Interrupted : public std::runtime_error {
 public:
     Interrupted() : std::runtime_error("interrupted") {}

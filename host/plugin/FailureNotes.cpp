@@ -14,7 +14,7 @@ constexpr std::uint32_t kCallLevel = 2;
 constexpr std::string_view kRemoval = "PKCS11Client::removeData: C_DestroyObject";
 constexpr std::size_t kMostCalls = 32;
 
-/// What stands behind "PKCS11Client::"; empty for the lines of others.
+/// The text after "PKCS11Client::"; empty for other lines.
 std::string_view insideExecutor(std::string_view line) {
     constexpr std::string_view kExecutor = "PKCS11Client::";
     return line.substr(0, kExecutor.size()) == kExecutor ? line.substr(kExecutor.size()) : std::string_view();

@@ -20,11 +20,11 @@ struct FailedCall {
     std::uint32_t result = 0;
 };
 
-/// Reads "PKCS11Client::METHOD : FUNCTION 0xNN : failed" and its variants; nothing when the line is no such report.
+/// Reads "PKCS11Client::METHOD : FUNCTION 0xNN : failed" and its variants; nullopt when the line is not such a report.
 [[nodiscard]] std::optional<FailedCall> readFailedCall(std::string_view line);
 
-/// The parameter that "PKCS11Client::METHOD: ID parameter not found" or "…: Bad parameter ID: VALUE" refuses, as
-/// "PIN is missing" or "PINID is bad"; nothing when the line is no such report. The value is not repeated.
+/// The parameter that "PKCS11Client::METHOD: ID parameter not found" or "…: Bad parameter ID: VALUE" refuses, as "PIN
+/// is missing" or "PINID is bad"; nullopt when the line is not such a report. The result never contains the value.
 [[nodiscard]] std::optional<std::string> readRefusedParameter(std::string_view line);
 
 /// What went wrong inside the plug-in during one script.

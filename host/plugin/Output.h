@@ -5,9 +5,9 @@
 
 namespace host {
 
-/// Where a command's words go. Results are for programs and come whole and at once; messages are for a person.
+/// Where a command writes. Results are for programs, complete and written at once; messages are for a person.
 struct Output {
-    std::function<bool(std::string_view)> result; ///< false when nobody takes results any more
+    std::function<bool(std::string_view)> result; ///< returns false when results cannot be written any more
     std::function<void(std::string_view)> message;
 };
 

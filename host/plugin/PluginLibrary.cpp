@@ -30,7 +30,7 @@ void searchBeside(const std::string& name) {
     }
 }
 
-/// The plug-in takes this identifier in either case.
+/// The plug-in compares this id without regard to case.
 bool namesModule(const Zel::Parameter& parameter) {
     return parameter.getId().compareIgnoreCase(L"DLLNAME") == 0;
 }

@@ -18,8 +18,8 @@ struct Plugin {
     FreeInstance freeInstance = nullptr;
 };
 
-/// An executor that goes back to the plug-in when it is no longer needed. freeInstance does not throw; a plug-in that
-/// breaks this promise has nobody left to tell.
+/// Gives an executor back to the plug-in. freeInstance promises not to throw; an exception of a plug-in that breaks
+/// this promise is dropped.
 struct FreeExecutor {
     Plugin::FreeInstance freeInstance;
     void operator()(Zel::ClientOperationExecutor* executor) const noexcept {
@@ -31,12 +31,12 @@ struct FreeExecutor {
 };
 using ExecutorPtr = std::unique_ptr<Zel::ClientOperationExecutor, FreeExecutor>;
 
-/// The name that the system is given for a library. A name with a folder part becomes a full path, so that it cannot
-/// mean another file later; a bare name stays, and the system looks for it beside the program and in its own folders.
+/// The name of a library as the system gets it. A name with a folder part becomes a full path, so that it cannot mean
+/// another file later; a bare name stays, and the system searches for it beside the program and in its own folders.
 /// UTF-8. UsageError when the current directory is unknown.
 [[nodiscard]] std::string libraryFile(const std::string& name);
 
-/// What newInstance answers. What the module ("DLLNAME") needs is found beside it when it is named by its full path.
+/// Calls newInstance. When "DLLNAME" is a full path, the libraries that the module needs are also searched beside it.
 [[nodiscard]] ExecutorPtr newExecutor(const Plugin& plugin, ParameterList* parameters);
 
 /// A loaded plug-in. It must outlive its executors.
@@ -46,8 +46,8 @@ public:
     /// one of the two functions.
     [[nodiscard]] static PluginLibrary load(const std::string& name);
 
-    /// Where the plug-in is looked for when nobody names it: beside the executable, then in ../lib.
-    /// PluginError when it is in neither place.
+    /// The plug-in's path when the user names none: beside the executable, else in ../lib. PluginError when it is in
+    /// neither place.
     [[nodiscard]] static std::string defaultPath();
 
     [[nodiscard]] const Plugin& plugin() const noexcept { return m_plugin; }

@@ -10,8 +10,8 @@
 
 namespace host {
 
-/// Tells a person at a terminal that something slow is going on: one line that turns and counts the seconds, drawn only
-/// after `delay`, and gone without a trace when the object goes. Writes nothing at all when it is not enabled.
+/// Shows a person at a terminal that a slow call is running: one line with a turning mark and the seconds, drawn after
+/// `delay` and erased by the destructor. Writes nothing when it is not enabled.
 class Spinner {
 public:
     using Write = std::function<void(std::string_view)>;

@@ -154,7 +154,7 @@ std::string joined(const std::vector<std::string>& words) {
 }
 
 std::string suggestion(std::string_view word, const std::vector<std::string>& candidates) {
-    // Too long a word is no typing error, and comparing it costs.
+    // A very long word is not a typing error, and comparing it takes long.
     const std::optional<std::string> meant = word.size() > 64 ? std::nullopt : closest(word, candidates);
     return meant ? " (did you mean \"" + *meant + "\"?)" : "";
 }

@@ -127,7 +127,7 @@ void Job::newInstance(Step& step, Answer& answer) {
 void Job::freeInstance(const Step& step, Answer& answer) {
     Zel::ClientOperationExecutor* executor = nullptr;
     if (step.instance) {
-        // Out of the list first: whatever the plug-in does now, it is not asked to free the instance again.
+        // Removed from the list first, so that the instance is never freed twice.
         const auto instance = find(*step.instance);
         executor = instance->second.release();
         m_instances.erase(instance);
@@ -196,7 +196,7 @@ void Job::execute(Zel::ClientOperationExecutor& executor, Step& step, Answer& an
         answer.status = statusOf(response->getResponseParameters());
         explain(answer, operation ? toUtf8(operation->getScript()) : "execute", response->getResponseParameters());
     } else {
-        // No answer is the answer to no operation; to anything else it is a failure.
+        // A null response is right for a null operation only.
         answer.status = operation ? ExitStatus::Failed : ExitStatus::Success;
     }
 }

@@ -60,8 +60,8 @@ std::string reason(std::string_view message) {
     return std::string(rest.substr(0, rest.find("; last read")));
 }
 
-/// What is refused beyond the grammar: a key that stands twice in one object, for keeping only one of the two would
-/// lose what the other says; objects of so many keys that comparing each with each would take long; and deep nesting.
+/// Refuses JSON that a job must not have: a key that occurs twice in one object, because one of its two values would be
+/// lost; objects with so many keys that comparing them takes long; and deep nesting.
 class Rules {
 public:
     bool operator()(int depth, JobJson::parse_event_t event, JobJson& value) {

@@ -26,17 +26,17 @@ struct RawStep {
     JobJson value;
 };
 
-/// Reads a job step by step. JSON lines are handed out as they come, one step a line, empty lines left out; a document,
-/// `[…]` or `{"steps":[…]}`, is read whole first. Which of the two it is shows in the first line that is not empty: a
-/// document begins with `[`, or with `{` that nothing or "steps" follows.
+/// Reads a job step by step. JSON lines are returned as they arrive, one step a line, without empty lines; a document,
+/// `[…]` or `{"steps":[…]}`, is read whole first. The first line that is not empty decides which it is: a document
+/// begins with `[`, or with `{` followed by nothing or "steps".
 class JobReader {
 public:
-    /// Copies at most `room` bytes and returns how many; 0 at the end; nothing on failure.
+    /// Copies at most `room` bytes and returns their number, 0 at the end; nullopt on failure.
     using Source = std::function<std::optional<std::size_t>(char* target, std::size_t room)>;
 
     explicit JobReader(Source source) : m_source(std::move(source)) {}
 
-    /// The next step; nothing at the end. UsageError when the source fails, or gives a line or a document of more than
+    /// The next step; nullopt at the end. UsageError when the source fails, or gives a line or a document of more than
     /// 256 MiB.
     [[nodiscard]] std::optional<RawStep> next();
     /// Returns true when the input is a document. A document with an empty list is a job without steps; empty input is
@@ -62,8 +62,8 @@ private:
 };
 
 /// The value of JSON text. UsageError says where it is wrong (line and column; the line only when there are several)
-/// and why, without showing the text, which may hold a secret. A key that stands twice in one object is wrong,
-/// more than 4096 keys in one are, and lists and objects more than 16 deep in each other.
+/// and why, without showing the text, which may hold a secret. A repeated key in one object, more than 4096 keys in one
+/// object, and nesting deeper than 16 are errors.
 [[nodiscard]] JobJson parseJson(std::string_view text);
 
 } // namespace host

@@ -6,8 +6,8 @@
 
 namespace host {
 
-/// A secret that has to be kept from one use to the next: random bytes, and its own combined with them, so that no
-/// piece of it stands in memory as it is. Who reads all of the process's memory can still put the two together.
+/// A secret that is kept between uses, as random bytes and their exclusive or with the secret, so that memory does not
+/// contain it as it is. Who reads all of the process's memory can still combine the two.
 class MaskedSecret {
 public:
     explicit MaskedSecret(std::string_view secret);

@@ -72,7 +72,7 @@ std::vector<std::string> kindNames() {
     return names;
 }
 
-/// Whether `text` could be the name of a kind, well spelt or not.
+/// Returns true when `text` could be the name of a kind, spelt right or wrong.
 bool isWord(std::string_view text) {
     constexpr std::string_view kWordCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
     return text.size() >= 2 && text.size() <= 16 && text.find_first_not_of(kWordCharacters) == std::string_view::npos;

@@ -36,10 +36,8 @@ struct WrittenParameter {
     std::string_view value;
 };
 
-/// Takes an argument `ID=VALUE` or `ID=KIND:VALUE` apart. A word and a colon at the begin of a value are its kind,
-/// whether there is such a kind or not; a single letter is no word, for it may be a drive. UsageError when nothing or
-/// no
-/// "=" stands there.
+/// Splits an argument `ID=VALUE` or `ID=KIND:VALUE`. A word and a colon at the begin of a value are its kind, known or
+/// unknown; a single letter is not a word, because it may be a drive. UsageError when the id or the "=" is missing.
 [[nodiscard]] WrittenParameter splitArgument(std::string_view argument);
 
 /// The plain value, or makeParameter of its kind.

@@ -54,7 +54,7 @@ ScriptParameter rsa(Need need, const char* objects = "") {
     return keyword("ALGOID", kRsa, need, "the algorithm: RSA", objects);
 }
 
-/// By what an object is found, and what a certificate is written with.
+/// The terms of a search, with which certificates are written, too.
 Parameters commonTerms(const char* objects) {
     return {value("LABEL", Kind::Label, Need::Optional, "label", objects),
             value("ID", Kind::Identifier, Need::Optional, "identifier, shared by a key and its certificate", objects),
@@ -69,7 +69,7 @@ Parameters certificateTerms(const char* objects) {
             keyword("CERT_CATEGORY", "USER|CA", Need::Optional, "the token user's own, or of an authority", objects)};
 }
 
-/// What the keys of a new or imported pair are given beside the common terms.
+/// The attributes of a new or imported key pair, beside the common terms.
 Parameters keyAttributes(const char* both, const char* publicKey) {
     return {flag("PRIVATE_PRK", "private key visible only after a login (default 1)", both),
             flag("PRIVATE_PUK", "public key visible only after a login (default 0)", publicKey),

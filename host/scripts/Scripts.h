@@ -57,7 +57,7 @@ struct Script {
     std::string errors;                ///< which failures are typical: one a line
     const char* notes;                 ///< what else one should know: paragraphs, one a line
     const char* example;               ///< arguments of a whole command, one or more lines; empty: there is none
-    const char* promise = nullptr;     ///< an output without which even code 0 is no success; null: none
+    const char* promise = nullptr;     ///< an output that a success always has; null when the script promises none
 };
 
 /// The eighteen scripts in the order in which the plug-in lists them.

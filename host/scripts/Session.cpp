@@ -69,7 +69,7 @@ Session::Session(const Plugin& plugin, const ModuleChoice& choice) : m_executor(
 }
 
 Session::~Session() {
-    // There is nobody left to tell of a failure, and the executor is freed in any case.
+    // A failure cannot be reported any more, and the executor is freed in any case.
     [[maybe_unused]] const std::optional<Thrown> thrown = caught([&] { m_executor->terminate(); });
 }
 

@@ -12,7 +12,7 @@
 
 namespace host {
 
-/// The module to drive, by what the plug-in is made with.
+/// The module to use, as creation parameters of the plug-in.
 struct ModuleChoice {
     std::string module; ///< file name; empty: none was named
     std::optional<std::string> readerPrefix;
@@ -42,7 +42,7 @@ public:
 
     [[nodiscard]] Zel::ClientOperationExecutor& executor() const noexcept { return *m_executor; }
 
-    /// Runs a script; `parameters` are gone when it returns. Interrupted when the program was asked to end before.
+    /// Runs a script and destroys `parameters`. Interrupted when the program was asked to end before.
     [[nodiscard]] ScriptAnswer run(const std::string& script, std::optional<ParameterList> parameters);
 
 private:
