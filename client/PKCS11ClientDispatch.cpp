@@ -38,16 +38,6 @@ void traceOutputs(const Trace& trace, const Zel::Vector<Zel::Parameter>& outputs
 
 } // namespace
 
-void plugin::traceOperationParameters(const Trace& trace, const Zel::Vector<Zel::Parameter>& params) {
-    if (!Trace::isEnabled(TraceLevel::Value)) {
-        return;
-    }
-    std::uint32_t index = 0;
-    for (const Zel::Parameter& parameter : elements(params)) {
-        trace.write(TraceLevel::Value, L": --> Operation parameter %d, %ws", index++, parameter.getId());
-    }
-}
-
 Zel::ClientOperationResponse* PKCS11Client::execute(Zel::ClientOperation* operation) {
     const Trace trace(L"execute");
     trace.enter();
