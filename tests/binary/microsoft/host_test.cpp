@@ -69,7 +69,7 @@ TEST_F(MicrosoftHost, ReadsAVectorOfThePlugins) {
     ASSERT_EQ(scripts->size(), 18U);
     EXPECT_FALSE(scripts->isEmpty());
     EXPECT_EQ(text(*scripts->at(0)), L"getReaderList");
-    EXPECT_EQ(text(*scripts->at(17)), L"endSynchronization");
+    EXPECT_EQ(text(*scripts->at(scripts->size() - 1)), L"endSynchronization");
     scripts->destroy();
 }
 
@@ -122,7 +122,7 @@ TEST_F(MicrosoftHost, CatchesAStandardExceptionOfThePlugins) {
     Vector<Text>* const scripts = executor->getSupportedScripts();
     std::string message;
     try {
-        static_cast<void>(scripts->at(18));
+        static_cast<void>(scripts->at(scripts->size()));
     } catch (const std::out_of_range& exception) {
         message = exception.what();
     }
