@@ -24,8 +24,8 @@ std::uint8_t byteAt(std::string_view bytes, std::size_t index) {
     return static_cast<std::uint8_t>(bytes[index]);
 }
 
-/// How many bytes the value at the beginning takes, its header included; nothing when that cannot be said: too few
-/// bytes, a length of indefinite form, or one that is longer than it needs to be.
+/// The size of the first value with its header; nullopt when bytes are missing, and when the length is indefinite or
+/// not in its shortest form.
 std::optional<std::size_t> valueSize(std::string_view bytes) {
     if (bytes.size() < 2) {
         return std::nullopt;

@@ -12,8 +12,8 @@ namespace host {
 inline constexpr std::uint8_t kDerInteger = 0x02;
 inline constexpr std::uint8_t kDerSequence = 0x30;
 
-/// What keeps `bytes` from being exactly one DER value with this tag: "it does not begin with a sequence"; empty when
-/// nothing does. Lengths are looked at, what is inside is not.
+/// The reason why `bytes` is not exactly one DER value with this tag, "it does not begin with a sequence"; empty when
+/// it is one. Checks lengths, not the content.
 [[nodiscard]] std::string derFault(std::string_view bytes, std::uint8_t tag);
 
 /// The same for a certificate and for an unencrypted PKCS #8 private key, by the tags of their parts.

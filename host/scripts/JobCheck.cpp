@@ -34,7 +34,7 @@ private:
     std::vector<CheckedParameter> m_parameters;
 };
 
-/// What the steps so far have left, and what they do wrong.
+/// The state after the steps so far, and their faults.
 class Checker {
 public:
     explicit Checker(JobDepth depth) : m_depth(depth) {}

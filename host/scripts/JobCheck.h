@@ -14,13 +14,13 @@ struct JobFault {
     std::string text;
 };
 
-/// How far a job is looked at.
+/// How deep a job is checked.
 enum class JobDepth {
-    Shape, ///< whether its steps are steps: what `run` answers with "error" whatever else is there
+    Shape, ///< only whether each step is well formed; `run` answers the others with "error"
     Whole, ///< also what the scripts take, which files are there, and which instances live
 };
 
-/// What looking at a job has shown.
+/// The result of checking a job.
 struct JobReport {
     std::size_t steps = 0;
     std::vector<JobFault> faults; ///< in the order of the steps

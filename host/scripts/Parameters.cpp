@@ -118,7 +118,7 @@ std::string kindFault(std::string_view word) {
     if (std::find(kinds.begin(), kinds.end(), word) != kinds.end()) {
         return "";
     }
-    // The word is shown only when it looks like a kind, for it may be the begin of a secret.
+    // The message shows the word only when it resembles a kind, because it may be the begin of a secret.
     const bool isSlip = std::any_of(kinds.begin(), kinds.end(), [&](const auto& kind) { return isSlipOf(word, kind); });
     const std::string what = isSlip ? "there is no kind \"" + printable(word) + "\"" + suggestion(word, kinds)
                                     : "the word before the value is no kind";

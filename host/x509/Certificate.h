@@ -10,11 +10,11 @@
 
 namespace host::x509 {
 
-/// An X.509 certificate, taken apart. Its signature is not looked at.
+/// The fields of an X.509 certificate. Its signature is not checked.
 struct Certificate {
     Bytes der;
     Bytes subject; ///< DER of the name, as CKA_SUBJECT has it
-    Bytes issuer;  ///< likewise CKA_ISSUER
+    Bytes issuer;  ///< as CKA_ISSUER has it
     Bytes serial;  ///< DER of the INTEGER, as CKA_SERIAL_NUMBER has it
 
     std::string subjectText; ///< as nameText writes it

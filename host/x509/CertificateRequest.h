@@ -15,7 +15,7 @@ namespace host::x509 {
 /// Gets the DER DigestInfo and returns the signature of PKCS #1 v1.5 over it, as long as the modulus; may throw.
 using SignDigestInfo = std::function<Bytes(const Bytes& digestInfo)>;
 
-/// What a certificate is asked for (PKCS #10).
+/// A certificate request (PKCS #10).
 ///
 ///     CertificateRequest request{parseSubject("/O=Example/CN=Jane Doe"), key};
 ///     request.usage = parseKeyUsage("digitalSignature");

@@ -15,7 +15,7 @@ constexpr const char* kPbes2 = "1.2.840.113549.1.5.13";
 constexpr const char* kPbkdf2 = "1.2.840.113549.1.5.12";
 constexpr const char* kNoEncryptedKey = "not an encrypted PKCS #8 key";
 
-// Far above what programs write by default (2048 to 600000 rounds; scrypt with N 16384, r 8, p 1), and seconds at most.
+// Far above what programs write by default (2048 to 600000 rounds; scrypt with N 16384, r 8, p 1); takes seconds at
 // most.
 constexpr std::size_t kMostRounds = 10'000'000;
 constexpr std::size_t kMostScryptWork = std::size_t{1} << 22; ///< N * r * p; 128 times as many bytes are worked through

@@ -58,7 +58,7 @@ PrivateKey fromPkcs8(ByteView der, const std::string& name) {
 
 PrivateKey fromEncrypted(ByteView der, const std::string& name, const AskPassphrase& passphrase) {
     const Secret key = decryptKey(der, name, passphrase);
-    // Wrong passphrases seldom leave a proper padding behind, and then no key.
+    // A wrong passphrase seldom leaves valid padding, and then it leaves no valid key.
     return readOrExplain(name, "the passphrase does not open this key, or the file is damaged", [&] {
         return fromPkcs8({key.data(), key.size()}, name);
     });
