@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int kForks = 300;
+constexpr int kForks = 30;
 
 /// Returns true when the child logged and ended. One that hangs is ended by its alarm.
 bool forkAndLog(int number) {
