@@ -62,22 +62,22 @@ Zel::Executor* LoadedPlugin::makeExecutor() const {
 }
 
 Text HostOperation::getId() const {
-    ++questions;
+    called |= kGetId;
     return L"operation of the host's, with a long name";
 }
 
 Text HostOperation::getScriptType() const {
-    ++questions;
+    called |= kGetScriptType;
     return L"client.p11.Larkspur";
 }
 
 Text HostOperation::getScript() const {
-    ++questions;
+    called |= kGetScript;
     return m_script;
 }
 
 Vector<Parameter>* HostOperation::getParameters() const {
-    ++questions;
+    called |= kGetParameters;
     if (m_parameters == nullptr) {
         return nullptr;
     }

@@ -19,7 +19,7 @@ public:
     void (*freeInstance)(Zel::Executor* executor) = nullptr;
 };
 
-/// An operation as a host makes it. What the plug-in asks of it is counted.
+/// An operation as a host makes it. It remembers which of its four callbacks the plug-in called.
 class HostOperation final : public Zel::Operation {
 public:
     HostOperation(const wchar_t* script, const Zel::Vector<Zel::Parameter>* parameters)
@@ -31,7 +31,8 @@ public:
     [[nodiscard]] Zel::Text getScript() const override;
     [[nodiscard]] Zel::Vector<Zel::Parameter>* getParameters() const override;
 
-    mutable int questions = 0;
+    enum Callback : unsigned { kGetId = 1, kGetScriptType = 2, kGetScript = 4, kGetParameters = 8, kAll = 15 };
+    mutable unsigned called = 0;
 
 private:
     const wchar_t* m_script;

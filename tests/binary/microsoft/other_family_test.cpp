@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
 
 #include "tests/binary/microsoft/Host.h"
 
@@ -31,7 +33,16 @@ int endAtOnce() {
     std::_Exit(kWrong);
 }
 
+/// An attempt may also go round for ever.
+void endLater() {
+    std::thread([] {
+        std::this_thread::sleep_for(std::chrono::minutes(2));
+        std::_Exit(kWrong);
+    }).detach();
+}
+
 [[noreturn]] void with(Attempt attempt) {
+    endLater();
     const LoadedPlugin plugin(GCC_FOLDER);
     Zel::Executor* const executor = plugin.isLoaded() ? plugin.makeExecutor() : nullptr;
     if (executor == nullptr) {
