@@ -1,33 +1,26 @@
 # `cmake --build --preset <preset> --target package` makes a ZIP for Windows and a tar archive for Linux that work where
 # they are unpacked: libraries, program, documents, examples, and the licences of what is inside. `cmake --install` puts
-# the same files elsewhere. On Linux the documents are in the folder that the system has for them.
+# the same files elsewhere. On Linux the documents are in the folder that the system has for them. Each Windows preset
+# packs its own build; cmake/package-windows packs both.
 if(WIN32)
   set(documents .)
-  if(MINGW)
-    set(package_system "Windows x64, for hosts built with GCC (mingw-w64)")
-  else()
-    set(package_system "Windows x64, for hosts built with Microsoft's compiler")
-  endif()
+  set(package_system "Windows x64")
   set(package_program "p11host.exe")
   set(package_libraries "")
+  # Filled in as it stands, with the empty line behind it.
+  string(CONCAT package_family
+    "There is a folder for each compiler family, `gcc` and `microsoft`, unless only one was packed; the README in it says\n"
+    "for which hosts its files are. A host needs those of its own family: classes cross the border, and GCC and\n"
+    "Microsoft's compiler lay out calls and exceptions differently. [docs/host-framework.md](docs/host-framework.md) says\n"
+    "what that means and what has been tested.\n")
+  install(FILES ${CMAKE_CURRENT_LIST_DIR}/package-${install_programs}.md DESTINATION ${install_programs}
+          RENAME README.md)
 else()
   set(documents share/doc/${PROJECT_NAME})
   set(package_system "Linux x86-64")
   set(package_program "bin/p11host")
   set(package_libraries "lib/")
-endif()
-set(package_family "")
-if(WIN32)
-  # Filled in as it stands, with the empty line behind it.
-  string(CONCAT package_family
-    "A host must be built with a compiler of the family that this package is for: classes cross the border, and GCC and\n"
-    "Microsoft's compiler lay out calls and exceptions differently. There is a package for each.\n"
-    "[docs/host-framework.md](docs/host-framework.md) says what that means and what has been tested.\n")
-  if(NOT MINGW)
-    string(APPEND package_family
-      "\nThe files need `vcruntime140.dll`, which hosts of that compiler have from its redistributable package, and the\n"
-      "universal C runtime, which is part of Windows 10 and later.\n")
-  endif()
+  set(package_family "")
 endif()
 foreach(target plugin zel-interfaces zel-vex zel-localization ry-crypto zel-log)
   get_target_property(name ${target} OUTPUT_NAME)
@@ -70,11 +63,7 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/package)
 set(CPACK_STRIP_FILES ON)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
-  if(MINGW)
-    set(CPACK_SYSTEM_NAME windows-x64)
-  else()
-    set(CPACK_SYSTEM_NAME windows-x64-microsoft)
-  endif()
+  set(CPACK_SYSTEM_NAME windows-x64-${install_programs})
 else()
   set(CPACK_GENERATOR TGZ)
   set(CPACK_SYSTEM_NAME linux-${CMAKE_SYSTEM_PROCESSOR})
