@@ -27,16 +27,17 @@ set(CMAKE_RC_COMPILER llvm-rc-19)
 # The runtime is named below; CMake must not choose one of its own.
 set(CMAKE_MSVC_RUNTIME_LIBRARY "")
 
-# The system's own headers would be found otherwise. Wine's wchar_t is Windows's only where it is asked to be.
+# The system's own headers would be found otherwise. Wine's wchar_t is Windows's only where it is asked to be. The folders
+# of this tree may have blanks in their names.
 string(JOIN " " c_headers
-  "-nostdinc -isystem ${glue}/headers -isystem /usr/lib/llvm-19/lib/clang/19/include"
+  "-nostdinc -isystem \"${glue}/headers\" -isystem /usr/lib/llvm-19/lib/clang/19/include"
   "-isystem ${wine_headers}/msvcrt -isystem ${wine_headers}/windows"
   "-DWINE_UNICODE_NATIVE -D_UCRT -D_DLL -D_MT -D_HAS_EXCEPTIONS=1")
 set(CMAKE_C_FLAGS_INIT "${c_headers}")
-set(CMAKE_CXX_FLAGS_INIT "-nostdinc -isystem ${sdk}/config -isystem ${sdk}/source/libcxx/include ${c_headers}")
+set(CMAKE_CXX_FLAGS_INIT "-nostdinc -isystem \"${sdk}/config\" -isystem \"${sdk}/source/libcxx/include\" ${c_headers}")
 set(CMAKE_RC_FLAGS_INIT "-I ${wine_headers}/windows -I ${wine_headers}/msvcrt")
 
-set(link_flags "-nostdlib -L${sdk}/lib")
+set(link_flags "-nostdlib -L\"${sdk}/lib\"")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags} -Wl,/subsystem:console,/entry:mainCRTStartup")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags}")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "${link_flags}")
