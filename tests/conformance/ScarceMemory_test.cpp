@@ -4,77 +4,19 @@
 #include "plugin/Exports.h"
 #include "tests/conformance/Harness.h"
 #include "tests/conformance/Utf8.h"
+#include "tests/heap/Heap.h"
 #include "tests/unit/platform/Fixture.h"
 #include "text/SecretBuffer.h"
 #include "zel/ClientOperation.h"
 #include "zel/ClientOperationException.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <new>
-
-namespace {
-
-thread_local std::size_t t_refusedFrom = 0;
-
-/// While it lives, this thread gets no block of that many bytes or more from operator new.
-class Scarcity {
-public:
-    explicit Scarcity(std::size_t refusedFrom) { t_refusedFrom = refusedFrom; }
-    Scarcity(const Scarcity&) = delete;
-    Scarcity& operator=(const Scarcity&) = delete;
-    ~Scarcity() { t_refusedFrom = 0; }
-};
-
-void* take(std::size_t size) noexcept {
-    const bool isRefused = t_refusedFrom != 0 && size >= t_refusedFrom;
-    return isRefused ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-void* takeOrThrow(std::size_t size) {
-    if (void* const memory = take(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    return takeOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-    return takeOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return take(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return take(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
 
 namespace Conformance {
 
 using Fake::Function;
 using plugin::onEntry;
+using TestHeap::Scarcity;
 
 namespace {
 

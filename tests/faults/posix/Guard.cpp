@@ -1,17 +1,16 @@
 #include "tests/faults/posix/Guard.h"
 
+#include "tests/heap/Heap.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
-#include <new>
 #include <sys/mman.h>
 #include <ucontext.h>
 #include <unistd.h>
 
 namespace {
-
-bool g_isGuarding = false;
 
 std::size_t pageSize() {
     static const auto s_size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
@@ -69,56 +68,7 @@ bool giveGuarded(void* memory) {
     return true;
 }
 
-void* take(std::size_t size) noexcept {
-    const std::size_t asked = size == 0 ? 1 : size;
-    return g_isGuarding ? takeGuarded(asked) : std::malloc(asked);
-}
-
-void* takeOrThrow(std::size_t size) {
-    if (void* const memory = take(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void give(void* memory) noexcept {
-    if (memory != nullptr && !giveGuarded(memory)) {
-        std::free(memory);
-    }
-}
-
 } // namespace
-
-void* operator new(std::size_t size) {
-    return takeOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-    return takeOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return take(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return take(size);
-}
-void operator delete(void* memory) noexcept {
-    give(memory);
-}
-void operator delete[](void* memory) noexcept {
-    give(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    give(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    give(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    give(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    give(memory);
-}
 
 namespace Faults::Guard {
 
@@ -141,11 +91,11 @@ void endProcess(int, siginfo_t* info, void*) {
 } // namespace
 
 Blocks::Blocks() {
-    g_isGuarding = true;
+    TestHeap::setSource({&takeGuarded, &giveGuarded});
 }
 
 Blocks::~Blocks() {
-    g_isGuarding = false;
+    TestHeap::setSource({nullptr, &giveGuarded});
 }
 
 const void* boundaryBehind(const void* end) {

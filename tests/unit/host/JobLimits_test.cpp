@@ -1,33 +1,10 @@
 // How much one step of a job may hold. What is refused is refused where the limit is passed, not after all was read.
 #include "host/scripts/JobReader.h"
 
-#include <cstdlib>
-#include <new>
-
 #include <gtest/gtest.h>
 
 #include "host/plugin/Errors.h"
-
-namespace {
-
-std::size_t g_allocations = 0;
-
-} // namespace
-
-// The program's own, to count what a refusal costs. The compiler takes the pair for a mismatch where it sees only one.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-
-void* operator new(std::size_t size) {
-    ++g_allocations;
-    void* const block = std::malloc(size == 0 ? 1 : size);
-    return block != nullptr ? block : throw std::bad_alloc();
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
+#include "tests/heap/Heap.h"
 
 namespace host {
 namespace {
@@ -55,9 +32,9 @@ std::string refusalOf(const std::string& text) {
 }
 
 std::size_t allocationsOf(const std::string& text) {
-    const std::size_t before = g_allocations;
+    const std::size_t before = TestHeap::blocksTaken();
     EXPECT_EQ(refusalOf(text), "an object has more than 4096 keys");
-    return g_allocations - before;
+    return TestHeap::blocksTaken() - before;
 }
 
 TEST(JobLimits, anObjectHasAtMost4096Keys) {
@@ -74,9 +51,9 @@ TEST(JobLimits, theRefusalCostsTheSameHoweverManyKeysFollow) {
 
 TEST(JobLimits, theWorkGrowsAsTheKeysDo) {
     const auto workOf = [](std::size_t keys) {
-        const std::size_t before = g_allocations;
+        const std::size_t before = TestHeap::blocksTaken();
         (void)parseJson(objectOf(keys));
-        return g_allocations - before;
+        return TestHeap::blocksTaken() - before;
     };
     const std::size_t thousand = workOf(1000);
     EXPECT_LT(workOf(4000), 5 * thousand);

@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "tests/unit/HeapWatch.h"
+#include "tests/heap/Heap.h"
 
 namespace {
 
@@ -79,8 +79,17 @@ TEST(SecretBuffer, PassesItsBytesOnWhenMoved) {
     EXPECT_EQ(third.size(), kSecret.size());
 }
 
+// A watch that saw nothing would pass every other test.
+TEST(SecretBuffer, ItsTestsSeeASecretThatWasNotWiped) {
+    const TestHeap::Watch watch(kSecret);
+    char* volatile block = new char[100]();
+    std::memcpy(block + 10, kSecret.data(), kSecret.size());
+    delete[] block;
+    EXPECT_EQ(watch.leaks(), 1U);
+}
+
 TEST(SecretBuffer, WipesWhatItLetsGo) {
-    const HeapWatch watch(kSecret);
+    const TestHeap::Watch watch(kSecret);
     { const SecretBuffer buffer = secretCopy(); }
     EXPECT_EQ(watch.blocks(), 1U);
     SecretBuffer cleared = secretCopy();
@@ -94,7 +103,7 @@ TEST(SecretBuffer, WipesWhatItLetsGo) {
 
 TEST(SecretBuffer, WipesAllOfItsMemoryAfterItWasShortened) {
     constexpr std::string_view tail = "-PIN-of-the-officer";
-    const HeapWatch watch(tail);
+    const TestHeap::Watch watch(tail);
     {
         SecretBuffer buffer = secretCopy();
         buffer.truncate(4);
@@ -106,7 +115,7 @@ TEST(SecretBuffer, WipesAllOfItsMemoryAfterItWasShortened) {
 }
 
 TEST(SecretBuffer, WipesTheByteBehindTheLastOneToo) {
-    const HeapWatch watch("S");
+    const TestHeap::Watch watch("S");
     {
         SecretBuffer bytes(3);
         // As a module does that puts a terminator of its own there.

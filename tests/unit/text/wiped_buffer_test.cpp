@@ -7,7 +7,7 @@
 #include <string>
 #include <type_traits>
 
-#include "tests/unit/HeapWatch.h"
+#include "tests/heap/Heap.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ TEST(WipedBuffer, FailsWithoutMemoryAndTakesNothingMore) {
 }
 
 TEST(WipedBuffer, WipesItsRoomOnTheHeap) {
-    const HeapWatch watch("secret");
+    const TestHeap::Watch watch("secret");
     {
         Buffer buffer;
         for (int i = 0; i < 20; ++i) {

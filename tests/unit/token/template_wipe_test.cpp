@@ -1,6 +1,6 @@
 // What a template leaves behind, where no heap would tell.
 
-#include "tests/unit/HeapWatch.h"
+#include "tests/heap/Heap.h"
 #include "token/AttributeTemplate.h"
 
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ TEST(TemplateWipe, AValueGoesAtOnceWhenItsEntryBecomesUnwritten) {
     AttributeTemplate attributes(2);
     attributes.setBytes(CKA_LABEL, {reinterpret_cast<const std::uint8_t*>(secret.data()), secret.size()});
     attributes.endFixed();
-    const HeapWatch watch(secret);
+    const TestHeap::Watch watch(secret);
     attributes.setWithoutValue(CKA_LABEL);
     EXPECT_EQ(watch.blocks(), 1U);
     EXPECT_EQ(watch.leaks(), 0U);

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ry/rylog.h"
-#include "tests/unit/HeapWatch.h"
+#include "tests/heap/Heap.h"
 
 namespace {
 
@@ -248,7 +248,7 @@ TEST(Conversions, LeaveNoSecretOnTheHeap) {
     const TString text(wide.c_str());
     const TString hexText(hex.c_str());
     {
-        const HeapWatch watch("7391-secret-PIN-");
+        const TestHeap::Watch watch("7391-secret-PIN-");
         EXPECT_EQ(TStringHex2Binary(hexText).size(), pin.size());
         EXPECT_EQ(TString2Utf8(text).size(), pin.size());
         const SecretBuffer utf8 = TString2Utf8(text);
@@ -258,7 +258,7 @@ TEST(Conversions, LeaveNoSecretOnTheHeap) {
     }
     const std::wstring hexPart = hex.substr(0, 32);
     {
-        const HeapWatch watch(bytesOf(hexPart));
+        const TestHeap::Watch watch(bytesOf(hexPart));
         const Parameter parameter(ParameterEncoding::Text, L"PIN", ParameterType::Text, text);
         EXPECT_EQ(getValueFromEncoding(parameter).length(), hex.size());
         EXPECT_GE(watch.blocks(), 1U);
