@@ -1,0 +1,58 @@
+// Small things that the host does with texts.
+
+#include "host/plugin/Texts.h"
+
+#include <gtest/gtest.h>
+
+namespace host {
+namespace {
+
+TEST(Texts, hexadecimalAndBase64StandForTheBytes) {
+    EXPECT_EQ(toUtf8(toHexadecimal(std::string_view("\x00\xFFz", 3))), "00FF7A");
+    EXPECT_EQ(toUtf8(toBase64(std::string_view("\x00\xFFz\x01", 4))), "AP96AQ==");
+    EXPECT_EQ(fromHexadecimal("00fF7a"), std::string("\x00\xFFz", 3));
+    EXPECT_EQ(fromHexadecimal(""), "");
+    for (const char* text : {"0", "0g", "00 01", "0x00", "\xC3\xA4"}) {
+        EXPECT_EQ(fromHexadecimal(text), std::nullopt) << text;
+    }
+}
+
+TEST(Texts, printableTextHasNoOrdersToTheTerminal) {
+    EXPECT_EQ(printable("R\xC3\xA4\xE2\x82\xAC"), "R\xC3\xA4\xE2\x82\xAC");
+    EXPECT_EQ(printable("a\x1B[2Jb\n\x7F\xC2\x9B"), "a?[2Jb???");
+    EXPECT_EQ(printable("\xFF"), "?");
+}
+
+TEST(Texts, columnsAreCharacters) {
+    EXPECT_EQ(columns(""), 0U);
+    EXPECT_EQ(columns("a\xC3\xA4\xE2\x82\xAC"), 3U);
+}
+
+TEST(Texts, trimmedTextHasNoBlanksAtItsEnd) {
+    EXPECT_EQ(trimmed(" a b  "), " a b");
+    EXPECT_EQ(trimmed("   "), "");
+    EXPECT_EQ(trimmed(""), "");
+}
+
+TEST(Texts, aMisspeltWordFindsWhatWasMeant) {
+    const std::vector<std::string> scripts = {"signData", "readData", "init"};
+    EXPECT_EQ(closest("SIGNDATE", scripts), "signData");
+    EXPECT_EQ(closest("int", scripts), "init");
+    EXPECT_EQ(closest("generateKeyPair", scripts), std::nullopt);
+    EXPECT_EQ(suggestion("redData", scripts), " (did you mean \"readData\"?)");
+    EXPECT_EQ(suggestion(std::string(65, 'x'), {std::string(66, 'x')}), "");
+    EXPECT_EQ(joined(scripts), "signData, readData, init");
+    EXPECT_EQ(joined({}), "");
+}
+
+TEST(Texts, aSlipIsABeginOrOneLetterOrAnotherOrder) {
+    for (const char* word : {"confirm", "CONFIRM", "con", "confrm", "confirmm", "confirn", "cnofirm"}) {
+        EXPECT_TRUE(isSlipOf(word, "confirm")) << word;
+    }
+    for (const char* word : {"", "co", "cofrm", "deny"}) {
+        EXPECT_FALSE(isSlipOf(word, "confirm")) << word;
+    }
+}
+
+} // namespace
+} // namespace host
