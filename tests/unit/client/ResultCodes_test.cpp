@@ -77,75 +77,17 @@ const wchar_t* expectedText(CK_RV rv) {
 
 } // namespace
 
-class MappedResult : public testing::TestWithParam<Row> {};
-
-TEST_P(MappedResult, hasItsCodeAsText) {
-    EXPECT_EQ(wide(clientErrorCode(GetParam().rv)), GetParam().text);
-}
-
-TEST_P(MappedResult, hasTheTextOfItsNumber) {
-    EXPECT_EQ(wide(hexNumberText(GetParam().code)), GetParam().text);
-}
-
-INSTANTIATE_TEST_SUITE_P(ResultCodes, MappedResult, testing::ValuesIn(kRows),
-                         [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
-
-TEST(ResultCodes, thirtyNineResultsHaveACodeOfTheirOwn) {
-    EXPECT_EQ(kRows.size(), 39U);
-}
-
-TEST(ResultCodes, everySmallResultGoesByValue) {
+TEST(ResultCodes, goByValue) {
     for (CK_RV rv = 0; rv <= 0x300; ++rv) {
         EXPECT_EQ(wide(clientErrorCode(rv)), expectedText(rv)) << "rv 0x" << std::hex << rv;
     }
 }
 
-TEST(ResultCodes, resultsThatLookAsIfTheyHadACodeHaveNone) {
-    const std::vector<CK_RV> others = {
-        CKR_CANCEL,
-        CKR_NO_EVENT,
-        CKR_NEED_TO_CREATE_THREADS,
-        CKR_CANT_LOCK,
-        CKR_KEY_NOT_NEEDED,
-        CKR_MECHANISM_INVALID,
-        CKR_OBJECT_HANDLE_INVALID,
-        CKR_OPERATION_ACTIVE,
-        CKR_TOKEN_WRITE_PROTECTED,
-        CKR_USER_ALREADY_LOGGED_IN,
-        CKR_USER_PIN_NOT_INITIALIZED,
-        CKR_USER_TYPE_INVALID,
-        CKR_USER_TOO_MANY_TYPES,
-        CKR_BUFFER_TOO_SMALL,
-        CKR_CRYPTOKI_NOT_INITIALIZED,
-        CKR_CRYPTOKI_ALREADY_INITIALIZED,
-        CKR_MUTEX_BAD,
-        CKR_MUTEX_NOT_LOCKED,
-    };
-    for (const CK_RV rv : others) {
-        EXPECT_EQ(wide(clientErrorCode(rv)), kAnyOther) << "rv 0x" << std::hex << rv;
-    }
-}
-
-TEST(ResultCodes, theMutexCodeStandsAtTheValueThatHostsKnowNotAtTheStandardsName) {
-    EXPECT_EQ(wide(clientErrorCode(0x200)), L"80f4");
-    EXPECT_EQ(wide(clientErrorCode(0x54)), L"80f4");
-    EXPECT_EQ(wide(clientErrorCode(0x1A0)), kAnyOther);
-}
-
-TEST(ResultCodes, vendorResultsHaveNoCode) {
-    for (const Row& row : kRows) {
-        EXPECT_EQ(wide(clientErrorCode(CKR_VENDOR_DEFINED | row.rv)), kAnyOther) << row.name;
-    }
-    for (const CK_RV rv : {0x7FFFFFFFUL, 0x80000000UL, 0xFFFFFFFEUL, 0xFFFFFFFFUL}) {
-        EXPECT_EQ(wide(clientErrorCode(static_cast<CK_RV>(rv))), kAnyOther) << std::hex << rv;
-    }
-}
-
 TEST(ResultCodes, higherBytesAreNotCutOff) {
     for (const Row& row : kRows) {
-        EXPECT_EQ(wide(clientErrorCode(row.rv | 0x400)), kAnyOther) << row.name;
-        EXPECT_EQ(wide(clientErrorCode(row.rv | 0x10000)), kAnyOther) << row.name;
-        EXPECT_EQ(wide(clientErrorCode(row.rv | 0x1000000)), kAnyOther) << row.name;
+        for (const CK_RV higher : {CK_RV{0x400}, CK_RV{0x10000}, CK_RV{0x1000000}, CK_RV{CKR_VENDOR_DEFINED}}) {
+            EXPECT_EQ(wide(clientErrorCode(row.rv | higher)), kAnyOther) << row.name;
+        }
     }
 }
 
@@ -159,16 +101,10 @@ TEST(ResultCodes, aResultAboveThirtyTwoBitsIsAnyOtherValue) {
     EXPECT_EQ(wide(clientErrorCode(static_cast<CK_RV>(-1))), kAnyOther);
 }
 
-TEST(ResultCodes, codesThatThePluginSetsItselfAreNeverMappedTo) {
-    for (CK_RV rv = 0; rv <= 0x300; ++rv) {
-        const std::wstring text = wide(clientErrorCode(rv));
-        for (const wchar_t* own : {L"80ec", L"80ed", L"80f2", L"80f3"}) {
-            EXPECT_NE(text, own) << "rv 0x" << std::hex << rv;
-        }
-    }
-}
-
 TEST(HexNumberText, isLowerCaseWithoutPrefixOrPadding) {
+    for (const Row& row : kRows) {
+        EXPECT_EQ(wide(hexNumberText(row.code)), row.text) << row.name;
+    }
     EXPECT_EQ(wide(hexNumberText(0)), L"0");
     EXPECT_EQ(wide(hexNumberText(1)), L"1");
     EXPECT_EQ(wide(hexNumberText(9)), L"9");

@@ -1,6 +1,5 @@
-// Lengths that no memory holds, and a gate to no module.
+// Lengths that no memory holds.
 
-#include "token/CryptokiCall.h"
 #include "util/Conversions.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +7,6 @@
 #include <limits>
 #include <new>
 #include <string>
-
-using namespace plugin;
 
 // The lengths are refused before a byte is looked at, so there need not be any.
 
@@ -40,12 +37,4 @@ TEST(Limits, TextsAreWholeOnBothSidesOfTheRoomWithoutHeap) {
                   Zel::TString(expected.c_str()))
             << length;
     }
-}
-
-TEST(Limits, AGateToNoModuleHasNoFunctions) {
-    const Cryptoki gate;
-    CK_INFO info{};
-    EXPECT_FALSE(gate.isBound());
-    EXPECT_FALSE(gate.has(cryptoki::getInfo));
-    EXPECT_EQ(gate.call(cryptoki::getInfo, &info), CKR_FUNCTION_NOT_SUPPORTED);
 }
