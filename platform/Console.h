@@ -14,4 +14,7 @@ namespace platform {
 /// terminal's state is always restored, also when a signal ends or stops the program. One thread at a time.
 [[nodiscard]] std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept;
 
+/// The same with echo, for an answer that is no secret.
+[[nodiscard]] std::optional<std::size_t> readLineWithEcho(const char* prompt, char* line, std::size_t room) noexcept;
+
 } // namespace platform

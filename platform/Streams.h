@@ -15,6 +15,9 @@ public:
     /// Reads from descriptor `number`, which the caller keeps. A closed descriptor fails at the first read.
     [[nodiscard]] static InputStream descriptor(int number) noexcept;
 
+    /// Reads from descriptor `number`, which is closed with this object.
+    [[nodiscard]] static InputStream adopt(int number) noexcept { return InputStream(number, true); }
+
     /// Takes standard input for the caller alone: from now on descriptor 0 is the null device, so that no library reads
     /// what is not meant for it, and `descriptor` does not return this stream. Call it once.
     [[nodiscard]] static std::optional<InputStream> takeStandardInput() noexcept;
@@ -28,6 +31,9 @@ public:
     /// Waits for bytes, copies at most `room` of them and returns their number, 0 at the end. nullopt on failure (see
     /// lastError) and after an interruption.
     [[nodiscard]] std::optional<std::size_t> read(char* target, std::size_t room) noexcept;
+
+    /// Returns true when others than the owner have any right to the file that is open here. Always false on Windows.
+    [[nodiscard]] bool isOpenToOthers() const noexcept;
 
     /// Goes back to the beginning. Returns false where there is no way back: in a pipe, at a terminal.
     [[nodiscard]] bool rewind() noexcept;

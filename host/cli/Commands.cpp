@@ -4,6 +4,7 @@
 #include <array>
 #include <tuple>
 
+#include "host/cli/CardTable.h"
 #include "host/cli/Options.h"
 #include "host/cli/Readers.h"
 #include "host/cli/Removal.h"
@@ -78,16 +79,6 @@ ExitStatus answerScript(const Options& options, const Output& output, const Scri
     return options.json || !hasText ? status : writeResult(output, text, status);
 }
 
-ExitStatus readers(const Options& options, const Output& output, Session& session) {
-    ScriptAnswer answer;
-    const std::optional<std::vector<Reader>> found =
-        listReaders(session, options.choice.readerPrefix.value_or(""), answer);
-    if (!found) {
-        return answerScript(options, output, answer);
-    }
-    return writeResult(output, options.json ? jsonLine(readersJson(*found)) : readerTable(*found), ExitStatus::Success);
-}
-
 Json identity(Zel::ClientOperationExecutor& executor) {
     Json names = Json::array();
     const std::unique_ptr<Zel::Vector<Zel::TString>, Destroy> known(executor.getSupportedScripts());
@@ -157,10 +148,6 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
         answer = chooseReader(session, *options.reader, options.choice.readerPrefix.value_or(""));
     }
     const bool isReaderFine = !answer || answer->status() == ExitStatus::Success;
-    if (isReaderFine && options.command == "readers") {
-        spinner.reset();
-        return readers(options, output, session);
-    }
     if (isReaderFine && options.command == "info") {
         spinner.reset();
         return info(options, output, session);
@@ -276,8 +263,7 @@ struct Command {
 };
 
 // Every command that is not listed is a script.
-constexpr std::array<Command, 4> kCommands = {{
-    {"readers", withoutArguments},
+constexpr std::array<Command, 3> kCommands = {{
     {"info", withoutArguments},
     {"scripts", listScripts},
     {"run", runJob},
@@ -330,6 +316,9 @@ ExitStatus runCommand(const Options& options, const Output& output) {
         throw UsageError("--trace-levels is a sum of 1, 2, 4, 8 and 16, 31 at most");
     }
     setUpTrace(options);
+    if (const CardCommand* card = findCardCommand(options.command)) {
+        return checkTrace(output, runCardCommand(*card, options, output));
+    }
     const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
                                        [&](const Command& entry) { return options.command == entry.name; });
     return checkTrace(output, command == kCommands.end() ? runScript(options, output) : command->run(options, output));

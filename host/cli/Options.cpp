@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/cli/CardTable.h"
 #include "host/cli/Help.h"
 #include "host/plugin/Texts.h"
 #include "host/scripts/Parameters.h"
@@ -46,11 +47,6 @@ std::string kindHelp() {
     return text;
 }
 
-std::string environmentText(const char* name) {
-    const std::optional<WipedBytes> value = platform::environmentVariable(name);
-    return value ? std::string(value->begin(), value->end()) : std::string();
-}
-
 void addGlobalOptions(CLI::App& app, Options& options) {
     app.add_option("--plugin", options.plugin, "The plug-in; default: beside the executable or in ../lib")
         ->type_name("FILE");
@@ -78,11 +74,36 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* summary, const
     return command;
 }
 
+void addCardOption(CLI::App* command, const CardOption& option, CardArguments& card) {
+    const std::string name = option.name;
+    if (*option.value == '\0') {
+        command->add_flag_callback(
+            name, [&card, name] { card.options[name]; }, option.help);
+        return;
+    }
+    const auto keep = [&card, name](const std::vector<std::string>& values) { card.options[name] = values; };
+    CLI::Option* made = command->add_option_function<std::vector<std::string>>(name, keep, option.help);
+    made->type_name(option.value)->allow_extra_args(false);
+    if (!option.isRepeatable) {
+        made->expected(1);
+    }
+}
+
+void addCardCommands(CLI::App& app, CardArguments& card) {
+    for (const CardCommand& row : cardCommands()) {
+        CLI::App* command = addCommand(app, row.name, row.summary, row.notes);
+        for (const CardOption& option : row.options) {
+            addCardOption(command, option, card);
+        }
+        for (const CardOperand& operand : row.operands) {
+            const auto keep = [&card](const std::string& value) { card.operands.push_back(value); };
+            command->add_option_function<std::string>(operand.name, keep, operand.help)->required()->type_name("");
+        }
+    }
+}
+
 void addCommands(CLI::App& app, Options& options) {
-    addCommand(
-        app, "readers", "a table of readers and the tokens in them",
-        "Shows each reader's description, which is what --reader takes, and its token's label and serial number.\n"
-        "A name is found by asking for its token: descriptions may hold the slash that joins them in a list.");
+    addCardCommands(app, options.card);
     addCommand(app, "info", "what the plug-in and the module say of themselves",
                "Shows version, type, name, description, whether the executor is usable (validate), whether it runs\n"
                "locally, and its scripts. Status 3 when it is not usable.");
@@ -154,6 +175,11 @@ void setUp(CLI::App& app, Options& options) {
 }
 
 } // namespace
+
+std::string environmentText(const char* name) {
+    const std::optional<WipedBytes> value = platform::environmentVariable(name);
+    return value ? std::string(value->begin(), value->end()) : std::string();
+}
 
 std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments) {
     CLI::App app{"Drives a token through the PKCS#11 plug-in: readers, PINs, keys, certificates, signatures.",

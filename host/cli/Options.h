@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "host/cli/CardArguments.h"
 #include "host/plugin/ExitStatus.h"
 #include "host/scripts/Session.h"
 
@@ -27,6 +28,7 @@ struct Options {
     std::string command;
     std::vector<std::string> arguments; ///< ID=VALUE of a script
     std::string job;                    ///< of "run": a file, or "-"
+    CardArguments card;                 ///< of a card command
 };
 
 /// The end of a program that has nothing to do: help, the version, or wrong usage.
@@ -35,6 +37,9 @@ struct NothingToDo {
     std::string result;  ///< for standard output
     std::string message; ///< for standard error
 };
+
+/// A variable of the environment that is no secret; empty when it is not set.
+[[nodiscard]] std::string environmentText(const char* name);
 
 /// Reads the arguments (UTF-8, without the program's name).
 [[nodiscard]] std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments);

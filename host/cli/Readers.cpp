@@ -1,7 +1,6 @@
 #include "host/cli/Readers.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 
 #include "host/plugin/ClientCodes.h"
@@ -15,7 +14,6 @@ namespace {
 
 constexpr std::size_t kLongestDescription = 64;
 constexpr unsigned int kNoSuchSlot = 33001;
-constexpr unsigned int kNoToken = 33003;
 constexpr const char* kSlash = "2F";
 
 std::string valueOf(const ParameterList& answer, const char* id) {
@@ -44,15 +42,12 @@ std::vector<std::string> split(const std::string& list) {
     return pieces;
 }
 
-Reader describe(const std::string& name, const std::string& prefix, const ParameterList& answer) {
+Reader describe(const std::string& name, const std::string& prefix) {
     Reader reader;
     reader.name = name;
     const std::string hexPrefix = toUtf8(toHexadecimal(prefix));
     const bool hasPrefix = !prefix.empty() && name.compare(0, hexPrefix.size(), hexPrefix) == 0;
     reader.description = readableHexadecimal(hasPrefix ? name.substr(hexPrefix.size()) : name);
-    reader.code = errorOf(answer);
-    reader.label = readableHexadecimal(valueOf(answer, "LABEL"));
-    reader.serial = readableHexadecimal(valueOf(answer, "SMOID"));
     return reader;
 }
 
@@ -63,16 +58,14 @@ Reader longestKnown(std::vector<std::string>& names, const std::string& prefix, 
         if (names.back().empty()) {
             return {};
         }
-        const ParameterList answer = ask(names.back());
-        if (names.size() == 1 || errorOf(answer) != kNoSuchSlot) {
-            return describe(names.back(), prefix, answer);
+        if (names.size() == 1 || errorOf(ask(names.back())) != kNoSuchSlot) {
+            return describe(names.back(), prefix);
         }
         names.pop_back();
     }
 }
 
-/// Numbers readers of one name. The plug-in answers for the second and later ones as for the first, so their answers
-/// are dropped.
+/// Numbers readers of one name.
 void markTwins(std::vector<Reader>& readers) {
     std::map<std::string, std::size_t> counts;
     for (const Reader& reader : readers) {
@@ -85,25 +78,7 @@ void markTwins(std::vector<Reader>& readers) {
         }
         reader.number = ++seen[reader.name];
         reader.description.append("#").append(std::to_string(reader.number));
-        if (reader.number > 1) {
-            reader.code.reset();
-            reader.label.clear();
-            reader.serial.clear();
-        }
     }
-}
-
-std::string state(const Reader& reader) {
-    if (reader.number > 1) {
-        return "cannot be chosen: another reader has the same name";
-    }
-    if (!reader.code) {
-        return "no answer";
-    }
-    if (*reader.code == 0) {
-        return "token present";
-    }
-    return *reader.code == kNoToken ? "no token" : clientCode(*reader.code).meaning;
 }
 
 } // namespace
@@ -164,41 +139,6 @@ ScriptAnswer chooseReader(Session& session, const std::string& description, cons
         }
     }
     return answer;
-}
-
-std::string readerTable(const std::vector<Reader>& readers) {
-    using Row = std::array<std::string, 4>;
-    std::vector<Row> rows = {{"READER", "TOKEN", "SERIAL", "STATE"}};
-    for (const Reader& reader : readers) {
-        rows.push_back({reader.description, reader.label.empty() ? "-" : reader.label,
-                        reader.serial.empty() ? "-" : reader.serial, state(reader)});
-    }
-    std::array<std::size_t, 4> widths = {};
-    for (const Row& row : rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], columns(row[i]));
-        }
-    }
-    std::string table;
-    for (const Row& row : rows) {
-        for (std::size_t i = 0; i + 1 < row.size(); ++i) {
-            table += row[i] + std::string(widths[i] - columns(row[i]) + 2, ' ');
-        }
-        table += row.back() + "\n";
-    }
-    return readers.empty() ? "no readers\n" : table;
-}
-
-Json readersJson(const std::vector<Reader>& readers) {
-    Json list = Json::array();
-    for (const Reader& reader : readers) {
-        list.push_back(Json({{"reader", reader.description},
-                             {"name", reader.name},
-                             {"error", reader.code ? Json(*reader.code) : Json(nullptr)},
-                             {"label", reader.label},
-                             {"serial", reader.serial}}));
-    }
-    return Json({{"readers", std::move(list)}});
 }
 
 } // namespace host

@@ -10,14 +10,11 @@
 
 namespace host {
 
-/// A reader and what its token answered.
+/// A reader as the plug-in lists it.
 struct Reader {
-    std::string name;                 ///< hexadecimal text as the plug-in listed it, prefix and all
-    std::string description;          ///< readable, without the prefix; "#2" behind the second of one name
-    std::size_t number = 0;           ///< among several readers of one name, from 1; 0: no other has this name
-    std::optional<unsigned int> code; ///< client code of the token's answer; nullopt without one
-    std::string label;                ///< readable, without blanks at the end; empty without a token
-    std::string serial;               ///< the same
+    std::string name;        ///< hexadecimal text as the plug-in listed it, prefix and all
+    std::string description; ///< readable, without the prefix; "#2" behind the second of one name
+    std::size_t number = 0;  ///< among several readers of one name, from 1; 0: no other has this name
 };
 
 /// Asks one reader, named by hexadecimal text, for its token's identity: the answer of "getPlatformIdentifiers".
@@ -26,8 +23,7 @@ using AskReader = std::function<ParameterList(const std::string& name)>;
 /// Splits the list of "getReaderList". Names are joined by the hexadecimal text of a slash, which may occur in a name
 /// too, so that a list can be split in several ways; the longest names that the plug-in knows are taken. A description
 /// has 64 bytes at most, which bounds the search. `prefix` is the reader prefix as text. The plug-in knows readers by
-/// name alone: of several readers with one name only the first can be asked, and the others have no code, label and
-/// serial.
+/// name alone: of several readers with one name only the first can be chosen.
 [[nodiscard]] std::vector<Reader> readReaders(const std::string& list, const std::string& prefix, const AskReader& ask);
 
 /// All readers of the module; nullopt when they cannot be listed, with the reason in `answer`.
@@ -36,10 +32,5 @@ using AskReader = std::function<ParameterList(const std::string& name)>;
 /// Chooses a reader by its description as `readers` shows it, and returns the plug-in's answer. UsageError for a reader
 /// that cannot be chosen because another one has its name.
 [[nodiscard]] ScriptAnswer chooseReader(Session& session, const std::string& description, const std::string& prefix);
-
-/// A table for a person.
-[[nodiscard]] std::string readerTable(const std::vector<Reader>& readers);
-/// {"readers":[{"reader":…,"name":…,"error":…,"label":…,"serial":…}…]}
-[[nodiscard]] Json readersJson(const std::vector<Reader>& readers);
 
 } // namespace host

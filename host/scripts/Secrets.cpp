@@ -9,6 +9,7 @@
 #include "host/scripts/MaskedSecret.h"
 #include "platform/Console.h"
 #include "platform/Process.h"
+#include "platform/Program.h"
 #include "platform/Streams.h"
 
 namespace host {
@@ -44,10 +45,16 @@ std::optional<WipedBytes> readAll(platform::InputStream& stream, std::size_t lim
     }
 }
 
-WipedBytes readFileUpTo(const std::string& path, std::size_t limit) {
+enum class Rights { Any, OwnerOnly };
+
+WipedBytes readFileUpTo(const std::string& path, std::size_t limit, Rights rights = Rights::Any) {
     const std::string what = "file \"" + path + "\"";
     std::optional<platform::InputStream> stream = platform::InputStream::open(path);
     std::optional<WipedBytes> bytes;
+    if (stream && rights == Rights::OwnerOnly && stream->isOpenToOthers()) {
+        throw UsageError(what + " is open to others than its owner; take their rights away (chmod 600), and change the "
+                                "secret if somebody may have read it");
+    }
     if (stream) {
         bytes = readAll(*stream, limit, what);
     }
@@ -71,6 +78,17 @@ void cutLineEnd(WipedBytes& text) {
     if (!text.empty() && text.back() == '\r') {
         text.pop_back();
     }
+}
+
+/// The first line of a text, for a secret that is kept in a file or printed by a program.
+WipedBytes firstLineOf(WipedBytes text, const std::string& what) {
+    if (std::string_view(text.data(), text.size()).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+        text.erase(text.begin(), text.begin() + kByteOrderMark.size());
+    }
+    const auto end = std::find(text.begin(), text.end(), '\n');
+    text.erase(end == text.end() ? end : end + 1, text.end());
+    cutLineEnd(text);
+    return refuseEmpty(std::move(text), "the first line of " + what);
 }
 
 } // namespace
@@ -112,14 +130,26 @@ WipedBytes secretFromPrompt(const std::string& question) {
 }
 
 WipedBytes secretFromFile(const std::string& path) {
-    WipedBytes text = readFileUpTo(path, kLargestSecret);
-    if (std::string_view(text.data(), text.size()).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-        text.erase(text.begin(), text.begin() + kByteOrderMark.size());
+    return firstLineOf(readFileUpTo(path, kLargestSecret), "file \"" + path + "\"");
+}
+
+WipedBytes secretFromPrivateFile(const std::string& path) {
+    return firstLineOf(readFileUpTo(path, kLargestSecret, Rights::OwnerOnly), "file \"" + path + "\"");
+}
+
+WipedBytes secretFromCommand(const std::string& program) {
+    const std::string what = "the program \"" + program + "\"";
+    std::optional<platform::Program> started = platform::Program::start({program});
+    if (!started) {
+        throw UsageError("cannot start " + what + ": " + platform::Program::lastError());
     }
-    const auto end = std::find(text.begin(), text.end(), '\n');
-    text.erase(end == text.end() ? end : end + 1, text.end());
-    cutLineEnd(text);
-    return refuseEmpty(std::move(text), "the first line of file \"" + path + "\"");
+    std::optional<WipedBytes> text = readAll(started->output(), kLargestSecret, "what " + what + " prints");
+    const int status = started->wait();
+    endIfInterrupted();
+    if (!text || status != 0) {
+        throw UsageError(what + " was to print a secret and ended with status " + std::to_string(status));
+    }
+    return firstLineOf(std::move(*text), "what " + what + " prints");
 }
 
 WipedBytes secretFromDescriptor(std::string_view number) {

@@ -61,25 +61,30 @@ private:
     sigset_t m_mask = {};
 };
 
-/// Turns the terminal's echo off; the destructor restores it.
-class EchoOff {
+enum class Echo { Off, On };
+
+/// The terminal with or without echo; put back as it was when the object goes. What was typed before is dropped: it is
+/// no answer to a question that was not there yet.
+class EchoGuard {
 public:
-    explicit EchoOff(int terminal) noexcept : m_terminal(terminal) {
+    EchoGuard(int terminal, Echo echo) noexcept : m_terminal(terminal) {
         m_known = ::tcgetattr(terminal, &m_before) == 0;
-        struct termios silent = m_before;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        silent.c_lflag |= ECHONL;
-        m_known = m_known && ::tcsetattr(terminal, TCSAFLUSH, &silent) == 0;
+        struct termios wanted = m_before;
+        if (echo == Echo::Off) {
+            wanted.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+            wanted.c_lflag |= ECHONL;
+        }
+        m_known = m_known && ::tcsetattr(terminal, TCSAFLUSH, &wanted) == 0;
     }
-    EchoOff(const EchoOff&) = delete;
-    EchoOff& operator=(const EchoOff&) = delete;
-    ~EchoOff() {
+    EchoGuard(const EchoGuard&) = delete;
+    EchoGuard& operator=(const EchoGuard&) = delete;
+    ~EchoGuard() {
         if (m_known) {
             ::tcsetattr(m_terminal, TCSAFLUSH, &m_before);
         }
     }
 
-    [[nodiscard]] bool isOff() const noexcept { return m_known; }
+    [[nodiscard]] bool isSet() const noexcept { return m_known; }
 
 private:
     int m_terminal;
@@ -108,23 +113,17 @@ std::optional<std::size_t> readLine(int terminal, const sigset_t& mask, char* li
     return length;
 }
 
-std::optional<std::size_t> ask(int terminal, const sigset_t& mask, const char* prompt, char* line,
+std::optional<std::size_t> ask(int terminal, const sigset_t& mask, Echo echo, const char* prompt, char* line,
                                std::size_t room) noexcept {
-    const EchoOff silence(terminal);
-    if (!silence.isOff()) {
+    const EchoGuard guard(terminal, echo);
+    if (!guard.isSet()) {
         return std::nullopt;
     }
     [[maybe_unused]] const ssize_t shown = ::write(terminal, prompt, std::strlen(prompt));
     return readLine(terminal, mask, line, room);
 }
 
-} // namespace
-
-bool errorsGoToTerminal() noexcept {
-    return ::isatty(STDERR_FILENO) == 1;
-}
-
-std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept {
+std::optional<std::size_t> askTerminal(Echo echo, const char* prompt, char* line, std::size_t room) noexcept {
     const int terminal = ::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
     if (terminal < 0) {
         return std::nullopt;
@@ -134,7 +133,7 @@ std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, s
     do {
         {
             const SignalGuard guard;
-            length = ask(terminal, guard.mask(), prompt, line, room);
+            length = ask(terminal, guard.mask(), echo, prompt, line, room);
         }
         signal = g_signal;
         // The terminal is restored, so the signal now has its usual effect. After a stop the prompt is shown again.
@@ -144,6 +143,20 @@ std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, s
     } while (!length && (signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU));
     ::close(terminal);
     return length;
+}
+
+} // namespace
+
+bool errorsGoToTerminal() noexcept {
+    return ::isatty(STDERR_FILENO) == 1;
+}
+
+std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept {
+    return askTerminal(Echo::Off, prompt, line, room);
+}
+
+std::optional<std::size_t> readLineWithEcho(const char* prompt, char* line, std::size_t room) noexcept {
+    return askTerminal(Echo::On, prompt, line, room);
 }
 
 } // namespace platform

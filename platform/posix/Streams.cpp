@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -99,6 +100,11 @@ std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noe
         }
     }
     return std::nullopt;
+}
+
+bool InputStream::isOpenToOthers() const noexcept {
+    struct stat info = {};
+    return ::fstat(m_descriptor, &info) == 0 && S_ISREG(info.st_mode) && (info.st_mode & (S_IRWXG | S_IRWXO)) != 0;
 }
 
 std::string InputStream::lastError() {

@@ -55,14 +55,7 @@ std::optional<std::size_t> readLine(HANDLE console, char* line, std::size_t room
     return result;
 }
 
-} // namespace
-
-bool errorsGoToTerminal() noexcept {
-    DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
-}
-
-std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept {
+std::optional<std::size_t> askConsole(DWORD echo, const char* prompt, char* line, std::size_t room) noexcept {
     const HANDLE console = openConsole(L"CONIN$");
     DWORD mode = 0;
     if (console == INVALID_HANDLE_VALUE || GetConsoleMode(console, &mode) == 0) {
@@ -73,15 +66,32 @@ std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, s
     SetConsoleCtrlHandler(restoreEcho, TRUE);
     std::optional<std::size_t> length;
     constexpr DWORD kLines = ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT;
-    if (SetConsoleMode(console, (mode & ~static_cast<DWORD>(ENABLE_ECHO_INPUT)) | kLines) != 0) {
+    if (SetConsoleMode(console, (mode & ~static_cast<DWORD>(ENABLE_ECHO_INPUT)) | kLines | echo) != 0) {
         show(prompt);
         length = readLine(console, line, room);
         SetConsoleMode(console, mode);
-        show("\r\n");
+        if (echo == 0) {
+            show("\r\n");
+        }
     }
     SetConsoleCtrlHandler(restoreEcho, FALSE);
     CloseHandle(console);
     return length;
+}
+
+} // namespace
+
+bool errorsGoToTerminal() noexcept {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
+
+std::optional<std::size_t> readLineWithoutEcho(const char* prompt, char* line, std::size_t room) noexcept {
+    return askConsole(0, prompt, line, room);
+}
+
+std::optional<std::size_t> readLineWithEcho(const char* prompt, char* line, std::size_t room) noexcept {
+    return askConsole(ENABLE_ECHO_INPUT, prompt, line, room);
 }
 
 } // namespace platform

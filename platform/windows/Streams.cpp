@@ -135,6 +135,10 @@ std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noe
     return static_cast<std::size_t>(count);
 }
 
+bool InputStream::isOpenToOthers() const noexcept {
+    return false;
+}
+
 std::string InputStream::lastError() {
     return std::generic_category().message(errno);
 }

@@ -143,19 +143,6 @@ TEST(Commands, aPluginThatCannotBeLoadedIsStatusThree) {
     EXPECT_THAT(none.errors, HasSubstr("p11host: cannot load the plug-in \"no-such-plugin\""));
 }
 
-TEST(Commands, readersIsATableThatCopesWithSlashesInNames) {
-    const Outcome table = host({"readers"});
-    EXPECT_EQ(table.status, 0);
-    EXPECT_EQ(table.output, "READER      TOKEN  SERIAL  STATE\n"
-                            "Reader One  mine   123     token present\n"
-                            "a/b         -      -       no token\n");
-    EXPECT_EQ(
-        host({"readers", "--json"}).output,
-        "{\"readers\":[{\"reader\":\"Reader One\",\"name\":\"526561646572204F6E65\",\"error\":0,\"label\":\"mine\","
-        "\"serial\":\"123\"},{\"reader\":\"a/b\",\"name\":\"612F62\",\"error\":33003,\"label\":\"\",\"serial\":\"\"}]"
-        "}\n");
-}
-
 TEST(Commands, infoShowsTheIdentity) {
     EXPECT_EQ(host({"info"}).output, "version: 9.8.7.6\ntype: client.p11.Larkspur\nname: double\n"
                                      "description: Library Name=double; Manufacturer ID=tests\nvalidate: yes\n"

@@ -17,14 +17,6 @@ Outcome odd(const Words& words, const Environment& environment = {}) {
     return run(arguments, "", environment);
 }
 
-TEST(ReaderNames, theTableMarksReadersOfOneNameAndSaysWhichCanBeChosen) {
-    EXPECT_EQ(odd({"readers"}).output,
-              "READER        TOKEN  SERIAL  STATE\n"
-              "Reader One#1  mine   123     token present\n"
-              "Reader One#2  -      -       cannot be chosen: another reader has the same name\n"
-              "FFFE          -      9       token present\n");
-}
-
 TEST(ReaderNames, theFirstOfOneNameCanBeChosenAndTheSecondIsRefused) {
     for (const char* name : {"Reader One", "Reader One#1"}) {
         EXPECT_EQ(odd({"--reader", name, "--raw", "writeData"}).status, 0) << name;

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "host/cli/CardTable.h"
+
+// One card command each: its row of the table.
+
+namespace host {
+
+[[nodiscard]] CardCommand readersCommand();
+[[nodiscard]] CardCommand statusCommand();
+[[nodiscard]] CardCommand objectsCommand();
+[[nodiscard]] CardCommand initTokenCommand();
+[[nodiscard]] CardCommand setPinCommand();
+[[nodiscard]] CardCommand changePinCommand();
+[[nodiscard]] CardCommand unlockPinCommand();
+[[nodiscard]] CardCommand generateKeyCommand();
+[[nodiscard]] CardCommand nameContainerCommand();
+[[nodiscard]] CardCommand removeCommand();
+
+} // namespace host

@@ -1,0 +1,147 @@
+#include "host/cli/card/CardRun.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
+#include "platform/Console.h"
+
+namespace host {
+
+namespace {
+
+std::optional<std::string> given(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional(text);
+}
+
+/// The command line decides; without any choice on it the environment does.
+TokenChoice choiceOf(const Options& options) {
+    const CardArguments& arguments = options.card;
+    TokenChoice choice{options.reader, arguments.value("--token"), arguments.value("--serial"), std::nullopt};
+    std::optional<std::string> uri = arguments.value("--uri");
+    if (!choice.reader && !choice.token && !choice.serial && !uri) {
+        choice.reader = given(environmentText("P11HOST_READER"));
+        choice.token = given(environmentText("P11HOST_TOKEN"));
+        uri = given(environmentText("P11HOST_URI"));
+    }
+    if (uri) {
+        choice.uri = readUri(*uri);
+    }
+    return choice;
+}
+
+LastTry lastTryOf(const CardArguments& arguments) {
+    const std::string word = arguments.value("--last-try").value_or("ask");
+    if (word != "stop" && word != "ask" && word != "go") {
+        throw UsageError("--last-try takes stop, ask or go");
+    }
+    return word == "stop" ? LastTry::Stop : (word == "go" ? LastTry::Go : LastTry::Ask);
+}
+
+std::string moduleOf(const Options& options, const TokenChoice& choice) {
+    if (!options.choice.module.empty()) {
+        return options.choice.module;
+    }
+    if (choice.uri && choice.uri->modulePath) {
+        return *choice.uri->modulePath;
+    }
+    throw UsageError("no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE");
+}
+
+} // namespace
+
+CardRun::CardRun(const CardCommand& /*command*/, const Options& options, const Output& output)
+    : m_options(options), m_choice(choiceOf(options)),
+      m_module(moduleOf(options, m_choice)), m_rules{.isDryRun = options.card.has("--dry-run"),
+                                                     .lastTry = lastTryOf(options.card),
+                                                     .showsProgress =
+                                                         platform::errorsGoToTerminal() && options.trace != "-"},
+      m_person(output) {}
+
+std::optional<std::string> CardRun::id() const {
+    const std::optional<std::string> digits = arguments().value("--id");
+    if (!digits) {
+        return m_choice.uri ? m_choice.uri->id : std::nullopt;
+    }
+    std::optional<std::string> bytes = fromHexadecimal(*digits);
+    if (!bytes || bytes->empty()) {
+        throw UsageError("--id takes pairs of hexadecimal digits, such as 01 or 4B6579, without 0x and blanks");
+    }
+    return bytes;
+}
+
+std::string CardRun::requiredId() const {
+    std::optional<std::string> bytes = id();
+    if (!bytes || bytes->empty()) {
+        throw UsageError("--id HEX is missing; \"p11host objects\" shows the identifiers that are there");
+    }
+    return *bytes;
+}
+
+std::optional<std::string> CardRun::label() const {
+    const std::optional<std::string> label = arguments().value("--label");
+    return label || !m_choice.uri ? label : m_choice.uri->object;
+}
+
+PinSource CardRun::pinSource(const char* option) const {
+    if (const std::optional<std::string> source = arguments().value(option)) {
+        return readPinSource(*source);
+    }
+    const bool isInUri = m_choice.uri && m_choice.uri->pinSource && std::string(option) == "--pin";
+    return isInUri ? pinSourceOfUri(*m_choice.uri->pinSource) : PinSource();
+}
+
+const ModuleView& CardRun::view() {
+    if (!m_view) {
+        m_plugin = PluginLibrary::load(m_options.plugin.empty() ? PluginLibrary::defaultPath() : m_options.plugin);
+        ModuleChoice module = m_options.choice;
+        module.module = m_module;
+        m_session.emplace(m_plugin->plugin(), module);
+        m_view.emplace(m_module);
+    }
+    return *m_view;
+}
+
+std::vector<SlotView> CardRun::slots() {
+    return view().slots();
+}
+
+Token& CardRun::token(WantedToken wanted) {
+    if (!m_token) {
+        std::vector<SlotView> all = slots();
+        SlotView& chosen = all[chooseToken(all, m_choice, wanted)];
+        m_token.emplace(*m_session, *m_view, std::move(chosen), m_options.choice.readerPrefix.value_or(""), m_person,
+                        m_rules);
+    }
+    return *m_token;
+}
+
+void CardRun::confirm(const std::string& doing, const std::string& question) {
+    if (arguments().has("--yes") || isDryRun()) {
+        return;
+    }
+    const std::optional<bool> answered = m_person.agrees(question);
+    if (!answered.value_or(false)) {
+        throw CardFailure(ExitStatus::Refused, doing,
+                          answered ? "the answer was not yes; nothing was changed"
+                                   : "nobody is there to answer; nothing was changed",
+                          "Answer yes, or give --yes when nobody can.");
+    }
+}
+
+void CardRun::deliver(const std::string& bytes) {
+    const std::optional<std::string> file = arguments().value("--out");
+    if (!file) {
+        text += bytes;
+        return;
+    }
+    std::ofstream stream(std::filesystem::path(std::u8string(file->begin(), file->end())), std::ios::binary);
+    stream << bytes << std::flush;
+    if (!stream) {
+        throw CardFailure(ExitStatus::Failed, "writing the file \"" + printable(*file) + "\"", "it cannot be written",
+                          "Name a file in a folder of your own with --out.");
+    }
+}
+
+} // namespace host

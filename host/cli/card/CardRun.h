@@ -1,0 +1,82 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/card/Pins.h"
+#include "host/card/Token.h"
+#include "host/card/TokenChoice.h"
+#include "host/cli/CardTable.h"
+#include "host/cli/card/TerminalPerson.h"
+#include "host/inspect/ModuleView.h"
+#include "host/plugin/Answers.h"
+#include "host/plugin/PluginLibrary.h"
+#include "host/scripts/Session.h"
+
+namespace host {
+
+/// One card command on its way: what was asked for, the executor, the view of the module, the chosen token, and the
+/// answer. The executor is made when the first of them is needed; options are checked before.
+///
+///     void run(CardRun& run) {
+///         const std::string id = run.requiredId();
+///         Token& token = run.token();
+///         token.login(readCurrentPin(run.pinSource("--pin"), PinRole::User, token));
+///         ...
+///         run.answer["id"] = ...;
+///         run.text = "...";
+///     }
+class CardRun {
+public:
+    /// `options` and `output` must outlive it. UsageError for options that are wrong whatever the command is.
+    CardRun(const CardCommand& command, const Options& options, const Output& output);
+    CardRun(const CardRun&) = delete;
+    CardRun& operator=(const CardRun&) = delete;
+    ~CardRun() = default;
+
+    Json answer = Json::object(); ///< the command's own keys of the answer with --json
+    std::string text;             ///< the answer for a person; lines end with a line end
+
+    [[nodiscard]] const CardArguments& arguments() const noexcept { return m_options.card; }
+    [[nodiscard]] bool isDryRun() const noexcept { return m_rules.isDryRun; }
+    [[nodiscard]] bool wantsJson() const noexcept { return m_options.json; }
+    [[nodiscard]] Person& person() noexcept { return m_person; }
+
+    /// The bytes of --id, or of the URI; nothing without them. UsageError for what is no hexadecimal text.
+    [[nodiscard]] std::optional<std::string> id() const;
+    /// The same; UsageError without it.
+    [[nodiscard]] std::string requiredId() const;
+    /// The value of --label, or the URI's object.
+    [[nodiscard]] std::optional<std::string> label() const;
+    /// The source of a PIN by its option; the URI's serves for --pin; a prompt without both.
+    [[nodiscard]] PinSource pinSource(const char* option) const;
+
+    /// All readers with their tokens.
+    [[nodiscard]] std::vector<SlotView> slots();
+    /// The chosen token; chosen at the first call.
+    Token& token(WantedToken wanted = WantedToken::Initialised);
+    /// As far as a token was chosen.
+    [[nodiscard]] const Token* chosenToken() const noexcept { return m_token ? &*m_token : nullptr; }
+
+    /// Goes on when --yes is given, in a dry run, or when the person says yes; otherwise CardFailure (9), nothing sent.
+    void confirm(const std::string& doing, const std::string& question);
+
+    /// Puts `bytes` into the file of --out, or into the answer for a person without it.
+    void deliver(const std::string& bytes);
+
+private:
+    [[nodiscard]] const ModuleView& view();
+
+    const Options& m_options;
+    TokenChoice m_choice;
+    std::string m_module;
+    CardRules m_rules;
+    TerminalPerson m_person;
+    std::optional<PluginLibrary> m_plugin;
+    std::optional<Session> m_session; ///< before the view: what it initialises, it finalises last
+    std::optional<ModuleView> m_view;
+    std::optional<Token> m_token;
+};
+
+} // namespace host
