@@ -73,7 +73,7 @@ TEST_F(SoftToken, aTokenIsInitialisedUsedAndShown) {
         }
     }
     ASSERT_FALSE(ready.is_null());
-    EXPECT_EQ(ready.at("error"), 0);
+    EXPECT_EQ(ready.at("state"), "no-user-pin");
 
     const std::string name = ready.at("reader");
     const Outcome pin =
