@@ -4,6 +4,7 @@
 #include <map>
 
 #include "host/card/CardFailure.h"
+#include "host/plugin/Answers.h"
 #include "host/plugin/Texts.h"
 
 namespace host {
@@ -71,7 +72,7 @@ std::vector<std::string> shownNames(const std::vector<SlotView>& slots) {
     std::map<std::string, std::size_t> seen;
     std::vector<std::string> names;
     for (const SlotView& slot : slots) {
-        std::string name = printable(slot.name);
+        std::string name = readableHexadecimal(toUtf8(toHexadecimal(slot.name)));
         if (counts[slot.name] > 1) {
             name.append("#").append(std::to_string(++seen[slot.name]));
         }

@@ -20,7 +20,8 @@ struct TokenChoice {
 /// What the only token means when nothing is chosen: one that is initialised, or a blank one.
 enum class WantedToken { Initialised, Blank };
 
-/// How each reader is shown and named: fit for a terminal, with "#1", "#2" behind names that several readers have.
+/// How each reader is shown and named: a name that is no readable text as hexadecimal digits, with "#1", "#2" behind
+/// names that several readers have.
 [[nodiscard]] std::vector<std::string> shownNames(const std::vector<SlotView>& slots);
 
 /// The number of the chosen slot in the list. CardFailure with the list of tokens: status 7 when none fits, 2 when

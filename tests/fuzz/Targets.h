@@ -20,6 +20,7 @@ Target parametervalue; ///< getValueFromEncoding
 Target pkcs8;          ///< private keys
 Target play;           ///< random operations through the exported functions on a module with random answers
 Target tstring;        ///< TString against std::wstring
+Target uri;            ///< pkcs11: URIs
 Target utf8;           ///< UTF-8 and wide text against a plain model
 Target vector;         ///< Vector against std::vector
 Target version;        ///< version information in ELF files

@@ -30,6 +30,7 @@ constexpr Replay kReplays[] = {
     {"pkcs8", Fuzz::pkcs8},
     {"play", Fuzz::play},
     {"tstring", Fuzz::tstring},
+    {"uri", Fuzz::uri},
     {"utf8", Fuzz::utf8},
     {"vector", Fuzz::vector},
     {"x509", Fuzz::x509},

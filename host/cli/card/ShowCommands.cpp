@@ -3,7 +3,9 @@
 #include "host/cli/card/CardCommands.h"
 #include "host/cli/card/CardRun.h"
 #include "host/cli/card/CommonOptions.h"
+#include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "host/x509/Certificate.h"
 
 namespace host {
 
@@ -147,14 +149,41 @@ void showStatus(CardRun& run) {
     answerKeySizes(run, token);
 }
 
+/// What is written in a certificate; nothing for one that cannot be read.
+std::optional<x509::Certificate> certificateOf(const ObjectView& object) {
+    try {
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(object.value.data());
+        return x509::Certificate::read({bytes, object.value.size()}, "the certificate");
+    } catch (const UsageError&) {
+        return std::nullopt;
+    }
+}
+
 Json objectJson(const ObjectView& object) {
-    return {{"class", nameOf(object.objectClass)},
-            {"label", object.label},
-            {"id", hexadecimalText(object.id)},
-            {"type", object.type},
-            {"size", object.size ? Json(*object.size) : Json(nullptr)},
-            {"private", object.isPrivate},
-            {"usage", object.usage}};
+    Json json = {{"class", nameOf(object.objectClass)},
+                 {"label", object.label},
+                 {"id", hexadecimalText(object.id)},
+                 {"type", object.type},
+                 {"size", object.size ? Json(*object.size) : Json(nullptr)},
+                 {"private", object.isPrivate},
+                 {"usage", object.usage}};
+    if (object.objectClass == ObjectClass::Certificate) {
+        const std::optional<x509::Certificate> certificate = certificateOf(object);
+        json["subject"] = certificate ? Json(certificate->subjectText) : Json(nullptr);
+        json["issuer"] = certificate ? Json(certificate->issuerText) : Json(nullptr);
+        json["serial"] = certificate ? Json(certificate->serialText) : Json(nullptr);
+        json["notAfter"] = certificate ? Json(certificate->notAfter) : Json(nullptr);
+    }
+    return json;
+}
+
+/// What a key may do, or whose a certificate is and until when.
+std::string remark(const ObjectView& object) {
+    if (object.objectClass != ObjectClass::Certificate) {
+        return joined(object.usage);
+    }
+    const std::optional<x509::Certificate> certificate = certificateOf(object);
+    return certificate ? certificate->subjectText + ", until " + certificate->notAfter.substr(0, 10) : "unreadable";
 }
 
 bool isMeant(const ObjectView& object, const std::optional<std::string>& id, const std::optional<std::string>& label) {
@@ -171,13 +200,12 @@ void showObjects(CardRun& run) {
         token.login(readCurrentPin(run.pinSource("--pin"), PinRole::User, token));
     }
     Json list = Json::array();
-    TextTable table({"CLASS", "LABEL", "ID", "TYPE", "SIZE", "USAGE"});
+    TextTable table({"CLASS", "LABEL", "ID", "TYPE", "SIZE", "REMARK"});
     for (const ObjectView& object : token.objects()) {
         if (isMeant(object, id, label)) {
             list.push_back(objectJson(object));
             table.add({nameOf(object.objectClass), orDash(object.label), orDash(hexadecimalText(object.id)),
-                       orDash(object.type), object.size ? std::to_string(*object.size) : "-",
-                       orDash(joined(object.usage))});
+                       orDash(object.type), object.size ? std::to_string(*object.size) : "-", orDash(remark(object))});
         }
     }
     run.text = list.empty() ? "no objects\n" : table.text();
