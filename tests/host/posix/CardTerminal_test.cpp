@@ -34,6 +34,21 @@ protected:
         ::close(program);
     }
 
+    /// Types the answers to all questions that are there, from the one with this number on; the number of the next one.
+    static std::size_t answer(int terminal, const std::string& shown, const std::vector<Turn>& turns, std::size_t next,
+                              std::size_t& from) {
+        for (std::size_t found = 0; next < turns.size(); ++next) {
+            found = shown.find(turns[next].question, from);
+            if (found == std::string::npos) {
+                break;
+            }
+            from = found + turns[next].question.size();
+            const std::string& typed = turns[next].answer;
+            EXPECT_EQ(::write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+        }
+        return next;
+    }
+
     /// Runs the host with a terminal; returns what it showed and the status.
     [[nodiscard]] std::string onTerminal(const Words& words, const std::vector<Turn>& turns) const {
         Words arguments = command(words);
@@ -55,12 +70,7 @@ protected:
         char bytes[4096];
         for (ssize_t count = 0; (count = ::read(terminal, bytes, sizeof bytes)) > 0;) {
             shown.append(bytes, static_cast<std::size_t>(count));
-            const std::size_t found = next < turns.size() ? shown.find(turns[next].question, from) : std::string::npos;
-            if (found != std::string::npos) {
-                from = found + turns[next].question.size();
-                const std::string& typed = turns[next++].answer;
-                EXPECT_EQ(::write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
-            }
+            next = answer(terminal, shown, turns, next, from);
         }
         ::close(terminal);
         int status = 0;
