@@ -6,7 +6,6 @@
 #include <new>
 
 #include "util/Conversions.h"
-#include "util/Elements.h"
 
 namespace plugin {
 
@@ -65,7 +64,7 @@ CK_RV Slots::readSlots(const Trace& trace) {
     }
     const CK_ULONG room = ulSlotCount;
     const auto slotIDs = allocateSlotIDs(room);
-    if (slotIDs == nullptr) {
+    if (slotIDs == nullptr || !m_index.reserve(room)) {
         trace.failure(L"malloc error");
         return CKR_OK;
     }
@@ -106,13 +105,8 @@ CK_SLOT_ID Slots::getSlotIDFromReaderName(Zel::TString readerName) {
         // After a failure the list has no such name, which is all that matters here.
         static_cast<void>(getSlotVector());
     }
-    CK_SLOT_ID slotID = kNoSlot;
-    for (const CReader& reader : elements(m_readers)) {
-        if (reader.name().compareIgnoreCase(readerName) == 0) {
-            slotID = reader.slotID();
-            break;
-        }
-    }
+    const CReader* const reader = m_index.find(m_readers, readerName);
+    const CK_SLOT_ID slotID = reader == nullptr ? kNoSlot : reader->slotID();
     trace.write(TraceLevel::Exit, L" :slotID=0x%02X", slotID);
     return slotID;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "token/CryptokiCall.h"
+#include "token/ReaderIndex.h"
 #include "util/CReader.h"
 #include "zel/TString.h"
 #include "zel/Vector.h"
@@ -32,6 +33,7 @@ private:
     const Cryptoki& m_module;
     Zel::TString m_tsReaderPrefix;
     Zel::Vector<CReader> m_readers;
+    ReaderIndex m_index;
 };
 
 } // namespace plugin

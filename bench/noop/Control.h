@@ -5,7 +5,8 @@
 
 #include "cryptoki/cryptoki.h"
 
-/// What the module that does nothing answers, and what it was asked. One for the process.
+/// What the module that does nothing answers, and what it was asked. One for the process. C_Initialize takes the number
+/// of slots from the environment variable P11NOOP_SLOTS when it is set, for programs that know nothing of this.
 struct NoopControl {
     static constexpr std::size_t kRecorded = 1U << 16U;
 

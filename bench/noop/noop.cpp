@@ -1,6 +1,7 @@
 #include "bench/noop/Control.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 // A PKCS#11 module whose every function answers at once with canned data: what is measured on it is the caller.
@@ -25,6 +26,9 @@ void fillPadded(CK_UTF8CHAR (&field)[Size], const char* text) {
 
 CK_RV initialize(void*) {
     count("C_Initialize");
+    if (const char* const slots = std::getenv("P11NOOP_SLOTS")) {
+        g_control.slots = std::strtoul(slots, nullptr, 10);
+    }
     return CKR_OK;
 }
 
@@ -58,8 +62,11 @@ CK_RV getSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
     return CKR_OK;
 }
 
-CK_RV getTokenInfo(CK_SLOT_ID, CK_TOKEN_INFO* info) {
+CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
     count("C_GetTokenInfo");
+    if (slot >= g_control.slots) {
+        return CKR_SLOT_ID_INVALID;
+    }
     fillPadded(info->label, "Nothing");
     fillPadded(info->manufacturerID, "Nobody");
     fillPadded(info->model, "None");

@@ -119,6 +119,28 @@ TEST(Readers, aNameThatNobodyKnowsIsShownAllTheSame) {
     EXPECT_EQ(asked, Names({"2F41"})) << "neither the empty name nor the last one that is left is asked for";
 }
 
+TEST(Readers, theQuestionsGrowAsTheListDoes) {
+    const auto questionsFor = [](std::size_t count) {
+        std::string list;
+        std::set<std::string> names;
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::string name = toUtf8(toHexadecimal("Reader " + std::to_string(1000 + i)));
+            list += (i == 0 ? "" : "2F") + name;
+            names.insert(name);
+        }
+        std::size_t questions = 0;
+        const AskReader ask = [&](const std::string& name) {
+            ++questions;
+            return listOf({output(L"ERROR", names.count(name) == 1 ? L"0" : L"80e9")});
+        };
+        EXPECT_EQ(readReaders(list, "", ask).size(), count);
+        return questions;
+    };
+    const std::size_t some = questionsFor(200);
+    EXPECT_GE(some, 200U);
+    EXPECT_LT(questionsFor(400), some * 5 / 2);
+}
+
 TEST(Readers, noNameIsLongerThanADescriptionCanBe) {
     std::string list = "41";
     for (int i = 0; i < 200; ++i) {
