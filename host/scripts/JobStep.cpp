@@ -155,6 +155,7 @@ std::optional<ParameterList> parametersAt(const JobJson& object, const char* key
     }
     const std::string place = where.empty() ? key : where + "." + key;
     list.emplace();
+    refuseTooMany(value->size(), place);
     if (value->is_array()) {
         for (std::size_t i = 0; i < value->size(); ++i) {
             list->add(listedParameter((*value)[i], place + "[" + std::to_string(i) + "]", take));

@@ -80,6 +80,13 @@ bool isWord(std::string_view text) {
 
 } // namespace
 
+void refuseTooMany(std::size_t count, const std::string& what) {
+    if (count > kMostParameters) {
+        throw UsageError(what + " has " + std::to_string(count) + " parameters; " + std::to_string(kMostParameters) +
+                         " are the most");
+    }
+}
+
 const std::vector<ParameterKind>& parameterKinds() {
     static const std::vector<ParameterKind> kKinds = [] {
         std::vector<ParameterKind> kinds;
@@ -150,6 +157,7 @@ Parameter readArgument(std::string_view argument) {
 }
 
 ParameterList readArguments(const std::vector<std::string>& arguments) {
+    refuseTooMany(arguments.size(), "the command");
     ParameterList list;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         try {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,6 +9,12 @@
 #include "text/Wiped.h"
 
 namespace host {
+
+/// How many parameters one call may be given. The plug-in's scripts know a few dozen; the framework's vector, which
+/// grows by five, would take half a minute for 300,000.
+inline constexpr std::size_t kMostParameters = 4096;
+/// UsageError when `count` is more; its message says so of `what`.
+void refuseTooMany(std::size_t count, const std::string& what);
 
 /// One way of giving a parameter's value.
 struct ParameterKind {
@@ -49,7 +56,7 @@ struct WrittenParameter {
 /// readParameter of splitArgument.
 [[nodiscard]] Zel::Parameter readArgument(std::string_view argument);
 
-/// The arguments in their order; the message of a UsageError says which one is wrong.
+/// The arguments in their order, kMostParameters at most; the message of a UsageError says which one is wrong.
 [[nodiscard]] ParameterList readArguments(const std::vector<std::string>& arguments);
 
 } // namespace host

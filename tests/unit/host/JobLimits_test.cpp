@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "host/plugin/Errors.h"
+#include "host/scripts/JobStep.h"
+#include "host/scripts/Parameters.h"
 #include "tests/heap/Heap.h"
 
 namespace host {
@@ -57,6 +59,31 @@ TEST(JobLimits, theWorkGrowsAsTheKeysDo) {
     };
     const std::size_t thousand = workOf(1000);
     EXPECT_LT(workOf(4000), 5 * thousand);
+}
+
+std::string stepOf(std::size_t parameters) {
+    std::string text = R"({"call":"execute","operation":{"script":"readData","parameters":[)";
+    for (std::size_t i = 0; i < parameters; ++i) {
+        text += i == 0 ? R"({"id":"A","value":""})" : R"(,{"id":"A","value":""})";
+    }
+    return text + "]}}";
+}
+
+std::string refusalOfStep(std::size_t parameters) {
+    const JobJson step = parseJson(stepOf(parameters));
+    try {
+        (void)readStep(step, 0);
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(JobLimits, aCallHasAtMost4096Parameters) {
+    EXPECT_EQ(refusalOfStep(4096), "");
+    EXPECT_EQ(refusalOfStep(4097), "operation.parameters has 4097 parameters; 4096 are the most");
+    EXPECT_NO_THROW((void)readArguments(std::vector<std::string>(4096, "A=B")));
+    EXPECT_THROW((void)readArguments(std::vector<std::string>(4097, "A=B")), UsageError);
 }
 
 TEST(JobLimits, listsAndObjectsStand16Deep) {
