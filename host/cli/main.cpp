@@ -18,10 +18,10 @@ int main(int argc, char** argv) {
     platform::keepMemoryPrivate();
     platform::keepStandardOutput();
     platform::ignoreBrokenPipes();
-    platform::noteInterruptions();
-    const platform::OwnProcessEnd end(kEndedByOthers, static_cast<int>(host::ExitStatus::Failed));
-    const host::ExitStatus status =
-        host::runProgram(platform::commandLineArguments(argc, argv), host::standardOutput());
+    const int status = platform::runNotingInterruptions([&] {
+        const platform::OwnProcessEnd end(kEndedByOthers, static_cast<int>(host::ExitStatus::Failed));
+        return static_cast<int>(host::runProgram(platform::commandLineArguments(argc, argv), host::standardOutput()));
+    });
     const int signal = platform::interruption();
-    return signal == 0 ? static_cast<int>(status) : platform::interruptedStatus(signal);
+    return signal == 0 ? status : platform::interruptedStatus(signal);
 }

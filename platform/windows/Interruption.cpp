@@ -59,8 +59,9 @@ BOOL WINAPI handle(DWORD event) {
 
 } // namespace
 
-void noteInterruptions() noexcept {
+int runNotingInterruptions(const std::function<int()>& program) {
     SetConsoleCtrlHandler(handle, TRUE);
+    return program();
 }
 
 int interruption() noexcept {

@@ -48,6 +48,11 @@ void plant(char* place) {
     }
 }
 
+bool holds(const tests::Region& region, const char* place) {
+    const auto address = reinterpret_cast<std::size_t>(place);
+    return region.begin <= address && address < region.end;
+}
+
 void search() {
     char onStack[kPlanted];
     plant(onStack);
@@ -57,9 +62,11 @@ void search() {
     asm volatile("" : : "r"(onStack) : "memory");
     std::set<std::string> findings;
     for (const tests::Region& region : tests::writableRegions("/proc/self/maps")) {
+        // A thread has a stack and a heap of its own, which the system has no names for.
+        const std::string kind = holds(region, onStack) ? "stack" : holds(region, onHeap.get()) ? "heap" : region.kind;
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the system tells addresses as numbers
         seeker().search(reinterpret_cast<const void*>(region.begin), region.end - region.begin,
-                        [&](const std::string& name) { findings.insert(name + "@" + region.kind); });
+                        [&](const std::string& name) { findings.insert(name + "@" + kind); });
     }
     std::memset(onStack, 0, sizeof onStack);
     std::memset(g_planted, 0, sizeof g_planted);
