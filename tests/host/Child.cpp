@@ -19,11 +19,6 @@ fs::path utf8Path(const std::string& text) {
     return {std::u8string(text.begin(), text.end())};
 }
 
-std::string beside(const char* name) {
-    const std::u8string path = (utf8Path(platform::executablePath()).parent_path() / name).u8string();
-    return {path.begin(), path.end()};
-}
-
 std::string freshName() {
     static std::atomic<int> number = 0;
     const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
@@ -57,6 +52,10 @@ std::string File::content() const {
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
+void File::append(const std::string& text) const {
+    std::ofstream(utf8Path(m_path), std::ios::binary | std::ios::app) << text;
+}
+
 bool waitFor(const File& file, const std::string& text) {
     for (int i = 0; i < 6000; ++i) {
         if (file.content().find(text) != std::string::npos) {
@@ -65,6 +64,11 @@ bool waitFor(const File& file, const std::string& text) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
+}
+
+std::string beside(const std::string& name) {
+    const std::u8string path = (utf8Path(platform::executablePath()).parent_path() / name).u8string();
+    return {path.begin(), path.end()};
 }
 
 std::string hostProgram() {

@@ -14,8 +14,11 @@ using Environment = std::map<std::string, std::string>;
 /// the object goes before it has ended by itself.
 class Child {
 public:
+    /// On Windows a program can be interrupted only through a console, and one of its own keeps that from others.
+    enum class Console { Ours, Own };
+
     /// `arguments` begin with the program's file. `environment` is added to this process's own.
-    explicit Child(const Words& arguments, const Environment& environment = {});
+    explicit Child(const Words& arguments, const Environment& environment = {}, Console console = Console::Ours);
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
     ~Child();
@@ -25,8 +28,8 @@ public:
     /// One line without its line end; empty at the end.
     [[nodiscard]] std::string readLine();
     [[nodiscard]] std::string readAll();
-    /// Sends it the signal; on Windows Ctrl-Break, whatever the number. Returns false when nothing can be sent: on
-    /// Windows that takes a console, which Wine does not have.
+    /// Sends it the signal; on Windows, where it must have a console of its own, Ctrl-C for SIGINT and Ctrl-Break for
+    /// any other number. Returns false when nothing can be sent.
     bool interrupt(int signal);
     /// From now on nobody reads what the program prints.
     void closeOutput();
@@ -61,6 +64,7 @@ public:
 
     [[nodiscard]] const std::string& path() const { return m_path; }
     [[nodiscard]] std::string content() const;
+    void append(const std::string& text) const;
 
 private:
     std::string m_path;
@@ -69,7 +73,8 @@ private:
 /// Waits until the file contains the text. Returns false when it does not come within a minute.
 [[nodiscard]] bool waitFor(const File& file, const std::string& text);
 
-/// The programs and libraries under test, which stand beside the test program.
+/// A file in the test program's folder, where the programs and libraries under test stand.
+[[nodiscard]] std::string beside(const std::string& name);
 [[nodiscard]] std::string hostProgram();
 [[nodiscard]] std::string doublePlugin();
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -166,6 +167,8 @@ private:
             raise(value);
         } else if (id.compare(L"SLEEP") == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(narrow(value))));
+        } else if (id.compare(L"HOLD") == 0) {
+            hold(narrow(value));
         } else if (id.compare(L"EXIT") == 0) {
             std::exit(std::stoi(narrow(value)));
         } else if (id.compare(L"REFUSE") == 0) {
@@ -183,6 +186,13 @@ private:
             answer.add(parameter);
         }
         return true;
+    }
+
+    /// Until something stands in the file, or for two minutes.
+    static void hold(const std::string& file) {
+        for (int i = 0; i < 12000 && std::ifstream(file).peek() == std::ifstream::traits_type::eof(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
     }
 
     [[noreturn]] static void raise(const TString& what) {

@@ -48,7 +48,7 @@ void closeOne(int& descriptor) {
 
 } // namespace
 
-Child::Child(const Words& arguments, const Environment& environment) : m_system(std::make_unique<System>()) {
+Child::Child(const Words& arguments, const Environment& environment, Console) : m_system(std::make_unique<System>()) {
     ::signal(SIGPIPE, SIG_IGN);
     int input[2];
     int output[2];

@@ -1,5 +1,6 @@
 #include "tests/host/Child.h"
 
+#include <csignal>
 #include <stdexcept>
 #include <windows.h>
 
@@ -64,7 +65,8 @@ struct Child::System {
     HANDLE errors = nullptr;
 };
 
-Child::Child(const Words& arguments, const Environment& environment) : m_system(std::make_unique<System>()) {
+Child::Child(const Words& arguments, const Environment& environment, Console console)
+    : m_system(std::make_unique<System>()) {
     HANDLE childInput = nullptr;
     HANDLE childOutput = nullptr;
     makePipe(childInput, m_system->input, m_system->input);
@@ -85,8 +87,9 @@ Child::Child(const Words& arguments, const Environment& environment) : m_system(
     start.hStdOutput = childOutput;
     start.hStdError = m_system->errors;
     PROCESS_INFORMATION process = {};
-    const BOOL started = CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, nullptr,
-                                        nullptr, &start, &process);
+    const DWORD flags = console == Console::Own ? CREATE_NO_WINDOW : CREATE_NEW_PROCESS_GROUP;
+    const BOOL started =
+        CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr, &start, &process);
     for (const auto& [name, value] : environment) {
         SetEnvironmentVariableW(text::toWide(name).c_str(), nullptr);
     }
@@ -122,8 +125,10 @@ void Child::closeOutput() {
     closeOne(m_system->output);
 }
 
-bool Child::interrupt(int) {
-    return GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(m_system->process)) != 0;
+/// Wine sends an event from a process group of its own to that group alone, whatever console was asked for.
+bool Child::interrupt(int signal) {
+    Child event({beside(CONSOLE_EVENT), std::to_string(process()), signal == SIGINT ? "c" : "break"}, {}, Console::Own);
+    return event.wait() == 0;
 }
 
 std::string Child::readLine() {
