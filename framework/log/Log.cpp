@@ -79,10 +79,7 @@ bool Log::setUp(const char* file, std::uint32_t levels, RylogFormat format) noex
 RylogFault Log::fault() noexcept {
     const std::lock_guard lock(m_mutex);
     openFromEnvironment();
-    if (m_isRefused) {
-        return RylogFault::NotOpened;
-    }
-    return m_file.isIncomplete() ? RylogFault::Incomplete : RylogFault::None;
+    return m_isRefused ? RylogFault::NotOpened : m_file.fault();
 }
 
 void Log::setReceiver(RylogReceiver receiver, void* context, std::uint32_t levels) noexcept {

@@ -113,7 +113,7 @@ std::size_t writeSome(std::ptrdiff_t handle, const char* bytes, std::size_t leng
 
 bool OutputFile::open(const char* path) noexcept {
     close();
-    m_isIncomplete = false;
+    m_fault = RylogFault::None;
     if (path == nullptr || *path == 0) {
         return true;
     }
@@ -124,15 +124,24 @@ bool OutputFile::open(const char* path) noexcept {
 }
 
 void OutputFile::write(const char* line, std::size_t length) noexcept {
-    const bool isOurs = m_identity.isStill(m_handle);
+    if (!m_identity.isStill(m_handle)) {
+        note(RylogFault::TakenAway);
+        return;
+    }
     while (length != 0) {
-        const std::size_t written = !isOurs ? 0 : writeSome(m_handle, line, length);
+        const std::size_t written = writeSome(m_handle, line, length);
         if (written == 0) {
-            m_isIncomplete = m_isOwned;
+            note(RylogFault::Incomplete);
             return;
         }
         line += written;
         length -= written;
+    }
+}
+
+void OutputFile::note(RylogFault fault) noexcept {
+    if (m_isOwned && m_fault == RylogFault::None) {
+        m_fault = fault;
     }
 }
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "platform/FileIdentity.h"
+#include "ry/rylogFault.h"
 
 namespace Ry::log {
 
@@ -21,8 +22,8 @@ public:
     [[nodiscard]] bool open(const char* path) noexcept;
     [[nodiscard]] bool isOpen() const noexcept { return m_handle != kClosed; }
 
-    /// Returns true when a write has failed since the file was opened; always false for standard error.
-    [[nodiscard]] bool isIncomplete() const noexcept { return m_isIncomplete; }
+    /// The first failure of a write since the file was opened; always None for standard error.
+    [[nodiscard]] RylogFault fault() const noexcept { return m_fault; }
 
     /// One system call when the system takes the whole line. What cannot be written is lost. Nothing is written when a
     /// library has closed the descriptor and its own file has the number.
@@ -30,6 +31,7 @@ public:
 
 private:
     void close() noexcept;
+    void note(RylogFault fault) noexcept;
 
     static constexpr std::ptrdiff_t kClosed = -1;
 
@@ -37,7 +39,7 @@ private:
     std::ptrdiff_t m_handle = kClosed;
     platform::FileIdentity m_identity;
     bool m_isOwned = false;
-    bool m_isIncomplete = false;
+    RylogFault m_fault = RylogFault::None;
 };
 
 } // namespace Ry::log

@@ -286,10 +286,14 @@ void setUpTrace(const Options& options) {
 
 /// An incomplete trace turns success into failure.
 ExitStatus checkTrace(const Output& output, ExitStatus status) {
-    if (rylogFault() != RylogFault::Incomplete) {
+    const RylogFault fault = rylogFault();
+    if (fault != RylogFault::Incomplete && fault != RylogFault::TakenAway) {
         return status;
     }
-    complain(output, "the trace is incomplete: its file could not be written; is the disk full?");
+    complain(output, fault == RylogFault::Incomplete
+                         ? "the trace is incomplete: its file could not be written; is the disk full?"
+                         : "the trace is incomplete: the module, or another library in this process, has closed its "
+                           "file");
     return status == ExitStatus::Success ? ExitStatus::Failed : status;
 }
 

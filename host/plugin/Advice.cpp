@@ -11,6 +11,7 @@ namespace host {
 
 namespace {
 
+constexpr unsigned int kNoSuchSlot = 33001;
 constexpr unsigned int kBadParameter = 33004;
 constexpr unsigned int kAnyOther = 33013;
 
@@ -108,7 +109,10 @@ constexpr std::array kRows = {
     Row{33015, "CKR_GENERAL_ERROR", kWriting, nullptr,
         "Is such an object there already (\"readData\" with its ID counts them)? Is another program writing to the "
         "token? If neither, look at \"--trace -\" and the module's own log."},
-    Row{33015, "CKR_GENERAL_ERROR", "C_Sign", kData, kDataAdvice},
+    Row{33015, "CKR_GENERAL_ERROR", "C_Sign", nullptr,
+        "Some modules answer this to DATA that does not fit the key: it is signed as it stands, usually a DigestInfo, "
+        "and must be at least 11 bytes shorter than the modulus. If it does fit, run it again; otherwise look at "
+        "\"--trace -\" and at the module's own log."},
     Row{33015, "CKR_GENERAL_ERROR", "", nullptr,
         "Another program may be using the token just now: run it again. Otherwise look at \"--trace -\" and at the "
         "module's own log."},
@@ -199,6 +203,21 @@ const FailedCall* decisiveCall(unsigned int code, const std::vector<FailedCall>&
     return decisive;
 }
 
+/// The call that failed when the module's readers were listed. A name is looked up in what the list holds, so that
+/// every reader is unknown then.
+const FailedCall* failedListing(const std::vector<FailedCall>& calls) {
+    const auto call =
+        std::find_if(calls.begin(), calls.end(), [](const FailedCall& each) { return each.method == "getSlotVector"; });
+    return call == calls.end() ? nullptr : &*call;
+}
+
+Advice adviceForListing(const FailedCall& call) {
+    return {cryptoki::resultName(call.result),
+            "the module did not list its readers: it refused the call " + call.function,
+            "No reader can be found before that is mended. Does a service that the module needs run? Look at "
+            "\"--trace -\" and at the module's own log."};
+}
+
 bool isAt(const Row& row, const FailedCall& call, const Circumstances& circumstances) {
     const std::string_view places = row.places;
     return places.empty() || hasWord(places, circumstances.script) || hasWord(places, call.method) ||
@@ -228,6 +247,10 @@ Advice adviceForCall(unsigned int code, const FailedCall& call, const Circumstan
 } // namespace
 
 Advice adviceFor(unsigned int code, const Circumstances& circumstances) {
+    const FailedCall* listing = code == kNoSuchSlot ? failedListing(circumstances.failures.calls) : nullptr;
+    if (listing != nullptr) {
+        return adviceForListing(*listing);
+    }
     const FailedCall* call = decisiveCall(code, circumstances.failures.calls);
     if (call != nullptr) {
         return adviceForCall(code, *call, circumstances);

@@ -119,8 +119,13 @@ std::optional<std::size_t> ask(int terminal, const sigset_t& mask, Echo echo, co
     if (!guard.isSet()) {
         return std::nullopt;
     }
-    [[maybe_unused]] const ssize_t shown = ::write(terminal, prompt, std::strlen(prompt));
-    return readLine(terminal, mask, line, room);
+    [[maybe_unused]] ssize_t shown = ::write(terminal, prompt, std::strlen(prompt));
+    const std::optional<std::size_t> length = readLine(terminal, mask, line, room);
+    if (!length) {
+        // Nobody ended the line, and what is said next begins one.
+        shown = ::write(terminal, "\n", 1);
+    }
+    return length;
 }
 
 std::optional<std::size_t> askTerminal(Echo echo, const char* prompt, char* line, std::size_t room) noexcept {

@@ -18,6 +18,8 @@ TEST(DescriptorsTaken, aModulesFileGetsNothingOfOurs) {
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.output, "");
     EXPECT_THAT(ended.errors, HasSubstr("p11host: cannot write the result to standard output\n"));
+    EXPECT_THAT(ended.errors, HasSubstr("p11host: the trace is incomplete: the module, or another library in this "
+                                        "process, has closed its file\n"));
     const std::string written = trace.content();
     EXPECT_THAT(written, HasSubstr("C_Logout"));
     EXPECT_EQ(written.find("C_Logout"), written.rfind("C_Logout")) << "the line behind the loss is lost";

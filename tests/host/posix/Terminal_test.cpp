@@ -84,6 +84,7 @@ TEST_F(Terminal, anInterruptAtThePromptEndsTheProgram) {
     const std::string shown = onTerminal(sign({"PIN=prompt:"}), "PIN: ", "12\x03");
     EXPECT_THAT(shown, HasSubstr("status 130"));
     EXPECT_THAT(shown, Not(HasSubstr("12")));
+    EXPECT_THAT(shown, HasSubstr("PIN: \r\np11host: interrupted"));
 }
 
 TEST_F(Terminal, aSlowOperationTurnsASpinnerAndCleansItUp) {

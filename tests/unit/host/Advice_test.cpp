@@ -104,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{33015,
              "signData",
              {"signData", "C_Sign", 0x05},
-             "CKR_GENERAL_ERROR: the data cannot be signed with this key. DATA is signed as it stands"},
+             "CKR_GENERAL_ERROR: general failure of the module. Some modules answer this to DATA that does not fit"},
         Case{33006,
              "init",
              {"initToken", "C_InitToken", 0xA0},
@@ -140,6 +140,16 @@ TEST(Advice, inAJobAnOpenSearchEndsWithItsSession) {
                                    .isInJob = true,
                                    .failures = {{{"signData", "C_FindObjectsInit", 0x90}}, ""}}),
                 HasSubstr("Put \"terminate\" and \"initialize\" before this step"));
+}
+
+TEST(Advice, aReaderIsUnknownWhenTheModuleListsNone) {
+    const FailedCall unknown = {"getPlatformIdentifiers", "C_GetTokenInfo", 0x03};
+    const Failures noList = {{{"getSlotVector", "C_GetSlotList", 0x05}, unknown}, ""};
+    EXPECT_THAT(adviceText(33001, {.script = "getPlatformIdentifiers", .failures = noList}),
+                HasSubstr("CKR_GENERAL_ERROR: the module did not list its readers: it refused the call C_GetSlotList. "
+                          "No reader can be found before"));
+    EXPECT_THAT(adviceText(33001, {.script = "getPlatformIdentifiers", .failures = {{unknown}, ""}}),
+                HasSubstr("CKR_SLOT_ID_INVALID: there is no such slot. Name a reader"));
 }
 
 TEST(Advice, theCallThatDecidedTheAnswerIsNamed) {
