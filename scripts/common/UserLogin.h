@@ -17,7 +17,7 @@ void logoutOnce(const Session& session, const Trace& trace);
 
 /// Runs `work` and returns its result. When an exception leaves it, the script's own login is ended, because a card
 /// must not stay logged in. C_Logout is called only once: a token that is short of memory too might refuse for ever. (A
-/// destructor cannot do this: on Windows each library counts its exceptions alone.)
+/// destructor would do this after success, too, where each script logs out in its own way.)
 template <class Work>
 auto withOwnLogin(const Session& session, const Trace& trace, bool loggedIn, Work work) {
     try {

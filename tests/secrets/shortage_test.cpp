@@ -248,6 +248,32 @@ TEST(ShortageOfMemory, IsToldOfAnExecutorThatFindsNone) {
     EXPECT_GE(nulls, 2U);
 }
 
+/// The list of scripts that finds no memory is null, at whichever allocation, and nothing of it stays.
+TEST(ShortageOfMemory, IsNoListOfScripts) {
+    const std::string file = Fake::moduleFile();
+    Zel::Vector<Zel::Parameter> params;
+    params.add(Zel::Parameter(Zel::ParameterEncoding::Plain, L"DLLNAME", Zel::ParameterType::Text,
+                              std::wstring(file.begin(), file.end()).c_str()));
+    Zel::ClientOperationExecutor* const executor = newInstance(&params);
+    ASSERT_NE(executor, nullptr);
+    const unsigned long before = Heap::liveBlocks();
+    unsigned long refused = 0;
+    for (bool hasFailed = true; hasFailed;) {
+        Heap::failAllocation(refused + 1);
+        Zel::Vector<Zel::TString>* const scripts = executor->getSupportedScripts();
+        hasFailed = Heap::failAllocation(0);
+        EXPECT_EQ(scripts == nullptr, hasFailed) << refused;
+        if (scripts != nullptr) {
+            EXPECT_EQ(scripts->size(), 18U);
+            scripts->destroy();
+        }
+        EXPECT_EQ(Heap::liveBlocks(), before);
+        refused += hasFailed ? 1 : 0;
+    }
+    EXPECT_GE(refused, 18U);
+    freeInstance(executor);
+}
+
 /// What is let pass above does happen.
 TEST(ShortageOfMemory, HasItsSpecialAnswers) {
     const Book& secrets = book(Pins::Short);
