@@ -117,4 +117,8 @@ WipedBytes readNewPin(const PinSource& source, PinRole role, const Token& token)
     return pin;
 }
 
+WipedBytes readPassphrase(const PinSource& source, const std::string& question, Person& person) {
+    return source.kind == "prompt" ? person.secret(question + ": ") : readSource(source);
+}
+
 } // namespace host

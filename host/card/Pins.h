@@ -28,4 +28,7 @@ struct PinSource {
 /// then empty.
 [[nodiscard]] WipedBytes readNewPin(const PinSource& source, PinRole role, const Token& token);
 
+/// The passphrase of a file. At a terminal `question` is asked.
+[[nodiscard]] WipedBytes readPassphrase(const PinSource& source, const std::string& question, Person& person);
+
 } // namespace host

@@ -14,6 +14,13 @@ namespace host {
 [[nodiscard]] CardCommand changePinCommand();
 [[nodiscard]] CardCommand unlockPinCommand();
 [[nodiscard]] CardCommand generateKeyCommand();
+[[nodiscard]] CardCommand importKeyCommand();
+[[nodiscard]] CardCommand publicKeyCommand();
+[[nodiscard]] CardCommand requestCommand();
+[[nodiscard]] CardCommand writeCertificateCommand();
+[[nodiscard]] CardCommand readCertificatesCommand();
+[[nodiscard]] CardCommand signCommand();
+[[nodiscard]] CardCommand verifyCommand();
 [[nodiscard]] CardCommand nameContainerCommand();
 [[nodiscard]] CardCommand removeCommand();
 

@@ -136,10 +136,14 @@ void CardRun::deliver(const std::string& bytes) {
         text += bytes;
         return;
     }
-    std::ofstream stream(std::filesystem::path(std::u8string(file->begin(), file->end())), std::ios::binary);
+    deliverInto(*file, bytes);
+}
+
+void CardRun::deliverInto(const std::string& file, const std::string& bytes) {
+    std::ofstream stream(std::filesystem::path(std::u8string(file.begin(), file.end())), std::ios::binary);
     stream << bytes << std::flush;
     if (!stream) {
-        throw CardFailure(ExitStatus::Failed, "writing the file \"" + printable(*file) + "\"", "it cannot be written",
+        throw CardFailure(ExitStatus::Failed, "writing the file \"" + printable(file) + "\"", "it cannot be written",
                           "Name a file in a folder of your own with --out.");
     }
 }

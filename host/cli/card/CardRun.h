@@ -35,8 +35,9 @@ public:
     CardRun& operator=(const CardRun&) = delete;
     ~CardRun() = default;
 
-    Json answer = Json::object(); ///< the command's own keys of the answer with --json
-    std::string text;             ///< the answer for a person; lines end with a line end
+    Json answer = Json::object();            ///< the command's own keys of the answer with --json
+    std::string text;                        ///< the answer for a person; lines end with a line end
+    ExitStatus status = ExitStatus::Success; ///< of a command that has an answer
 
     [[nodiscard]] const CardArguments& arguments() const noexcept { return m_options.card; }
     [[nodiscard]] bool isDryRun() const noexcept { return m_rules.isDryRun; }
@@ -64,6 +65,8 @@ public:
 
     /// Puts `bytes` into the file of --out, or into the answer for a person without it.
     void deliver(const std::string& bytes);
+    /// Puts `bytes` into a file with this UTF-8 name.
+    static void deliverInto(const std::string& file, const std::string& bytes);
 
 private:
     [[nodiscard]] const ModuleView& view();

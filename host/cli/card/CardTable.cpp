@@ -8,8 +8,11 @@ namespace host {
 
 const std::vector<CardCommand>& cardCommands() {
     static const std::vector<CardCommand> kCommands = {
-        readersCommand(),   statusCommand(),    objectsCommand(),     initTokenCommand(),     setPinCommand(),
-        changePinCommand(), unlockPinCommand(), generateKeyCommand(), nameContainerCommand(), removeCommand(),
+        readersCommand(),          statusCommand(),    objectsCommand(),   initTokenCommand(),
+        setPinCommand(),           changePinCommand(), unlockPinCommand(), generateKeyCommand(),
+        importKeyCommand(),        publicKeyCommand(), requestCommand(),   writeCertificateCommand(),
+        readCertificatesCommand(), signCommand(),      verifyCommand(),    nameContainerCommand(),
+        removeCommand(),
     };
     return kCommands;
 }

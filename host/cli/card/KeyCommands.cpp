@@ -3,33 +3,19 @@
 #include "host/cli/card/CardCommands.h"
 #include "host/cli/card/CardRun.h"
 #include "host/cli/card/CommonOptions.h"
+#include "host/cli/card/FileArguments.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
-#include "host/x509/PublicKey.h"
 
 namespace host {
 
 namespace {
 
-void loginUser(CardRun& run, Token& token) {
-    token.login(readCurrentPin(run.pinSource("--pin"), PinRole::User, token));
-}
-
-x509::ByteView view(const std::string& bytes) {
-    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
-}
-
-void answerNewKey(CardRun& run, const NewKey& key, const ObjectView& made, const std::string& where) {
-    run.answer["id"] = hexadecimalText(key.id);
-    run.answer["label"] = key.label;
-    run.answer["size"] = std::stoi(key.size);
-    if (run.isDryRun()) {
-        return;
+void answerNewKey(CardRun& run, const NewKey& key, const ObjectView& made) {
+    if (!run.isDryRun()) {
+        answerKeyPair(run, key.id, key.label,
+                      x509::PublicKey(viewOf(made.modulus), viewOf(made.exponent), "the new public key"));
     }
-    const std::string pem = x509::PublicKey(view(made.modulus), view(made.exponent), "the new public key").pem();
-    run.answer["publicKey"] = pem;
-    run.text = "The key pair " + hexadecimalText(key.id) + " of " + key.size + " bits is on " + where + ".\n";
-    run.deliver(pem);
 }
 
 void generate(CardRun& run) {
@@ -46,7 +32,7 @@ void generate(CardRun& run) {
     refuseTakenId(token, key.id);
     loginUser(run, token);
     refuseTakenId(token, key.id); // a private key is seen only now
-    answerNewKey(run, key, generateKey(token, key), token.name());
+    answerNewKey(run, key, generateKey(token, key));
 }
 
 void nameOneContainer(CardRun& run) {

@@ -63,11 +63,11 @@ ExitStatus succeed(const CardCommand& command, const Output& output, CardRun& ru
         showPlan(run);
     }
     if (!run.wantsJson()) {
-        return run.text.empty() ? ExitStatus::Success : writeResult(output, run.text, ExitStatus::Success);
+        return run.text.empty() ? run.status : writeResult(output, run.text, run.status);
     }
     Json line = {{"command", command.name}, {"ok", true}};
     line.update(run.answer);
-    return writeResult(output, jsonLine(line), ExitStatus::Success);
+    return writeResult(output, jsonLine(line), run.status);
 }
 
 CardFailure plainFailure(ExitStatus status, const CardCommand& command, const std::exception& error) {

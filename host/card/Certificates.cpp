@@ -1,0 +1,95 @@
+#include "host/card/Certificates.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "host/card/KeyLookup.h"
+#include "host/card/KeySteps.h"
+
+namespace host {
+
+namespace {
+
+std::string textOf(const x509::Bytes& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+std::vector<ObjectView> sameCertificates(const Token& token, const NewCertificate& added) {
+    std::vector<ObjectView> found = findObjects(token.objects(), ObjectClass::Certificate, added.id);
+    std::erase_if(found, [&](const ObjectView& object) { return object.value != textOf(added.certificate.der); });
+    return found;
+}
+
+void refuseSecond(const Token& token, const NewCertificate& added) {
+    if (findObjects(token.objects(), ObjectClass::Certificate, added.id).empty()) {
+        return;
+    }
+    const bool isSame = !sameCertificates(token, added).empty();
+    throw CardFailure(ExitStatus::Refused, "looking for the identifier " + hexadecimalText(added.id),
+                      isSame ? "this certificate is on " + token.name() + " already"
+                             : "another certificate on " + token.name() + " has it",
+                      isSame ? "There is nothing to do."
+                             : "Remove that one first with \"p11host remove --certificates --id " +
+                                   hexadecimalText(added.id) + "\", or give --force.");
+}
+
+} // namespace
+
+void checkPairing(const Token& token, const NewCertificate& added) {
+    refuseSecond(token, added);
+    if (added.isAuthority) {
+        return;
+    }
+    const FoundKey found = requireKey(token, added.id);
+    if (added.certificate.publicKey != found.key) {
+        throw CardFailure(ExitStatus::Refused, "comparing the certificate with the key " + hexadecimalText(added.id),
+                          "the certificate belongs to another key",
+                          "Give the --id of its key, --ca for the certificate of an authority, or --force.");
+    }
+}
+
+void checkMemory(const Token& token, const x509::Certificate& certificate) {
+    const std::optional<std::uint64_t> free = token.info().publicMemory.free;
+    if (free && *free < certificate.der.size()) {
+        throw CardFailure(ExitStatus::Failed, "asking what " + token.name() + " can hold",
+                          "it has " + std::to_string(*free) + " bytes left, and the certificate takes " +
+                              std::to_string(certificate.der.size()),
+                          "Free space on the token with \"p11host remove\".");
+    }
+}
+
+void writeCertificate(Token& token, const NewCertificate& added) {
+    const x509::Certificate& certificate = added.certificate;
+    ScriptCall call("writeData");
+    call.plain("OBJ_TYPE", "CERTIFICATE").plain("CERT_TYPE", "X_509").base64("DATA", textOf(certificate.der));
+    call.plain("TOKEN", "1").plain("PRIVATE", "0").plain("CERT_CATEGORY", added.isAuthority ? "CA" : "USER");
+    if (!added.label.empty()) {
+        call.text("LABEL", added.label);
+    }
+    call.bytes("SUBJECT", textOf(certificate.subject)).bytes("ID", added.id);
+    call.bytes("ISSUER", textOf(certificate.issuer)).bytes("SN", textOf(certificate.serial));
+    if (!token.run("writing the certificate", std::move(call))) {
+        return;
+    }
+    token.note("the certificate " + hexadecimalText(added.id) + " is on the token");
+    if (sameCertificates(token, added).empty()) {
+        throw CardFailure(ExitStatus::Failed, "reading the certificate back from " + token.name(),
+                          "the token does not show it", "\"p11host objects\" shows what there is.");
+    }
+}
+
+std::vector<ObjectView> certificatesOf(const Token& token, const std::optional<std::string>& id) {
+    const std::vector<ObjectView> objects = token.objects();
+    std::vector<ObjectView> found;
+    std::copy_if(objects.begin(), objects.end(), std::back_inserter(found), [&](const ObjectView& object) {
+        return object.objectClass == ObjectClass::Certificate && (!id || object.id == *id);
+    });
+    if (found.empty()) {
+        throw CardFailure(ExitStatus::NotFound, "reading the certificates of " + token.name(),
+                          id ? "none has the identifier " + hexadecimalText(*id) : "there is none",
+                          "\"p11host objects\" lists what is on the token.");
+    }
+    return found;
+}
+
+} // namespace host
