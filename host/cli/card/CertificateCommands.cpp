@@ -93,7 +93,11 @@ void deliverIntoFolder(CardRun& run, const std::vector<ObjectView>& certificates
     for (const ObjectView& object : certificates) {
         const std::string id = object.id.empty() ? "certificate" : hexadecimalText(object.id);
         const int count = ++taken[id];
-        const std::string name = id + (count == 1 ? "" : "-" + std::to_string(count)) + (isDer ? ".der" : ".pem");
+        std::string name = id;
+        if (count > 1) {
+            name.append("-").append(std::to_string(count));
+        }
+        name += isDer ? ".der" : ".pem";
         run.deliverInto(*run.arguments().value("--out") + "/" + name, isDer ? object.value : pemOf(object));
         run.text += name + "\n";
     }
