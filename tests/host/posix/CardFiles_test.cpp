@@ -20,7 +20,7 @@ protected:
         if (IsSkipped()) {
             return;
         }
-        if (run({"/bin/sh", "-c", "openssl version && pkcs11-tool --help"}).status != 0) {
+        if (run({"/bin/sh", "-c", "command -v openssl && command -v pkcs11-tool"}).status != 0) {
             GTEST_SKIP() << "OpenSSL's command line or pkcs11-tool is not installed";
         }
         m_officer = "file:" + secretFile("so", "12345678");
