@@ -68,7 +68,7 @@ void writeCertificate(Token& token, const NewCertificate& added) {
     }
     call.bytes("SUBJECT", textOf(certificate.subject)).bytes("ID", added.id);
     call.bytes("ISSUER", textOf(certificate.issuer)).bytes("SN", textOf(certificate.serial));
-    if (!token.run("writing the certificate", std::move(call))) {
+    if (!token.run("writing the certificate", call)) {
         return;
     }
     token.note("the certificate " + hexadecimalText(added.id) + " is on the token");

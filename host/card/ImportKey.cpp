@@ -51,7 +51,7 @@ void importKey(Token& token, const ImportedKey& imported) {
     call.plain("DECRYPT", flag(imported.use.decrypts)).plain("ENCRYPT", flag(imported.use.decrypts));
     // Left out, these are up to the token, and some say yes to all.
     call.plain("SIGN_RECOVER", "0").plain("VERIFY_RECOVER", "0").plain("UNWRAP", "0").plain("WRAP", "0");
-    if (!token.run("writing the key", std::move(call))) {
+    if (!token.run("writing the key", call)) {
         return;
     }
     token.note("the key pair " + hexadecimalText(imported.id) + " is on the token");

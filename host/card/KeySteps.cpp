@@ -90,7 +90,7 @@ ObjectView generateKey(Token& token, const NewKey& key) {
     call.plain("DECRYPT", flag(key.use.decrypts)).plain("ENCRYPT", flag(key.use.decrypts));
     // Left out, these are up to the token, and some say yes to all.
     call.plain("SIGN_RECOVER", "0").plain("VERIFY_RECOVER", "0").plain("UNWRAP", "0").plain("WRAP", "0");
-    if (!token.run("generating a key of " + key.size + " bits", std::move(call))) {
+    if (!token.run("generating a key of " + key.size + " bits", call)) {
         return {};
     }
     token.note("the key pair " + hexadecimalText(key.id) + " is on the token");
@@ -105,7 +105,7 @@ ObjectView generateKey(Token& token, const NewKey& key) {
 void nameContainer(Token& token, const std::string& id, const std::string& name) {
     ScriptCall call("writeData");
     call.plain("OBJ_TYPE", "CONTAINER_NAME").bytes("KEYID", id).text("CONTAINER_NAME", name);
-    if (!token.run("naming the container", std::move(call))) {
+    if (!token.run("naming the container", call)) {
         return;
     }
     token.note("the container of the key " + hexadecimalText(id) + " is named");

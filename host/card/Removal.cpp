@@ -30,7 +30,7 @@ bool isAskedFor(const ObjectView& object, const RemovalRequest& request) {
 ScriptCall removal(const char* what, const std::optional<std::string>& id) {
     ScriptCall call("removeData");
     call.plain("OBJ_TYPE", what);
-    return id ? std::move(call.bytes("ID", *id)) : std::move(call);
+    return id ? call.bytes("ID", *id) : call;
 }
 
 /// Public keys without a private one: no script removes them by their class. The one for anything does when nothing
@@ -97,9 +97,9 @@ Removal planRemoval(const std::vector<ObjectView>& objects, const RemovalRequest
 
 RemovedCounts removeObjects(Token& token, Removal& removal) {
     const std::vector<ObjectView> before = token.objects();
-    for (ScriptCall& call : removal.calls) {
+    for (const ScriptCall& call : removal.calls) {
         const std::string done = call.shown();
-        if (token.run("removing objects", std::move(call))) {
+        if (token.run("removing objects", call)) {
             token.note(done.substr(done.find(' ') + 1) + " is removed");
         }
     }

@@ -22,8 +22,8 @@ std::string shortened(const std::string& text) {
 
 } // namespace
 
-ScriptCall& ScriptCall::add(Zel::Parameter parameter, std::string_view id, std::string_view shown) {
-    m_parameters.add(std::move(parameter));
+ScriptCall& ScriptCall::add(const Zel::Parameter& parameter, std::string_view id, std::string_view shown) {
+    m_parameters.add(parameter);
     m_shown.append(" ").append(id).append("=").append(shown);
     return *this;
 }
@@ -53,7 +53,7 @@ ScriptCall& ScriptCall::secret(std::string_view id, const WipedBytes& value) {
 ScriptCall& ScriptCall::secretBase64(std::string_view id, const WipedBytes& value) {
     Zel::Parameter parameter(Zel::ParameterEncoding::Base64, toTString(id), Zel::ParameterType::Binary,
                              toBase64(view(value)));
-    return add(std::move(parameter), id, kSecret);
+    return add(parameter, id, kSecret);
 }
 
 } // namespace host

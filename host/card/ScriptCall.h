@@ -12,10 +12,14 @@ namespace host {
 ///
 ///     ScriptCall call("initAuthenticator");
 ///     call.plain("INIT_KEYID", "SO").secret("INIT_KEY", officerPin).plain("PINID", "USER").secret("PIN", pin);
-///     token.run("setting the user PIN", std::move(call));
+///     token.run("setting the user PIN", call);
 class ScriptCall {
 public:
     explicit ScriptCall(std::string script) : m_script(std::move(script)), m_shown(m_script) {}
+    // Copied, never moved: the framework's lists cannot be moved.
+    ScriptCall(const ScriptCall&) = default;
+    ScriptCall& operator=(const ScriptCall&) = default;
+    ~ScriptCall() = default;
 
     /// A value as it stands.
     ScriptCall& plain(std::string_view id, std::string_view value);
@@ -33,10 +37,10 @@ public:
     [[nodiscard]] const std::string& script() const noexcept { return m_script; }
     /// As a line of the command: `generateKeyPair KEYSIZE=2048 ID=hex:01 PIN=(secret)`.
     [[nodiscard]] const std::string& shown() const noexcept { return m_shown; }
-    [[nodiscard]] ParameterList takeParameters() noexcept { return std::move(m_parameters); }
+    [[nodiscard]] const ParameterList& parameters() const noexcept { return m_parameters; }
 
 private:
-    ScriptCall& add(Zel::Parameter parameter, std::string_view id, std::string_view shown);
+    ScriptCall& add(const Zel::Parameter& parameter, std::string_view id, std::string_view shown);
 
     std::string m_script;
     std::string m_shown;

@@ -53,7 +53,7 @@ x509::Bytes signDigestInfo(Token& token, const std::string& id, const x509::Byte
     ScriptCall call("signData");
     call.plain("ALGOID", "1.2.840.113549.1.1.1").bytes("KEYID", id);
     call.base64("DATA", {reinterpret_cast<const char*>(digestInfo.data()), digestInfo.size()});
-    const std::optional<ScriptAnswer> answer = token.run("signing", std::move(call));
+    const std::optional<ScriptAnswer> answer = token.run("signing", call);
     return answer ? signatureOf(*answer) : x509::Bytes();
 }
 

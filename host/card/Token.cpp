@@ -30,7 +30,7 @@ Token::Token(Session& session, const ModuleView& view, SlotView slot, const std:
     : m_session(session), m_view(view), m_slot(std::move(slot)), m_person(person), m_rules(rules) {
     ScriptCall choice("getPlatformIdentifiers");
     choice.text("READERNAME", readerPrefix + m_slot.name);
-    const ScriptAnswer answer = session.run(choice.script(), choice.takeParameters());
+    const ScriptAnswer answer = session.run(choice.script(), choice.parameters());
     if (answer.status() != ExitStatus::Success) {
         throw failureOf("choosing " + name(), answer);
     }
@@ -86,16 +86,16 @@ void Token::guardPin(PinRole role) {
 void Token::login(const WipedBytes& pin) {
     ScriptCall call("authenticate");
     call.plain("AUTH_TYPE", "STATIC").plain("PINID", "USER").secret("PIN", pin);
-    run("logging the user in", std::move(call));
+    run("logging the user in", call);
 }
 
-std::optional<ScriptAnswer> Token::run(const std::string& doing, ScriptCall call) {
+std::optional<ScriptAnswer> Token::run(const std::string& doing, const ScriptCall& call) {
     if (m_rules.isDryRun) {
         m_planned.push_back(call.shown());
         return std::nullopt;
     }
     const Spinner spinner(printable(doing), m_rules.showsProgress, [&](std::string_view text) { m_person.show(text); });
-    ScriptAnswer answer = m_session.run(call.script(), call.takeParameters());
+    ScriptAnswer answer = m_session.run(call.script(), call.parameters());
     if (answer.status() != ExitStatus::Success) {
         throw failureOf(at(doing), answer);
     }

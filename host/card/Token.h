@@ -29,7 +29,7 @@ struct CardRules {
 ///
 ///     Token token(session, view, slot, prefix, person, rules);
 ///     token.login(pin);
-///     token.run("naming the container", std::move(call));
+///     token.run("naming the container", call);
 ///     token.note("the container is named");
 class Token {
 public:
@@ -59,7 +59,7 @@ public:
     void login(const WipedBytes& pin);
     /// Runs a script; `doing` is what a failure begins with ("generating the key"). CardFailure when it does not
     /// succeed. In a dry run the script is shown instead, and there is no answer.
-    std::optional<ScriptAnswer> run(const std::string& doing, ScriptCall call);
+    std::optional<ScriptAnswer> run(const std::string& doing, const ScriptCall& call);
 
     /// Notes a step that is done, as a clause of its own: "the token is initialised".
     void note(std::string step) { m_done.push_back(std::move(step)); }

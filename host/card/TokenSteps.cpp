@@ -32,7 +32,7 @@ void initialiseToken(Token& token, const std::string& label, const WipedBytes& o
     call.plain(isUsed ? "RECYCLE_KEYID" : "INIT_KEYID", "SO")
         .secret(isUsed ? "RECYCLE_KEY" : "INIT_KEY", officerPin)
         .text("LABEL", filled);
-    token.run("initialising", std::move(call));
+    token.run("initialising", call);
     if (!token.rules().isDryRun) {
         token.refresh();
         token.note(std::string("the token is ") + (isUsed ? "erased and " : "") + "initialised with the label \"" +
@@ -50,14 +50,14 @@ void refuseUserPin(const Token& token) {
 void setUserPin(Token& token, const WipedBytes& officerPin, const WipedBytes& newPin) {
     ScriptCall call("initAuthenticator");
     call.plain("INIT_KEYID", "SO").secret("INIT_KEY", officerPin).plain("PINID", "USER").secret("PIN", newPin);
-    token.run("setting the user PIN", std::move(call));
+    token.run("setting the user PIN", call);
     token.note("the user PIN is set");
 }
 
 void changePin(Token& token, PinRole role, const WipedBytes& oldPin, const WipedBytes& newPin) {
     ScriptCall call("changeAuthenticator");
     call.plain("PINID", role == PinRole::User ? "USER" : "SO").secret("OLD_PIN", oldPin).secret("NEW_PIN", newPin);
-    token.run(std::string("changing ") + nameOf(role), std::move(call));
+    token.run(std::string("changing ") + nameOf(role), call);
     token.note(std::string(nameOf(role)) + " is changed");
 }
 
@@ -68,7 +68,7 @@ void unlockUserPin(Token& token, const WipedBytes& officerPin, const WipedBytes&
         .secret("UNLOCK_KEY", officerPin)
         .plain("PINID", "USER")
         .secret("PIN", newPin);
-    token.run("setting the user PIN anew", std::move(call));
+    token.run("setting the user PIN anew", call);
     token.note("the user PIN is set anew");
 }
 
