@@ -191,7 +191,7 @@ std::string fileFault(const ScriptParameter& row, CheckedParameter& parameter) {
     } catch (const UsageError& error) {
         return error.what();
     }
-    WipedBytes& bytes = *parameter.file;
+    WipedBytes& bytes = parameter.file;
     const bool isDer = row.kind == ValueKind::Certificate || row.kind == ValueKind::PrivateKey;
     if (isDer && isPem({bytes.data(), bytes.size()})) {
         const std::string fault = pemToDer(bytes, row.kind == ValueKind::Certificate ? "CERTIFICATE" : "PRIVATE KEY");
@@ -355,7 +355,8 @@ std::vector<CheckedParameter> split(const std::vector<std::string>& arguments, s
 }
 
 Zel::Parameter read(const CheckedParameter& parameter) {
-    return parameter.file ? fileParameter(parameter.written.id, *parameter.file) : readParameter(parameter.written);
+    return parameter.file.empty() ? readParameter(parameter.written)
+                                  : fileParameter(parameter.written.id, parameter.file);
 }
 
 /// Reads what has been checked. A secret is known only now.

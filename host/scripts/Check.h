@@ -17,8 +17,8 @@ enum class Place { Command, Job };
 /// A parameter to be checked.
 struct CheckedParameter {
     WrittenParameter written;
-    std::optional<int> encoding = std::nullopt;    ///< of a parameter in a job's list, whose value has no kind
-    std::optional<WipedBytes> file = std::nullopt; ///< the bytes of the file that it names, as DER, once it is checked
+    std::optional<int> encoding = std::nullopt; ///< of a parameter in a job's list, whose value has no kind
+    WipedBytes file = {};                       ///< the bytes of the file that it names, as DER, once it is checked
 };
 
 /// Something that is wrong with the parameters of a script.
