@@ -1,6 +1,6 @@
 #pragma once
 
-#include <exception>
+#include <stdexcept>
 #include <string>
 
 #include <botan/asn1_obj.h>
@@ -31,6 +31,8 @@ auto readOrExplain(const std::string& name, const std::string& kind, Read read) 
         return read();
     } catch (const Botan::Exception& error) {
         throw UsageError(name + ": " + kind + " (" + error.what() + ")");
+    } catch (const std::logic_error&) { // from the standard library's conversions below, for a number too large
+        throw UsageError(name + ": " + kind);
     }
 }
 

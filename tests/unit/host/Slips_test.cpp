@@ -244,7 +244,7 @@ TEST(Slips, thatDestroyedThings) {
          "there is no such parameter; readData takes OBJ_TYPE, LABEL"},
         {{"getCardState", "PIN=text:1"}, "getCardState takes no parameters"},
         {{"readData", "--all", "OBJ_TYPE=CERTIFICATE"}, "--all is for \"removeData\""},
-        {{"readers", "--raw"}, "--raw is for scripts"},
+        {{"info", "--raw"}, "--raw is for scripts"},
     };
     for (const Slip& slip : slips) {
         const Outcome outcome = run(slip.words);
