@@ -98,8 +98,11 @@ Botan::OID oidOf(const Part& part, const Type* type) {
         refuse("\"" + part.type + "\" is no type that is known; there are " + knownTypes() +
                " and dotted identifiers such as 2.5.4.3");
     }
-    return readOrExplain("subject", "\"" + part.type + "\" is no identifier",
-                         [&] { return Botan::OID(type == nullptr ? part.type : type->oid); });
+    return readOrExplain("subject", "\"" + part.type + "\" is no identifier", [&] {
+        Botan::OID oid(type == nullptr ? part.type : type->oid);
+        Botan::DER_Encoder().encode(oid).get_contents(); // which identifiers can be written shows only there
+        return oid;
+    });
 }
 
 /// Returns true when the string type of a part can hold the text.

@@ -56,6 +56,7 @@ TEST(Subject, saysWhatIsWrong) {
     EXPECT_THAT(refusal("/emailAddress=j\xC3\xBC@x"), HasSubstr("certificates do not allow there"));
     EXPECT_THAT(refusal("/serialNumber=a_b"), HasSubstr("certificates do not allow there"));
     EXPECT_THAT(refusal("/9.9.9=a"), HasSubstr("\"9.9.9\" is no identifier"));
+    EXPECT_THAT(refusal("/2.4294967295=a"), HasSubstr("is no identifier"));
     EXPECT_THAT(refusal("/1.2.99999999999999999999999=a"), HasSubstr("is no identifier")) << "beyond any integer";
     EXPECT_EQ(refusal("/CN=" + std::string(64, 'a')), "no error");
 }
