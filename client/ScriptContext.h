@@ -11,7 +11,7 @@
 namespace plugin {
 
 /// All that a script can use: the token through slots and session, the access values, the operation's parameters (null
-/// when there are none) and the outputs.
+/// for an operation without parameters) and the outputs.
 struct ScriptContext {
     Slots& slots;
     Session& session;

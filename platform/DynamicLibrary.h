@@ -20,7 +20,7 @@ public:
     [[nodiscard]] bool isLoaded() const noexcept { return m_handle != nullptr; }
     /// The system's handle; null when not loaded.
     [[nodiscard]] void* handle() const noexcept { return m_handle; }
-    /// Address of an exported symbol, null when there is none.
+    /// Address of an exported symbol, null when the library does not export it.
     [[nodiscard]] void* symbol(const char* name) const noexcept;
     void unload() noexcept;
 

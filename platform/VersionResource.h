@@ -23,9 +23,9 @@ public:
 
     /// Language in the upper 16 bits, code page in the lower (0x040904B0).
     [[nodiscard]] std::uint32_t translation() const noexcept;
-    /// The four numbers of the file version; nullopt when there are none.
+    /// The four numbers of the file version; nullopt when the file carries no version.
     [[nodiscard]] std::optional<std::array<std::uint32_t, 4>> fileVersion() const;
-    /// Text of `key` ("FileDescription", "InternalName" …) in the first translation; empty when there is none.
+    /// Text of `key` ("FileDescription", "InternalName" …) in the first translation; empty when it is missing.
     [[nodiscard]] std::wstring string(const wchar_t* key) const;
 
 private:

@@ -18,7 +18,7 @@ class ReaderIndex {
 public:
     /// Forgets the list before and makes room for `count` readers. False without memory.
     [[nodiscard]] bool reserve(std::size_t count) noexcept;
-    /// The first reader of that name in the list, case ignored; null when there is none. The first search in a list
+    /// The first reader of that name in the list, case ignored; null for an unknown name. The first search in a list
     /// orders it; the list has no more readers than there is room for, and does not change until the next `reserve`.
     [[nodiscard]] const CReader* find(const Zel::Vector<CReader>& readers, const Zel::TString& name);
 

@@ -8,7 +8,7 @@ namespace plugin {
 [[nodiscard]] Zel::TString fileVersionText(void* module);
 /// Version of a file by name, or "?".
 [[nodiscard]] Zel::TString fileVersionText(const Zel::TString& fileName);
-/// A named text ("FileDescription", "InternalName") of a module's version information; empty when there is none.
+/// A named text ("FileDescription", "InternalName") of a module's version information; empty when it is missing.
 [[nodiscard]] Zel::TString versionString(void* module, const wchar_t* key);
 
 } // namespace plugin

@@ -86,7 +86,8 @@ std::vector<ObjectView> certificatesOf(const Token& token, const std::optional<s
     });
     if (found.empty()) {
         throw CardFailure(ExitStatus::NotFound, "reading the certificates of " + token.name(),
-                          id ? "none has the identifier " + hexadecimalText(*id) : "there is none",
+                          id ? "no certificate has the identifier " + hexadecimalText(*id)
+                             : "the token shows no certificate",
                           "\"p11host objects\" lists what is on the token.");
     }
     return found;

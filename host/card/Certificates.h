@@ -27,7 +27,8 @@ void checkMemory(const Token& token, const x509::Certificate& certificate);
 /// otherwise.
 void writeCertificate(Token& token, const NewCertificate& added);
 
-/// The certificates that can be seen: all, or those of one identifier. CardFailure (4) when there is none.
+/// The certificates that can be seen: all, or those of one identifier. CardFailure (4) when the token shows no such
+/// certificate.
 [[nodiscard]] std::vector<ObjectView> certificatesOf(const Token& token, const std::optional<std::string>& id);
 
 } // namespace host

@@ -17,10 +17,10 @@ struct FoundKey {
 };
 
 /// The RSA public key of an identifier: that of the public key object, else of the private key, which is seen when the
-/// user is logged in, else of the certificate. Nothing when there is none of them. CardFailure when an object is there
-/// and holds no RSA key.
+/// user is logged in, else of the certificate. Nothing when no object has the identifier. CardFailure when an object
+/// has it and holds no RSA key.
 [[nodiscard]] std::optional<FoundKey> findKey(const Token& token, const std::string& id);
-/// The same; CardFailure (4) when there is none.
+/// The same; CardFailure (4) when no object has the identifier.
 [[nodiscard]] FoundKey requireKey(const Token& token, const std::string& id);
 
 } // namespace host

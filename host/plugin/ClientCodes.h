@@ -23,10 +23,10 @@ struct ClientCode {
 /// The number that the text of "ERROR" gives (hexadecimal, without prefix); nullopt when it is not such a number.
 [[nodiscard]] std::optional<unsigned int> parseClientCode(std::string_view text) noexcept;
 
-/// The first output with this id; null when there is none.
+/// The first output with this id; null when no output has it.
 [[nodiscard]] const Zel::Parameter* findOutput(const ParameterList& answer, std::string_view id);
 
-/// The code in the first "ERROR" of an answer; nullopt when there is none or it is not a number.
+/// The code in the first "ERROR" of an answer; nullopt when the answer has no "ERROR", or no number in it.
 [[nodiscard]] std::optional<unsigned int> errorOf(const ParameterList& answer);
 
 /// The status of an answer: that of its code, Failed without one.

@@ -283,7 +283,7 @@ auto findParameter(const Parameters& parameters, std::string_view id) {
                         [&](const CheckedParameter& entry) { return entry.written.id == id; });
 }
 
-/// The OBJ_TYPE that decides what else the script looks at; empty when there is none, or no right one.
+/// The OBJ_TYPE that decides what else the script looks at; empty when it is missing or unknown.
 std::string objectOf(const Script& script, const Parameters& parameters) {
     const ScriptParameter* row = findRow(script, kObjectType);
     const auto given = findParameter(parameters, kObjectType);

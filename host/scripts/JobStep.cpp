@@ -71,7 +71,7 @@ std::string_view textAt(const JobJson& value, const std::string& where) {
     return view(value.get_ref<const WipedString&>());
 }
 
-/// The value of a key, null when there is none.
+/// The value of a key, null when the key is missing.
 const JobJson* find(const JobJson& object, const char* key) {
     const auto entry = object.find(key);
     return entry == object.end() ? nullptr : &*entry;

@@ -56,14 +56,14 @@ struct Script {
     std::vector<ScriptOutput> outputs; ///< beside "ERROR"
     std::string errors;                ///< which failures are typical: one a line
     const char* notes;                 ///< what else one should know: paragraphs, one a line
-    const char* example;               ///< arguments of a whole command, one or more lines; empty: there is none
+    const char* example;               ///< arguments of a whole command, one or more lines; may be empty
     const char* promise = nullptr;     ///< an output that a success always has; null when the script promises none
 };
 
 /// The eighteen scripts in the order in which the plug-in lists them.
 [[nodiscard]] const std::vector<Script>& scripts();
 
-/// The script with this name; null when there is none.
+/// The script with this name; null for an unknown name.
 [[nodiscard]] const Script* findScript(std::string_view name);
 
 /// What "newInstance" and "initialize" take in a job.

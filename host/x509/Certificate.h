@@ -27,8 +27,8 @@ struct Certificate {
     bool isAuthority = false;           ///< basicConstraints say CA
     KeyUsage usage;                     ///< no bit set when the certificate does not limit it
 
-    /// The first certificate of a PEM file, or the one that a DER file is. UsageError with `name` in front when there
-    /// is none, when it is malformed, and when something follows it in DER.
+    /// The first certificate of a PEM file, or the one that a DER file is. UsageError with `name` in front when the
+    /// file holds no certificate or a malformed one, and when something follows it in DER.
     [[nodiscard]] static Certificate read(ByteView file, const std::string& name);
     /// All certificates of a PEM file; the one of a DER file.
     [[nodiscard]] static std::vector<Certificate> readAll(ByteView file, const std::string& name);

@@ -25,7 +25,7 @@ public:
     [[nodiscard]] std::uint32_t translation() const noexcept { return m_translation; }
     /// nullopt when missing or malformed.
     [[nodiscard]] std::optional<std::array<std::uint32_t, 4>> fileVersion() const;
-    /// Value of the first line with this key; nullopt when there is none. Valid as long as the record.
+    /// Value of the first line with this key; nullopt when no line has it. Valid as long as the record.
     [[nodiscard]] std::optional<std::string_view> value(std::string_view key) const noexcept;
 
 private:

@@ -13,7 +13,7 @@ struct VersionResource::Data {
     std::vector<std::uint8_t> bytes;
     std::uint32_t translation = 0;
 
-    /// The value at `path`; its size in `size`, in the unit that its kind counts in. Null when there is none.
+    /// The value at `path`; its size in `size`, in the unit that its kind counts in. Null when it is missing.
     const void* query(const wchar_t* path, UINT& size) const noexcept {
         void* value = nullptr;
         return VerQueryValueW(bytes.data(), path, &value, &size) != 0 ? value : nullptr;

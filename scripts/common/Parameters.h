@@ -7,7 +7,7 @@
 
 namespace plugin {
 
-/// The first parameter with exactly this id; null when there is none.
+/// The first parameter with exactly this id; null when no parameter has it.
 [[nodiscard]] const Zel::Parameter* firstNamed(const Zel::Vector<Zel::Parameter>& params, std::wstring_view id);
 
 } // namespace plugin

@@ -51,8 +51,8 @@ public:
     TString& append(const wchar_t* text, int length = -1);
     TString& append(const TString& other);
 
-    /// Position of the first occurrence of `part` at or after `from`; npos when there is none. The empty text is found
-    /// at `from` (when that is not past the end).
+    /// Position of the first occurrence of `part` at or after `from`; npos when it does not occur. The empty text is
+    /// found at `from` (when that is not past the end).
     [[nodiscard]] std::size_t find(const TString& part, std::size_t from = 0) const noexcept;
     /// `count` characters from `position`, fewer when the text ends before; empty when `position` is past the end.
     [[nodiscard]] TString substr(std::size_t position, std::size_t count = npos) const;
