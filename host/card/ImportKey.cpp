@@ -3,14 +3,11 @@
 #include <algorithm>
 
 #include "host/card/KeyLookup.h"
+#include "host/card/KeySteps.h"
 
 namespace host {
 
 namespace {
-
-const char* flag(bool value) {
-    return value ? "1" : "0";
-}
 
 std::string askingWhat(const Token& token) {
     return "asking what " + token.name() + " can do";
@@ -42,15 +39,7 @@ void importKey(Token& token, const ImportedKey& imported) {
     ScriptCall call("writeData");
     call.plain("OBJ_TYPE", "KEY_PAIR").plain("ALGOID", "1.2.840.113549.1.1.1").plain("KEYENCODING", "PKCS8.clear");
     call.secretBase64("KEYVALUE", WipedBytes(pkcs8.begin(), pkcs8.end()));
-    call.plain("TOKEN", "1").plain("PRIVATE_PRK", "1").plain("PRIVATE_PUK", "0");
-    call.plain("SENSITIVE", "1").plain("EXTRACTABLE", "0").bytes("ID", imported.id);
-    if (!imported.label.empty()) {
-        call.text("LABEL", imported.label);
-    }
-    call.plain("SIGN", flag(imported.use.signs)).plain("VERIFY", flag(imported.use.signs));
-    call.plain("DECRYPT", flag(imported.use.decrypts)).plain("ENCRYPT", flag(imported.use.decrypts));
-    // Left out, these are up to the token, and some say yes to all.
-    call.plain("SIGN_RECOVER", "0").plain("VERIFY_RECOVER", "0").plain("UNWRAP", "0").plain("WRAP", "0");
+    addKeyAttributes(call, imported.id, imported.label, imported.use);
     if (!token.run("writing the key", call)) {
         return;
     }

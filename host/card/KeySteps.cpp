@@ -78,18 +78,22 @@ void checkKeySize(const Token& token, const std::string& size) {
     }
 }
 
+void addKeyAttributes(ScriptCall& call, const std::string& id, const std::string& label, KeyUse use) {
+    call.plain("TOKEN", "1").plain("PRIVATE_PRK", "1").plain("PRIVATE_PUK", "0");
+    call.plain("SENSITIVE", "1").plain("EXTRACTABLE", "0").bytes("ID", id);
+    if (!label.empty()) {
+        call.text("LABEL", label);
+    }
+    call.plain("SIGN", flag(use.signs)).plain("VERIFY", flag(use.signs));
+    call.plain("DECRYPT", flag(use.decrypts)).plain("ENCRYPT", flag(use.decrypts));
+    // Left out, these are up to the token, and some say yes to all.
+    call.plain("SIGN_RECOVER", "0").plain("VERIFY_RECOVER", "0").plain("UNWRAP", "0").plain("WRAP", "0");
+}
+
 ObjectView generateKey(Token& token, const NewKey& key) {
     ScriptCall call("generateKeyPair");
     call.plain("ALGOID", kRsa).plain("KEYSIZE", key.size).base64("PUBLICEXPONENT", kPublicExponent);
-    call.plain("TOKEN", "1").plain("PRIVATE_PRK", "1").plain("PRIVATE_PUK", "0");
-    call.plain("SENSITIVE", "1").plain("EXTRACTABLE", "0").bytes("ID", key.id);
-    if (!key.label.empty()) {
-        call.text("LABEL", key.label);
-    }
-    call.plain("SIGN", flag(key.use.signs)).plain("VERIFY", flag(key.use.signs));
-    call.plain("DECRYPT", flag(key.use.decrypts)).plain("ENCRYPT", flag(key.use.decrypts));
-    // Left out, these are up to the token, and some say yes to all.
-    call.plain("SIGN_RECOVER", "0").plain("VERIFY_RECOVER", "0").plain("UNWRAP", "0").plain("WRAP", "0");
+    addKeyAttributes(call, key.id, key.label, key.use);
     if (!token.run("generating a key of " + key.size + " bits", call)) {
         return {};
     }

@@ -30,6 +30,10 @@ void refuseTakenId(const Token& token, const std::string& id);
 /// CardFailure unless the token makes RSA keys of this size.
 void checkKeySize(const Token& token, const std::string& size);
 
+/// Adds what every key pair of ours gets: on the token, the private key private, sensitive and not extractable, used
+/// for `use` alone. The label may be empty.
+void addKeyAttributes(ScriptCall& call, const std::string& id, const std::string& label, KeyUse use);
+
 /// Generates an RSA key pair: on the token, private, sensitive, not extractable. Returns the public key as the token
 /// shows it afterwards; without modulus in a dry run.
 [[nodiscard]] ObjectView generateKey(Token& token, const NewKey& key);
