@@ -4,6 +4,7 @@
 
 #include "host/card/KeyLookup.h"
 #include "host/card/KeySteps.h"
+#include "host/plugin/Texts.h"
 
 namespace host {
 

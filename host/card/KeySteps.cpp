@@ -21,10 +21,6 @@ const char* flag(bool value) {
 
 } // namespace
 
-std::string hexadecimalText(const std::string& bytes) {
-    return toUtf8(toHexadecimal(bytes));
-}
-
 KeyUse readKeyUse(const std::string& text) {
     KeyUse use{false, false};
     std::string_view left = text;

@@ -44,7 +44,5 @@ void nameContainer(Token& token, const std::string& id, const std::string& name)
 /// Every object with this class and identifier.
 [[nodiscard]] std::vector<ObjectView> findObjects(const std::vector<ObjectView>& objects, ObjectClass objectClass,
                                                   const std::string& id);
-/// Upper-case hexadecimal text of bytes.
-[[nodiscard]] std::string hexadecimalText(const std::string& bytes);
 
 } // namespace host

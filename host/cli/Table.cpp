@@ -23,4 +23,8 @@ std::string TextTable::text() const {
     return text;
 }
 
+std::string orDash(const std::string& text) {
+    return text.empty() ? "-" : printable(text);
+}
+
 } // namespace host

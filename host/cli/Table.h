@@ -19,4 +19,7 @@ private:
     std::vector<Row> m_rows;
 };
 
+/// A cell for text of a token: printable, and a dash when it is empty.
+[[nodiscard]] std::string orDash(const std::string& text);
+
 } // namespace host

@@ -80,6 +80,10 @@ Zel::TString toHexadecimal(std::string_view bytes) {
     return makeTString(digits);
 }
 
+std::string hexadecimalText(std::string_view bytes) {
+    return toUtf8(toHexadecimal(bytes));
+}
+
 Zel::TString toBase64(std::string_view bytes) {
     WipedText encoded(text::base64Length(bytes.size()));
     text::encodeBase64(asBytes(bytes), encoded.data());

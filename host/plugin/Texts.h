@@ -17,6 +17,8 @@ namespace host {
 
 /// Upper-case hexadecimal text of bytes, two digits each.
 [[nodiscard]] Zel::TString toHexadecimal(std::string_view bytes);
+/// The same as UTF-8.
+[[nodiscard]] std::string hexadecimalText(std::string_view bytes);
 /// Base64 text of bytes, without line breaks.
 [[nodiscard]] Zel::TString toBase64(std::string_view bytes);
 

@@ -1,7 +1,5 @@
 #include "host/cli/CardTable.h"
 
-#include <algorithm>
-
 #include "host/cli/card/CardCommands.h"
 
 namespace host {
@@ -15,12 +13,6 @@ const std::vector<CardCommand>& cardCommands() {
         removeCommand(),
     };
     return kCommands;
-}
-
-const CardCommand* findCardCommand(const std::string& name) {
-    const std::vector<CardCommand>& all = cardCommands();
-    const auto found = std::find_if(all.begin(), all.end(), [&](const CardCommand& c) { return c.name == name; });
-    return found == all.end() ? nullptr : &*found;
 }
 
 } // namespace host

@@ -2,6 +2,7 @@
 
 #include "host/card/KeySteps.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
 
 namespace host {
 

@@ -1,5 +1,7 @@
 #include "host/cli/card/CardRun.h"
 
+#include <algorithm>
+
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
 
@@ -75,6 +77,12 @@ CardFailure plainFailure(ExitStatus status, const CardCommand& command, const st
 }
 
 } // namespace
+
+const CardCommand* findCardCommand(const std::string& name) {
+    const std::vector<CardCommand>& all = cardCommands();
+    const auto found = std::find_if(all.begin(), all.end(), [&](const CardCommand& c) { return c.name == name; });
+    return found == all.end() ? nullptr : &*found;
+}
 
 ExitStatus runCardCommand(const CardCommand& command, const Options& options, const Output& output) {
     std::optional<CardRun> run;

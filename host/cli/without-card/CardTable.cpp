@@ -1,18 +1,13 @@
 #include "host/cli/CardTable.h"
 
+#include "host/cli/card/CardCommands.h"
+
 namespace host {
 
+// What looks at tokens and needs no library for certificates.
 const std::vector<CardCommand>& cardCommands() {
-    static const std::vector<CardCommand> kNone;
-    return kNone;
-}
-
-const CardCommand* findCardCommand(const std::string& /*name*/) {
-    return nullptr;
-}
-
-ExitStatus runCardCommand(const CardCommand& /*command*/, const Options& /*options*/, const Output& /*output*/) {
-    return ExitStatus::Usage;
+    static const std::vector<CardCommand> kCommands = {readersCommand(), statusCommand()};
+    return kCommands;
 }
 
 } // namespace host
