@@ -35,6 +35,10 @@ public:
     /// Returns true when others than the owner have any right to the file that is open here. Always false on Windows.
     [[nodiscard]] bool isOpenToOthers() const noexcept;
 
+    /// Returns true when this is the file or pipe that descriptor 0 reads, opened by a name such as "/dev/stdin".
+    /// Always false on Windows.
+    [[nodiscard]] bool isStandardInput() const noexcept;
+
     /// Goes back to the beginning. Returns false where there is no way back: in a pipe, at a terminal.
     [[nodiscard]] bool rewind() noexcept;
 

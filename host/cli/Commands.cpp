@@ -178,8 +178,14 @@ ExitStatus runScript(const Options& options, const Output& output) {
 }
 
 platform::InputStream openJob(const Options& options) {
-    std::optional<platform::InputStream> input =
-        options.job == "-" ? platform::InputStream::takeStandardInput() : platform::InputStream::open(options.job);
+    std::optional<platform::InputStream> input;
+    if (options.job != "-") {
+        input = platform::InputStream::open(options.job);
+    }
+    // Under whatever name: a step that reads a secret from descriptor 0 must not get the job.
+    if (options.job == "-" || (input && input->isStandardInput())) {
+        input = platform::InputStream::takeStandardInput();
+    }
     if (!input) {
         throw UsageError("cannot open the job \"" + options.job + "\": " + platform::InputStream::lastError());
     }

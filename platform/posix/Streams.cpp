@@ -107,6 +107,10 @@ bool InputStream::isOpenToOthers() const noexcept {
     return ::fstat(m_descriptor, &info) == 0 && S_ISREG(info.st_mode) && (info.st_mode & (S_IRWXG | S_IRWXO)) != 0;
 }
 
+bool InputStream::isStandardInput() const noexcept {
+    return FileIdentity(m_descriptor).isStill(STDIN_FILENO);
+}
+
 std::string InputStream::lastError() {
     return std::generic_category().message(errno);
 }

@@ -139,6 +139,10 @@ bool InputStream::isOpenToOthers() const noexcept {
     return false;
 }
 
+bool InputStream::isStandardInput() const noexcept {
+    return false;
+}
+
 std::string InputStream::lastError() {
     return std::generic_category().message(errno);
 }
