@@ -18,7 +18,7 @@
 #include "host/scripts/JobCheck.h"
 #include "host/scripts/Scripts.h"
 #include "host/scripts/Session.h"
-#include "platform/Console.h"
+#include "platform/Interruption.h"
 #include "platform/Streams.h"
 #include "ry/rylog.h"
 #include "ry/rylogFault.h"
@@ -37,9 +37,28 @@ ExitStatus writeResult(const Output& output, const std::string& text, ExitStatus
     return status == ExitStatus::Success ? ExitStatus::Failed : status;
 }
 
-/// A trace on the same terminal would break the spinner's line.
-bool wantsSpinner(const Options& options) {
-    return platform::errorsGoToTerminal() && options.trace != "-";
+/// What a person reads while the command is under way.
+std::string activityOf(const Options& options) {
+    constexpr std::string_view kSize = "KEYSIZE=";
+    constexpr std::array<std::pair<std::string_view, const char*>, 9> kActivities = {{
+        {"generateKeyPair", "generating a key pair on the token"},
+        {"init", "initialising the token"},
+        {"recycle", "initialising the token"},
+        {"initAuthenticator", "setting the PIN"},
+        {"changeAuthenticator", "changing the PIN"},
+        {"unlockAuthenticator", "unlocking the PIN"},
+        {"writeData", "writing to the token"},
+        {"removeData", "removing from the token"},
+        {"signData", "signing on the token"},
+    }};
+    const auto* entry = std::find_if(kActivities.begin(), kActivities.end(),
+                                     [&](const auto& activity) { return options.command == activity.first; });
+    for (const std::string& argument : options.arguments) {
+        if (options.command == "generateKeyPair" && argument.substr(0, kSize.size()) == kSize) {
+            return "generating a key of " + printable(argument.substr(kSize.size())) + " bits on the token";
+        }
+    }
+    return entry == kActivities.end() ? options.command : entry->second;
 }
 
 PluginLibrary loadPlugin(const Options& options) {
@@ -142,7 +161,7 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
     }
     const PluginLibrary library = loadPlugin(options);
     std::optional<ScriptAnswer> answer;
-    std::optional<Spinner> spinner(std::in_place, options.command, wantsSpinner(options), output.message);
+    std::optional<Spinner> spinner(std::in_place, activityOf(options), showsProgress(options), output.message);
     Session session(library.plugin(), options.choice);
     if (options.reader) {
         answer = chooseReader(session, *options.reader, options.choice.readerPrefix.value_or(""));
@@ -157,7 +176,7 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
     if (isReaderFine && !isAnswered && options.command == "removeData" && !options.raw && !options.yes) {
         spinner.reset();
         confirmRemoval(output, *parameters);
-        spinner.emplace(options.command, wantsSpinner(options), output.message);
+        spinner.emplace(activityOf(options), showsProgress(options), output.message);
     }
     if (isReaderFine && !isAnswered) {
         answer = session.run(options.command, std::move(parameters));
@@ -166,7 +185,7 @@ ExitStatus withSession(const Options& options, const Output& output, std::option
     return answerScript(options, output, *answer);
 }
 
-ExitStatus runScript(const Options& options, const Output& output) {
+ExitStatus runScriptCommand(const Options& options, const Output& output) {
     ParameterList parameters;
     if (options.raw) {
         parameters = readArguments(options.arguments);
@@ -175,6 +194,20 @@ ExitStatus runScript(const Options& options, const Output& output) {
         parameters = readStrictly(*findScript(options.command), options.arguments, options.reader.has_value());
     }
     return withSession(options, output, parameters.isEmpty() ? std::nullopt : std::optional(std::move(parameters)));
+}
+
+ExitStatus runScript(const Options& options, const Output& output) {
+    const std::string name = "\"" + options.command + "\"";
+    ExitStatus status = ExitStatus::Success;
+    try {
+        status = runScriptCommand(options, output);
+    } catch (const Interrupted&) {
+        throw Interrupted(" before " + name + " was begun; the token is as it was");
+    }
+    if (platform::interruption() != 0) {
+        throw Interrupted("; " + name + " was under way and has ended as its answer says, and nothing more was begun");
+    }
+    return status;
 }
 
 platform::InputStream openJob(const Options& options) {
@@ -251,12 +284,16 @@ ExitStatus runJob(const Options& options, const Output& output) {
     const PluginLibrary library = loadPlugin(options);
     JobOptions jobOptions;
     jobOptions.stopOnError = options.stopOnError;
-    jobOptions.spinner = wantsSpinner(options);
+    jobOptions.spinner = showsProgress(options);
     if (!options.choice.module.empty()) {
         jobOptions.creationParameters = creationParameters(options.choice);
     }
     Job job(library.plugin(), output, std::move(jobOptions));
-    return job.run(reader);
+    try {
+        return job.run(reader);
+    } catch (const Interrupted&) {
+        throw Interrupted("; the steps that are answered have been carried out, and nothing more was begun");
+    }
 }
 
 ExitStatus withoutArguments(const Options& options, const Output& output) {
@@ -346,8 +383,8 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Output& o
         const ExitStatus status = runCommand(std::get<Options>(options), output);
         endIfInterrupted();
         return status;
-    } catch (const Interrupted&) {
-        complain(output, "interrupted; what was under way has ended, and nothing more was begun");
+    } catch (const Interrupted& interrupted) {
+        complain(output, interrupted.what());
         return ExitStatus::Failed;
     } catch (const UsageError& error) {
         complain(output, error.what());

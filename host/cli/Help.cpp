@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "host/plugin/Texts.h"
+#include "host/scripts/Parameters.h"
+#include "platform/Console.h"
 
 namespace host {
 
@@ -55,12 +57,64 @@ std::vector<HelpRow> parameterRows(const Script& script) {
     return rows;
 }
 
-std::string exampleOf(const Script& script) {
-    std::string text = std::string("  p11host --reader R ") + script.name;
-    for (const std::string& line : linesOf(script.example)) {
-        text += " \\\n    " + line;
+std::string scriptHelp(const Script& script, std::size_t width) {
+    std::vector<HelpRow> outputs;
+    for (const ScriptOutput& output : script.outputs) {
+        outputs.push_back({output.id, output.help});
     }
-    return *script.example == '\0' ? "" : "Example:\n" + text + "\n";
+    std::string example;
+    for (const std::string& line : exampleLines(script)) {
+        example += "  " + line + "\n";
+    }
+    return table("Parameters", parameterRows(script), width) + table("Answers, beside ERROR", outputs, width) +
+           paragraphs("Typical errors", script.errors, width) + paragraphs("Notes", script.notes, width) +
+           (example.empty() ? "" : "Example:\n" + example);
+}
+
+std::vector<HelpRow> optionRows(const std::vector<OptionRow>& options) {
+    std::vector<HelpRow> rows;
+    for (const OptionRow& option : options) {
+        rows.push_back({option.value.empty() ? option.name : option.name + " " + option.value, option.help});
+    }
+    return rows;
+}
+
+std::vector<HelpRow> operandRows(const std::vector<OperandRow>& operands) {
+    std::vector<HelpRow> rows;
+    for (const OperandRow& operand : operands) {
+        if (!operand.help.empty()) {
+            rows.push_back({operand.name, operand.help});
+        }
+    }
+    return rows;
+}
+
+std::vector<HelpRow> kindRows() {
+    std::vector<HelpRow> rows = {{"ID=VALUE", "a word, 1 or 0, as it stands"}};
+    for (const ParameterKind& kind : parameterKinds()) {
+        const std::string help = kind.help;
+        const std::size_t end = help.find(' ');
+        rows.push_back({"ID=" + help.substr(0, end), help.substr(help.find_first_not_of(' ', end))});
+    }
+    return rows;
+}
+
+std::vector<HelpRow> commandRows(bool areScripts) {
+    std::vector<HelpRow> rows;
+    for (const CommandRow& command : commandTable()) {
+        if ((command.script != nullptr) == areScripts) {
+            rows.push_back({command.name, command.summary});
+        }
+    }
+    return rows;
+}
+
+std::vector<HelpRow> statusRows() {
+    std::vector<HelpRow> rows;
+    for (const StatusRow& row : statusTable()) {
+        rows.push_back({row.status, row.meaning});
+    }
+    return rows;
 }
 
 } // namespace
@@ -69,6 +123,10 @@ std::string wrapped(std::string_view text, std::size_t width, std::size_t indent
     std::string result;
     const std::size_t room = width > indent + 1 ? width - indent : 1;
     for (const std::string& line : linesOf(text)) {
+        if (line.substr(0, 1) == " ") {
+            result += line + "\n";
+            continue;
+        }
         for (const std::string& piece : broken(line, room)) {
             result.append(piece.empty() ? 0 : indent, ' ').append(piece).append("\n");
         }
@@ -105,14 +163,42 @@ std::string meaningOf(const ScriptParameter& parameter) {
     return objects.empty() ? text : text + " (" + joined(objects) + ")";
 }
 
-std::string scriptHelp(const Script& script, std::size_t width) {
-    std::vector<HelpRow> outputs;
-    for (const ScriptOutput& output : script.outputs) {
-        outputs.push_back({output.id, output.help});
+std::vector<std::string> exampleLines(const Script& script) {
+    std::vector<std::string> lines = linesOf(script.example);
+    if (!lines.empty()) {
+        lines.insert(lines.begin(), std::string("p11host --reader R ") + script.name);
     }
-    return table("Parameters", parameterRows(script), width) + table("Answers, beside ERROR", outputs, width) +
-           paragraphs("Typical errors", script.errors, width) + paragraphs("Notes", script.notes, width) +
-           exampleOf(script);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        lines[i] = (i == 0 ? "" : "  ") + lines[i] + (i + 1 < lines.size() ? " \\" : "");
+    }
+    return lines;
+}
+
+std::string programHelp(std::size_t width) {
+    return wrapped("Drives a token through the PKCS #11 plug-in: readers, PINs, keys, certificates, signatures.", width,
+                   0) +
+           "\nUsage: p11host [OPTIONS] COMMAND\n\n" + table("Options", optionRows(commonOptions()), width) + "\n" +
+           table("Commands", commandRows(false), width) + "\n" +
+           table("Scripts of the plug-in", commandRows(true), width) + "\n" +
+           table("Values of scripts", kindRows(), width) + "\n" + table("Exit status", statusRows(), width) +
+           "\n\"p11host help COMMAND\" explains a command.\n";
+}
+
+std::string commandHelp(const CommandRow& command, std::size_t width) {
+    std::string text = wrapped(command.name + ": " + command.summary, width, 0) + "\n" +
+                       wrapped("Usage: p11host [OPTIONS] " + usageOf(command), width, 0) + "\n" +
+                       wrapped(command.notes, width, 0) + (command.notes.empty() ? "" : "\n");
+    text += table("Arguments", operandRows(command.operands), width);
+    text += table("Options", optionRows(command.options), width);
+    if (command.script != nullptr) {
+        text += scriptHelp(*command.script, width) + table("Values", kindRows(), width);
+    }
+    return text + wrapped("\"p11host help\" explains the options that every command takes.", width, 0);
+}
+
+std::size_t helpWidth() {
+    const std::size_t terminal = platform::terminalColumns();
+    return terminal == 0 ? kHelpWidth : std::clamp<std::size_t>(terminal, 40, kHelpWidth);
 }
 
 } // namespace host

@@ -27,6 +27,7 @@ struct Options {
     bool yes = false;         ///< the person's answer to what would be asked
     std::string command;
     std::vector<std::string> arguments; ///< ID=VALUE of a script
+    std::string topic;                  ///< of "help": a command
     std::string job;                    ///< of "run": a file, or "-"
     CardArguments card;                 ///< of a card command
 };
@@ -40,6 +41,10 @@ struct NothingToDo {
 
 /// A variable of the environment that is no secret; empty when it is not set.
 [[nodiscard]] std::string environmentText(const char* name);
+
+/// Whether a line on standard error may say what is under way. A trace on the same terminal would break it, and a dumb
+/// terminal cannot go back in it.
+[[nodiscard]] bool showsProgress(const Options& options);
 
 /// Reads the arguments (UTF-8, without the program's name).
 [[nodiscard]] std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments);

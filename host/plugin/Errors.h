@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace host {
 
@@ -23,10 +24,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The program was asked to end, for example by Ctrl-C. The script under way has ended, and no other one begins.
+/// The program was asked to end, for example by Ctrl-C. The script under way has ended, and no other one begins. The
+/// message says so, and what state the token is in as far as that is known.
 class Interrupted : public std::runtime_error {
 public:
-    Interrupted() : std::runtime_error("interrupted") {}
+    Interrupted() : std::runtime_error("interrupted; what was under way has ended, and nothing more was begun") {}
+    explicit Interrupted(const std::string& state) : std::runtime_error("interrupted" + state) {}
 };
 
 /// Throws Interrupted when an interruption was noted.

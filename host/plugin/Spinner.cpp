@@ -36,7 +36,7 @@ void Spinner::turn(std::chrono::milliseconds delay) {
             std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
         std::string line = "\r";
         line += kPhases[phase % kPhases.size()];
-        line.append(" ").append(m_label).append(" ... ").append(std::to_string(seconds)).append(" s");
+        line.append(" ").append(m_label).append(", ").append(std::to_string(seconds)).append(" s");
         width = columns(line) - 1;
         m_write(line);
         stopped = m_stop.wait_for(lock, kPause, [this] { return m_stopped; });

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -151,6 +152,11 @@ std::optional<std::size_t> askTerminal(Echo echo, const char* prompt, char* line
 }
 
 } // namespace
+
+std::size_t terminalColumns() noexcept {
+    struct winsize size = {};
+    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
 
 bool errorsGoToTerminal() noexcept {
     return ::isatty(STDERR_FILENO) == 1;

@@ -81,6 +81,14 @@ std::optional<std::size_t> askConsole(DWORD echo, const char* prompt, char* line
 
 } // namespace
 
+std::size_t terminalColumns() noexcept {
+    CONSOLE_SCREEN_BUFFER_INFO info = {};
+    const bool isKnown = ::GetConsoleScreenBufferInfo(::GetStdHandle(STD_ERROR_HANDLE), &info) != FALSE;
+    return isKnown && info.srWindow.Right >= info.srWindow.Left
+               ? static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1)
+               : 0;
+}
+
 bool errorsGoToTerminal() noexcept {
     DWORD mode = 0;
     return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;

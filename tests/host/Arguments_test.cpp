@@ -31,9 +31,22 @@ TEST(Arguments, helpGoesToStandardOutputAndNamesEveryCommandAndStatus) {
     EXPECT_EQ(help.errors, "");
     for (const char* word : {"--plugin", "--module", "--reader-prefix", "--reader", "--trace", "--trace-levels",
                              "--json", "readers", "info", "scripts", "run", "getReaderList", "writeData",
-                             "endSynchronization", "prompt:", "8  a parameter is missing"}) {
+                             "endSynchronization", "prompt:", "a parameter is missing or bad"}) {
         EXPECT_THAT(help.output, HasSubstr(word));
     }
+}
+
+TEST(Arguments, helpAndTheVersionHaveSeveralNames) {
+    EXPECT_EQ(host({"help"}).output, host({"--help"}).output);
+    EXPECT_EQ(host({"help", "signData"}).output, host({"signData", "-h"}).output);
+    EXPECT_EQ(host({"-V"}).output, host({"--version"}).output);
+    EXPECT_THAT(host({"-V"}).output, ::testing::StartsWith("p11host "));
+    const Outcome unknown = host({"help", "sigData"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.errors, "p11host: there is no command \"sigData\" (did you mean \"signData\"?).\n");
+    const Outcome nothing = host({});
+    EXPECT_EQ(nothing.status, 2);
+    EXPECT_EQ(nothing.errors.substr(0, host({"help"}).output.size()), host({"help"}).output);
 }
 
 TEST(Arguments, aValueThatNamesACommandIsNoSecondCommand) {

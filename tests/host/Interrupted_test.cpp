@@ -33,8 +33,8 @@ TEST(Interrupted, theScriptEndsFirst) {
     EXPECT_THAT(child.readAll(), HasSubstr("{\"script\":\"writeData\",\"response\":{\"id\":\"0\""));
     EXPECT_EQ(child.wait(), 130);
     EXPECT_THAT(calls.content(), EndsWith("terminate\nfreeInstance\n"));
-    EXPECT_THAT(child.errors(), EndsWith("p11host: interrupted; what was under way has ended, and nothing more was "
-                                         "begun\n"));
+    EXPECT_THAT(child.errors(), EndsWith("p11host: interrupted; \"writeData\" was under way and has ended as its "
+                                         "answer says, and nothing more was begun\n"));
 }
 
 TEST(Interrupted, aJobEndsBehindTheStepThatIsUnderWay) {

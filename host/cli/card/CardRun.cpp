@@ -5,7 +5,6 @@
 
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
-#include "platform/Console.h"
 
 namespace host {
 
@@ -55,8 +54,7 @@ CardRun::CardRun(const CardCommand& /*command*/, const Options& options, const O
     : m_options(options), m_choice(choiceOf(options)),
       m_module(moduleOf(options, m_choice)), m_rules{.isDryRun = options.card.has("--dry-run"),
                                                      .lastTry = lastTryOf(options.card),
-                                                     .showsProgress =
-                                                         platform::errorsGoToTerminal() && options.trace != "-"},
+                                                     .showsProgress = showsProgress(options)},
       m_person(output) {}
 
 std::optional<std::string> CardRun::id() const {

@@ -80,6 +80,11 @@ TEST_F(Terminal, aQuestionStandsThereOnceAndHasOneColon) {
     EXPECT_THAT(shown, Not(HasSubstr("::")));
 }
 
+TEST_F(Terminal, anInterruptAtThePromptSaysThatTheTokenIsAsItWas) {
+    EXPECT_THAT(onTerminal(sign({"PIN=prompt:"}), "PIN: ", "12\x03"),
+                HasSubstr("p11host: interrupted before \"writeData\" was begun; the token is as it was"));
+}
+
 TEST_F(Terminal, anInterruptAtThePromptEndsTheProgram) {
     const std::string shown = onTerminal(sign({"PIN=prompt:"}), "PIN: ", "12\x03");
     EXPECT_THAT(shown, HasSubstr("status 130"));
@@ -88,10 +93,18 @@ TEST_F(Terminal, anInterruptAtThePromptEndsTheProgram) {
 }
 
 TEST_F(Terminal, aSlowOperationTurnsASpinnerAndCleansItUp) {
-    const std::string shown = onTerminal(sign({"SLEEP=1200"}));
+    Words arguments = sign({"SLEEP=1200"});
+    arguments.insert(arguments.begin(), {"/usr/bin/env", "TERM=xterm"});
+    const std::string shown = onTerminal(arguments);
     // How often it turns and which second it shows depends on what else the machine does.
-    EXPECT_THAT(shown, ContainsRegex("\r[-|/\\\\] writeData \\.\\.\\. [0-9]+ s"));
-    EXPECT_THAT(shown, HasSubstr("\r                   \r"));
+    EXPECT_THAT(shown, ContainsRegex("\r[-|/\\\\] writing to the token, [0-9]+ s"));
+    EXPECT_THAT(shown, HasSubstr("\r                           \r"));
+}
+
+TEST_F(Terminal, aDumbOneShowsNoSpinner) {
+    Words arguments = sign({"SLEEP=1200"});
+    arguments.insert(arguments.begin(), {"/usr/bin/env", "TERM=dumb"});
+    EXPECT_THAT(onTerminal(arguments), Not(HasSubstr("writing to the token")));
 }
 
 TEST(Descriptors, withoutATerminalAPromptIsRefusedAndSaysWhatToDo) {
