@@ -185,13 +185,16 @@ std::string programHelp(std::size_t width) {
 }
 
 std::string commandHelp(const CommandRow& command, std::size_t width) {
-    std::string text = wrapped(command.name + ": " + command.summary, width, 0) + "\n" +
-                       wrapped("Usage: p11host [OPTIONS] " + usageOf(command), width, 0) + "\n" +
-                       wrapped(command.notes, width, 0) + (command.notes.empty() ? "" : "\n");
-    text += table("Arguments", operandRows(command.operands), width);
-    text += table("Options", optionRows(command.options), width);
-    if (command.script != nullptr) {
-        text += scriptHelp(*command.script, width) + table("Values", kindRows(), width);
+    const std::vector<std::string> parts = {wrapped(command.name + ": " + command.summary, width, 0),
+                                            wrapped("Usage: p11host [OPTIONS] " + usageOf(command), width, 0),
+                                            wrapped(command.notes, width, 0),
+                                            table("Arguments", operandRows(command.operands), width),
+                                            table("Options", optionRows(command.options), width),
+                                            command.script == nullptr ? "" : scriptHelp(*command.script, width),
+                                            command.script == nullptr ? "" : table("Values", kindRows(), width)};
+    std::string text;
+    for (const std::string& part : parts) {
+        text += part.empty() ? "" : part + "\n";
     }
     return text + wrapped("\"p11host help\" explains the options that every command takes.", width, 0);
 }

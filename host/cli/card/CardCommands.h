@@ -23,5 +23,6 @@ namespace host {
 [[nodiscard]] CardCommand verifyCommand();
 [[nodiscard]] CardCommand nameContainerCommand();
 [[nodiscard]] CardCommand removeCommand();
+[[nodiscard]] CardCommand completeCommand();
 
 } // namespace host

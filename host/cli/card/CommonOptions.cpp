@@ -11,7 +11,7 @@ constexpr std::initializer_list<CardOption> kChoice = {
 };
 
 constexpr std::initializer_list<CardOption> kCare = {
-    {"--last-try", "WHAT", "With one try left: stop, ask (default) or go"},
+    {"--last-try", "stop|ask|go", "What to do with one try left; default: ask"},
     {"--dry-run", "", "Check everything and show the scripts; call nothing that writes"},
 };
 

@@ -11,8 +11,8 @@
 
 namespace host {
 
-inline constexpr CardOption kFormatOption = {"--format", "FORM", "pem (default) or der"};
-inline constexpr CardOption kHashOption = {"--hash", "NAME", "sha1, sha224, sha256 (default), sha384 or sha512"};
+inline constexpr CardOption kFormatOption = {"--format", "pem|der", "Default: pem"};
+inline constexpr CardOption kHashOption = {"--hash", "sha1|sha224|sha256|sha384|sha512", "Default: sha256"};
 
 /// `file "a.pem"`, as errors name it.
 [[nodiscard]] std::string fileName(const std::string& path);

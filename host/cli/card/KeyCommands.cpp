@@ -119,8 +119,8 @@ CardCommand generateKeyCommand() {
             {},
             withPin({kIdOption,
                      {"--label", "TEXT", "Label of both keys"},
-                     {"--size", "BITS", "1024 or 2048 (default)"},
-                     {"--use", "USES", "sign, decrypt or sign,decrypt (default)"},
+                     {"--size", "1024|2048", "Bits; default: 2048"},
+                     {"--use", "sign|decrypt|sign,decrypt", "Default: both"},
                      kPinOption,
                      {"--out", "FILE", "Write the public key as PEM into FILE"}}),
             std::string("The private key is private, sensitive and not extractable: it never leaves the\n"

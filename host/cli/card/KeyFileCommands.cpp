@@ -53,7 +53,7 @@ CardCommand importKeyCommand() {
             {{"FILE", "PKCS #8 in PEM or DER, plain or encrypted; PKCS #1 likewise"}},
             withPin({{"--id", "HEX", "Identifier; default: the key's own, as certificates have it"},
                      {"--label", "TEXT", "Label of both keys"},
-                     {"--use", "USES", "sign, decrypt or sign,decrypt (default)"},
+                     {"--use", "sign|decrypt|sign,decrypt", "Default: both"},
                      {"--passphrase", "SOURCE", "Of an encrypted file; default: prompt"},
                      kPinOption,
                      {"--out", "FILE", "Write the public key as PEM into FILE"}}),

@@ -98,8 +98,12 @@ ExitStatus runCardCommand(const CardCommand& command, const Options& options, co
         failure.result = error.result();
         return fail(command, options, output, failure, doneSoFar(run ? &*run : nullptr));
     } catch (const Interrupted&) {
-        for (const std::string& step : doneSoFar(run ? &*run : nullptr)) {
+        const std::vector<std::string> done = doneSoFar(run ? &*run : nullptr);
+        for (const std::string& step : done) {
             output.message("p11host: done before the interruption: " + step + "\n");
+        }
+        if (done.empty()) {
+            throw Interrupted(" before anything was changed; the token is as it was");
         }
         throw;
     } catch (const UsageError& error) {

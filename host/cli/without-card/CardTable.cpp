@@ -6,7 +6,7 @@ namespace host {
 
 // What looks at tokens and needs no library for certificates.
 const std::vector<CardCommand>& cardCommands() {
-    static const std::vector<CardCommand> kCommands = {readersCommand(), statusCommand()};
+    static const std::vector<CardCommand> kCommands = {readersCommand(), statusCommand(), completeCommand()};
     return kCommands;
 }
 

@@ -118,6 +118,7 @@ TEST_F(CardTerminal, anInterruptAtAQuestionEndsTheProgram) {
     ASSERT_EQ(host({"init-token", "--label", "alice", "--so-pin", officer, "--no-user-pin"}).status, 0);
     const std::string shown = onTerminal({"set-pin", "--so-pin", officer}, {{"New user PIN", "12\x03"}});
     EXPECT_THAT(shown, HasSubstr("status 130"));
+    EXPECT_THAT(shown, HasSubstr("p11host: interrupted before anything was changed; the token is as it was"));
     EXPECT_THAT(host({"status", "--json"}).output, HasSubstr("\"state\":\"no-user-pin\""));
 }
 
