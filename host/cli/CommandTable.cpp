@@ -7,7 +7,7 @@ namespace host {
 
 namespace {
 
-const OptionRow kRaw = {"--raw", "", "pass the arguments unchanged and unchecked"};
+const OptionRow kRaw = {"--raw", "", "Pass the arguments unchanged and unchecked"};
 
 /// The lines of a paragraph as one line: the width of help decides where it is broken.
 std::string joinedLines(const std::string& notes) {
@@ -36,8 +36,8 @@ CommandRow cardCommand(const CardCommand& command) {
 CommandRow scriptCommand(const Script& script) {
     CommandRow row = {script.name, script.summary, {{"[ID=VALUE...]", ""}}, {kRaw}, "", &script};
     if (row.name == "removeData") {
-        row.options.push_back({"--all", "", "remove everything when no search parameter is given"});
-        row.options.push_back({"--yes", "", "remove without asking"});
+        row.options.push_back({"--all", "", "Remove everything when no search parameter is given"});
+        row.options.push_back({"--yes", "", "Remove without asking"});
     }
     return row;
 }
@@ -53,9 +53,9 @@ std::vector<CommandRow> ownCommands() {
         {"scripts", "list the scripts", {}, {}, "Each script is a command of its own.\n"},
         {"run",
          "carry out a job of many steps",
-         {{"JOB", "a file, or \"-\" for standard input"}},
-         {{"--check", "", "look for errors in the job and call nothing"},
-          {"--stop-on-error", "", "end the job after the first failed step"}},
+         {{"JOB", "A file, or \"-\" for standard input"}},
+         {{"--check", "", "Look for errors in the job and call nothing"},
+          {"--stop-on-error", "", "End the job after the first failed step"}},
          jobNotes()},
         {"help", "explain the program or a command", {{"[COMMAND]", ""}}, {}, ""},
     };
@@ -65,15 +65,15 @@ std::vector<CommandRow> ownCommands() {
 
 const std::vector<OptionRow>& commonOptions() {
     static const std::vector<OptionRow> kOptions = {
-        {"--plugin", "FILE", "the plug-in; default: beside the program or in ../lib"},
-        {"--module", "FILE", "the PKCS #11 module; default: environment P11HOST_MODULE"},
-        {"--reader-prefix", "TEXT", "prefix that reader names carry"},
-        {"--reader", "TEXT", "the reader to work on, as \"readers\" shows it"},
-        {"--trace", "FILE", "trace as JSON lines into FILE; \"-\": as text on standard error"},
-        {"--trace-levels", "MASK", "sum of 1 failures, 2 calls, 4 values, 8 entries, 16 exits; default: 31"},
-        {"--json", "", "machine-readable output"},
-        {"--version", "", "show the version, also -V"},
-        {"--help", "", "explain the program or the command, also -h"},
+        {"--plugin", "FILE", "The plug-in; default: beside the program or in ../lib"},
+        {"--module", "FILE", "The PKCS #11 module; default: environment P11HOST_MODULE"},
+        {"--reader-prefix", "TEXT", "Prefix that reader names carry"},
+        {"--reader", "TEXT", "The reader to work on, as \"readers\" shows it"},
+        {"--trace", "FILE", "Trace as JSON lines into FILE; \"-\": as text on standard error"},
+        {"--trace-levels", "MASK", "Sum of 1 failures, 2 calls, 4 values, 8 entries, 16 exits; default: 31"},
+        {"--json", "", "Machine-readable output"},
+        {"--version", "", "Show the version, also -V"},
+        {"--help", "", "Explain the program or the command, also -h"},
     };
     return kOptions;
 }
