@@ -82,7 +82,12 @@ void cutLineEnd(WipedBytes& text) {
 
 /// The first line of a text, for a secret that is kept in a file or printed by a program.
 WipedBytes firstLineOf(WipedBytes text, const std::string& what) {
-    if (std::string_view(text.data(), text.size()).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+    const std::string_view view(text.data(), text.size());
+    // Windows programs write it; as a PIN its bytes would cost a try.
+    if (view.substr(0, 2) == "\xFF\xFE" || view.substr(0, 2) == "\xFE\xFF") {
+        throw UsageError(what + " is UTF-16; write it as UTF-8");
+    }
+    if (view.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         text.erase(text.begin(), text.begin() + kByteOrderMark.size());
     }
     const auto end = std::find(text.begin(), text.end(), '\n');

@@ -1,0 +1,13 @@
+# CPack runs this when the files are installed, before it packs them. The same sources make the same packages: the time
+# in them is that of the commit, or without a repository of the list of changes, and whoever makes them may have any mask
+# of modes.
+if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
+  execute_process(COMMAND git -C ${CMAKE_CURRENT_LIST_DIR} log -1 --format=%ct OUTPUT_VARIABLE time
+                  OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    file(TIMESTAMP ${CMAKE_CURRENT_LIST_DIR}/../CHANGELOG.md time "%s" UTC)
+  endif()
+  set(ENV{SOURCE_DATE_EPOCH} ${time})
+endif()
+file(CHMOD_RECURSE ${CPACK_TEMPORARY_INSTALL_DIRECTORY}
+     DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
