@@ -57,7 +57,7 @@ TEST_F(SecretFiles, giveTheirFirstLine) {
 }
 
 TEST_F(SecretFiles, areRefusedInUtf16) {
-    for (const std::string contents : {std::string("\xFF\xFE\x31\x00", 4), std::string("\xFE\xFF\x00\x31", 4)}) {
+    for (const std::string& contents : {std::string("\xFF\xFE\x31\x00", 4), std::string("\xFE\xFF\x00\x31", 4)}) {
         const std::string name = file(contents);
         EXPECT_EQ(refusalOfSecret([&] { return secretFromFile(name); }),
                   "file \"" + name + "\" is UTF-16; write it as UTF-8");
