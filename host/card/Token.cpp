@@ -102,4 +102,8 @@ std::optional<ScriptAnswer> Token::run(const std::string& doing, const ScriptCal
     return answer;
 }
 
+void Token::note(std::string step) {
+    m_done.push_back(std::move(step));
+}
+
 } // namespace host

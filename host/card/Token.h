@@ -62,7 +62,7 @@ public:
     std::optional<ScriptAnswer> run(const std::string& doing, const ScriptCall& call);
 
     /// Notes a step that is done, as a clause of its own: "the token is initialised".
-    void note(std::string step) { m_done.push_back(std::move(step)); }
+    void note(std::string step);
     [[nodiscard]] const std::vector<std::string>& done() const noexcept { return m_done; }
     /// The scripts of a dry run, as they would be called.
     [[nodiscard]] const std::vector<std::string>& planned() const noexcept { return m_planned; }
