@@ -161,6 +161,22 @@ TEST_F(View, takesNoAttributeOfAnAbsurdLength) {
     Fake::module().unhook(Function::C_GetAttributeValue);
 }
 
+TEST_F(View, takesAnExceptionForAFailure) {
+    const auto failure = [&] {
+        try {
+            static_cast<void>(view().slots());
+        } catch (const ModuleError& error) {
+            return error.function() + " " + error.result();
+        }
+        return std::string("none");
+    };
+    Fake::module().hook<Function::C_GetSlotInfo>([](CK_SLOT_ID, CK_SLOT_INFO*) -> CK_RV { throw 1; });
+    EXPECT_EQ(failure(), "C_GetSlotInfo CKR_GENERAL_ERROR");
+    Fake::module().hook<Function::C_GetSlotInfo>([](CK_SLOT_ID, CK_SLOT_INFO*) -> CK_RV { throw std::bad_alloc(); });
+    EXPECT_EQ(failure(), "C_GetSlotInfo CKR_HOST_MEMORY");
+    Fake::module().unhook(Function::C_GetSlotInfo);
+}
+
 TEST_F(View, saysWhichCallFailedAndCopesWithMissingFunctions) {
     host::Token& card = token();
     Fake::module().answerNext(Function::C_OpenSession, CKR_DEVICE_REMOVED);
