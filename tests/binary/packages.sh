@@ -4,6 +4,8 @@ version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
 builds=$build
 pack=(cmake --build "$build" --target package)
 packages=$build/package other_lock=$work/lock
+# Blanks and letters beyond ASCII: a customer's folders have them.
+made="$work/made – für alle"
 if [ "$(basename "$build")" = windows-msvc ]; then
   # The packages for Windows carry both builds.
   builds="$root/build/windows $build"
@@ -12,15 +14,15 @@ if [ "$(basename "$build")" = windows-msvc ]; then
 fi
 
 pack_locked() {
-  flock 8 && flock 9 && rm -f "$packages"/zel-* && "${pack[@]}" && cp "$packages"/zel-* "$work/made"
+  flock 8 && flock 9 && rm -f "$packages"/zel-* && "${pack[@]}" && cp "$packages"/zel-* "$made"
 } 8>"$other_lock" 9>"$build.lock"
 
 # Makes the packages, not while somebody else builds or packs there, and sets $archive to a copy of the archive in
-# $work/made. What the system installs is beside it.
+# $made. What the system installs is beside it.
 make_packages() {
-  mkdir "$work/made"
+  mkdir "$made"
   check "the packages are made" pack_locked
-  archive=$(find "$work/made" -name "zel-coe-pkcs11-$version-*" \( -name '*.zip' -o -name '*.tar.gz' \))
+  archive=$(find "$made" -name "zel-coe-pkcs11-$version-*" \( -name '*.zip' -o -name '*.tar.gz' \))
   same "there is one archive, and its name has the version" 1 "$(grep -c . <<<"$archive")"
 }
 
