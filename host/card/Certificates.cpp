@@ -34,6 +34,39 @@ void refuseSecond(const Token& token, const NewCertificate& added) {
                                    hexadecimalText(added.id) + "\", or give --force.");
 }
 
+ScriptCall certificateCall(const NewCertificate& added, const char* category) {
+    const x509::Certificate& certificate = added.certificate;
+    ScriptCall call("writeData");
+    call.plain("OBJ_TYPE", "CERTIFICATE").plain("CERT_TYPE", "X_509").base64("DATA", textOf(certificate.der));
+    call.plain("TOKEN", "1").plain("PRIVATE", "0");
+    if (category != nullptr) {
+        call.plain("CERT_CATEGORY", category);
+    }
+    if (!added.label.empty()) {
+        call.text("LABEL", added.label);
+    }
+    call.bytes("SUBJECT", textOf(certificate.subject)).bytes("ID", added.id);
+    call.bytes("ISSUER", textOf(certificate.issuer)).bytes("SN", textOf(certificate.serial));
+    return call;
+}
+
+/// Some tokens keep no category and refuse the whole certificate because of it. Returns false in a dry run.
+bool writeWithOrWithoutCategory(Token& token, const NewCertificate& added) {
+    constexpr const char* kDoing = "writing the certificate";
+    try {
+        return token.run(kDoing, certificateCall(added, added.isAuthority ? "CA" : "USER")).has_value();
+    } catch (const CardFailure& failure) {
+        if (failure.result != "CKR_ATTRIBUTE_TYPE_INVALID") {
+            throw;
+        }
+    }
+    token.run(kDoing, certificateCall(added, nullptr));
+    if (added.isAuthority) {
+        token.person().tell("The token does not keep that this is the certificate of an authority.");
+    }
+    return true;
+}
+
 } // namespace
 
 void checkPairing(const Token& token, const NewCertificate& added) {
@@ -49,27 +82,8 @@ void checkPairing(const Token& token, const NewCertificate& added) {
     }
 }
 
-void checkMemory(const Token& token, const x509::Certificate& certificate) {
-    const std::optional<std::uint64_t> free = token.info().publicMemory.free;
-    if (free && *free < certificate.der.size()) {
-        throw CardFailure(ExitStatus::Failed, "asking what " + token.name() + " can hold",
-                          "it has " + std::to_string(*free) + " bytes left, and the certificate takes " +
-                              std::to_string(certificate.der.size()),
-                          "Free space on the token with \"p11host remove\".");
-    }
-}
-
 void writeCertificate(Token& token, const NewCertificate& added) {
-    const x509::Certificate& certificate = added.certificate;
-    ScriptCall call("writeData");
-    call.plain("OBJ_TYPE", "CERTIFICATE").plain("CERT_TYPE", "X_509").base64("DATA", textOf(certificate.der));
-    call.plain("TOKEN", "1").plain("PRIVATE", "0").plain("CERT_CATEGORY", added.isAuthority ? "CA" : "USER");
-    if (!added.label.empty()) {
-        call.text("LABEL", added.label);
-    }
-    call.bytes("SUBJECT", textOf(certificate.subject)).bytes("ID", added.id);
-    call.bytes("ISSUER", textOf(certificate.issuer)).bytes("SN", textOf(certificate.serial));
-    if (!token.run("writing the certificate", call)) {
+    if (!writeWithOrWithoutCategory(token, added)) {
         return;
     }
     token.note("the certificate " + hexadecimalText(added.id) + " is on the token");

@@ -20,11 +20,8 @@ struct NewCertificate {
 /// identifier is there; (4) when there is no such key. The user is logged in, or it is a dry run, which sees less.
 void checkPairing(const Token& token, const NewCertificate& added);
 
-/// CardFailure when the token has too little memory left for it, as far as it tells.
-void checkMemory(const Token& token, const x509::Certificate& certificate);
-
 /// Writes it, with subject, issuer and serial number taken from it, and looks whether the token shows it. CardFailure
-/// otherwise.
+/// otherwise. A token that keeps no category gets it without one.
 void writeCertificate(Token& token, const NewCertificate& added);
 
 /// The certificates that can be seen: all, or those of one identifier. CardFailure (4) when the token shows no such

@@ -4,35 +4,22 @@
 
 #include "host/card/KeyLookup.h"
 #include "host/card/KeySteps.h"
+#include "host/card/Memory.h"
 #include "host/plugin/Texts.h"
 
 namespace host {
-
-namespace {
-
-std::string askingWhat(const Token& token) {
-    return "asking what " + token.name() + " can do";
-}
-
-} // namespace
 
 void checkImport(const Token& token, const x509::PrivateKey& key) {
     const std::vector<MechanismView> all = token.mechanisms();
     const auto use = std::find_if(all.begin(), all.end(), [](const auto& m) { return m.number == kRsaPkcs; });
     const std::size_t bits = key.publicKey.bits();
     if (use != all.end() && use->largestKey != 0 && (bits < use->smallestKey || bits > use->largestKey)) {
-        throw CardFailure(ExitStatus::Failed, askingWhat(token),
+        throw CardFailure(ExitStatus::Failed, "asking what " + token.name() + " can do",
                           "the key has " + std::to_string(bits) + " bits, and the token uses RSA keys of " +
                               std::to_string(use->smallestKey) + " to " + std::to_string(use->largestKey) + " bits",
                           "Make a key of a size that the token takes.");
     }
-    const std::optional<std::uint64_t> free = token.info().privateMemory.free;
-    if (free && *free < key.pkcs8.size()) {
-        throw CardFailure(ExitStatus::Failed, askingWhat(token),
-                          "it has " + std::to_string(*free) + " bytes left for private objects, and the key takes " +
-                              std::to_string(key.pkcs8.size()),
-                          "Free space on the token with \"p11host remove\".");
-    }
+    requireMemory(token, keyPairNeed("the key pair", bits));
 }
 
 void importKey(Token& token, const ImportedKey& imported) {

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <iterator>
 
+#include "host/card/Memory.h"
 #include "host/plugin/ClientCodes.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
@@ -72,6 +73,7 @@ void checkKeySize(const Token& token, const std::string& size) {
                               std::to_string(made->largestKey) + " bits",
                           "Give another --size.");
     }
+    requireMemory(token, keyPairNeed("the key pair", bits));
 }
 
 void addKeyAttributes(ScriptCall& call, const std::string& id, const std::string& label, KeyUse use) {

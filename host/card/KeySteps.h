@@ -27,7 +27,7 @@ struct NewKey {
 
 /// Refuses (9) an identifier that a key on the token has already: two keys of one identifier cannot be told apart.
 void refuseTakenId(const Token& token, const std::string& id);
-/// CardFailure unless the token makes RSA keys of this size.
+/// CardFailure unless the token makes RSA keys of this size and has memory left for a pair of them, as far as it tells.
 void checkKeySize(const Token& token, const std::string& size);
 
 /// Adds what every key pair of ours gets: on the token, the private key private, sensitive and not extractable, used

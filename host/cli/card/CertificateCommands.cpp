@@ -5,6 +5,7 @@
 
 #include "host/card/KeyLookup.h"
 #include "host/card/KeySteps.h"
+#include "host/card/Memory.h"
 #include "host/cli/card/CardCommands.h"
 #include "host/cli/card/CardRun.h"
 #include "host/cli/card/CommonOptions.h"
@@ -50,7 +51,7 @@ void write(CardRun& run) {
         throw UsageError("--ca: this certificate is not that of an authority; leave --ca out, or give --force");
     }
     Token& token = run.token();
-    checkMemory(token, added.certificate);
+    requireMemory(token, {.what = "the certificate", .publicBytes = added.certificate.der.size()});
     loginUser(run, token);
     if (!run.arguments().has("--force")) {
         checkPairing(token, added);
@@ -87,19 +88,31 @@ bool isFolder(const std::filesystem::path& path) {
     return std::filesystem::is_directory(path, ignored);
 }
 
-/// One file each, named by the identifier, with a number where that is not enough.
-void deliverIntoFolder(CardRun& run, const std::vector<ObjectView>& certificates, bool isDer) {
+/// A file's name for each certificate: its identifier, with a number where that is not enough.
+std::vector<std::string> fileNames(const std::vector<ObjectView>& certificates, bool isDer) {
     std::map<std::string, int> taken;
+    std::vector<std::string> names;
     for (const ObjectView& object : certificates) {
-        const std::string id = object.id.empty() ? "certificate" : hexadecimalText(object.id);
-        const int count = ++taken[id];
-        std::string name = id;
+        std::string name = object.id.empty() ? "certificate" : hexadecimalText(object.id);
+        const int count = ++taken[name];
         if (count > 1) {
             name.append("-").append(std::to_string(count));
         }
-        name += isDer ? ".der" : ".pem";
-        run.deliverInto(*run.arguments().value("--out") + "/" + name, isDer ? object.value : pemOf(object));
-        run.text += name + "\n";
+        names.push_back(name + (isDer ? ".der" : ".pem"));
+    }
+    return names;
+}
+
+void deliverIntoFolder(CardRun& run, const std::vector<ObjectView>& certificates, bool isDer) {
+    const std::vector<std::string> names = fileNames(certificates, isDer);
+    for (const std::string& name : names) {
+        run.token().announce(name + " is written");
+    }
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const ObjectView& object = certificates[i];
+        run.deliverInto(*run.arguments().value("--out") + "/" + names[i], isDer ? object.value : pemOf(object));
+        run.token().note(names[i] + " is written");
+        run.text += names[i] + "\n";
     }
 }
 
