@@ -24,6 +24,17 @@ struct CardFailure : public std::runtime_error {
     std::string result;               ///< "CKR_PIN_INCORRECT"; empty when no call of the module failed
 };
 
+/// Runs `step` of a command that has done something already: a failure gets `advice` on how to go on behind its own.
+template <class Step>
+void goingOn(const std::string& advice, Step&& step) {
+    try {
+        step();
+    } catch (CardFailure& failure) {
+        failure.remedy += " " + advice;
+        throw;
+    }
+}
+
 /// What a script's answer other than success means.
 [[nodiscard]] CardFailure failureOf(const std::string& doing, const ScriptAnswer& answer);
 

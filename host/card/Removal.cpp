@@ -25,12 +25,27 @@ bool isAskedFor(const ObjectView& object, const RemovalRequest& request) {
            (isKeyPairPart(object) && request.keys);
 }
 
+/// A class as the script takes it, and what it is called.
+struct RemovedClass {
+    const char* word;
+    const char* name;
+};
+
+constexpr RemovedClass kCertificates = {"CERTIFICATE", "certificates"};
+constexpr RemovedClass kKeyPairs = {"KEY_PAIR", "key pairs"};
+constexpr RemovedClass kPublicKeys = {"ANY", "public keys"};
+
 /// Removes what has this class and, when there is one, this identifier. The script looks at OBJ_TYPE in the first place
 /// only.
-ScriptCall removal(const char* what, const std::optional<std::string>& id) {
-    ScriptCall call("removeData");
-    call.plain("OBJ_TYPE", what);
-    return id ? call.bytes("ID", *id) : call;
+RemovalStep removal(const RemovedClass& what, const std::optional<std::string>& id) {
+    RemovalStep step{ScriptCall("removeData"), std::string("the ") + what.name};
+    step.call.plain("OBJ_TYPE", what.word);
+    if (id) {
+        step.call.bytes("ID", *id);
+        step.done += " with the identifier " + hexadecimalText(*id);
+    }
+    step.done += " are removed";
+    return step;
 }
 
 /// Public keys without a private one: no script removes them by their class. The one for anything does when nothing
@@ -51,7 +66,7 @@ void planLonePublicKeys(const std::vector<ObjectView>& objects, const std::vecto
             });
         (isWithinReach ? plan.going : plan.staying).push_back(key);
         if (isWithinReach && planned.insert(key.id).second) {
-            plan.calls.push_back(removal("ANY", key.id));
+            plan.steps.push_back(removal(kPublicKeys, key.id));
         }
     }
 }
@@ -79,12 +94,13 @@ Removal planRemoval(const std::vector<ObjectView>& objects, const RemovalRequest
             plan.staying.push_back(object);
         }
     }
-    const bool hasPrivateKey = count(asked, ObjectClass::PrivateKey) != 0;
+    const bool hasPrivateKey = count(asked, ObjectClass::PrivateKey) != 0 ||
+                               (!request.seesPrivateKeys && count(asked, ObjectClass::PublicKey) != 0);
     if (count(asked, ObjectClass::Certificate) != 0) {
-        plan.calls.push_back(removal("CERTIFICATE", request.id));
+        plan.steps.push_back(removal(kCertificates, request.id));
     }
     if (hasPrivateKey) {
-        plan.calls.push_back(removal("KEY_PAIR", request.id));
+        plan.steps.push_back(removal(kKeyPairs, request.id));
     }
     std::copy_if(asked.begin(), asked.end(), std::back_inserter(plan.going), [&](const ObjectView& object) {
         return hasPrivateKey || object.objectClass == ObjectClass::Certificate;
@@ -95,13 +111,17 @@ Removal planRemoval(const std::vector<ObjectView>& objects, const RemovalRequest
     return plan;
 }
 
-RemovedCounts removeObjects(Token& token, Removal& removal) {
+RemovedCounts removeObjects(Token& token, const Removal& removal) {
     const std::vector<ObjectView> before = token.objects();
-    for (const ScriptCall& call : removal.calls) {
-        const std::string done = call.shown();
-        if (token.run("removing objects", call)) {
-            token.note(done.substr(done.find(' ') + 1) + " is removed");
-        }
+    for (const RemovalStep& step : removal.steps) {
+        token.announce(step.done);
+    }
+    for (const RemovalStep& step : removal.steps) {
+        goingOn("The same command removes the rest.", [&] {
+            if (token.run("removing objects", step.call)) {
+                token.note(step.done);
+            }
+        });
     }
     const std::vector<ObjectView> after = token.objects();
     const auto gone = [&](ObjectClass c) { return count(before, c) - std::min(count(before, c), count(after, c)); };

@@ -13,6 +13,13 @@ struct RemovalRequest {
     std::optional<std::string> id; ///< bytes; nothing: all objects
     bool certificates = true;
     bool keys = true;
+    bool seesPrivateKeys = true; ///< false without a login: a public key then counts as half of a key pair
+};
+
+/// One script of a removal.
+struct RemovalStep {
+    ScriptCall call;
+    std::string done; ///< "the certificates with the identifier 01 are removed"
 };
 
 /// What is going to happen. Scripts remove by class and identifier; an object that no script can remove without taking
@@ -20,7 +27,7 @@ struct RemovalRequest {
 struct Removal {
     std::vector<ObjectView> going;
     std::vector<ObjectView> staying; ///< asked for, but out of the scripts' reach
-    std::vector<ScriptCall> calls;
+    std::vector<RemovalStep> steps;
 };
 
 /// Numbers of objects that have gone.
@@ -34,7 +41,7 @@ struct RemovedCounts {
 [[nodiscard]] Removal planRemoval(const std::vector<ObjectView>& objects, const RemovalRequest& request);
 
 /// Carries the plan out and counts by looking again. CardFailure when a script fails or an object is still there.
-[[nodiscard]] RemovedCounts removeObjects(Token& token, Removal& removal);
+[[nodiscard]] RemovedCounts removeObjects(Token& token, const Removal& removal);
 
 /// One line for a person: `private-key "mine", identifier 01, RSA 2048`.
 [[nodiscard]] std::string describe(const ObjectView& object);

@@ -83,6 +83,11 @@ void Token::guardPin(PinRole role) {
     }
 }
 
+void Token::note(const std::string& step) {
+    std::erase(m_open, step);
+    m_done.push_back(step);
+}
+
 void Token::login(const WipedBytes& pin) {
     ScriptCall call("authenticate");
     call.plain("AUTH_TYPE", "STATIC").plain("PINID", "USER").secret("PIN", pin);
@@ -102,8 +107,8 @@ std::optional<ScriptAnswer> Token::run(const std::string& doing, const ScriptCal
     return answer;
 }
 
-void Token::note(std::string step) {
-    m_done.push_back(std::move(step));
+void Token::announce(const std::string& step) {
+    m_open.push_back(step);
 }
 
 } // namespace host

@@ -61,9 +61,13 @@ public:
     /// succeed. In a dry run the script is shown instead, and there is no answer.
     std::optional<ScriptAnswer> run(const std::string& doing, const ScriptCall& call);
 
+    /// Announces a step of a command that has several, in the words that `note` will have for it.
+    void announce(const std::string& step);
     /// Notes a step that is done, as a clause of its own: "the token is initialised".
-    void note(std::string step);
+    void note(const std::string& step);
     [[nodiscard]] const std::vector<std::string>& done() const noexcept { return m_done; }
+    /// What was announced and not noted since.
+    [[nodiscard]] const std::vector<std::string>& open() const noexcept { return m_open; }
     /// The scripts of a dry run, as they would be called.
     [[nodiscard]] const std::vector<std::string>& planned() const noexcept { return m_planned; }
 
@@ -76,6 +80,7 @@ private:
     Person& m_person;
     CardRules m_rules;
     std::vector<std::string> m_done;
+    std::vector<std::string> m_open;
     std::vector<std::string> m_planned;
 };
 

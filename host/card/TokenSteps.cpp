@@ -51,7 +51,7 @@ void setUserPin(Token& token, const WipedBytes& officerPin, const WipedBytes& ne
     ScriptCall call("initAuthenticator");
     call.plain("INIT_KEYID", "SO").secret("INIT_KEY", officerPin).plain("PINID", "USER").secret("PIN", newPin);
     token.run("setting the user PIN", call);
-    token.note("the user PIN is set");
+    token.note(kUserPinIsSet);
 }
 
 void changePin(Token& token, PinRole role, const WipedBytes& oldPin, const WipedBytes& newPin) {

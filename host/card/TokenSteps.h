@@ -17,6 +17,8 @@ void initialiseToken(Token& token, const std::string& label, const WipedBytes& o
 
 /// Refuses (9) a token that says that a user PIN is set: setting it anew would lock out who knows it.
 void refuseUserPin(const Token& token);
+/// How `setUserPin` is noted.
+inline constexpr const char* kUserPinIsSet = "the user PIN is set";
 /// Sets the first user PIN.
 void setUserPin(Token& token, const WipedBytes& officerPin, const WipedBytes& newPin);
 

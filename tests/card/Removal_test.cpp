@@ -31,8 +31,8 @@ RemovalRequest of(const std::string& id, bool certificates = true, bool keys = t
 
 std::vector<std::string> scripts(const Removal& removal) {
     std::vector<std::string> shown;
-    for (const host::ScriptCall& call : removal.calls) {
-        shown.push_back(call.shown());
+    for (const host::RemovalStep& step : removal.steps) {
+        shown.push_back(step.call.shown());
     }
     return shown;
 }
@@ -61,7 +61,7 @@ TEST(RemovalPlan, takesOneKindAlone) {
 
 TEST(RemovalPlan, leavesALonePublicKeyWhoseCertificateIsToStay) {
     const Removal plan = planRemoval({kCertificate, kPublic}, of("\x01", false, true));
-    EXPECT_THAT(plan.calls, IsEmpty());
+    EXPECT_THAT(plan.steps, IsEmpty());
     EXPECT_THAT(plan.going, IsEmpty());
     EXPECT_EQ(plan.staying.size(), 1U);
 }
@@ -74,7 +74,7 @@ TEST(RemovalPlan, takesALonePublicKeyAloneOrBehindItsCertificate) {
 
 TEST(RemovalPlan, neverTakesASecretKeyAlong) {
     const Removal plan = planRemoval({kPublic, kSecret}, of("\x01"));
-    EXPECT_THAT(plan.calls, IsEmpty());
+    EXPECT_THAT(plan.steps, IsEmpty());
     EXPECT_EQ(plan.staying.size(), 2U);
 }
 
@@ -84,6 +84,16 @@ TEST(RemovalPlan, ofAllLeavesDataAndSecretKeys) {
     EXPECT_THAT(scripts(plan), ElementsAre("removeData OBJ_TYPE=CERTIFICATE", "removeData OBJ_TYPE=KEY_PAIR"));
     EXPECT_EQ(plan.going.size(), 4U);
     EXPECT_EQ(plan.staying.size(), 2U);
+}
+
+TEST(RemovalPlan, withoutALoginTakesAPublicKeyForHalfOfAKeyPair) {
+    RemovalRequest blind = of("\x01");
+    blind.seesPrivateKeys = false;
+    EXPECT_THAT(scripts(planRemoval({kPublic, kCertificate}, blind)),
+                ElementsAre("removeData OBJ_TYPE=CERTIFICATE ID=hex:01", "removeData OBJ_TYPE=KEY_PAIR ID=hex:01"));
+    EXPECT_THAT(scripts(planRemoval({kPublic, kSecret}, blind)), ElementsAre("removeData OBJ_TYPE=KEY_PAIR ID=hex:01"));
+    blind.keys = false;
+    EXPECT_THAT(scripts(planRemoval({kPublic}, blind)), IsEmpty());
 }
 
 class RemovalOnToken : public CardTest {
@@ -100,7 +110,7 @@ TEST_F(RemovalOnToken, isCountedByLookingAgain) {
     add(CKO_CERTIFICATE, "02");
     host::Token& card = token();
     card.login(secretOf(Fake::kUserPin));
-    Removal plan = planRemoval(card.objects(), of("\x01"));
+    const Removal plan = planRemoval(card.objects(), of("\x01"));
     const host::RemovedCounts counts = removeObjects(card, plan);
     EXPECT_EQ(counts.certificates, 1U);
     EXPECT_EQ(counts.privateKeys, 1U);
@@ -114,19 +124,21 @@ TEST_F(RemovalOnToken, thatFailsHalfWaySaysWhatWasDone) {
     add(CKO_PRIVATE_KEY, "01");
     host::Token& card = token();
     card.login(secretOf(Fake::kUserPin));
-    Removal plan = planRemoval(card.objects(), of("\x01"));
+    const Removal plan = planRemoval(card.objects(), of("\x01"));
     Fake::module().passNext(Function::C_DestroyObject);
     Fake::module().answerNext(Function::C_DestroyObject, CKR_ACTION_PROHIBITED);
     const host::CardFailure failure = failureIn([&] { static_cast<void>(removeObjects(card, plan)); });
     EXPECT_EQ(failure.result, "CKR_ACTION_PROHIBITED");
-    EXPECT_THAT(card.done(), ElementsAre("OBJ_TYPE=CERTIFICATE ID=hex:01 is removed"));
+    EXPECT_THAT(card.done(), ElementsAre("the certificates with the identifier 01 are removed"));
+    EXPECT_THAT(card.open(), ElementsAre("the key pairs with the identifier 01 are removed"));
+    EXPECT_THAT(failure.remedy, HasSubstr("The same command removes the rest."));
 }
 
 TEST_F(RemovalOnToken, thatTheTokenPretendsIsNoticed) {
     add(CKO_CERTIFICATE, "01");
     host::Token& card = token();
     card.login(secretOf(Fake::kUserPin));
-    Removal plan = planRemoval(card.objects(), of("\x01"));
+    const Removal plan = planRemoval(card.objects(), of("\x01"));
     Fake::module().answerAlways(Function::C_DestroyObject, CKR_OK);
     const host::CardFailure failure = failureIn([&] { static_cast<void>(removeObjects(card, plan)); });
     EXPECT_THAT(failure.reason, HasSubstr("still there"));

@@ -48,6 +48,32 @@ std::string moduleOf(const Options& options, const TokenChoice& choice) {
     throw UsageError("no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE");
 }
 
+std::filesystem::path pathOf(const std::string& utf8) {
+    return std::u8string(utf8.begin(), utf8.end());
+}
+
+/// Opens the file without changing what is in it, and removes it when it was not there before. What is no file (a pipe,
+/// a device, a folder) is left alone: opening it might have an effect.
+bool canBeWritten(const std::filesystem::path& path) {
+    std::error_code error;
+    const std::filesystem::file_type type = std::filesystem::symlink_status(path, error).type();
+    const bool isNew = type == std::filesystem::file_type::not_found;
+    if (!isNew && !std::filesystem::is_regular_file(path, error)) {
+        return true;
+    }
+    const bool isOpen = std::ofstream(path, std::ios::binary | std::ios::app).is_open();
+    if (isNew && isOpen) {
+        std::filesystem::remove(path, error);
+    }
+    return isOpen;
+}
+
+void requireWritable(const std::optional<std::string>& file) {
+    if (file && !canBeWritten(pathOf(*file))) {
+        throw UsageError("--out: the file \"" + *file + "\" cannot be written; name one in a folder of your own");
+    }
+}
+
 } // namespace
 
 CardRun::CardRun(const CardCommand& /*command*/, const Options& options, const Output& output)
@@ -55,7 +81,9 @@ CardRun::CardRun(const CardCommand& /*command*/, const Options& options, const O
       m_module(moduleOf(options, m_choice)), m_rules{.isDryRun = options.card.has("--dry-run"),
                                                      .lastTry = lastTryOf(options.card),
                                                      .showsProgress = showsProgress(options)},
-      m_person(output) {}
+      m_person(output) {
+    requireWritable(options.card.value("--out"));
+}
 
 std::optional<std::string> CardRun::id() const {
     const std::optional<std::string> digits = arguments().value("--id");
@@ -138,7 +166,7 @@ void CardRun::deliver(const std::string& bytes) {
 }
 
 void CardRun::deliverInto(const std::string& file, const std::string& bytes) {
-    std::ofstream stream(std::filesystem::path(std::u8string(file.begin(), file.end())), std::ios::binary);
+    std::ofstream stream(pathOf(file), std::ios::binary);
     stream << bytes << std::flush;
     if (!stream) {
         throw CardFailure(ExitStatus::Failed, "writing the file \"" + printable(file) + "\"", "it cannot be written",

@@ -52,7 +52,8 @@ void answerKeyPair(CardRun& run, const std::string& id, const std::string& label
     answerKey(run, id, label, key);
     run.text = "The key pair " + hexadecimalText(id) + " of " + std::to_string(key.bits()) + " bits is on " +
                run.token().name() + ".\n";
-    run.deliver(key.pem());
+    goingOn("The key is on the token: \"p11host public-key --id " + hexadecimalText(id) + "\" gives its public key.",
+            [&] { run.deliver(key.pem()); });
 }
 
 void loginUser(CardRun& run, Token& token) {

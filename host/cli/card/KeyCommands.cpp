@@ -66,6 +66,7 @@ RemovalRequest removalRequest(const CardRun& run) {
     }
     request.certificates = !arguments.has("--keys");
     request.keys = !arguments.has("--certificates");
+    request.seesPrivateKeys = !run.isDryRun();
     return request;
 }
 
@@ -102,10 +103,15 @@ void remove(CardRun& run) {
     if (removal.going.empty()) {
         const bool isLeft = !removal.staying.empty();
         throw CardFailure(ExitStatus::NotFound, doing,
-                          isLeft ? "what fits cannot be removed alone:\n" + listed(removal.staying) : "nothing fits",
+                          isLeft           ? "what fits cannot be removed alone:\n" + listed(removal.staying)
+                          : run.isDryRun() ? "nothing fits that is seen without a login"
+                                           : "nothing fits",
                           "\"p11host objects --pin prompt\" lists what there is.");
     }
     run.person().tell("These objects of " + token.name() + " are to be removed:\n" + listed(removal.going));
+    if (run.isDryRun()) {
+        run.person().tell("Private objects are not seen without a login. A public key stands for its key pair.");
+    }
     run.confirm(doing, "Remove " + std::to_string(removal.going.size()) + " objects for ever?");
     const RemovedCounts counts = removeObjects(token, removal);
     answerRemoval(run, removal, counts);

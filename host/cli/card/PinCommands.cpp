@@ -48,9 +48,12 @@ void initToken(CardRun& run) {
                                                              : readNewPin(officer, PinRole::Officer, token);
     const WipedBytes userPin =
         setsUserPin ? readNewPin(run.pinSource("--new-pin"), PinRole::User, token) : WipedBytes();
+    if (setsUserPin) {
+        token.announce(kUserPinIsSet);
+    }
     initialiseToken(token, *label, officerPin);
     if (setsUserPin) {
-        setUserPin(token, officerPin, userPin);
+        goingOn("\"p11host set-pin\" then sets the user PIN.", [&] { setUserPin(token, officerPin, userPin); });
     }
     answerDone(run, token);
 }

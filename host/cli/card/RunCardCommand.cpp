@@ -18,21 +18,35 @@ ExitStatus writeResult(const Output& output, const std::string& text, ExitStatus
     return status == ExitStatus::Success ? ExitStatus::Failed : status;
 }
 
-std::vector<std::string> doneSoFar(const CardRun* run) {
-    return run != nullptr && run->chosenToken() != nullptr ? run->chosenToken()->done() : std::vector<std::string>();
+/// How far a command has come that has several steps.
+struct Progress {
+    std::vector<std::string> done;
+    std::vector<std::string> open; ///< empty while nothing is done
+};
+
+Progress progressOf(const std::optional<CardRun>& run) {
+    const Token* token = run ? run->chosenToken() : nullptr;
+    const bool hasBegun = token != nullptr && !token->done().empty();
+    return hasBegun ? Progress{token->done(), token->open()} : Progress();
 }
 
-std::string readableFailure(const CardFailure& failure, const std::vector<std::string>& done) {
+std::string listed(const char* begin, const std::vector<std::string>& steps) {
+    std::string text;
+    for (const std::string& step : steps) {
+        text.append("  ").append(begin).append(printable(step)).append(".\n");
+    }
+    return text;
+}
+
+std::string readableFailure(const CardFailure& failure, const Progress& progress) {
     const std::string result = failure.result.empty() ? "" : failure.result + ": ";
     const std::string code = failure.code.value_or(0) == 0 ? "" : " (" + std::to_string(*failure.code) + ")";
-    std::string text = "p11host: " + failure.doing + " failed: " + result + failure.reason + code + ".\n";
-    for (const std::string& step : done) {
-        text += "  Done before: " + step + ".\n";
-    }
-    return text + "  " + failure.remedy + "\n";
+    return "p11host: " + failure.doing + " failed: " + result + failure.reason + code + ".\n" +
+           listed("Done before: ", progress.done) + listed("Not done yet: ", progress.open) + "  " + failure.remedy +
+           "\n";
 }
 
-Json failureJson(const CardCommand& command, const CardFailure& failure, const std::vector<std::string>& done) {
+Json failureJson(const CardCommand& command, const CardFailure& failure, const Progress& progress) {
     return {{"command", command.name},
             {"ok", false},
             {"error",
@@ -40,13 +54,15 @@ Json failureJson(const CardCommand& command, const CardFailure& failure, const s
               {"result", failure.result.empty() ? Json(nullptr) : Json(failure.result)},
               {"reason", failure.doing + ": " + failure.reason},
               {"remedy", failure.remedy}}},
-            {"done", done}};
+            {"done", progress.done},
+            {"notDone", progress.open}};
 }
 
 ExitStatus fail(const CardCommand& command, const Options& options, const Output& output, const CardFailure& failure,
-                const std::vector<std::string>& done) {
-    output.message(readableFailure(failure, done));
-    return options.json ? writeResult(output, jsonLine(failureJson(command, failure, done)), failure.status)
+                const std::optional<CardRun>& run) {
+    const Progress progress = progressOf(run);
+    output.message(readableFailure(failure, progress));
+    return options.json ? writeResult(output, jsonLine(failureJson(command, failure, progress)), failure.status)
                         : failure.status;
 }
 
@@ -72,8 +88,17 @@ ExitStatus succeed(const CardCommand& command, const Output& output, CardRun& ru
     return writeResult(output, jsonLine(line), run.status);
 }
 
-CardFailure plainFailure(ExitStatus status, const CardCommand& command, const std::exception& error) {
-    return CardFailure(status, std::string("p11host ") + command.name, printable(error.what()), "");
+/// Something that was wrong before the token was asked to do anything.
+ExitStatus refuse(const CardCommand& command, const Options& options, const Output& output, const CardFailure& failure,
+                  const std::optional<CardRun>& run) {
+    complain(output, failure.reason);
+    output.message("  " + failure.remedy + "\n");
+    return options.json ? writeResult(output, jsonLine(failureJson(command, failure, progressOf(run))), failure.status)
+                        : failure.status;
+}
+
+std::string helpOf(const CardCommand& command) {
+    return std::string("\"p11host ") + command.name + " --help\" shows what is right.";
 }
 
 } // namespace
@@ -85,39 +110,37 @@ const CardCommand* findCardCommand(const std::string& name) {
 }
 
 ExitStatus runCardCommand(const CardCommand& command, const Options& options, const Output& output) {
+    const std::string doing = std::string("p11host ") + command.name;
     std::optional<CardRun> run;
     try {
         run.emplace(command, options, output);
         command.run(*run);
         return succeed(command, output, *run);
     } catch (const CardFailure& failure) {
-        return fail(command, options, output, failure, doneSoFar(run ? &*run : nullptr));
+        return fail(command, options, output, failure, run);
     } catch (const ModuleError& error) {
         CardFailure failure(ExitStatus::Failed, "asking the module", error.function() + " failed",
                             "Run it again; if it fails again, look into the module's own log.");
         failure.result = error.result();
-        return fail(command, options, output, failure, doneSoFar(run ? &*run : nullptr));
+        return fail(command, options, output, failure, run);
     } catch (const Interrupted&) {
-        const std::vector<std::string> done = doneSoFar(run ? &*run : nullptr);
-        for (const std::string& step : done) {
-            output.message("p11host: done before the interruption: " + step + "\n");
+        const Progress progress = progressOf(run);
+        for (const std::string& step : progress.done) {
+            output.message("p11host: done before the interruption: " + printable(step) + "\n");
         }
-        if (done.empty()) {
+        output.message(listed("Not done yet: ", progress.open));
+        if (progress.done.empty()) {
             throw Interrupted(" before anything was changed; the token is as it was");
         }
         throw;
     } catch (const UsageError& error) {
-        if (options.json) {
-            const CardFailure failure = plainFailure(ExitStatus::Usage, command, error);
-            output.result(jsonLine(failureJson(command, failure, doneSoFar(run ? &*run : nullptr))));
-        }
-        throw;
+        return refuse(command, options, output, {ExitStatus::Usage, doing, error.what(), helpOf(command)}, run);
     } catch (const PluginError& error) {
-        if (options.json) {
-            const CardFailure failure = plainFailure(ExitStatus::NoPlugin, command, error);
-            output.result(jsonLine(failureJson(command, failure, {})));
-        }
-        throw;
+        return refuse(command, options, output,
+                      {ExitStatus::NoPlugin, doing, error.what(),
+                       "Name the card vendor's PKCS#11 module with --module, and the plug-in with --plugin where it is "
+                       "not beside p11host."},
+                      run);
     }
 }
 
