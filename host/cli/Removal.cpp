@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 
+#include "host/cli/Question.h"
 #include "host/plugin/Answers.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
 #include "host/scripts/Parameters.h"
-#include "host/scripts/Secrets.h"
 #include "platform/Console.h"
 
 namespace host {
@@ -66,12 +66,8 @@ void refuseBoundlessRemoval(const Options& options) {
 
 void confirmRemoval(const Output& output, const ParameterList& parameters) {
     output.message("p11host: this removes " + printable(describe(parameters)) + ".\n");
-    if (!platform::errorsGoToTerminal()) {
-        return;
-    }
-    const WipedBytes answer = secretFromPrompt("Remove them (yes or no)? ");
-    if (std::string_view(answer.data(), answer.size()) != "yes") {
-        throw RefusedError("nothing was removed");
+    if (platform::errorsGoToTerminal() && !askYesOrNo("Remove them?").value_or(false)) {
+        throw RefusedError("the answer was not yes; nothing was removed");
     }
 }
 

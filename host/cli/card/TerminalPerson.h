@@ -11,7 +11,6 @@ public:
     explicit TerminalPerson(const Output& output) : m_output(output) {}
 
     [[nodiscard]] WipedBytes secret(const std::string& question) override;
-    /// Yes is "y" or "yes", in either case; anything else is no.
     [[nodiscard]] std::optional<bool> agrees(const std::string& question) override;
     void tell(const std::string& text) override;
     void show(std::string_view text) override { m_output.message(text); }
