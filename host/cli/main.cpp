@@ -4,6 +4,7 @@
 #include "platform/Process.h"
 #include "platform/ProcessEnd.h"
 #include "platform/Streams.h"
+#include "text/Wiped.h"
 
 namespace {
 
@@ -20,7 +21,11 @@ int main(int argc, char** argv) {
     platform::ignoreBrokenPipes();
     const int status = platform::runNotingInterruptions([&] {
         const platform::OwnProcessEnd end(kEndedByOthers, static_cast<int>(host::ExitStatus::Failed));
-        return static_cast<int>(host::runProgram(platform::commandLineArguments(argc, argv), host::standardOutput()));
+        const host::ExitStatus ended =
+            host::runProgram(platform::commandLineArguments(argc, argv), host::standardOutput());
+        // This thread's stack outlives it: texts that are too short for the heap lie there.
+        wipeUnusedStack();
+        return static_cast<int>(ended);
     });
     const int signal = platform::interruption();
     return signal == 0 ? status : platform::interruptedStatus(signal);

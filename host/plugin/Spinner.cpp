@@ -3,13 +3,18 @@
 #include <utility>
 
 #include "host/plugin/Texts.h"
+#include "text/Wiped.h"
 
 namespace host {
 
 Spinner::Spinner(std::string label, bool enabled, Write write, std::chrono::milliseconds delay)
     : m_label(std::move(label)), m_write(std::move(write)) {
     if (enabled) {
-        m_thread = std::thread([this, delay] { turn(delay); });
+        m_thread = std::thread([this, delay] {
+            turn(delay);
+            // A new thread has its creator's vector registers, and the loader saves them on the stack.
+            wipeUnusedStack();
+        });
     }
 }
 
