@@ -186,6 +186,80 @@ TEST_F(CardCommands, aDryRunChangesNothing) {
               2);
 }
 
+TEST_F(CardCommands, aDryRunOfARemovalShowsTheScriptsOfTheRealOne) {
+    ASSERT_EQ(initialised().status, 0);
+    ASSERT_EQ(withPin({"generate-key", "--id", "01"}).status, 0);
+    const Outcome plan = host({"remove", "--id", "01", "--dry-run"});
+    EXPECT_EQ(plan.status, 0) << plan.errors;
+    EXPECT_THAT(plan.output, HasSubstr("  removeData OBJ_TYPE=KEY_PAIR ID=hex:01\n"));
+    EXPECT_THAT(plan.errors, HasSubstr("Private objects are not seen without a login"));
+    EXPECT_EQ(answer({"objects", "--pin", m_pin}).at("objects").size(), 2U);
+}
+
+TEST_F(CardCommands, aFileThatCannotBeWrittenIsFoundBeforeAKeyIsMade) {
+    ASSERT_EQ(initialised().status, 0);
+    const Outcome refused = withPin({"generate-key", "--id", "01", "--out", folder() + "/no-such-folder/key.pem"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.errors, HasSubstr("cannot be written; name one in a folder of your own"));
+    EXPECT_EQ(answer({"objects", "--pin", m_pin}).at("objects").size(), 0U);
+
+    const std::string kept = secretFile("kept", "as it was");
+    const std::string fresh = folder() + "/fresh";
+    for (const std::string& file : {kept, fresh}) {
+        EXPECT_EQ(withPin({"generate-key", "--id", "01", "--out", file, "--dry-run"}).status, 0);
+    }
+    EXPECT_EQ(other("cat " + kept), "as it was\n");
+    EXPECT_FALSE(std::filesystem::exists(fresh));
+}
+
+TEST_F(CardCommands, aKeyWhoseFileCannotBeWrittenIsSaidToBeThere) {
+    ASSERT_EQ(initialised().status, 0);
+    const json failure = answer({"generate-key", "--id", "01", "--pin", m_pin, "--out", "/dev/full"}, 1);
+    EXPECT_THAT(failure.at("error").at("remedy").get<std::string>(),
+                HasSubstr("The key is on the token: \"p11host public-key --id 01\" gives its public key."));
+    EXPECT_EQ(failure.at("done"), json({"the key pair 01 is on the token"}));
+    EXPECT_EQ(host({"public-key", "--id", "01"}).status, 0);
+}
+
+TEST_F(CardCommands, everyFailureSaysWhatToDo) {
+    const std::vector<std::pair<Words, int>> failures = {{{"generate-key", "--id", "1"}, 2},
+                                                         {{"objects", "--last-try", "maybe"}, 2},
+                                                         {{"--plugin", "no-such-plugin", "readers"}, 3},
+                                                         {{"status", "--token", "nobody"}, 7}};
+    for (const auto& [words, status] : failures) {
+        const json failure = answer(words, status);
+        EXPECT_EQ(failure.at("ok"), false);
+        EXPECT_NE(failure.at("error").at("reason"), "");
+        EXPECT_NE(failure.at("error").at("remedy"), "") << words.front();
+    }
+    EXPECT_THAT(host({"generate-key", "--id", "1"}).errors,
+                HasSubstr("\n  \"p11host generate-key --help\" shows what is right.\n"));
+}
+
+TEST_F(CardCommands, slipsOfScriptsThatDestroyedThingsLeaveTheTokenAsItWas) {
+    ASSERT_EQ(initialised().status, 0);
+    ASSERT_EQ(withPin({"generate-key", "--id", "01", "--label", "k01", "--size", "1024"}).status, 0);
+    const std::string reader = answer({"status"}).at("reader");
+    const json before = answer({"objects", "--pin", m_pin}).at("objects");
+    const std::string pin = "PIN=text:123456";
+    const std::string block = "ALGOID=1.2.840.113549.1.1.1";
+    for (const Words& words :
+         {Words{"removeData", pin, "OBJ_TYPE=CERTIFICATE"}, Words{"removeData", pin, "LABEL=k01"},
+          Words{"removeData", pin, "id=hex:01"}, Words{"removeData", pin, "ID=base64:AQ=="},
+          Words{"removeData", pin, "KEYID=hex:01"}, Words{"removeData", pin, "ID=hex:1"}, Words{"removeData", pin},
+          Words{"signData", "PIN=123456", block, "KEYID=hex:01", "DATA=base64:AQ=="},
+          Words{"authenticate", "AUTH_TYPE=STATIC", "PINID=USER", "PIN=1234"},
+          Words{"changeAuthenticator", "PINID=USER", "OLD_PIN=text:123456", "NEW_PIN=654321"},
+          Words{"recycle", "RECYCLE_KEYID=SO", "RECYCLE_KEY=12345678"}}) {
+        Words slip = {"--reader", reader};
+        slip.insert(slip.end(), words.begin(), words.end());
+        const Outcome refused = host(slip);
+        EXPECT_EQ(refused.status, 2) << words.front() << ": " << refused.output << refused.errors;
+    }
+    EXPECT_EQ(answer({"status"}).at("userPin"), "fine") << "a try was spent";
+    EXPECT_EQ(answer({"objects", "--pin", m_pin}).at("objects"), before);
+}
+
 TEST_F(CardCommands, slipsAreRefusedBeforeAnythingIsSent) {
     ASSERT_EQ(initialised().status, 0);
     const std::vector<Words> slips = {

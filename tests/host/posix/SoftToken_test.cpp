@@ -2,11 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "tests/host/Child.h"
+#include "tests/host/posix/SoftTokenFolder.h"
 
 namespace tests {
 namespace {
@@ -14,34 +12,7 @@ namespace {
 using nlohmann::json;
 using ::testing::HasSubstr;
 
-class SoftToken : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (std::string(SOFTHSM_MODULE).empty()) {
-            GTEST_SKIP() << "SoftHSM2 was not found when the tests were configured";
-        }
-        m_folder = std::filesystem::absolute(m_name.path() + ".d").string();
-        std::filesystem::create_directories(m_folder + "/tokens");
-        std::ofstream(m_folder + "/softhsm2.conf")
-            << "directories.tokendir = " << m_folder << "/tokens\nlog.level = ERROR\nslots.removable = false\n";
-    }
-
-    void TearDown() override {
-        if (!m_folder.empty()) {
-            std::filesystem::remove_all(m_folder);
-        }
-    }
-
-    Outcome host(const Words& words, const std::string& input = "") const {
-        Words arguments = {hostProgram(), "--module", SOFTHSM_MODULE};
-        arguments.insert(arguments.end(), words.begin(), words.end());
-        return run(arguments, input, {{"SOFTHSM2_CONF", m_folder + "/softhsm2.conf"}});
-    }
-
-private:
-    File m_name{""};
-    std::string m_folder;
-};
+class SoftToken : public SoftTokenFolder {};
 
 TEST_F(SoftToken, infoNamesTheModule) {
     const Outcome info = host({"info", "--json"});
@@ -78,7 +49,7 @@ TEST_F(SoftToken, aTokenIsInitialisedUsedAndShown) {
     const std::string name = ready.at("reader");
     const Outcome pin =
         host({"--reader", name, "initAuthenticator", "INIT_KEYID=SO", "INIT_KEY=text:so-pin", "PINID=USER", "PIN=fd:0"},
-             "1234\n");
+             {}, "1234\n");
     ASSERT_EQ(pin.status, 0) << pin.errors;
     const Words login = {"--reader", name, "authenticate", "AUTH_TYPE=STATIC", "PINID=USER"};
     Words right = login;
@@ -99,7 +70,7 @@ TEST_F(SoftToken, aTokenIsInitialisedUsedAndShown) {
 }
 
 TEST_F(SoftToken, aJobDrivesTheRealPlugin) {
-    const Outcome job = host({"run", "-"}, R"({"call":"newInstance"}
+    const Outcome job = host({"run", "-"}, {}, R"({"call":"newInstance"}
 {"call":"getType"}
 {"call":"initialize"}
 {"call":"initialize"}

@@ -1,0 +1,90 @@
+// The scripted module for p11host, which is a process of its own: P11HOST_TEST_TOKEN says how the token stands when it
+// is loaded, in words with a blank between.
+//
+//     user=1 so=0        tries that are left for a PIN
+//     blank              not initialised
+//     memory=100         bytes that are left, public and private
+//     no-user-pin        no user PIN is set
+//     key                a private key with the identifier 01
+//     C_InitPIN=0x30     the function always answers this
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+#include "platform/DynamicLibrary.h"
+#include "tests/fake/Fake.h"
+
+namespace {
+
+void setMemory(CK_ULONG bytes) {
+    CK_TOKEN_INFO info = Fake::module().tokenInfo();
+    info.ulTotalPublicMemory = info.ulTotalPrivateMemory = 65536;
+    info.ulFreePublicMemory = info.ulFreePrivateMemory = bytes;
+    Fake::module().setTokenInfo(Fake::kSlot, info);
+}
+
+void addKey() {
+    Fake::module().addObject(Fake::Attributes()
+                                 .number(CKA_CLASS, CKO_PRIVATE_KEY)
+                                 .number(CKA_KEY_TYPE, CKK_RSA)
+                                 .boolean(CKA_PRIVATE, true)
+                                 .boolean(CKA_SIGN, true)
+                                 .hex(CKA_ID, "01")
+                                 .hex(CKA_MODULUS, "C0" + std::string(254, '1')));
+}
+
+void setAnswer(const std::string& name, CK_RV rv) {
+    for (std::size_t i = 0; i < Fake::kFunctionCount; ++i) {
+        const auto function = static_cast<Fake::Function>(i);
+        if (name == Fake::functionName(function)) {
+            Fake::module().answerAlways(function, rv);
+        }
+    }
+}
+
+void apply(const std::string& word) {
+    const std::size_t equals = std::min(word.find('='), word.size());
+    const std::string name = word.substr(0, equals);
+    const CK_ULONG number = equals == word.size() ? 0 : std::stoul(word.substr(equals + 1), nullptr, 0);
+    if (name == "user") {
+        Fake::module().setTries(Fake::Role::User, number);
+    } else if (name == "so") {
+        Fake::module().setTries(Fake::Role::SecurityOfficer, number);
+    } else if (name == "memory") {
+        setMemory(number);
+    } else if (name == "no-user-pin") {
+        Fake::module().clearUserPin();
+    } else if (name == "key") {
+        addKey();
+    } else if (name == "blank") {
+        Fake::module().setTokenInitialized(false);
+    } else {
+        setAnswer(name, number);
+    }
+}
+
+/// Loaded once, by the plug-in and by the view of the module alike.
+const platform::DynamicLibrary& library() {
+    static const platform::DynamicLibrary s_library = [] {
+        const char* const words = std::getenv("P11HOST_TEST_TOKEN");
+        std::istringstream stream(words == nullptr ? "" : words);
+        for (std::string word; stream >> word;) {
+            apply(word);
+        }
+        const std::string file = Fake::moduleFile();
+        return platform::DynamicLibrary::load(std::wstring(file.begin(), file.end()).c_str());
+    }();
+    return s_library;
+}
+
+} // namespace
+
+#ifdef _WIN32
+#define SCRIPTED_EXPORT __declspec(dllexport)
+#else
+#define SCRIPTED_EXPORT __attribute__((visibility("default")))
+#endif
+
+extern "C" SCRIPTED_EXPORT CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
+    return reinterpret_cast<CK_C_GetFunctionList>(library().symbol("C_GetFunctionList"))(list);
+}
