@@ -106,7 +106,8 @@ TEST(Arguments, missingCommandAndUnknownOptionAreUsage) {
 TEST(Arguments, missingModuleIsUsage) {
     const Outcome wrong = host({"--plugin", doublePlugin(), "readers"}, "", {{"P11HOST_MODULE", ""}});
     EXPECT_EQ(wrong.status, 2);
-    EXPECT_EQ(wrong.errors, "p11host: no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE\n");
+    EXPECT_EQ(wrong.errors, "p11host: no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE\n"
+                            "  \"p11host readers --help\" shows what is right.\n");
 }
 
 TEST(Arguments, moduleComesFromTheEnvironment) {

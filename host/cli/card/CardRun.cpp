@@ -110,6 +110,10 @@ std::optional<std::string> CardRun::label() const {
     return label || !m_choice.uri ? label : m_choice.uri->object;
 }
 
+std::optional<std::string> CardRun::uriType() const {
+    return m_choice.uri ? m_choice.uri->type : std::nullopt;
+}
+
 PinSource CardRun::pinSource(const char* option) const {
     if (const std::optional<std::string> source = arguments().value(option)) {
         return readPinSource(*source);

@@ -51,6 +51,8 @@ public:
     [[nodiscard]] std::string requiredId() const;
     /// The value of --label, or the URI's object.
     [[nodiscard]] std::optional<std::string> label() const;
+    /// The URI's "type": "cert", "private" …
+    [[nodiscard]] std::optional<std::string> uriType() const;
     /// The source of a PIN by its option; the URI's serves for --pin; a prompt without both.
     [[nodiscard]] PinSource pinSource(const char* option) const;
 

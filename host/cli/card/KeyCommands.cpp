@@ -54,8 +54,23 @@ void nameOneContainer(CardRun& run) {
     run.text = "The container of the key " + hexadecimalText(id) + " is named \"" + printable(*name) + "\".\n";
 }
 
+/// A URI that names less than what would go is no reason to remove more.
+void refuseNarrowUri(const CardRun& run) {
+    if (run.label()) {
+        throw UsageError("objects are removed by their identifiers: leave \"object\" out of the URI");
+    }
+    const std::string type = run.uriType().value_or("cert");
+    if (type != "cert" && type != "private") {
+        throw UsageError("certificates and whole key pairs can be removed: the URI's \"type\" is cert or private");
+    }
+    if (run.arguments().has(type == "cert" ? "--keys" : "--certificates") && run.uriType()) {
+        throw UsageError("the URI's \"type\" and --keys or --certificates exclude each other");
+    }
+}
+
 RemovalRequest removalRequest(const CardRun& run) {
     const CardArguments& arguments = run.arguments();
+    refuseNarrowUri(run);
     RemovalRequest request;
     request.id = run.id();
     if (request.id.has_value() == arguments.has("--all")) {
@@ -64,8 +79,8 @@ RemovalRequest removalRequest(const CardRun& run) {
     if (arguments.has("--certificates") && arguments.has("--keys")) {
         throw UsageError("--certificates and --keys exclude each other; without them both kinds go");
     }
-    request.certificates = !arguments.has("--keys");
-    request.keys = !arguments.has("--certificates");
+    request.certificates = !arguments.has("--keys") && run.uriType() != "private";
+    request.keys = !arguments.has("--certificates") && run.uriType() != "cert";
     request.seesPrivateKeys = !run.isDryRun();
     return request;
 }

@@ -128,6 +128,12 @@ TEST_F(CardFiles, aCertificateIsWrittenForItsKeyAndReadBack) {
     EXPECT_EQ(written.at("subject"), "CN=J\xC3\xBCrgen,O=Ex");
     EXPECT_EQ(written.at("issuer"), "CN=J\xC3\xBCrgen,O=Ex");
     EXPECT_THAT(openssl("x509 -in certificate.pem -noout -serial"), HasSubstr(written.at("serial").get<std::string>()));
+    for (const json& object : answer({"objects"}).at("objects")) {
+        EXPECT_EQ(object.value("key", "none"), object.at("class") == "certificate" ? "01" : "none");
+    }
+    const json certificates = answer({"objects", "--uri", "pkcs11:type=cert"}).at("objects");
+    ASSERT_EQ(certificates.size(), 1U);
+    EXPECT_EQ(certificates[0].at("class"), "certificate");
     const json list = answer({"read-certificates"}).at("certificates");
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].at("pem"), contentOf("certificate.pem"));
@@ -156,6 +162,23 @@ TEST_F(CardFiles, aCertificateOfAnotherKeyIsRefused) {
     ASSERT_EQ(withPin({"write-certificate", at("certificate.pem"), "--id", "01"}).status, 0);
     EXPECT_EQ(withPin({"write-certificate", at("certificate.pem"), "--id", "01"}).status, 9);
     EXPECT_EQ(answer({"read-certificates"}).at("certificates").size(), 1U);
+}
+
+TEST_F(CardFiles, aUriNeverRemovesMoreThanItNames) {
+    importedKey();
+    ASSERT_EQ(withPin({"write-certificate", at("certificate.pem"), "--id", "01"}).status, 0);
+    for (const char* uri : {"pkcs11:object=mine", "pkcs11:object=mine;id=%01", "pkcs11:type=public;id=%01",
+                            "pkcs11:type=data", "pkcs11:type=secret-key;id=%01"}) {
+        EXPECT_EQ(withPin({"remove", "--all", "--yes", "--uri", uri}).status, 2) << uri;
+        EXPECT_EQ(withPin({"remove", "--yes", "--uri", uri}).status, 2) << uri;
+    }
+    const std::string certificate = "pkcs11:type=cert;id=%01";
+    EXPECT_EQ(withPin({"remove", "--keys", "--yes", "--uri", certificate}).status, 2);
+    EXPECT_EQ(answer({"objects", "--pin", m_pin}).at("objects").size(), 3U);
+    EXPECT_EQ(withPin({"remove", "--yes", "--uri", certificate}).status, 0);
+    EXPECT_EQ(answer({"objects", "--pin", m_pin}).at("objects").size(), 2U);
+    EXPECT_EQ(withPin({"remove", "--yes", "--uri", "pkcs11:type=private;id=%01"}).status, 0);
+    EXPECT_EQ(answer({"objects", "--pin", m_pin}).at("objects").size(), 0U);
 }
 
 TEST_F(CardFiles, anAuthoritysCertificateNeedsNoKey) {
