@@ -47,4 +47,7 @@ struct CardCommand {
 /// line on standard output in both cases.
 [[nodiscard]] ExitStatus runCardCommand(const CardCommand& command, const Options& options, const Output& output);
 
+/// The line that a wrong command line is answered with when --json is given.
+[[nodiscard]] std::string wrongUsageLine(const CardCommand& command, const std::string& reason);
+
 } // namespace host

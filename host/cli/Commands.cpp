@@ -357,13 +357,25 @@ void refuseStrayOptions(const Options& options) {
     }
 }
 
-ExitStatus runCommand(const Options& options, const Output& output) {
+void prepare(const Options& options) {
     refuseStrayOptions(options);
     if (options.traceLevels > kAllLevels) {
         throw UsageError("--trace-levels is a sum of 1, 2, 4, 8 and 16, 31 at most");
     }
     setUpTrace(options);
-    if (const CardCommand* card = findCardCommand(options.command)) {
+}
+
+ExitStatus runCommand(const Options& options, const Output& output) {
+    const CardCommand* card = findCardCommand(options.command);
+    try {
+        prepare(options);
+    } catch (const UsageError& error) {
+        if (card != nullptr && options.json) {
+            [[maybe_unused]] const bool isWritten = output.result(wrongUsageLine(*card, error.what()));
+        }
+        throw;
+    }
+    if (card != nullptr) {
         return checkTrace(output, runCardCommand(*card, options, output));
     }
     const auto* command = std::find_if(kCommands.begin(), kCommands.end(),

@@ -1,5 +1,7 @@
 #include "host/cli/Options.h"
 
+#include <algorithm>
+
 #include <CLI/CLI.hpp>
 
 #include "host/cli/CardTable.h"
@@ -112,7 +114,7 @@ NothingToDo explainTopic(const std::string& topic) {
             "p11host: there is no command \"" + printable(topic) + "\"" + suggestion(topic, names) + ".\n"};
 }
 
-NothingToDo explain(const CLI::App& app, const CLI::ParseError& error) {
+NothingToDo explain(const CLI::App& app, const CLI::ParseError& error, bool isJson) {
     const std::vector<CLI::App*> chosen = app.get_subcommands();
     const std::string name = chosen.empty() ? "" : chosen.front()->get_name();
     if (dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr) {
@@ -125,6 +127,9 @@ NothingToDo explain(const CLI::App& app, const CLI::ParseError& error) {
     end.status = ExitStatus::Usage;
     end.message = "p11host: " + printable(usageText(app, error)) + ".\n  \"p11host" + (name.empty() ? "" : " " + name) +
                   " --help\" shows what is right.\n";
+    if (const CardCommand* command = isJson ? findCardCommand(name) : nullptr) {
+        end.result = wrongUsageLine(*command, usageText(app, error));
+    }
     return end;
 }
 
@@ -160,7 +165,7 @@ std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& a
     try {
         app.parse(reversed);
     } catch (const CLI::ParseError& error) {
-        return explain(app, error);
+        return explain(app, error, std::find(arguments.begin(), arguments.end(), "--json") != arguments.end());
     }
     options.command = app.get_subcommands().front()->get_name();
     if (options.command == "help") {

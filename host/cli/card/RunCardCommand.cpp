@@ -97,11 +97,16 @@ ExitStatus refuse(const CardCommand& command, const Options& options, const Outp
                         : failure.status;
 }
 
-std::string helpOf(const CardCommand& command) {
-    return std::string("\"p11host ") + command.name + " --help\" shows what is right.";
+CardFailure wrongUsage(const CardCommand& command, const std::string& reason) {
+    const std::string name = std::string("p11host ") + command.name;
+    return {ExitStatus::Usage, name, reason, "\"" + name + " --help\" shows what is right."};
 }
 
 } // namespace
+
+std::string wrongUsageLine(const CardCommand& command, const std::string& reason) {
+    return jsonLine(failureJson(command, wrongUsage(command, reason), {}));
+}
 
 const CardCommand* findCardCommand(const std::string& name) {
     const std::vector<CardCommand>& all = cardCommands();
@@ -110,7 +115,6 @@ const CardCommand* findCardCommand(const std::string& name) {
 }
 
 ExitStatus runCardCommand(const CardCommand& command, const Options& options, const Output& output) {
-    const std::string doing = std::string("p11host ") + command.name;
     std::optional<CardRun> run;
     try {
         run.emplace(command, options, output);
@@ -134,10 +138,10 @@ ExitStatus runCardCommand(const CardCommand& command, const Options& options, co
         }
         throw;
     } catch (const UsageError& error) {
-        return refuse(command, options, output, {ExitStatus::Usage, doing, error.what(), helpOf(command)}, run);
+        return refuse(command, options, output, wrongUsage(command, error.what()), run);
     } catch (const PluginError& error) {
         return refuse(command, options, output,
-                      {ExitStatus::NoPlugin, doing, error.what(),
+                      {ExitStatus::NoPlugin, std::string("p11host ") + command.name, error.what(),
                        "Name the card vendor's PKCS#11 module with --module, and the plug-in with --plugin where it is "
                        "not beside p11host."},
                       run);

@@ -224,6 +224,9 @@ TEST_F(CardCommands, aKeyWhoseFileCannotBeWrittenIsSaidToBeThere) {
 TEST_F(CardCommands, everyFailureSaysWhatToDo) {
     const std::vector<std::pair<Words, int>> failures = {{{"generate-key", "--id", "1"}, 2},
                                                          {{"objects", "--last-try", "maybe"}, 2},
+                                                         {{"objects", "--no-such-option"}, 2},
+                                                         {{"objects", "--raw"}, 2},
+                                                         {{"sign"}, 2},
                                                          {{"--plugin", "no-such-plugin", "readers"}, 3},
                                                          {{"status", "--token", "nobody"}, 7}};
     for (const auto& [words, status] : failures) {
