@@ -128,7 +128,8 @@ TEST_F(CardFiles, aCertificateIsWrittenForItsKeyAndReadBack) {
     EXPECT_EQ(written.at("subject"), "CN=J\xC3\xBCrgen,O=Ex");
     EXPECT_EQ(written.at("issuer"), "CN=J\xC3\xBCrgen,O=Ex");
     EXPECT_THAT(openssl("x509 -in certificate.pem -noout -serial"), HasSubstr(written.at("serial").get<std::string>()));
-    for (const json& object : answer({"objects"}).at("objects")) {
+    const json all = answer({"objects"}).at("objects");
+    for (const json& object : all) {
         EXPECT_EQ(object.value("key", "none"), object.at("class") == "certificate" ? "01" : "none");
     }
     const json certificates = answer({"objects", "--uri", "pkcs11:type=cert"}).at("objects");
