@@ -18,6 +18,12 @@ struct RemovalRequest {
 
 /// One script of a removal.
 struct RemovalStep {
+    RemovalStep(const ScriptCall& script, std::string text) : call(script), done(std::move(text)) {}
+    // Copied, never moved, as the call in it is.
+    RemovalStep(const RemovalStep&) = default;
+    RemovalStep& operator=(const RemovalStep&) = default;
+    ~RemovalStep() = default;
+
     ScriptCall call;
     std::string done; ///< "the certificates with the identifier 01 are removed"
 };
