@@ -68,8 +68,23 @@ bool canBeWritten(const std::filesystem::path& path) {
     return isOpen;
 }
 
-void requireWritable(const std::optional<std::string>& file) {
-    if (file && !canBeWritten(pathOf(*file))) {
+/// The result must not replace a file that the command reads, such as the only copy of a key.
+void refuseInput(const std::string& file, const std::vector<std::string>& operands) {
+    for (const std::string& operand : operands) {
+        std::error_code ignored;
+        if (std::filesystem::equivalent(pathOf(file), pathOf(operand), ignored)) {
+            throw UsageError("--out: the command reads the file \"" + file + "\"; name another one for the result");
+        }
+    }
+}
+
+void checkOut(const CardArguments& arguments) {
+    const std::optional<std::string> file = arguments.value("--out");
+    if (!file) {
+        return;
+    }
+    refuseInput(*file, arguments.operands);
+    if (!canBeWritten(pathOf(*file))) {
         throw UsageError("--out: the file \"" + *file + "\" cannot be written; name one in a folder of your own");
     }
 }
@@ -82,7 +97,7 @@ CardRun::CardRun(const CardCommand& /*command*/, const Options& options, const O
                                                      .lastTry = lastTryOf(options.card),
                                                      .showsProgress = showsProgress(options)},
       m_person(output) {
-    requireWritable(options.card.value("--out"));
+    checkOut(options.card);
 }
 
 std::optional<std::string> CardRun::id() const {

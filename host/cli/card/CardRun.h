@@ -30,7 +30,7 @@ namespace host {
 class CardRun {
 public:
     /// `options` and `output` must outlive it. UsageError for options that are wrong whatever the command is, and for a
-    /// file of --out that cannot be written: nobody should learn that when a key is made.
+    /// file of --out that cannot be written or that the command reads: nobody should learn that when a key is made.
     CardRun(const CardCommand& command, const Options& options, const Output& output);
     CardRun(const CardRun&) = delete;
     CardRun& operator=(const CardRun&) = delete;

@@ -12,6 +12,7 @@ namespace {
 
 using nlohmann::json;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 class CardFiles : public SoftTokenFolder {
 protected:
@@ -119,6 +120,16 @@ TEST_F(CardFiles, aRequestIsSignedOnTheToken) {
     EXPECT_EQ(openssl("req -in request.pem -noout -pubkey"), openssl("pkey -in key.pem -pubout"));
     EXPECT_EQ(withPin({"request", "--id", "01", "--subject", "CN=a"}).status, 2);
     EXPECT_EQ(withPin({"request", "--id", "02", "--subject", "/CN=a"}).status, 4);
+}
+
+TEST_F(CardFiles, theResultNeverReplacesTheKeyThatIsRead) {
+    const std::string before = contentOf("key.pem");
+    other("ln -s key.pem same.pem");
+    const Outcome refused = withPin({"import-key", at("key.pem"), "--id", "01", "--out", at("same.pem")});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.errors, HasSubstr("name another one for the result"));
+    EXPECT_EQ(contentOf("key.pem"), before);
+    EXPECT_THAT(answer({"objects", "--pin", m_pin}).at("objects"), IsEmpty());
 }
 
 TEST_F(CardFiles, aCertificateIsWrittenForItsKeyAndReadBack) {
