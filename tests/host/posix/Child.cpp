@@ -1,11 +1,12 @@
 #include "tests/host/Child.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/host/posix/Become.h"
 
 namespace tests {
 
@@ -17,20 +18,6 @@ struct Child::System {
 };
 
 namespace {
-
-[[noreturn]] void become(const Words& arguments, const Environment& environment) {
-    std::vector<char*> words;
-    for (const std::string& argument : arguments) {
-        words.push_back(const_cast<char*>(argument.c_str()));
-    }
-    words.push_back(nullptr);
-    for (const auto& [name, value] : environment) {
-        ::setenv(name.c_str(), value.c_str(), 1);
-    }
-    ::signal(SIGPIPE, SIG_DFL);
-    ::execv(words[0], words.data());
-    ::_exit(127);
-}
 
 int unnamedFile() {
     char name[] = "host-test-XXXXXX";

@@ -2,29 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "tests/host/posix/Become.h"
+
 namespace tests {
 
 namespace {
-
-[[noreturn]] void become(const Words& arguments, const Environment& environment) {
-    std::vector<char*> words;
-    for (const std::string& argument : arguments) {
-        words.push_back(const_cast<char*>(argument.c_str()));
-    }
-    words.push_back(nullptr);
-    for (const auto& [name, value] : environment) {
-        ::setenv(name.c_str(), value.c_str(), 1);
-    }
-    ::execv(words[0], words.data());
-    ::_exit(127);
-}
 
 termios stateOf(int terminal) {
     termios state = {};
