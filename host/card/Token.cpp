@@ -83,11 +83,6 @@ void Token::guardPin(PinRole role) {
     }
 }
 
-void Token::note(const std::string& step) {
-    std::erase(m_open, step);
-    m_done.push_back(step);
-}
-
 void Token::login(const WipedBytes& pin) {
     ScriptCall call("authenticate");
     call.plain("AUTH_TYPE", "STATIC").plain("PINID", "USER").secret("PIN", pin);
@@ -109,6 +104,11 @@ std::optional<ScriptAnswer> Token::run(const std::string& doing, const ScriptCal
 
 void Token::announce(const std::string& step) {
     m_open.push_back(step);
+}
+
+void Token::note(const std::string& step) {
+    std::erase(m_open, step);
+    m_done.push_back(step);
 }
 
 } // namespace host

@@ -71,6 +71,18 @@ std::string scriptHelp(const Script& script, std::size_t width) {
            (example.empty() ? "" : "Example:\n" + example);
 }
 
+std::vector<HelpRow> commandRows(bool areScripts) {
+    std::vector<HelpRow> rows;
+    for (const CommandRow& command : commandTable()) {
+        if ((command.script != nullptr) == areScripts) {
+            rows.push_back({command.name, command.summary});
+        }
+    }
+    return rows;
+}
+
+} // namespace
+
 std::vector<HelpRow> optionRows(const std::vector<OptionRow>& options) {
     std::vector<HelpRow> rows;
     for (const OptionRow& option : options) {
@@ -99,16 +111,6 @@ std::vector<HelpRow> kindRows() {
     return rows;
 }
 
-std::vector<HelpRow> commandRows(bool areScripts) {
-    std::vector<HelpRow> rows;
-    for (const CommandRow& command : commandTable()) {
-        if ((command.script != nullptr) == areScripts) {
-            rows.push_back({command.name, command.summary});
-        }
-    }
-    return rows;
-}
-
 std::vector<HelpRow> statusRows() {
     std::vector<HelpRow> rows;
     for (const StatusRow& row : statusTable()) {
@@ -116,8 +118,6 @@ std::vector<HelpRow> statusRows() {
     }
     return rows;
 }
-
-} // namespace
 
 std::string wrapped(std::string_view text, std::size_t width, std::size_t indent) {
     std::string result;

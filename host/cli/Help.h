@@ -30,6 +30,12 @@ struct HelpRow {
 /// Everything about a parameter of a script in one sentence: what it means, whether it is needed, and with what.
 [[nodiscard]] std::string meaningOf(const ScriptParameter& parameter);
 
+/// The tables of options, operands, values of scripts and exit statuses: help and the manual page show the same ones.
+[[nodiscard]] std::vector<HelpRow> optionRows(const std::vector<OptionRow>& options);
+[[nodiscard]] std::vector<HelpRow> operandRows(const std::vector<OperandRow>& operands);
+[[nodiscard]] std::vector<HelpRow> kindRows();
+[[nodiscard]] std::vector<HelpRow> statusRows();
+
 /// Help for the program and for a command, `width` columns wide.
 [[nodiscard]] std::string programHelp(std::size_t width);
 [[nodiscard]] std::string commandHelp(const CommandRow& command, std::size_t width);

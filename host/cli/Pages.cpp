@@ -2,7 +2,6 @@
 
 #include "host/cli/CommandTable.h"
 #include "host/cli/Help.h"
-#include "host/scripts/Parameters.h"
 
 namespace host {
 
@@ -61,22 +60,10 @@ std::string notes(const std::string& text, bool isBelowTitle = false) {
     return isVerbatim ? result + ".fi\n" : result;
 }
 
-std::string nameOf(const OptionRow& option) {
-    return option.value.empty() ? option.name : option.name + " " + option.value;
-}
-
-std::string options(const std::vector<OptionRow>& rows) {
+std::string items(const std::vector<HelpRow>& rows) {
     std::string text;
-    for (const OptionRow& row : rows) {
-        text += item(nameOf(row), row.help);
-    }
-    return text;
-}
-
-std::string operands(const std::vector<OperandRow>& rows) {
-    std::string text;
-    for (const OperandRow& row : rows) {
-        text += row.help.empty() ? "" : item(row.name, row.help);
+    for (const HelpRow& row : rows) {
+        text += item(row.name, row.meaning);
     }
     return text;
 }
@@ -105,26 +92,9 @@ std::string commands(bool areScripts) {
     for (const CommandRow& row : commandTable()) {
         if ((row.script != nullptr) == areScripts) {
             text += ".SS " + plain(usageOf(row)) + "\n" + plain(row.summary) + ".\n" + notes(row.notes) +
-                    operands(row.operands) + options(row.options) + (areScripts ? script(*row.script) : "");
+                    items(operandRows(row.operands)) + items(optionRows(row.options)) +
+                    (areScripts ? script(*row.script) : "");
         }
-    }
-    return text;
-}
-
-std::string kinds() {
-    std::string text = item("ID=VALUE", "a word, 1 or 0, as it stands");
-    for (const ParameterKind& kind : parameterKinds()) {
-        const std::string help = kind.help;
-        const std::size_t end = help.find(' ');
-        text += item("ID=" + help.substr(0, end), help.substr(help.find_first_not_of(' ', end)));
-    }
-    return text;
-}
-
-std::string statuses() {
-    std::string text;
-    for (const StatusRow& row : statusTable()) {
-        text += item(row.status, row.meaning);
     }
     return text;
 }
@@ -141,11 +111,12 @@ std::string programPage(const std::string& version) {
            ".B p11host\n[OPTIONS] COMMAND\n" + section("DESCRIPTION") +
            "Loads the plug\\-in as a host does and runs one command, or a whole job. Results go to standard output,\n"
            "messages to standard error.\n" +
-           section("OPTIONS") + options(commonOptions()) + section("COMMANDS") + commands(false) + section("SCRIPTS") +
+           section("OPTIONS") + items(optionRows(commonOptions())) + section("COMMANDS") + commands(false) +
+           section("SCRIPTS") +
            "Each script of the plug\\-in is a command. Its arguments are checked before anything is called.\n" +
-           commands(true) + section("VALUES") + kinds() + section("ENVIRONMENT") +
+           commands(true) + section("VALUES") + items(kindRows()) + section("ENVIRONMENT") +
            item("P11HOST_MODULE", "the PKCS #11 module when --module is not given") + section("EXIT STATUS") +
-           statuses() + section("SEE ALSO") + ".BR p11host\\-job (5)\n";
+           items(statusRows()) + section("SEE ALSO") + ".BR p11host\\-job (5)\n";
 }
 
 std::string jobPage(const std::string& version) {
