@@ -13,7 +13,7 @@ namespace {
 
 struct Name {
     std::uint32_t result;
-    const char* text;
+    std::string_view text;
 };
 
 #define NAME(result)                                                                                                   \
@@ -131,7 +131,23 @@ std::string hexadecimal(std::uint32_t number) {
 std::string resultName(std::uint32_t result) {
     const auto* name =
         std::find_if(kNames.begin(), kNames.end(), [result](const Name& entry) { return entry.result == result; });
-    return name == kNames.end() ? "result 0x" + hexadecimal(result) : name->text;
+    return name == kNames.end() ? "result 0x" + hexadecimal(result) : std::string(name->text);
+}
+
+std::optional<std::uint32_t> resultNumber(std::string_view name) noexcept {
+    const auto* found =
+        std::find_if(kNames.begin(), kNames.end(), [name](const Name& entry) { return entry.text == name; });
+    if (found != kNames.end()) {
+        return found->result;
+    }
+    constexpr std::string_view kUnnamed = "result 0x";
+    std::uint32_t number = 0;
+    const char* const end = name.data() + name.size();
+    if (!name.starts_with(kUnnamed)) {
+        return std::nullopt;
+    }
+    const std::from_chars_result read = std::from_chars(name.data() + kUnnamed.size(), end, number, 16);
+    return read.ec == std::errc() && read.ptr == end ? std::optional(number) : std::nullopt;
 }
 
 } // namespace cryptoki

@@ -17,6 +17,12 @@ namespace platform {
 /// choose the files that it loads or writes. Throws std::bad_alloc.
 [[nodiscard]] std::optional<WipedBytes> environmentVariable(const char* name);
 
+/// The same for a variable that is no secret; empty when it is not set. Throws std::bad_alloc.
+[[nodiscard]] std::string environmentText(const char* name);
+
+/// Sets an environment variable (UTF-8) for this process and the programs that it starts.
+void setEnvironmentVariable(const char* name, const std::string& value);
+
 /// Overwrites the value of an environment variable, in every copy that the runtime keeps, and removes it.
 void removeEnvironmentVariable(const char* name) noexcept;
 

@@ -35,11 +35,6 @@ std::int64_t microsecondsNow() noexcept {
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-std::string environmentText(const char* name) {
-    const std::optional<WipedBytes> value = platform::environmentVariable(name);
-    return value ? std::string(value->begin(), value->end()) : std::string();
-}
-
 /// Decimal or 0x hexadecimal; the default for anything else.
 std::uint32_t parseLevels(const std::string& text) noexcept {
     const bool isHex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
@@ -130,9 +125,9 @@ void Log::openFromEnvironment() noexcept {
         return;
     }
     try {
-        const std::string file = environmentText("RYLOG_FILE");
-        const std::uint32_t levels = parseLevels(environmentText("RYLOG_LEVELS"));
-        const bool isJson = environmentText("RYLOG_FORMAT") == "json";
+        const std::string file = platform::environmentText("RYLOG_FILE");
+        const std::uint32_t levels = parseLevels(platform::environmentText("RYLOG_LEVELS"));
+        const bool isJson = platform::environmentText("RYLOG_FORMAT") == "json";
         openFile(file.c_str(), levels, isJson ? RylogFormat::Json : RylogFormat::Text);
     } catch (...) {
         openFile(nullptr, 0, RylogFormat::Text);

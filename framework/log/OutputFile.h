@@ -2,25 +2,19 @@
 
 #include <cstddef>
 
-#include "platform/FileIdentity.h"
+#include "platform/AppendedFile.h"
 #include "ry/rylogFault.h"
 
 namespace Ry::log {
 
-/// A file to which whole lines are appended, also when other processes append to it. It stays open until the process
-/// ends, because messages come until then: the destructor does nothing.
+/// Where the log goes: a file to which whole lines are appended (see platform::AppendedFile), or standard error.
 class OutputFile {
 public:
-    OutputFile() noexcept = default;
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-    ~OutputFile() = default;
-
     /// Closes the open file. `path` is UTF-8; "-" is standard error, null or empty opens nothing. On Linux only its
     /// owner can read the file from then on. Returns false when it cannot be opened, for a link or a pipe, and on Linux
     /// for another user's file; the object is then closed. "/dev/stderr" and "/dev/null" are allowed.
     [[nodiscard]] bool open(const char* path) noexcept;
-    [[nodiscard]] bool isOpen() const noexcept { return m_handle != kClosed; }
+    [[nodiscard]] bool isOpen() const noexcept { return m_file.isOpen(); }
 
     /// The first failure of a write since the file was opened; always None for standard error.
     [[nodiscard]] RylogFault fault() const noexcept { return m_fault; }
@@ -30,14 +24,9 @@ public:
     void write(const char* line, std::size_t length) noexcept;
 
 private:
-    void close() noexcept;
     void note(RylogFault fault) noexcept;
 
-    static constexpr std::ptrdiff_t kClosed = -1;
-
-    // A descriptor, or a HANDLE, whose value for "none" is -1 too.
-    std::ptrdiff_t m_handle = kClosed;
-    platform::FileIdentity m_identity;
+    platform::AppendedFile m_file;
     bool m_isOwned = false;
     RylogFault m_fault = RylogFault::None;
 };

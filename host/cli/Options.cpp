@@ -143,13 +143,8 @@ void setUp(CLI::App& app, Options& options) {
 
 } // namespace
 
-std::string environmentText(const char* name) {
-    const std::optional<WipedBytes> value = platform::environmentVariable(name);
-    return value ? std::string(value->begin(), value->end()) : std::string();
-}
-
 bool showsProgress(const Options& options) {
-    return platform::errorsGoToTerminal() && environmentText("TERM") != "dumb" && options.trace != "-";
+    return platform::errorsGoToTerminal() && platform::environmentText("TERM") != "dumb" && options.trace != "-";
 }
 
 std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& arguments) {
@@ -160,7 +155,7 @@ std::variant<Options, NothingToDo> readOptions(const std::vector<std::string>& a
     CLI::App app("", "p11host");
     Options options;
     setUp(app, options);
-    options.choice.module = environmentText("P11HOST_MODULE");
+    options.choice.module = platform::environmentText("P11HOST_MODULE");
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend()); // as the parser takes them
     try {
         app.parse(reversed);

@@ -39,9 +39,6 @@ struct NothingToDo {
     std::string message; ///< for standard error
 };
 
-/// A variable of the environment that is no secret; empty when it is not set.
-[[nodiscard]] std::string environmentText(const char* name);
-
 /// Whether a line on standard error may say what is under way. A trace on the same terminal would break it, and a dumb
 /// terminal cannot go back in it.
 [[nodiscard]] bool showsProgress(const Options& options);

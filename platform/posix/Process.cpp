@@ -22,6 +22,10 @@ std::optional<WipedBytes> environmentVariable(const char* name) {
                             : std::optional<WipedBytes>(std::in_place, value, value + std::strlen(value));
 }
 
+void setEnvironmentVariable(const char* name, const std::string& value) {
+    ::setenv(name, value.c_str(), 1);
+}
+
 void removeEnvironmentVariable(const char* name) noexcept {
     const std::size_t length = std::strlen(name);
     for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {

@@ -45,6 +45,10 @@ std::optional<WipedBytes> environmentVariable(const char* name) {
     return value;
 }
 
+void setEnvironmentVariable(const char* name, const std::string& value) {
+    SetEnvironmentVariableW(text::toWide(name).c_str(), text::toWide(value).c_str());
+}
+
 void removeEnvironmentVariable(const char* name) noexcept {
     wchar_t wideName[256];
     const std::size_t nameLength = text::utf8ToWide(name, std::char_traits<char>::length(name), wideName, 255);

@@ -5,6 +5,7 @@
 
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "platform/Process.h"
 
 namespace host {
 
@@ -20,9 +21,9 @@ TokenChoice choiceOf(const Options& options) {
     TokenChoice choice{options.reader, arguments.value("--token"), arguments.value("--serial"), std::nullopt};
     std::optional<std::string> uri = arguments.value("--uri");
     if (!choice.reader && !choice.token && !choice.serial && !uri) {
-        choice.reader = given(environmentText("P11HOST_READER"));
-        choice.token = given(environmentText("P11HOST_TOKEN"));
-        uri = given(environmentText("P11HOST_URI"));
+        choice.reader = given(platform::environmentText("P11HOST_READER"));
+        choice.token = given(platform::environmentText("P11HOST_TOKEN"));
+        uri = given(platform::environmentText("P11HOST_URI"));
     }
     if (uri) {
         choice.uri = readUri(*uri);

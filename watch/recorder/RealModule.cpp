@@ -1,0 +1,67 @@
+#include "watch/recorder/RealModule.h"
+
+#include <exception>
+#include <mutex>
+#include <string>
+
+#include "platform/DynamicLibrary.h"
+#include "platform/Process.h"
+#include "text/Utf8.h"
+#include "watch/calls/Messages.h"
+#include "watch/recorder/Exports.h"
+
+namespace watch {
+
+namespace {
+
+void complain(const std::string& text) noexcept {
+    say("p11watch", text);
+}
+
+RealModule load() {
+    const std::string name = platform::environmentText("P11WATCH_MODULE");
+    if (name.empty()) {
+        complain("P11WATCH_MODULE names no PKCS#11 module");
+        return {};
+    }
+    platform::DynamicLibrary library = platform::DynamicLibrary::load(text::toWide(name).c_str());
+    if (!library.isLoaded()) {
+        complain("cannot load the module \"" + name + "\": " + platform::DynamicLibrary::lastError());
+        return {};
+    }
+    RealModule module;
+    module.getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(library.symbol("C_GetFunctionList"));
+    if (module.getFunctionList == nullptr) {
+        complain("\"" + name + "\" is no PKCS#11 module: it does not offer C_GetFunctionList");
+        return {};
+    }
+    if (module.getFunctionList == &C_GetFunctionList) {
+        complain("P11WATCH_MODULE names p11watch itself");
+        return {};
+    }
+    module.getInterfaceList = reinterpret_cast<CK_C_GetInterfaceList>(library.symbol("C_GetInterfaceList"));
+    module.getInterface = reinterpret_cast<CK_C_GetInterface>(library.symbol("C_GetInterface"));
+    [[maybe_unused]] static platform::DynamicLibrary* const s_kept = [&library] {
+        alignas(platform::DynamicLibrary) static std::byte s_storage[sizeof(platform::DynamicLibrary)];
+        return new (s_storage) platform::DynamicLibrary(std::move(library));
+    }();
+    return module;
+}
+
+} // namespace
+
+RealModule realModule() noexcept {
+    static std::mutex s_mutex;
+    static RealModule s_module;
+    const std::lock_guard lock(s_mutex);
+    try {
+        if (s_module.getFunctionList == nullptr) {
+            s_module = load();
+        }
+    } catch (const std::exception&) {
+        complain("memory is short");
+    }
+    return s_module;
+}
+
+} // namespace watch
