@@ -132,14 +132,8 @@ constexpr std::array kAttributes{
         number, #number                                                                                                \
     }
 constexpr std::array kClasses{
-    NAME(CKO_DATA),
-    NAME(CKO_CERTIFICATE),
-    NAME(CKO_PUBLIC_KEY),
-    NAME(CKO_PRIVATE_KEY),
-    NAME(CKO_SECRET_KEY),
-    NAME(CKO_HW_FEATURE),
-    NAME(CKO_DOMAIN_PARAMETERS),
-    NAME(CKO_MECHANISM),
+    NAME(CKO_DATA),       NAME(CKO_CERTIFICATE), NAME(CKO_PUBLIC_KEY),        NAME(CKO_PRIVATE_KEY),
+    NAME(CKO_SECRET_KEY), NAME(CKO_HW_FEATURE),  NAME(CKO_DOMAIN_PARAMETERS), NAME(CKO_MECHANISM),
     NAME(CKO_OTP_KEY),
 };
 constexpr std::array kKeyTypes{

@@ -13,7 +13,18 @@ namespace cryptoki {
 enum class NameKind { Attribute, Class, KeyType, CertificateType, Mechanism, UserType, SessionState };
 
 /// How the value of an attribute is built.
-enum class AttributeForm { Bytes, Boolean, Number, Class, KeyType, CertificateType, Mechanism, Text, Mechanisms, Template };
+enum class AttributeForm {
+    Bytes,
+    Boolean,
+    Number,
+    Class,
+    KeyType,
+    CertificateType,
+    Mechanism,
+    Text,
+    Mechanisms,
+    Template
+};
 
 /// The standard's name of a number, "CKA_LABEL"; empty where the standard has none.
 [[nodiscard]] std::string_view nameOf(NameKind kind, std::uint64_t number) noexcept;

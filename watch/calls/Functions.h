@@ -21,10 +21,10 @@ enum class Kind : std::uint8_t {
     Number,
     UserType,
     MechanismType,
-    Pointer,      ///< the program's own; only whether it is null counts
-    Initialize,   ///< CK_C_INITIALIZE_ARGS
-    PaddedLabel,  ///< 32 bytes
-    Mechanism,    ///< CK_MECHANISM
+    Pointer,     ///< the program's own; only whether it is null counts
+    Initialize,  ///< CK_C_INITIALIZE_ARGS
+    PaddedLabel, ///< 32 bytes
+    Mechanism,   ///< CK_MECHANISM
     SessionOut,
     ObjectOut,
     SlotOut,
@@ -35,16 +35,16 @@ enum class Kind : std::uint8_t {
     SessionInfoOut,
     MechanismInfoOut,
     // A pointer and a length or count.
-    Pin,          ///< masked, also its length
-    Masked,       ///< masked, with its length
-    Bytes,        ///< shown
-    Text,         ///< shown
-    Template,     ///< of an object whose class the template or the object handle says
+    Pin,      ///< masked, also its length
+    Masked,   ///< masked, with its length
+    Bytes,    ///< shown
+    Text,     ///< shown
+    Template, ///< of an object whose class the template or the object handle says
     PublicTemplate,
     SecretTemplate, ///< of a private or secret key
-    Query,        ///< of C_GetAttributeValue: goes in, comes back filled
-    RandomOut,    ///< masked, with its length, which is no pointer
-    MaskedOut,    ///< masked; a pointer to the length, as the following ones
+    Query,          ///< of C_GetAttributeValue: goes in, comes back filled
+    RandomOut,      ///< masked, with its length, which is no pointer
+    MaskedOut,      ///< masked; a pointer to the length, as the following ones
     BytesOut,
     SlotsOut,
     MechanismsOut,
@@ -106,21 +106,16 @@ inline constexpr std::array kFunctions{
     Function{"C_InitToken", {{kSlot, {"pin", Kind::Pin}, {"label", Kind::PaddedLabel}}}},
     Function{"C_InitPIN", {{kSession, {"pin", Kind::Pin}}}},
     Function{"C_SetPIN", {{kSession, {"oldPin", Kind::Pin}, {"newPin", Kind::Pin}}}},
-    Function{"C_OpenSession",
-             {{kSlot,
-               kFlags,
-               {"application", Kind::Pointer},
-               {"notify", Kind::Pointer},
-               {"session", Kind::SessionOut}}}},
+    Function{
+        "C_OpenSession",
+        {{kSlot, kFlags, {"application", Kind::Pointer}, {"notify", Kind::Pointer}, {"session", Kind::SessionOut}}}},
     Function{"C_CloseSession", {{kSession}}},
     Function{"C_CloseAllSessions", {{kSlot}}},
     Function{"C_GetSessionInfo", {{kSession, {"info", Kind::SessionInfoOut}}}},
     Function{"C_GetOperationState", {{kSession, {"state", Kind::MaskedOut}}}},
-    Function{"C_SetOperationState",
-             {{kSession,
-               {"state", Kind::Masked},
-               {"encryptionKey", Kind::Object},
-               {"authenticationKey", Kind::Object}}}},
+    Function{
+        "C_SetOperationState",
+        {{kSession, {"state", Kind::Masked}, {"encryptionKey", Kind::Object}, {"authenticationKey", Kind::Object}}}},
     Function{"C_Login", {{kSession, {"userType", Kind::UserType}, {"pin", Kind::Pin}}}},
     Function{"C_Logout", {{kSession}}},
     Function{"C_CreateObject", {{kSession, kTemplate, {"object", Kind::ObjectOut}}}},
@@ -185,8 +180,7 @@ inline constexpr std::array kFunctions{
     Function{"C_GetFunctionStatus", {{kSession}}},
     Function{"C_CancelFunction", {{kSession}}},
     Function{"C_WaitForSlotEvent", {{kFlags, {"slot", Kind::SlotOut}, {"reserved", Kind::Pointer}}}},
-    Function{"C_LoginUser",
-             {{kSession, {"userType", Kind::UserType}, {"pin", Kind::Pin}, {"username", Kind::Text}}}},
+    Function{"C_LoginUser", {{kSession, {"userType", Kind::UserType}, {"pin", Kind::Pin}, {"username", Kind::Text}}}},
     Function{"C_SessionCancel", {{kSession, kFlags}}},
     Function{"C_MessageEncryptInit", {{kSession, kMechanism, kKey}}},
     Function{"C_EncryptMessage", {{kSession, kMessage, kAssociated, kData, kEncryptedOut}}},

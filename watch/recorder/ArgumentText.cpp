@@ -276,8 +276,7 @@ void writeOutputs(JsonLine& line, const Function& function, Words words, bool is
         const bool hasLength = argument.kind > Kind::RandomOut;
         if (argument.kind == Kind::Query && answersAttributes(result)) {
             line.key(argument.name);
-            writeAnswer(line, pointer<CK_ATTRIBUTE>(next[0]), rooms.attributes, isOpen,
-                        result == CKR_OK);
+            writeAnswer(line, pointer<CK_ATTRIBUTE>(next[0]), rooms.attributes, isOpen, result == CKR_OK);
         } else if (isOutput(argument.kind) && (result == CKR_OK || (hasLength && result == CKR_BUFFER_TOO_SMALL))) {
             line.key(argument.name);
             writeOutput(line, argument.kind, next, rooms, result);

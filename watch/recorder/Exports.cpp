@@ -112,13 +112,15 @@ CK_RV listOwnInterface(CK_INTERFACE* interfaces, CK_ULONG* count) {
     return CKR_OK;
 }
 
-CK_RV getRealInterface(const RealModule& real, CK_UTF8CHAR* name, CK_VERSION* version, CK_INTERFACE** interface,
-                       CK_FLAGS flags, RecordedCall& call) {
-    const CK_RV result = real.getInterface(name, version, interface, flags);
+CK_RV getWatchedInterface(const RealModule& real, CK_UTF8CHAR* name, CK_VERSION* version, CK_INTERFACE** interface,
+                          CK_FLAGS flags, RecordedCall& call) {
+    const bool hasInterfaces = real.getInterface != nullptr;
+    const CK_RV result = hasInterfaces ? real.getInterface(name, version, interface, flags)
+                                       : getOwnInterface(name, version, interface, flags);
     if (result == CKR_OK && *interface != nullptr) {
-        CK_INTERFACE* const watched = watchedInterface(*interface);
+        CK_INTERFACE* const watched = hasInterfaces ? watchedInterface(*interface) : *interface;
         call.outputs().key("interface");
-        writeInterface(call.outputs(), *watched, watched != *interface);
+        writeInterface(call.outputs(), *watched, watched != *interface || !hasInterfaces);
         *interface = watched;
     }
     return result;
@@ -187,8 +189,7 @@ CK_RV C_GetInterface(CK_UTF8CHAR* name, CK_VERSION* version, CK_INTERFACE** inte
     const RealModule real = realModule();
     CK_RV result = CKR_ARGUMENTS_BAD;
     if (interface != nullptr) {
-        result = real.getInterface == nullptr ? getOwnInterface(name, version, interface, flags)
-                                              : getRealInterface(real, name, version, interface, flags, call);
+        result = getWatchedInterface(real, name, version, interface, flags, call);
     }
     finish(call, result);
     return result;

@@ -14,14 +14,11 @@ namespace {
 constexpr std::size_t kMostObjects = 1U << 16U;
 
 /// Of the standard, of the trust modules of p11-kit and of NSS.
-constexpr std::array<CK_OBJECT_CLASS, 8> kOpenClasses{CKO_CERTIFICATE,
-                                                      CKO_PUBLIC_KEY,
-                                                      CKO_HW_FEATURE,
-                                                      CKO_DOMAIN_PARAMETERS,
-                                                      CKO_MECHANISM,
-                                                      0xCE534353U,  // NSS: trust
-                                                      0xCE534354U,  // NSS: list of built-in objects
-                                                      0xD8444764U}; // p11-kit: trust assertion
+constexpr std::array<CK_OBJECT_CLASS, 8> kOpenClasses{
+    CKO_CERTIFICATE, CKO_PUBLIC_KEY, CKO_HW_FEATURE, CKO_DOMAIN_PARAMETERS, CKO_MECHANISM,
+    0xCE534353U,  // NSS: trust
+    0xCE534354U,  // NSS: list of built-in objects
+    0xD8444764U}; // p11-kit: trust assertion
 
 CK_ULONG toCount(Word word) noexcept {
     return static_cast<CK_ULONG>(word);
@@ -125,7 +122,8 @@ void KnownObjects::learnClass(Words words, std::span<const CK_ULONG> rooms) {
     const auto* const attributes = pointer<CK_ATTRIBUTE>(words[2]);
     for (std::size_t i = 0; attributes != nullptr && i < rooms.size(); ++i) {
         CK_OBJECT_CLASS objectClass = 0;
-        if (attributes[i].type == CKA_CLASS && rooms[i] >= sizeof objectClass && readClass(attributes[i], objectClass)) {
+        if (attributes[i].type == CKA_CLASS && rooms[i] >= sizeof objectClass &&
+            readClass(attributes[i], objectClass)) {
             setOpen({words[0], words[1]}, isOpenClass(objectClass));
         }
     }

@@ -76,8 +76,7 @@ bool namesClass(FunctionId id) noexcept {
 } // namespace
 
 RecordedCall::RecordedCall(FunctionId id, Words words) noexcept
-    : m_name(functionOf(id).name), m_id(id), m_words(words),
-      m_isRecorded(watch().record.isWanted()) {
+    : m_name(functionOf(id).name), m_id(id), m_words(words), m_isRecorded(watch().record.isWanted()) {
     if (!m_isRecorded) {
         return;
     }
@@ -89,8 +88,7 @@ RecordedCall::RecordedCall(FunctionId id, Words words) noexcept
     start();
 }
 
-RecordedCall::RecordedCall(std::string_view name) noexcept
-    : m_name(name), m_isRecorded(watch().record.isWanted()) {
+RecordedCall::RecordedCall(std::string_view name) noexcept : m_name(name), m_isRecorded(watch().record.isWanted()) {
     start();
 }
 

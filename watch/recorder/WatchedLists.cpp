@@ -124,8 +124,8 @@ CK_INTERFACE interfaceOver(CK_FUNCTION_LIST* list) noexcept {
 CK_VERSION versionOf(const CK_INTERFACE& interface) noexcept {
     CK_VERSION version{0, 0};
     if (interface.pInterfaceName != nullptr && interface.pFunctionList != nullptr &&
-        std::strcmp(reinterpret_cast<const char*>(interface.pInterfaceName),
-                    reinterpret_cast<const char*>(g_name)) == 0) {
+        std::strcmp(reinterpret_cast<const char*>(interface.pInterfaceName), reinterpret_cast<const char*>(g_name)) ==
+            0) {
         std::memcpy(&version, interface.pFunctionList, sizeof version);
     }
     return version;
