@@ -71,6 +71,7 @@ const std::vector<OptionRow>& commonOptions() {
         {"--reader", "TEXT", "The reader to work on, as \"readers\" shows it"},
         {"--trace", "FILE", "Trace as JSON lines into FILE; \"-\": as text on standard error"},
         {"--trace-levels", "MASK", "Sum of 1 failures, 2 calls, 4 values, 8 entries, 16 exits; default: 31"},
+        {"--watch", "FILE", "Record the calls of the module into FILE, with PINs, keys and data masked"},
         {"--json", "", "Machine-readable output"},
         {"--version", "", "Show the version, also -V"},
         {"--help", "", "Explain the program or the command, also -h"},

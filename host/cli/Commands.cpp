@@ -13,6 +13,7 @@
 #include "host/plugin/Errors.h"
 #include "host/plugin/Spinner.h"
 #include "host/plugin/Texts.h"
+#include "host/plugin/WatchedModule.h"
 #include "host/scripts/Check.h"
 #include "host/scripts/Job.h"
 #include "host/scripts/JobCheck.h"
@@ -363,6 +364,9 @@ void prepare(const Options& options) {
         throw UsageError("--trace-levels is a sum of 1, 2, 4, 8 and 16, 31 at most");
     }
     setUpTrace(options);
+    if (options.watch) {
+        watchModule(*options.watch);
+    }
 }
 
 ExitStatus runCommand(const Options& options, const Output& output) {

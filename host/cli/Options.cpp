@@ -23,6 +23,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
     app.add_option("--reader", options.reader);
     app.add_option("--trace", options.trace);
     app.add_option("--trace-levels", options.traceLevels);
+    app.add_option("--watch", options.watch);
     app.add_flag("--json", options.json);
     app.add_flag("--stop-on-error", options.stopOnError);
     app.add_flag("--check", options.check);

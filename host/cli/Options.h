@@ -19,6 +19,7 @@ struct Options {
     std::optional<std::string> reader;
     std::optional<std::string> trace;
     std::uint32_t traceLevels = 31;
+    std::optional<std::string> watch; ///< the record of the module's calls
     bool json = false;
     bool stopOnError = false; ///< of "run"
     bool check = false;       ///< of "run": look at the job, call nothing

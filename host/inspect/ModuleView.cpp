@@ -9,6 +9,7 @@
 #include "host/plugin/Errors.h"
 #include "host/plugin/PluginLibrary.h"
 #include "host/plugin/Texts.h"
+#include "host/plugin/WatchedModule.h"
 #include "platform/DynamicLibrary.h"
 
 namespace host {
@@ -164,7 +165,7 @@ struct ModuleView::Module {
 };
 
 ModuleView::ModuleView(const std::string& module) : m_module(std::make_unique<Module>()) {
-    m_module->load(libraryFile(module));
+    m_module->load(moduleToLoad(libraryFile(module)));
     m_module->initialise();
 }
 

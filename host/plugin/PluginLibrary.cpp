@@ -4,6 +4,7 @@
 
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "host/plugin/WatchedModule.h"
 #include "platform/LibrarySearch.h"
 #include "platform/Process.h"
 
@@ -51,10 +52,23 @@ std::string libraryFile(const std::string& name) {
     return toUtf8(full);
 }
 
+std::optional<std::string> ownLibrary(const std::string& name) {
+    const fs::path folder = fromUtf8(platform::executablePath()).parent_path();
+    std::error_code ignored;
+    for (const fs::path& place : {folder / fromUtf8(name), folder.parent_path() / "lib" / fromUtf8(name)}) {
+        if (fs::exists(place, ignored)) {
+            return toUtf8(place);
+        }
+    }
+    return std::nullopt;
+}
+
 ExecutorPtr newExecutor(const Plugin& plugin, ParameterList* parameters) {
     for (std::uint32_t i = 0; parameters != nullptr && i < parameters->size(); ++i) {
         if (namesModule(*parameters->at(i))) {
-            searchBeside(toUtf8(parameters->at(i)->getValue()));
+            const std::string module = toUtf8(parameters->at(i)->getValue());
+            searchBeside(module);
+            parameters->at(i)->setValue(toTString(moduleToLoad(module)));
         }
     }
     return {plugin.newInstance(parameters), {plugin.freeInstance}};
@@ -78,12 +92,8 @@ PluginLibrary PluginLibrary::load(const std::string& name) {
 }
 
 std::string PluginLibrary::defaultPath() {
-    const fs::path folder = fromUtf8(platform::executablePath()).parent_path();
-    std::error_code ignored;
-    for (const fs::path& place : {folder / P11HOST_PLUGIN_NAME, folder.parent_path() / "lib" / P11HOST_PLUGIN_NAME}) {
-        if (fs::exists(place, ignored)) {
-            return toUtf8(place);
-        }
+    if (const std::optional<std::string> path = ownLibrary(P11HOST_PLUGIN_NAME)) {
+        return *path;
     }
     throw PluginError(std::string("there is no ") + P11HOST_PLUGIN_NAME +
                       " beside the executable or in ../lib; name the plug-in with --plugin FILE");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/plugin/ParameterList.h"
@@ -35,6 +36,10 @@ using ExecutorPtr = std::unique_ptr<Zel::ClientOperationExecutor, FreeExecutor>;
 /// another file later; a bare name stays, and the system searches for it beside the program and in its own folders.
 /// UTF-8. UsageError when the current directory is unknown.
 [[nodiscard]] std::string libraryFile(const std::string& name);
+
+/// A library of ours that the user does not name: beside the executable, else in ../lib. UTF-8; nullopt when it is in
+/// neither place.
+[[nodiscard]] std::optional<std::string> ownLibrary(const std::string& name);
 
 /// Calls newInstance. When "DLLNAME" is a full path, the libraries that the module needs are also searched beside it.
 [[nodiscard]] ExecutorPtr newExecutor(const Plugin& plugin, ParameterList* parameters);

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string_view>
 
+#include "watch/calls/ArgumentText.h"
 #include "watch/calls/Binding.h"
-#include "watch/recorder/ArgumentText.h"
-#include "watch/recorder/JsonLine.h"
+#include "watch/calls/JsonLine.h"
 
 namespace watch {
 

@@ -3,8 +3,9 @@
 #include <string_view>
 
 #include "cryptoki/cryptoki.h"
+#include "zel/Export.h"
 
-#define LOUD_EXPORT __attribute__((visibility("default")))
+#define LOUD_EXPORT ZEL_EXPORT
 
 /// The test module whose every function succeeds and fills every buffer with the marker; and what it answers otherwise.
 namespace Loud {

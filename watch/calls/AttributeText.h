@@ -4,7 +4,7 @@
 
 #include "cryptoki/Names.h"
 #include "cryptoki/cryptoki.h"
-#include "watch/recorder/JsonLine.h"
+#include "watch/calls/JsonLine.h"
 
 namespace watch {
 

@@ -1,8 +1,8 @@
-#include "watch/recorder/ArgumentText.h"
+#include "watch/calls/ArgumentText.h"
 
 #include <algorithm>
 
-#include "watch/recorder/AttributeText.h"
+#include "watch/calls/AttributeText.h"
 
 namespace watch {
 

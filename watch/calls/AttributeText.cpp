@@ -1,4 +1,4 @@
-#include "watch/recorder/AttributeText.h"
+#include "watch/calls/AttributeText.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "watch/recorder/JsonLine.h"
+#include "watch/calls/JsonLine.h"
 
 #include <algorithm>
 #include <charconv>

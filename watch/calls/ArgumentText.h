@@ -5,7 +5,7 @@
 
 #include "cryptoki/cryptoki.h"
 #include "watch/calls/Binding.h"
-#include "watch/recorder/JsonLine.h"
+#include "watch/calls/JsonLine.h"
 
 namespace watch {
 

@@ -1,0 +1,210 @@
+#include "watch/replay/Replay.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+
+#include "cryptoki/ResultNames.h"
+#include "platform/Process.h"
+#include "platform/Sleep.h"
+#include "watch/calls/ArgumentText.h"
+#include "watch/calls/Messages.h"
+#include "watch/record/Values.h"
+#include "watch/replay/Answer.h"
+
+namespace watch {
+
+namespace {
+
+/// No function of this name: one that the table does not have.
+constexpr std::size_t kUnknown = kFunctions.size();
+
+std::size_t placeOf(std::string_view name) {
+    return static_cast<std::size_t>(std::ranges::find(kFunctions, name, &Function::name) - kFunctions.begin());
+}
+
+/// "in" of the program's call, as the watch would write it with nothing masked in templates.
+Json inputsOf(const Function& function, Words words) {
+    JsonLine line;
+    Rooms rooms;
+    writeInputs(line, function, words, true, rooms);
+    return Json::parse(line.view());
+}
+
+std::string setting(const char* name) {
+    return platform::environmentText(name);
+}
+
+} // namespace
+
+bool Replay::load() {
+    m_path = setting("P11REPLAY_FILE");
+    const std::string mode = setting("P11REPLAY_MODE");
+    m_isStrict = mode == "strict";
+    m_hasDelays = setting("P11REPLAY_DELAYS") == "1";
+    if (!m_isStrict && !mode.empty() && mode != "loose") {
+        complain("P11REPLAY_MODE is neither strict nor loose");
+        return false;
+    }
+    std::optional<RecordContent> content = m_path.empty() ? std::nullopt : readRecordFile(m_path);
+    if (!content || content->lines.empty()) {
+        complain(m_path.empty() ? std::string("P11REPLAY_FILE names no record")
+                                : "cannot read the record \"" + m_path + "\", or no call is in it");
+        return false;
+    }
+    const std::string process = setting("P11REPLAY_PROCESS");
+    const std::uint64_t first = content->lines.front().process;
+    std::ranges::stable_sort(content->lines, {}, &RecordedLine::number);
+    for (RecordedLine& line : content->lines) {
+        if (process.empty() ? line.process == first : std::to_string(line.process) == process) {
+            add(std::move(line));
+        }
+    }
+    return true;
+}
+
+void Replay::add(RecordedLine line) {
+    const std::size_t function = placeOf(line.call);
+    if (function == kUnknown) {
+        noteFunctionList(line);
+        return;
+    }
+    noteAttributes(line);
+    m_byFunction[function].push_back(m_steps.size());
+    m_steps.push_back({std::move(line)});
+}
+
+void Replay::noteFunctionList(const RecordedLine& line) {
+    if (line.call == "C_GetFunctionList" && line.out.contains("absent") && line.out["absent"].is_array()) {
+        for (const Json& name : line.out["absent"]) {
+            m_absent.push_back(name.is_string() ? name.get<std::string>() : std::string());
+        }
+    }
+}
+
+void Replay::noteAttributes(const RecordedLine& line) {
+    if (line.call != "C_GetAttributeValue" || !line.in.contains("object") || !line.in["object"].is_number_unsigned() ||
+        !line.out.contains("template") || !line.out["template"].is_array()) {
+        return;
+    }
+    auto& known = m_attributes[line.in["object"].get<std::uint64_t>()];
+    for (const Json& entry : line.out["template"]) {
+        const auto [place, isNew] = known.try_emplace(attributeType(entry), entry);
+        if (!isNew && entry.is_object() && entry.contains("value")) {
+            place->second = entry;
+        }
+    }
+}
+
+bool Replay::isAbsent(std::string_view function) const {
+    return std::ranges::find(m_absent, function) != m_absent.end();
+}
+
+CK_RV Replay::call(FunctionId id, Words words) noexcept {
+    Outcome outcome;
+    try {
+        const std::lock_guard lock(m_mutex);
+        outcome = play(id, words);
+    } catch (const std::exception& error) {
+        say("p11replay", error.what());
+    }
+    if (m_hasDelays && outcome.duration > 0) {
+        using namespace std::chrono;
+        platform::sleepFor(ceil<milliseconds>(nanoseconds(outcome.duration)));
+    }
+    return outcome.result;
+}
+
+Replay::Outcome Replay::play(FunctionId id, Words words) {
+    const Function& function = functionOf(id);
+    const Json made = inputsOf(function, words);
+    Step* const step = m_isStrict ? strictStep(id, made) : looseStep(id, made);
+    if (step != nullptr) {
+        step->isPlayed = true;
+        return {answer(function, step->line, words, m_handles), step->line.duration};
+    }
+    Outcome outcome;
+    if (!m_isStrict && id == FunctionId::C_GetAttributeValue && answerAttributes(words, outcome.result)) {
+        return outcome;
+    }
+    Step* const nearest = m_isStrict ? nullptr : nearestStep(id, made);
+    if (nearest == nullptr) {
+        complain(std::string(function.name) + " " + made.dump() + " is not in the record \"" + m_path + "\"" +
+                 (m_isStrict && m_next < m_steps.size() ? " here, where " + m_steps[m_next].line.call + " is call " +
+                                                              std::to_string(m_steps[m_next].line.number)
+                                                        : "") +
+                 "; answered CKR_FUNCTION_FAILED");
+        return outcome;
+    }
+    nearest->isPlayed = true;
+    return {answer(function, nearest->line, words, m_handles), nearest->line.duration};
+}
+
+Replay::Step* Replay::strictStep(FunctionId id, const Json& made) {
+    if (m_next == m_steps.size()) {
+        return nullptr;
+    }
+    Step& step = m_steps[m_next];
+    const Function& function = functionOf(id);
+    if (step.line.call != function.name || !distance(function, step.line.in, made, m_handles).isExact()) {
+        return nullptr;
+    }
+    ++m_next;
+    return &step;
+}
+
+Replay::Step* Replay::looseStep(FunctionId id, const Json& made) {
+    Step* played = nullptr;
+    for (const std::size_t place : m_byFunction[static_cast<std::size_t>(id)]) {
+        Step& step = m_steps[place];
+        if (!distance(functionOf(id), step.line.in, made, m_handles).isExact()) {
+            continue;
+        }
+        if (!step.isPlayed) {
+            return &step;
+        }
+        played = &step;
+    }
+    return played;
+}
+
+Replay::Step* Replay::nearestStep(FunctionId id, const Json& made) {
+    Step* nearest = nullptr;
+    std::size_t fewest = 0;
+    for (const std::size_t place : m_byFunction[static_cast<std::size_t>(id)]) {
+        Step& step = m_steps[place];
+        const Distance found = distance(functionOf(id), step.line.in, made, m_handles);
+        if (!step.isPlayed && found.isPossible && (nearest == nullptr || found.different < fewest)) {
+            nearest = &step;
+            fewest = found.different;
+        }
+    }
+    return nearest;
+}
+
+bool Replay::answerAttributes(Words words, CK_RV& result) const {
+    auto* const attributes = pointer<CK_ATTRIBUTE>(words[2]);
+    const auto object = std::ranges::find_if(m_attributes, [&](const auto& entry) {
+        return m_handles.objects.isSame(entry.first, static_cast<CK_ULONG>(words[1]));
+    });
+    if (object == m_attributes.end() || attributes == nullptr) {
+        return false;
+    }
+    const auto isKnown = [&](const CK_ATTRIBUTE& attribute) { return object->second.contains(attribute.type); };
+    const std::span wanted(attributes, static_cast<std::size_t>(words[3]));
+    if (!std::ranges::all_of(wanted, isKnown)) {
+        return false;
+    }
+    result = CKR_OK;
+    for (CK_ATTRIBUTE& attribute : wanted) {
+        const CK_RV filled = fillAttribute(attribute, object->second.at(attribute.type));
+        result = filled == CKR_OK ? result : filled;
+    }
+    return true;
+}
+
+void Replay::complain(const std::string& text) const {
+    say("p11replay", text);
+}
+
+} // namespace watch
