@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "cryptoki/cryptoki.h"
 
@@ -14,7 +15,7 @@ namespace {
         number, #number                                                                                                \
     }
 constexpr auto kMechanisms = [] {
-    std::array names{
+    constexpr NamedNumber kNames[] = {
         NAME(CKM_RSA_PKCS_KEY_PAIR_GEN),
         NAME(CKM_RSA_PKCS),
         NAME(CKM_RSA_9796),
@@ -349,6 +350,8 @@ constexpr auto kMechanisms = [] {
         NAME(CKM_EC_EDWARDS_KEY_PAIR_GEN),
         NAME(CKM_EDDSA),
     };
+    std::array<NamedNumber, std::size(kNames)> names{};
+    std::ranges::copy(kNames, names.begin());
     std::ranges::sort(names, {}, &NamedNumber::number);
     return names;
 }();

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 
 #include "cryptoki/Version3.h"
 #include "watch/calls/Functions.h"

@@ -1,8 +1,11 @@
 #include "watch/recorder/RealModule.h"
 
+#include <cstddef>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "platform/DynamicLibrary.h"
 #include "platform/Process.h"

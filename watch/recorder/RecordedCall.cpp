@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "cryptoki/ResultNames.h"

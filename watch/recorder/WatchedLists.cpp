@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <mutex>
+#include <type_traits>
 
 #include "watch/calls/Binding.h"
 #include "watch/recorder/Exports.h"

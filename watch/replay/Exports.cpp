@@ -1,5 +1,7 @@
+#include <exception>
 #include <memory>
 #include <mutex>
+#include <new>
 
 #include "watch/replay/Replay.h"
 

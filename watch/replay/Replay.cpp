@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <optional>
+#include <span>
 
 #include "cryptoki/ResultNames.h"
 #include "platform/Process.h"
@@ -54,7 +56,7 @@ bool Replay::load() {
     }
     const std::string process = setting("P11REPLAY_PROCESS");
     const std::uint64_t first = content->lines.front().process;
-    std::ranges::stable_sort(content->lines, {}, &RecordedLine::number);
+    std::ranges::sort(content->lines, {}, &RecordedLine::number);
     for (RecordedLine& line : content->lines) {
         if (process.empty() ? line.process == first : std::to_string(line.process) == process) {
             add(std::move(line));
