@@ -57,6 +57,10 @@ void Record::append(std::string_view line) noexcept {
         if (m_state == State::Open) {
             write(line);
         }
+        if (m_state == State::Off) {
+            m_path = std::string(); // the library may be unloaded next
+            m_older = std::string();
+        }
     } catch (const std::exception&) {
         m_hasComplained = true; // memory is short: nothing can be said
     }
