@@ -23,8 +23,11 @@ endif()
 # write_package_readme(file libraries program place): for a package with its libraries in the folder `libraries`, the
 # program called as `program`, and the text `place` between.
 function(write_package_readme file package_libraries package_program package_place)
-  foreach(target plugin zel-interfaces zel-vex zel-localization ry-crypto zel-log)
+  foreach(target plugin zel-interfaces zel-vex zel-localization ry-crypto zel-log p11watch p11replay)
     get_target_property(name ${target} OUTPUT_NAME)
+    if(NOT name)
+      set(name ${target})
+    endif()
     get_target_property(prefix ${target} PREFIX)
     if(prefix STREQUAL "prefix-NOTFOUND")
       set(prefix ${CMAKE_SHARED_LIBRARY_PREFIX})

@@ -269,6 +269,29 @@ TEST_F(Masked, TheValueOfAnObjectWhoseClassIsNotKnown) {
     EXPECT_EQ(line()["out"]["template"][1]["value"], "masked");
 }
 
+TEST_F(Masked, AnObjectWhoseHandleAnotherSessionHasGivenAway) {
+    CK_FUNCTION_LIST& list = load();
+    char bytes[16] = {};
+    CK_ATTRIBUTE attribute{CKA_VALUE, bytes, 16};
+    Value certificate(CKO_CERTIFICATE);
+    Value data(CKO_DATA);
+    CK_OBJECT_HANDLE object = 0;
+    const auto isShown = [&] {
+        list.C_GetAttributeValue(1, object, &attribute, 1);
+        return line()["out"]["template"][0]["value"] != "masked";
+    };
+    list.C_CreateObject(1, certificate.list, 2, &object);
+    EXPECT_TRUE(isShown());
+    list.C_CreateObject(2, data.list, 2, &object); // has the same handle
+    EXPECT_FALSE(isShown());
+    list.C_CreateObject(1, certificate.list, 2, &object);
+    list.C_DestroyObject(2, object);
+    EXPECT_FALSE(isShown());
+    list.C_CreateObject(1, certificate.list, 2, &object);
+    list.C_InitToken(3, nullptr, 0, nullptr);
+    EXPECT_FALSE(isShown());
+}
+
 TEST_F(Masked, AClassInABufferThatTheModuleDidNotFill) {
     CK_FUNCTION_LIST& list = load();
     CK_OBJECT_CLASS objectClass = CKO_CERTIFICATE;

@@ -151,6 +151,14 @@ TEST_F(Record, LengthsAndCountsThatAreNonsense) {
         EXPECT_FALSE(line()["out"]["objects"].contains("values"));
         EXPECT_EQ(line()["out"]["objects"]["count"] == -1, length == kNonsense());
     }
+    // The program's own length may be nonsense, too, in a call that fails for another attribute.
+    loud->length = kNonsense();
+    loud->result = CKR_ATTRIBUTE_TYPE_INVALID;
+    char bytes[16];
+    CK_ATTRIBUTE attributes[] = {{CKA_LABEL, bytes, kNonsense()}, {CKA_ID, bytes, 16}};
+    list.C_GetAttributeValue(1, 7, attributes, 2);
+    EXPECT_FALSE(line()["out"]["template"][0].contains("value"));
+    loud->result = CKR_OK;
     // What a module put into a template inside a template is not followed.
     loud->length = sizeof(CK_ATTRIBUTE);
     CK_ATTRIBUTE inner{CKA_LABEL, nullptr, 1000};

@@ -133,6 +133,19 @@ TEST_F(Replay, AttributesByWhatTheRecordKnowsOfTheObject) {
     EXPECT_EQ(missing[0].ulValueLen, CK_UNAVAILABLE_INFORMATION);
 }
 
+TEST_F(Replay, SaysNoValueOfAnObjectThatIsNotInTheRecord) {
+    CK_FUNCTION_LIST& list = play(kOpen);
+    char marker[] = "Secret#Marker!01";
+    CK_ATTRIBUTE value{CKA_VALUE, marker, 16};
+    CK_OBJECT_HANDLE object = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(list.C_CreateObject(1, &value, 1, &object), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(list.C_SetAttributeValue(1, 1, &value, 1), CKR_FUNCTION_FAILED);
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("\"value\":\"masked\""), std::string::npos) << errors;
+    EXPECT_EQ(errors.find("5365637265742"), std::string::npos) << errors;
+}
+
 TEST_F(Replay, WhatWasMaskedIsZeros) {
     CK_FUNCTION_LIST& list = play(recordLine(
         1, "C_Digest", {{"session", 1}, {"data", {{"length", 3}, {"value", "masked"}}}, {"digest", {{"room", 20}}}},

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "watch/calls/AttributeText.h"
+#include "watch/calls/OpenObjects.h"
 
 namespace watch {
 
@@ -15,9 +16,8 @@ CK_ULONG number(Word word) noexcept {
     return static_cast<CK_ULONG>(word);
 }
 
-/// Templates longer than any program's are not gone through: their count is nonsense.
 CK_ULONG attributeCount(Word word) noexcept {
-    return std::min<CK_ULONG>(number(word), 4096);
+    return std::min(number(word), kMostAttributes);
 }
 
 void writeMasked(JsonLine& line, CK_ULONG length) noexcept {

@@ -210,7 +210,8 @@ void writeAnswer(JsonLine& line, const CK_ATTRIBUTE* attributes, std::span<const
     for (std::size_t i = 0; i < rooms.size(); ++i) {
         const CK_ATTRIBUTE& attribute = attributes[i];
         writeHead(line, attribute, attribute.ulValueLen);
-        if (attribute.pValue != nullptr && attribute.ulValueLen <= rooms[i] && i < answered) {
+        const bool isFilled = attribute.ulValueLen <= rooms[i] && attribute.ulValueLen != CK_UNAVAILABLE_INFORMATION;
+        if (attribute.pValue != nullptr && isFilled && i < answered) {
             // A template in it has been filled by the module, and its lengths may mean more than the buffers have.
             const bool isTemplate = cryptoki::attributeForm(attribute.type) == AttributeForm::Template;
             writeValue(line, attribute, attribute.ulValueLen, isOpen, isTemplate ? kDeepest : 0);

@@ -1,10 +1,11 @@
 #include "watch/recorder/KnownObjects.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <exception>
+#include <optional>
 #include <span>
+
+#include "watch/calls/OpenObjects.h"
 
 namespace watch {
 
@@ -13,46 +14,11 @@ namespace {
 /// More than a program looks at in one session; what comes behind counts as a key.
 constexpr std::size_t kMostObjects = 1U << 16U;
 
-/// Of the standard, of the trust modules of p11-kit and of NSS.
-constexpr std::array<CK_OBJECT_CLASS, 8> kOpenClasses{
-    CKO_CERTIFICATE, CKO_PUBLIC_KEY, CKO_HW_FEATURE, CKO_DOMAIN_PARAMETERS, CKO_MECHANISM,
-    0xCE534353U,  // NSS: trust
-    0xCE534354U,  // NSS: list of built-in objects
-    0xD8444764U}; // p11-kit: trust assertion
-
 CK_ULONG toCount(Word word) noexcept {
     return static_cast<CK_ULONG>(word);
 }
 
-/// Returns false when the value is no class.
-bool readClass(const CK_ATTRIBUTE& attribute, CK_OBJECT_CLASS& objectClass) noexcept {
-    if (attribute.pValue == nullptr || attribute.ulValueLen != sizeof objectClass) {
-        return false;
-    }
-    std::memcpy(&objectClass, attribute.pValue, sizeof objectClass);
-    return true;
-}
-
 } // namespace
-
-bool KnownObjects::isOpenClass(CK_OBJECT_CLASS objectClass) noexcept {
-    return std::ranges::find(kOpenClasses, objectClass) != kOpenClasses.end();
-}
-
-bool KnownObjects::isOpenTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count) noexcept {
-    bool isNamed = false;
-    for (CK_ULONG i = 0; attributes != nullptr && i < count; ++i) {
-        CK_OBJECT_CLASS objectClass = 0;
-        if (attributes[i].type != CKA_CLASS) {
-            continue;
-        }
-        if (!readClass(attributes[i], objectClass) || !isOpenClass(objectClass)) {
-            return false;
-        }
-        isNamed = true;
-    }
-    return isNamed;
-}
 
 bool KnownObjects::isOpen(Word session, Word object) noexcept {
     const std::lock_guard lock(m_mutex);
@@ -71,12 +37,12 @@ void KnownObjects::learn(FunctionId id, Words words, std::span<const CK_ULONG> r
 void KnownObjects::learnCall(FunctionId id, Words words, std::span<const CK_ULONG> rooms) {
     switch (id) {
     case FunctionId::C_CreateObject:
-        return note(words[0], words[3], isOpenTemplate(pointer<CK_ATTRIBUTE>(words[1]), toCount(words[2])));
+        return noteNew(words[0], words[3], isOpenTemplate(pointer<CK_ATTRIBUTE>(words[1]), toCount(words[2])));
     case FunctionId::C_CopyObject:
-        return note(words[0], words[4], m_open.contains({words[0], words[1]}));
+        return noteNew(words[0], words[4], m_open.contains({words[0], words[1]}));
     case FunctionId::C_GenerateKeyPair:
-        note(words[0], words[6], true);
-        return note(words[0], words[7], false);
+        noteNew(words[0], words[6], true);
+        return noteNew(words[0], words[7], false);
     case FunctionId::C_FindObjectsInit:
         m_searches[words[0]] = isOpenTemplate(pointer<CK_ATTRIBUTE>(words[1]), toCount(words[2]));
         return;
@@ -85,12 +51,12 @@ void KnownObjects::learnCall(FunctionId id, Words words, std::span<const CK_ULON
     case FunctionId::C_GetAttributeValue:
         return learnClass(words, rooms);
     case FunctionId::C_DestroyObject:
-        m_open.erase({words[0], words[1]});
-        return;
+        return forgetObject(words[1]);
     case FunctionId::C_OpenSession:
         return words[4] == 0 ? void() : forgetSession(*pointer<CK_SESSION_HANDLE>(words[4]));
     case FunctionId::C_CloseSession:
         return forgetSession(words[0]);
+    case FunctionId::C_InitToken:
     case FunctionId::C_Logout:
     case FunctionId::C_CloseAllSessions:
     case FunctionId::C_Finalize:
@@ -98,8 +64,7 @@ void KnownObjects::learnCall(FunctionId id, Words words, std::span<const CK_ULON
     case FunctionId::C_GenerateKey:
     case FunctionId::C_UnwrapKey:
     case FunctionId::C_DeriveKey:
-        // A new key may have the handle of an object that is gone.
-        return note(words[0], words.back(), false);
+        return noteNew(words[0], words.back(), false);
     default:
         return;
     }
@@ -113,24 +78,24 @@ void KnownObjects::learnFound(Words words) {
     }
     const auto search = m_searches.find(words[0]);
     const bool isOpen = search != m_searches.end() && search->second;
-    for (CK_OBJECT_HANDLE& object : std::span(objects, std::min<std::size_t>(*count, words[2]))) {
-        note(words[0], toWord(&object), isOpen);
+    for (const CK_OBJECT_HANDLE object : std::span(objects, std::min<std::size_t>(*count, words[2]))) {
+        setOpen({words[0], object}, isOpen);
     }
 }
 
 void KnownObjects::learnClass(Words words, std::span<const CK_ULONG> rooms) {
     const auto* const attributes = pointer<CK_ATTRIBUTE>(words[2]);
     for (std::size_t i = 0; attributes != nullptr && i < rooms.size(); ++i) {
-        CK_OBJECT_CLASS objectClass = 0;
-        if (attributes[i].type == CKA_CLASS && rooms[i] >= sizeof objectClass &&
-            readClass(attributes[i], objectClass)) {
-            setOpen({words[0], words[1]}, isOpenClass(objectClass));
+        const std::optional<CK_OBJECT_CLASS> objectClass = classIn(attributes[i]);
+        if (objectClass && rooms[i] >= sizeof *objectClass) {
+            setOpen({words[0], words[1]}, isOpenClass(*objectClass));
         }
     }
 }
 
-void KnownObjects::note(Word session, Word handle, bool isOpen) {
+void KnownObjects::noteNew(Word session, Word handle, bool isOpen) {
     if (const auto* const object = pointer<CK_OBJECT_HANDLE>(handle); object != nullptr) {
+        forgetObject(*object); // a new object may have the handle of one that is gone
         setOpen({session, *object}, isOpen);
     }
 }
@@ -141,6 +106,10 @@ void KnownObjects::setOpen(const Handle& handle, bool isOpen) {
     } else if (m_open.size() < kMostObjects) {
         m_open.insert(handle);
     }
+}
+
+void KnownObjects::forgetObject(Word object) {
+    std::erase_if(m_open, [object](const Handle& handle) { return handle.object == object; });
 }
 
 void KnownObjects::forgetSession(Word session) {

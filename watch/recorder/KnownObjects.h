@@ -15,15 +15,11 @@ namespace watch {
 /// Which objects may show all their attributes: certificates, public keys and what else holds no key. The class of an
 /// object is known from the calls that gave its handle or read its class; every other object counts as a key.
 ///
-/// Knowledge holds in the session in which it was gained, and ends with it and with each logout: handles may mean other
-/// objects after that. When memory is short everything is forgotten.
+/// Knowledge holds in the session in which it was gained. It ends with the session, with each logout, and when any
+/// session destroys the object or gets the handle for a new one: handles may mean other objects after that. When memory
+/// is short everything is forgotten.
 class KnownObjects {
 public:
-    /// A class of objects that hold neither a key nor data of a person.
-    [[nodiscard]] static bool isOpenClass(CK_OBJECT_CLASS objectClass) noexcept;
-    /// Returns true when every class that the template names is open, and it names one.
-    [[nodiscard]] static bool isOpenTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count) noexcept;
-
     [[nodiscard]] bool isOpen(Word session, Word object) noexcept;
     /// Learns from a call that has succeeded. `words` are its parameters, `rooms` the lengths of the buffers in the
     /// template that it filled.
@@ -45,12 +41,13 @@ private:
         }
     };
 
-    /// `handle` is the address of an object's handle, or 0.
-    void note(Word session, Word handle, bool isOpen);
+    /// `handle` is the address of a new object's handle, or 0.
+    void noteNew(Word session, Word handle, bool isOpen);
     void setOpen(const Handle& handle, bool isOpen);
     void learnCall(FunctionId id, Words words, std::span<const CK_ULONG> rooms);
     void learnFound(Words words);
     void learnClass(Words words, std::span<const CK_ULONG> rooms);
+    void forgetObject(Word object);
     void forgetSession(Word session);
     void forgetAll() noexcept;
 

@@ -10,6 +10,7 @@
 #include "cryptoki/ResultNames.h"
 #include "platform/Fork.h"
 #include "platform/SystemNumbers.h"
+#include "watch/calls/OpenObjects.h"
 #include "watch/recorder/KnownObjects.h"
 #include "watch/recorder/Record.h"
 
@@ -71,10 +72,6 @@ bool namesObject(FunctionId id) noexcept {
            id == FunctionId::C_CopyObject;
 }
 
-bool namesClass(FunctionId id) noexcept {
-    return id == FunctionId::C_CreateObject || id == FunctionId::C_FindObjectsInit;
-}
-
 } // namespace
 
 RecordedCall::RecordedCall(FunctionId id, Words words) noexcept
@@ -101,10 +98,7 @@ void RecordedCall::start() noexcept {
 }
 
 bool RecordedCall::isAboutOpenObject() noexcept {
-    if (namesClass(*m_id)) {
-        return KnownObjects::isOpenTemplate(pointer<CK_ATTRIBUTE>(m_words[1]), static_cast<CK_ULONG>(m_words[2]));
-    }
-    return namesObject(*m_id) && watch().objects.isOpen(m_words[0], m_words[1]);
+    return namesObject(*m_id) ? watch().objects.isOpen(m_words[0], m_words[1]) : namesOpenClass(*m_id, m_words);
 }
 
 void RecordedCall::finish(CK_RV result) noexcept {

@@ -21,7 +21,7 @@ struct Distance {
 };
 
 /// Compares "in" of a recorded call with that of the program's call, which has the program's handles. What is masked in
-/// the record is equal to everything of its length; the room for outputs does not count, nor do the arguments of
+/// either is equal to everything of its length; the room for outputs does not count, nor do the arguments of
 /// C_Initialize.
 [[nodiscard]] Distance distance(const Function& function, const Json& recorded, const Json& made,
                                 const HandleMaps& handles);

@@ -11,6 +11,7 @@
 #include "platform/Sleep.h"
 #include "watch/calls/ArgumentText.h"
 #include "watch/calls/Messages.h"
+#include "watch/calls/OpenObjects.h"
 #include "watch/record/Values.h"
 #include "watch/replay/Answer.h"
 
@@ -25,11 +26,11 @@ std::size_t placeOf(std::string_view name) {
     return static_cast<std::size_t>(std::ranges::find(kFunctions, name, &Function::name) - kFunctions.begin());
 }
 
-/// "in" of the program's call, as the watch would write it with nothing masked in templates.
-Json inputsOf(const Function& function, Words words) {
+/// "in" of the program's call, masked as the watch would mask it.
+Json inputsOf(FunctionId id, Words words) {
     JsonLine line;
     Rooms rooms;
-    writeInputs(line, function, words, true, rooms);
+    writeInputs(line, functionOf(id), words, namesOpenClass(id, words), rooms);
     return Json::parse(line.view());
 }
 
@@ -42,9 +43,8 @@ std::string setting(const char* name) {
 bool Replay::load() {
     m_path = setting("P11REPLAY_FILE");
     const std::string mode = setting("P11REPLAY_MODE");
-    m_isStrict = mode == "strict";
     m_hasDelays = setting("P11REPLAY_DELAYS") == "1";
-    if (!m_isStrict && !mode.empty() && mode != "loose") {
+    if (mode != "strict" && mode != "loose" && !mode.empty()) {
         complain("P11REPLAY_MODE is neither strict nor loose");
         return false;
     }
@@ -54,15 +54,19 @@ bool Replay::load() {
                                 : "cannot read the record \"" + m_path + "\", or no call is in it");
         return false;
     }
-    const std::string process = setting("P11REPLAY_PROCESS");
-    const std::uint64_t first = content->lines.front().process;
-    std::ranges::sort(content->lines, {}, &RecordedLine::number);
-    for (RecordedLine& line : content->lines) {
+    take(std::move(content->lines), setting("P11REPLAY_PROCESS"), mode == "strict");
+    return true;
+}
+
+void Replay::take(std::vector<RecordedLine> lines, const std::string& process, bool isStrict) {
+    m_isStrict = isStrict;
+    const std::uint64_t first = lines.empty() ? 0 : lines.front().process;
+    std::ranges::stable_sort(lines, {}, &RecordedLine::number);
+    for (RecordedLine& line : lines) {
         if (process.empty() ? line.process == first : std::to_string(line.process) == process) {
             add(std::move(line));
         }
     }
-    return true;
 }
 
 void Replay::add(RecordedLine line) {
@@ -72,7 +76,7 @@ void Replay::add(RecordedLine line) {
         return;
     }
     noteAttributes(line);
-    m_byFunction[function].push_back(m_steps.size());
+    m_byFunction[function].places.push_back(m_steps.size());
     m_steps.push_back({std::move(line)});
 }
 
@@ -118,28 +122,30 @@ CK_RV Replay::call(FunctionId id, Words words) noexcept {
 }
 
 Replay::Outcome Replay::play(FunctionId id, Words words) {
-    const Function& function = functionOf(id);
-    const Json made = inputsOf(function, words);
-    Step* const step = m_isStrict ? strictStep(id, made) : looseStep(id, made);
-    if (step != nullptr) {
-        step->isPlayed = true;
-        return {answer(function, step->line, words, m_handles), step->line.duration};
-    }
+    const Json made = inputsOf(id, words);
     Outcome outcome;
-    if (!m_isStrict && id == FunctionId::C_GetAttributeValue && answerAttributes(words, outcome.result)) {
+    Step* step = m_isStrict ? strictStep(id, made) : looseStep(id, made);
+    if (step == nullptr && !m_isStrict) {
+        if (id == FunctionId::C_GetAttributeValue && answerAttributes(words, outcome.result)) {
+            return outcome;
+        }
+        step = nearestStep(id, made);
+    }
+    if (step == nullptr) {
+        complainOfMissing(functionOf(id), made);
         return outcome;
     }
-    Step* const nearest = m_isStrict ? nullptr : nearestStep(id, made);
-    if (nearest == nullptr) {
-        complain(std::string(function.name) + " " + made.dump() + " is not in the record \"" + m_path + "\"" +
-                 (m_isStrict && m_next < m_steps.size() ? " here, where " + m_steps[m_next].line.call + " is call " +
-                                                              std::to_string(m_steps[m_next].line.number)
-                                                        : "") +
-                 "; answered CKR_FUNCTION_FAILED");
-        return outcome;
+    step->isPlayed = true;
+    return {answer(functionOf(id), step->line, words, m_handles), step->line.duration};
+}
+
+void Replay::complainOfMissing(const Function& function, const Json& made) const {
+    std::string text = std::string(function.name) + " " + made.dump() + " is not in the record \"" + m_path + "\"";
+    if (m_isStrict && m_next < m_steps.size()) {
+        const RecordedLine& next = m_steps[m_next].line;
+        text += " here, where " + next.call + " is call " + std::to_string(next.number);
     }
-    nearest->isPlayed = true;
-    return {answer(function, nearest->line, words, m_handles), nearest->line.duration};
+    complain(text + "; answered CKR_FUNCTION_FAILED");
 }
 
 Replay::Step* Replay::strictStep(FunctionId id, const Json& made) {
@@ -156,24 +162,27 @@ Replay::Step* Replay::strictStep(FunctionId id, const Json& made) {
 }
 
 Replay::Step* Replay::looseStep(FunctionId id, const Json& made) {
-    Step* played = nullptr;
-    for (const std::size_t place : m_byFunction[static_cast<std::size_t>(id)]) {
-        Step& step = m_steps[place];
-        if (!distance(functionOf(id), step.line.in, made, m_handles).isExact()) {
-            continue;
-        }
-        if (!step.isPlayed) {
-            return &step;
-        }
-        played = &step;
+    Calls& calls = m_byFunction[static_cast<std::size_t>(id)];
+    while (calls.next < calls.places.size() && m_steps[calls.places[calls.next]].isPlayed) {
+        ++calls.next;
     }
-    return played;
+    const auto isExact = [&](std::size_t place) {
+        return distance(functionOf(id), m_steps[place].line.in, made, m_handles).isExact();
+    };
+    const auto isNew = [&](std::size_t place) { return !m_steps[place].isPlayed && isExact(place); };
+    const auto fresh =
+        std::find_if(calls.places.begin() + static_cast<std::ptrdiff_t>(calls.next), calls.places.end(), isNew);
+    if (fresh != calls.places.end()) {
+        return &m_steps[*fresh];
+    }
+    const auto played = std::find_if(calls.places.rbegin(), calls.places.rend(), isExact);
+    return played == calls.places.rend() ? nullptr : &m_steps[*played];
 }
 
 Replay::Step* Replay::nearestStep(FunctionId id, const Json& made) {
     Step* nearest = nullptr;
     std::size_t fewest = 0;
-    for (const std::size_t place : m_byFunction[static_cast<std::size_t>(id)]) {
+    for (const std::size_t place : m_byFunction[static_cast<std::size_t>(id)].places) {
         Step& step = m_steps[place];
         const Distance found = distance(functionOf(id), step.line.in, made, m_handles);
         if (!step.isPlayed && found.isPossible && (nearest == nullptr || found.different < fewest)) {

@@ -23,6 +23,8 @@ public:
     /// Reads the environment and the record. Returns false when there is none that can be played; standard error says
     /// why.
     [[nodiscard]] bool load();
+    /// Takes the calls of one process of a record: the one of this number, or that of the first line when it is empty.
+    void take(std::vector<RecordedLine> lines, const std::string& process, bool isStrict);
 
     /// The functions that the recorded module's list lacks.
     [[nodiscard]] bool isAbsent(std::string_view function) const;
@@ -34,6 +36,11 @@ private:
     struct Step {
         RecordedLine line;
         bool isPlayed = false;
+    };
+    /// The calls of one function.
+    struct Calls {
+        std::vector<std::size_t> places; ///< in m_steps
+        std::size_t next = 0;            ///< all before it are played
     };
     struct Outcome {
         CK_RV result = CKR_FUNCTION_FAILED;
@@ -48,6 +55,7 @@ private:
     Step* looseStep(FunctionId id, const Json& made);
     Step* nearestStep(FunctionId id, const Json& made);
     bool answerAttributes(Words words, CK_RV& result) const;
+    void complainOfMissing(const Function& function, const Json& made) const;
     void complain(const std::string& text) const;
 
     std::mutex m_mutex;
@@ -55,7 +63,7 @@ private:
     bool m_isStrict = false;
     bool m_hasDelays = false;
     std::vector<Step> m_steps;
-    std::array<std::vector<std::size_t>, kFunctions.size()> m_byFunction;    ///< places in m_steps
+    std::array<Calls, kFunctions.size()> m_byFunction;
     std::size_t m_next = 0;                                                  ///< of the strict mode
     std::map<std::uint64_t, std::map<CK_ATTRIBUTE_TYPE, Json>> m_attributes; ///< by recorded object
     std::vector<std::string> m_absent;
