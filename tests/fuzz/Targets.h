@@ -19,6 +19,8 @@ Target log;            ///< what the log library writes: every line is JSON and 
 Target parametervalue; ///< getValueFromEncoding
 Target pkcs8;          ///< private keys
 Target play;           ///< random operations through the exported functions on a module with random answers
+Target record;         ///< the reader of records of calls
+Target replay;         ///< any calls answered from any record
 Target tstring;        ///< TString against std::wstring
 Target uri;            ///< pkcs11: URIs
 Target utf8;           ///< UTF-8 and wide text against a plain model

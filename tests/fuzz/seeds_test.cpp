@@ -29,6 +29,8 @@ constexpr Replay kReplays[] = {
     {"parametervalue", Fuzz::parametervalue},
     {"pkcs8", Fuzz::pkcs8},
     {"play", Fuzz::play},
+    {"record", Fuzz::record},
+    {"replay", Fuzz::replay},
     {"tstring", Fuzz::tstring},
     {"uri", Fuzz::uri},
     {"utf8", Fuzz::utf8},
