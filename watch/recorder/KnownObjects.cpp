@@ -118,9 +118,9 @@ void KnownObjects::forgetSession(Word session) {
 }
 
 void KnownObjects::forgetAll() noexcept {
-    // Gives the memory back, too: the library may be unloaded next.
-    m_open = {};
-    m_searches = {};
+    // Gives the memory back, too, which "= {}" does not: the library may be unloaded next.
+    m_open = decltype(m_open)();
+    m_searches = decltype(m_searches)();
 }
 
 } // namespace watch

@@ -58,8 +58,7 @@ void Record::append(std::string_view line) noexcept {
             write(line);
         }
         if (m_state == State::Off) {
-            m_path = std::string(); // the library may be unloaded next
-            m_older = std::string();
+            forgetNames();
         }
     } catch (const std::exception&) {
         m_hasComplained = true; // memory is short: nothing can be said
@@ -100,9 +99,14 @@ void Record::close() noexcept {
     m_file.close();
     if (m_state != State::Off) {
         m_state = State::Unknown;
-        m_path = std::string();
-        m_older = std::string();
+        forgetNames();
     }
+}
+
+void Record::forgetNames() noexcept {
+    // Assignment would keep the memory.
+    std::string().swap(m_path);
+    std::string().swap(m_older);
 }
 
 void Record::complain(const std::string& reason) {

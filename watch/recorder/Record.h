@@ -32,6 +32,8 @@ private:
     void open();
     void complain(const std::string& reason);
     void write(std::string_view line);
+    /// Gives their memory back: the library may be unloaded next.
+    void forgetNames() noexcept;
 
     std::mutex m_mutex;
     State m_state = State::Unknown;

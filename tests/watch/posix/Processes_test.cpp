@@ -53,6 +53,9 @@ TEST_F(Processes, ALinkIsNoRecord) {
 }
 
 TEST_F(Processes, AForkedChildGoesOnUnderItsOwnNumber) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's operator new waits for ever in a child that was forked while a thread allocated";
+#endif
     CK_FUNCTION_LIST& list = load();
     // Another thread writes while this one forks: its locks must not stay locked in the child.
     std::atomic<bool> isDone = false;
