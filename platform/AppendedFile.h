@@ -19,8 +19,7 @@ public:
     ~AppendedFile() = default;
 
     /// Opens or creates the file with this UTF-8 name, after closing the one that was open. Returns false when it
-    /// cannot be opened, for a link or a pipe, and on Linux for another user's file; see lastError. "/dev/null" is
-    /// allowed.
+    /// cannot be opened, and for a link, a pipe or another user's file; see lastError. "/dev/null" is allowed.
     [[nodiscard]] bool open(const char* path) noexcept;
     /// Appends to standard error, which `close` leaves open. Returns false when the process has none.
     [[nodiscard]] bool openStandardError() noexcept;

@@ -11,8 +11,8 @@ namespace Ry::log {
 class OutputFile {
 public:
     /// Closes the open file. `path` is UTF-8; "-" is standard error, null or empty opens nothing. On Linux only its
-    /// owner can read the file from then on. Returns false when it cannot be opened, for a link or a pipe, and on Linux
-    /// for another user's file; the object is then closed. "/dev/stderr" and "/dev/null" are allowed.
+    /// owner can read the file from then on. Returns false when it cannot be opened, and for a link, a pipe or another
+    /// user's file; the object is then closed. "/dev/stderr" and "/dev/null" are allowed.
     [[nodiscard]] bool open(const char* path) noexcept;
     [[nodiscard]] bool isOpen() const noexcept { return m_file.isOpen(); }
 

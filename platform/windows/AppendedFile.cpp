@@ -5,6 +5,7 @@
 #include <iterator>
 #include <windows.h>
 
+#include "platform/windows/FileOwner.h"
 #include "text/Utf8.h"
 
 namespace platform {
@@ -21,16 +22,17 @@ void widen(const char* path, wchar_t (&wide)[kPathRoom]) noexcept {
     wide[text::utf8ToWide(path, std::strlen(path), wide, kPathRoom - 1)] = 0;
 }
 
-/// Returns false for links and pipes. The null device is not a file on a disk.
+/// Returns false for links, pipes and another user's file. The null device is not a file on a disk.
 bool isOrdinary(HANDLE file) noexcept {
     BY_HANDLE_FILE_INFORMATION information = {};
     const DWORD type = GetFileType(file);
-    return type == FILE_TYPE_CHAR || (type == FILE_TYPE_DISK && GetFileInformationByHandle(file, &information) != 0 &&
-                                      (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0);
+    return type == FILE_TYPE_CHAR ||
+           (type == FILE_TYPE_DISK && GetFileInformationByHandle(file, &information) != 0 &&
+            (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 && !belongsToAnotherUser(file));
 }
 
 HANDLE openForAppend(const wchar_t* path) noexcept {
-    HANDLE file = CreateFileW(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+    HANDLE file = CreateFileW(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL | SYNCHRONIZE,
                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (file != INVALID_HANDLE_VALUE && !isOrdinary(file)) {
