@@ -140,13 +140,14 @@ std::optional<std::uint32_t> resultNumber(std::string_view name) noexcept {
     if (found != kNames.end()) {
         return found->result;
     }
-    constexpr std::string_view kUnnamed = "result 0x";
-    std::uint32_t number = 0;
-    const char* const end = name.data() + name.size();
-    if (!name.starts_with(kUnnamed)) {
+    constexpr std::string_view kUnnamed = "result ";
+    name.remove_prefix(name.starts_with(kUnnamed) ? kUnnamed.size() : 0);
+    if (!name.starts_with("0x")) {
         return std::nullopt;
     }
-    const std::from_chars_result read = std::from_chars(name.data() + kUnnamed.size(), end, number, 16);
+    std::uint32_t number = 0;
+    const char* const end = name.data() + name.size();
+    const std::from_chars_result read = std::from_chars(name.data() + 2, end, number, 16);
     return read.ec == std::errc() && read.ptr == end ? std::optional(number) : std::nullopt;
 }
 

@@ -11,7 +11,7 @@ namespace cryptoki {
 
 /// The standard's name of a result, "CKR_PIN_INCORRECT"; its number, "result 0x80000001", where the standard has none.
 [[nodiscard]] std::string resultName(std::uint32_t result);
-/// The result that resultName gives this text for; nullopt for other texts.
+/// The result that resultName gives this text for, also as "0x80000001" alone; nullopt for other texts.
 [[nodiscard]] std::optional<std::uint32_t> resultNumber(std::string_view name) noexcept;
 
 } // namespace cryptoki

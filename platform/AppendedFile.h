@@ -33,7 +33,8 @@ public:
 
     /// When the file has at least `limit` bytes, it becomes `older`, which is replaced, and a new file takes its place.
     /// When another process has done so, this object follows to the new file. `path` is the name that was opened.
-    /// Returns false when the new file cannot be opened; the object is then closed.
+    /// Returns false when the file cannot be renamed and stays open, or when the new one cannot be opened and the
+    /// object is closed.
     [[nodiscard]] bool rotate(const char* path, const char* older, std::uint64_t limit) noexcept;
 
     /// What the system says about this thread's last failure.

@@ -106,11 +106,11 @@ bool AppendedFile::rotate(const char* path, const char* older, std::uint64_t lim
     }
     // Of the processes that see the full file at once, the first renames it, and the others find another file there.
     ::flock(descriptor, LOCK_EX);
-    if (isNamed(descriptor, path)) {
-        [[maybe_unused]] const int renamed = std::rename(path, older);
-    }
+    const bool isDone = !isNamed(descriptor, path) || std::rename(path, older) == 0;
+    const int reason = errno;
     ::flock(descriptor, LOCK_UN);
-    return open(path);
+    errno = reason;
+    return isDone && open(path);
 }
 
 std::string AppendedFile::lastError() {

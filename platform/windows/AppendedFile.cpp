@@ -43,21 +43,47 @@ HANDLE openForAppend(const wchar_t* path) noexcept {
     return file;
 }
 
-/// Returns true when the name means the open file.
-bool isNamed(HANDLE file, const wchar_t* path) noexcept {
-    const HANDLE named = CreateFileW(path, FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                     nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    if (named == INVALID_HANDLE_VALUE) {
-        return false;
-    }
+bool isSame(HANDLE one, HANDLE other) noexcept {
     BY_HANDLE_FILE_INFORMATION ours = {};
     BY_HANDLE_FILE_INFORMATION theirs = {};
-    const bool isSame = GetFileInformationByHandle(file, &ours) != 0 &&
-                        GetFileInformationByHandle(named, &theirs) != 0 &&
-                        ours.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber &&
-                        ours.nFileIndexHigh == theirs.nFileIndexHigh && ours.nFileIndexLow == theirs.nFileIndexLow;
+    return GetFileInformationByHandle(one, &ours) != 0 && GetFileInformationByHandle(other, &theirs) != 0 &&
+           ours.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber && ours.nFileIndexHigh == theirs.nFileIndexHigh &&
+           ours.nFileIndexLow == theirs.nFileIndexLow;
+}
+
+/// The new name of a file, as the system takes it.
+struct NewName {
+    FILE_RENAME_INFO information;
+    wchar_t rest[kPathRoom];
+};
+
+bool rename(HANDLE file, const char* path) noexcept {
+    wchar_t wide[kPathRoom];
+    widen(path, wide);
+    NewName name = {};
+    name.information.ReplaceIfExists = TRUE;
+    const DWORD length = GetFullPathNameW(wide, kPathRoom, name.information.FileName, nullptr);
+    name.information.FileNameLength = static_cast<DWORD>(length * sizeof(wchar_t));
+    return length != 0 && length < kPathRoom &&
+           SetFileInformationByHandle(file, FileRenameInfo, &name, sizeof name) != 0;
+}
+
+/// Renames the open file unless another process has done so: then the name means another file, or none yet.
+bool renameOnce(HANDLE file, const char* path, const char* older) noexcept {
+    wchar_t wide[kPathRoom];
+    widen(path, wide);
+    const HANDLE named = CreateFileW(wide, DELETE | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                     FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (named == INVALID_HANDLE_VALUE) {
+        return GetLastError() == ERROR_FILE_NOT_FOUND;
+    }
+    // By its handle and not by its name, which may mean the other process's new file by now.
+    const bool isDone = !isSame(file, named) || rename(named, older);
+    const DWORD reason = GetLastError();
     CloseHandle(named);
-    return isSame;
+    SetLastError(reason);
+    return isDone;
 }
 
 } // namespace
@@ -106,15 +132,7 @@ bool AppendedFile::rotate(const char* path, const char* older, std::uint64_t lim
     if (GetFileSizeEx(handleOf(m_handle), &size) == 0 || static_cast<std::uint64_t>(size.QuadPart) < limit) {
         return true;
     }
-    wchar_t wide[kPathRoom];
-    widen(path, wide);
-    wchar_t wideOlder[kPathRoom];
-    widen(older, wideOlder);
-    // Of the processes that see the full file at once, the first renames it, and the others find another file there.
-    if (isNamed(handleOf(m_handle), wide)) {
-        MoveFileExW(wide, wideOlder, MOVEFILE_REPLACE_EXISTING);
-    }
-    return open(path);
+    return renameOnce(handleOf(m_handle), path, older) && open(path);
 }
 
 std::string AppendedFile::lastError() {

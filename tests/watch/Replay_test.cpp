@@ -170,6 +170,19 @@ TEST_F(Replay, TheFirstProcessOrTheOneThatIsNamed) {
     platform::removeEnvironmentVariable("P11REPLAY_PROCESS");
 }
 
+TEST_F(Replay, AProcessThatLoadedTheModuleTwice) {
+    const auto finalize = [](int n, const std::string& result) {
+        return recordLine(n, "C_Finalize", {{"reserved", nullptr}}, Json::object(), result);
+    };
+    // The second life counts from 1 on again.
+    CK_FUNCTION_LIST& list = play(finalize(1, "CKR_OK") + finalize(3, "CKR_HOST_MEMORY") + finalize(2, "CKR_CANCEL") +
+                                      finalize(1, "CKR_PIN_LOCKED") + finalize(2, "CKR_PIN_EXPIRED"),
+                                  "strict");
+    for (const CK_RV result : {CKR_OK, CKR_CANCEL, CKR_HOST_MEMORY, CKR_PIN_LOCKED, CKR_PIN_EXPIRED}) {
+        EXPECT_EQ(list.C_Finalize(nullptr), result);
+    }
+}
+
 TEST_F(Replay, FunctionsThatTheModuleLackedAreAbsent) {
     CK_FUNCTION_LIST& list = play(
         recordLine(1, "C_GetFunctionList", Json::object(), {{"version", {2, 40}}, {"absent", {"C_Sign"}}}, "CKR_OK") +

@@ -16,20 +16,20 @@ CK_ULONG number(Word word) noexcept {
     return static_cast<CK_ULONG>(word);
 }
 
-CK_ULONG attributeCount(Word word) noexcept {
-    return std::min(number(word), kMostAttributes);
-}
-
 void writeMasked(JsonLine& line, CK_ULONG length) noexcept {
     line.open('{').key("length").length(length).key("value").name("masked").close('}');
 }
 
-void writeShown(JsonLine& line, Bytes bytes) noexcept {
-    line.open('{').key("length").number(bytes.size()).key("value").bytes(bytes).close('}');
-}
-
 Bytes bytesAt(Word address, Word length) noexcept {
     return {pointer<const std::uint8_t>(address), static_cast<std::size_t>(length)};
+}
+
+void writeShown(JsonLine& line, const Word* words, CK_ULONG length) noexcept {
+    line.open('{').key("length").length(length);
+    if (length <= kLongestValue) {
+        line.key("value").bytes(bytesAt(words[0], length));
+    }
+    line.close('}');
 }
 
 void writeInitialize(JsonLine& line, const CK_C_INITIALIZE_ARGS* args) noexcept {
@@ -65,7 +65,8 @@ void writeRoom(JsonLine& line, Kind kind, const Word* words, Rooms& rooms) noexc
 
 void writeQueryInput(JsonLine& line, const Word* words, Rooms& rooms) {
     const auto* const attributes = pointer<CK_ATTRIBUTE>(words[0]);
-    for (CK_ULONG i = 0; attributes != nullptr && i < attributeCount(words[1]); ++i) {
+    const CK_ULONG count = number(words[1]);
+    for (CK_ULONG i = 0; attributes != nullptr && count <= kMostAttributes && i < count; ++i) {
         rooms.attributes.push_back(attributes[i].ulValueLen);
     }
     writeQuery(line, attributes, rooms.attributes);
@@ -84,7 +85,7 @@ void writeNumber(JsonLine& line, Kind kind, Word word) noexcept {
 void writeBuffer(JsonLine& line, Kind kind, const Word* words, bool isOpen) noexcept {
     if (kind >= Kind::Template && kind <= Kind::SecretTemplate) {
         const bool isShown = kind == Kind::PublicTemplate || (kind == Kind::Template && isOpen);
-        return writeTemplate(line, pointer<CK_ATTRIBUTE>(words[0]), attributeCount(words[1]), isShown);
+        return writeTemplate(line, pointer<CK_ATTRIBUTE>(words[0]), number(words[1]), isShown);
     }
     if (words[0] == 0) {
         line.null();
@@ -93,9 +94,11 @@ void writeBuffer(JsonLine& line, Kind kind, const Word* words, bool isOpen) noex
     } else if (kind == Kind::Masked) {
         writeMasked(line, number(words[1]));
     } else if (kind == Kind::Bytes) {
-        writeShown(line, bytesAt(words[0], words[1]));
+        writeShown(line, words, number(words[1]));
+    } else if (number(words[1]) <= kLongestValue) {
+        line.text(bytesAt(words[0], number(words[1])));
     } else {
-        line.text(bytesAt(words[0], words[1]));
+        line.open('{').key("length").length(number(words[1])).close('}');
     }
 }
 
@@ -217,7 +220,7 @@ void writeBufferOutput(JsonLine& line, Kind kind, const Word* words, const Rooms
     if (!isFilled || *count > rooms.output) {
         line.open('{').key("length").length(*count).close('}');
     } else if (kind == Kind::BytesOut) {
-        writeShown(line, bytesAt(words[0], *count));
+        writeShown(line, words, *count);
     } else {
         writeMasked(line, *count);
     }

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "watch/calls/OpenObjects.h"
+
 namespace watch {
 
 namespace {
@@ -48,14 +50,14 @@ void writeMechanisms(JsonLine& line, Bytes value) noexcept {
     line.close(']');
 }
 
-/// A value that has not the length of its form: its bytes.
-void writeOddValue(JsonLine& line, Bytes value) noexcept {
-    line.open('{').key("hex").bytes(value).close('}');
+/// A value that has not the length of its form: its bytes, up to that length. What stands behind them may be anything.
+void writeOddValue(JsonLine& line, Bytes value, std::size_t length) noexcept {
+    line.open('{').key("hex").bytes(value.first(std::min(value.size(), length))).close('}');
 }
 
 void writeNumber(JsonLine& line, AttributeForm form, Bytes value) noexcept {
     if (value.size() != sizeof(CK_ULONG)) {
-        writeOddValue(line, value);
+        writeOddValue(line, value, sizeof(CK_ULONG));
     } else if (form == AttributeForm::Number) {
         line.length(numberIn(value));
     } else {
@@ -67,7 +69,7 @@ void writeForm(JsonLine& line, AttributeForm form, Bytes value, int depth) noexc
     switch (form) {
     case AttributeForm::Boolean:
         if (value.size() != 1 || value[0] > 1) {
-            return writeOddValue(line, value);
+            return writeOddValue(line, value, 1);
         }
         line.boolean(value[0] == 1);
         return;
@@ -94,20 +96,20 @@ void writeHead(JsonLine& line, const CK_ATTRIBUTE& attribute, CK_ULONG length) n
 }
 
 void writeValue(JsonLine& line, const CK_ATTRIBUTE& attribute, CK_ULONG length, bool isOpen, int depth) noexcept {
-    line.key("value");
     const AttributeForm form = cryptoki::attributeForm(attribute.type);
     if (attribute.pValue == nullptr) {
-        line.null();
+        line.key("value").null();
     } else if (isMasked(attribute.type, isOpen) || (form == AttributeForm::Template && depth == kDeepest)) {
-        line.name("masked");
-    } else {
+        line.key("value").name("masked");
+    } else if (length <= kLongestValue) {
+        line.key("value");
         writeForm(line, form, {static_cast<const std::uint8_t*>(attribute.pValue), length}, depth);
     }
 }
 
 void writeValues(JsonLine& line, const CK_ATTRIBUTE* attributes, CK_ULONG count, bool isOpen, int depth) noexcept {
     line.open('[');
-    for (CK_ULONG i = 0; i < count && !line.hasFailed(); ++i) {
+    for (CK_ULONG i = 0; i < count && count <= kMostAttributes && !line.hasFailed(); ++i) {
         writeHead(line, attributes[i], attributes[i].ulValueLen);
         if (attributes[i].ulValueLen != CK_UNAVAILABLE_INFORMATION) {
             writeValue(line, attributes[i], attributes[i].ulValueLen, isOpen, depth);

@@ -8,6 +8,9 @@
 
 namespace watch {
 
+/// Values that are longer are not read: such a length is mostly an error of the program, and its memory ends before.
+inline constexpr CK_ULONG kLongestValue = 1U << 20U;
+
 /// Returns true for the attributes that hold a key, a person's data, or something unknown. `isOpen` says that the
 /// object is a certificate, a public key or something else without secrets.
 [[nodiscard]] bool isMasked(CK_ATTRIBUTE_TYPE type, bool isOpen) noexcept;

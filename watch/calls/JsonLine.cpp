@@ -46,12 +46,23 @@ JsonLine& JsonLine::close(char bracket) noexcept {
 }
 
 JsonLine& JsonLine::key(std::string_view name) noexcept {
-    separate();
-    m_text.append('"');
-    m_text.append(name);
-    m_text.append("\":");
+    quoted(name, "\":");
     m_needsComma = false;
     return *this;
+}
+
+void JsonLine::quoted(std::string_view text, std::string_view end) noexcept {
+    char* place = m_text.reserve(text.size() + end.size() + 2);
+    if (place == nullptr) {
+        return;
+    }
+    if (m_needsComma) {
+        *place++ = ',';
+    }
+    *place++ = '"';
+    place = std::copy(text.begin(), text.end(), place);
+    m_text.commit(std::copy(end.begin(), end.end(), place));
+    m_needsComma = true;
 }
 
 JsonLine& JsonLine::word(std::string_view json) noexcept {
@@ -70,10 +81,7 @@ JsonLine& JsonLine::length(unsigned long value) noexcept {
 }
 
 JsonLine& JsonLine::name(std::string_view text) noexcept {
-    separate();
-    m_text.append('"');
-    m_text.append(text);
-    m_text.append('"');
+    quoted(text, "\"");
     return *this;
 }
 

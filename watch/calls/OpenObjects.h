@@ -18,7 +18,7 @@ namespace watch {
 /// Returns true for a call that makes or searches for objects of an open class.
 [[nodiscard]] bool namesOpenClass(FunctionId id, Words words) noexcept;
 
-/// Longer templates than any program's are not read to their end: such a count is an error of the program.
+/// Longer templates than any program's are not read: such a count is an error of the program, whose memory ends before.
 inline constexpr CK_ULONG kMostAttributes = 4096;
 
 } // namespace watch

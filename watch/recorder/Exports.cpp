@@ -80,19 +80,17 @@ CK_RV getWatchedList(CK_FUNCTION_LIST*& list) {
 
 /// The one interface of a module that knows none.
 CK_RV getOwnInterface(CK_UTF8CHAR* name, const CK_VERSION* version, CK_INTERFACE** interface, CK_FLAGS flags) {
-    static CK_INTERFACE s_interface{};
     CK_FUNCTION_LIST* list = nullptr;
     const CK_RV result = getWatchedList(list);
     if (result != CKR_OK || list == nullptr) {
         return result == CKR_OK ? CKR_FUNCTION_FAILED : result;
     }
-    const CK_INTERFACE own = interfaceOver(list);
-    const bool isMeant = (name == nullptr || std::ranges::equal(bytesOf(name), bytesOf(own.pInterfaceName))) &&
+    static CK_INTERFACE s_interface = interfaceOver(list); // there is one list
+    const bool isMeant = (name == nullptr || std::ranges::equal(bytesOf(name), bytesOf(s_interface.pInterfaceName))) &&
                          (version == nullptr || std::memcmp(version, &list->version, sizeof *version) == 0);
     if (!isMeant || flags != 0) {
         return CKR_FUNCTION_FAILED;
     }
-    s_interface = own;
     *interface = &s_interface;
     return CKR_OK;
 }

@@ -50,18 +50,23 @@ bool Record::isWanted() noexcept {
 
 void Record::append(std::string_view line) noexcept {
     const std::lock_guard lock(m_mutex);
+    // A call that ends after another thread has finalised the module.
+    const bool isLate = m_state == State::Unknown;
     try {
+        if (isLate) {
+            readEnvironment();
+        }
         if (m_state == State::Closed) {
             open();
         }
         if (m_state == State::Open) {
             write(line);
         }
-        if (m_state == State::Off) {
-            forgetNames();
-        }
     } catch (const std::exception&) {
         m_hasComplained = true; // memory is short: nothing can be said
+    }
+    if (isLate || m_state == State::Off) {
+        forget();
     }
 }
 
@@ -73,11 +78,25 @@ void Record::open() {
     }
 }
 
-void Record::write(std::string_view line) {
-    if (m_limit != std::numeric_limits<std::uint64_t>::max() &&
-        !m_file.rotate(m_path.c_str(), m_older.c_str(), m_limit)) {
+void Record::rotate() {
+    if (m_limit == std::numeric_limits<std::uint64_t>::max() ||
+        m_file.rotate(m_path.c_str(), m_older.c_str(), m_limit)) {
+        return;
+    }
+    const std::string reason = platform::AppendedFile::lastError();
+    if (!m_file.isOpen()) {
         m_state = State::Off;
-        return complain("cannot write the record \"" + m_path + "\" anew: " + platform::AppendedFile::lastError());
+        complain("cannot write the record \"" + m_path + "\" anew: " + reason);
+    } else if (!m_hasComplained) {
+        m_hasComplained = true;
+        say("p11watch", "cannot rename the record \"" + m_path + "\", which grows over its limit: " + reason);
+    }
+}
+
+void Record::write(std::string_view line) {
+    rotate();
+    if (m_state == State::Off) {
+        return;
     }
     if (!m_file.isStill()) {
         m_state = State::Off;
@@ -96,14 +115,12 @@ void Record::write(std::string_view line) {
 
 void Record::close() noexcept {
     const std::lock_guard lock(m_mutex);
-    m_file.close();
-    if (m_state != State::Off) {
-        m_state = State::Unknown;
-        forgetNames();
-    }
+    forget();
 }
 
-void Record::forgetNames() noexcept {
+void Record::forget() noexcept {
+    m_file.close();
+    m_state = m_state == State::Off ? State::Off : State::Unknown;
     // Assignment would keep the memory.
     std::string().swap(m_path);
     std::string().swap(m_older);

@@ -29,11 +29,12 @@ private:
     enum class State { Unknown, Closed, Open, Off };
 
     void readEnvironment();
+    /// Holds neither the file nor memory: the library may be unloaded next.
+    void forget() noexcept;
     void open();
     void complain(const std::string& reason);
+    void rotate();
     void write(std::string_view line);
-    /// Gives their memory back: the library may be unloaded next.
-    void forgetNames() noexcept;
 
     std::mutex m_mutex;
     State m_state = State::Unknown;

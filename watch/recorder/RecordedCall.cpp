@@ -72,6 +72,12 @@ bool namesObject(FunctionId id) noexcept {
            id == FunctionId::C_CopyObject;
 }
 
+void writeResult(JsonLine& line, CK_RV result) {
+    const auto low = static_cast<std::uint32_t>(result);
+    const std::string name = low == result ? cryptoki::resultName(low) : std::string();
+    name.starts_with("CKR_") ? line.name(name) : line.hexNumber(result);
+}
+
 } // namespace
 
 RecordedCall::RecordedCall(FunctionId id, Words words) noexcept
@@ -126,7 +132,9 @@ void RecordedCall::write(CK_RV result, nanoseconds duration) noexcept {
         line.key("duration").number(static_cast<std::uint64_t>(std::max<nanoseconds::rep>(duration.count(), 0)));
         line.key("process").number(numbers().process).key("thread").number(numbers().thread);
         line.key("call").name(m_name).key("in").word(m_inputs.view()).key("out").word(m_outputs.view());
-        line.key("result").name(cryptoki::resultName(static_cast<std::uint32_t>(result))).close('}').end();
+        line.key("result");
+        writeResult(line, result);
+        line.close('}').end();
     } catch (const std::exception&) {
         return;
     }

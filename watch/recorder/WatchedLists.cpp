@@ -40,7 +40,8 @@ struct Version2 {
     static CK_FUNCTION_LIST* listFor(CK_FUNCTION_LIST* real) noexcept {
         if (s_real == nullptr) {
             s_real = real;
-            s_list.version = real->version;
+            // A program that read a later version here would read on behind the list.
+            s_list.version = real->version.major > 2 ? CK_VERSION{2, 40} : real->version;
             bindFunctions<Version2>(s_list, *real);
             s_list.C_GetFunctionList = &C_GetFunctionList;
         }

@@ -61,11 +61,19 @@ bool Replay::load() {
 void Replay::take(std::vector<RecordedLine> lines, const std::string& process, bool isStrict) {
     m_isStrict = isStrict;
     const std::uint64_t first = lines.empty() ? 0 : lines.front().process;
-    std::ranges::stable_sort(lines, {}, &RecordedLine::number);
+    std::erase_if(lines, [&](const RecordedLine& line) {
+        return process.empty() ? line.process != first : std::to_string(line.process) != process;
+    });
+    // Calls that overlap stand in the order of their ends. A program that unloads p11watch and loads it again begins
+    // anew with number 1.
+    for (auto begin = lines.begin(); begin != lines.end();) {
+        const auto isFirst = [](const RecordedLine& line) { return line.number == 1; };
+        const auto end = std::find_if(begin + 1, lines.end(), isFirst);
+        std::stable_sort(begin, end, [](const auto& one, const auto& other) { return one.number < other.number; });
+        begin = end;
+    }
     for (RecordedLine& line : lines) {
-        if (process.empty() ? line.process == first : std::to_string(line.process) == process) {
-            add(std::move(line));
-        }
+        add(std::move(line));
     }
 }
 
