@@ -113,6 +113,15 @@ std::vector<Kind> kindsForSeveralExecutors() {
     return found;
 }
 
+std::string watched(const std::string& module) {
+    const char* watch = std::getenv("TOKEN_WATCH");
+    if (watch == nullptr) {
+        return module;
+    }
+    setVariable("P11WATCH_MODULE", module);
+    return watch;
+}
+
 void PrintTo(const Kind& kind, std::ostream* stream) {
     *stream << kind.name;
 }

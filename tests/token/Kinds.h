@@ -3,6 +3,7 @@
 #include "tests/token/Shell.h"
 
 #include <iosfwd>
+#include <string>
 #include <vector>
 
 namespace Token {
@@ -55,6 +56,9 @@ struct Kind {
 [[nodiscard]] std::vector<Kind> kinds();
 /// Of these, the ones on which several executors can work at a time.
 [[nodiscard]] std::vector<Kind> kindsForSeveralExecutors();
+
+/// The module, or p11watch in front of it when the environment names p11watch by TOKEN_WATCH.
+[[nodiscard]] std::string watched(const std::string& module);
 
 void PrintTo(const Kind& kind, std::ostream* stream);
 

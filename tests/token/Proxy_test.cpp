@@ -23,7 +23,7 @@ protected:
             (void)folder.run("softhsm2-util --init-token --free --label " + label + " --so-pin 87654321 --pin " +
                              label);
         }
-        plugin = Executor(Params().plain("DLLNAME", proxy().module));
+        plugin = Executor(Params().plain("DLLNAME", watched(proxy().module)));
         ASSERT_TRUE(plugin);
         ASSERT_EQ(plugin.initialize(), std::nullopt);
     }

@@ -2,6 +2,8 @@
 
 #include "tests/fake/Attributes.h"
 
+#include <cstdlib>
+#include <filesystem>
 #include <sstream>
 
 namespace Token {
@@ -20,7 +22,7 @@ std::string der(const std::string& tag, const std::string& content) {
 }
 
 Params creation(const Kind& kind) {
-    return Params().plain("DLLNAME", kind.module);
+    return Params().plain("DLLNAME", watched(kind.module));
 }
 
 } // namespace
@@ -51,10 +53,15 @@ std::string keyFile(int bits, int exponent) {
     const std::string name = "rsa-" + std::to_string(bits) + "-" + std::to_string(exponent);
     const Folder& folder = keyFolder();
     if (folder.read(name + ".p8").empty()) {
+
         (void)folder.run("openssl genpkey -quiet -algorithm RSA -pkeyopt rsa_keygen_bits:" + std::to_string(bits) +
                          " -pkeyopt rsa_keygen_pubexp:" + std::to_string(exponent) + " -out key.pem");
         (void)folder.run("openssl pkcs8 -topk8 -nocrypt -in key.pem -outform DER -out " + name + ".p8");
         (void)folder.run("openssl pkey -in key.pem -pubout -out " + name + ".pem");
+        if (const char* const kept = std::getenv("TOKEN_KEYS");
+            kept != nullptr) { // for who searches for the key afterwards
+            std::filesystem::copy(folder.path() + "/key.pem", std::string(kept) + "/" + name + ".pem");
+        }
     }
     return folder.path() + "/" + name + ".p8";
 }

@@ -19,7 +19,7 @@ protected:
         if (std::string(TRUST_MODULE).empty()) {
             GTEST_SKIP() << "the p11-kit trust module was not found when the tests were configured";
         }
-        plugin = Executor(Params().plain("DLLNAME", TRUST_MODULE));
+        plugin = Executor(Params().plain("DLLNAME", watched(TRUST_MODULE)));
         ASSERT_TRUE(plugin);
         ASSERT_EQ(plugin.initialize(), std::nullopt);
     }
