@@ -46,6 +46,7 @@ private:
     // A descriptor, or a HANDLE, whose value for "none" is -1 too.
     std::ptrdiff_t m_handle = kClosed;
     FileIdentity m_identity;
+    [[maybe_unused]] void* m_lock = nullptr; // Windows: a mutex of all processes that append to the file
     bool m_isOwned = false;
 };
 

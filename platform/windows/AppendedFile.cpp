@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
 #include <iterator>
 #include <windows.h>
 
@@ -43,47 +44,66 @@ HANDLE openForAppend(const wchar_t* path) noexcept {
     return file;
 }
 
-bool isSame(HANDLE one, HANDLE other) noexcept {
+/// Returns true when the name means the open file.
+bool isNamed(HANDLE file, const wchar_t* path) noexcept {
+    const HANDLE named = CreateFileW(path, FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                     nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (named == INVALID_HANDLE_VALUE) {
+        return false;
+    }
     BY_HANDLE_FILE_INFORMATION ours = {};
     BY_HANDLE_FILE_INFORMATION theirs = {};
-    return GetFileInformationByHandle(one, &ours) != 0 && GetFileInformationByHandle(other, &theirs) != 0 &&
-           ours.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber && ours.nFileIndexHigh == theirs.nFileIndexHigh &&
-           ours.nFileIndexLow == theirs.nFileIndexLow;
+    const bool isSame = GetFileInformationByHandle(file, &ours) != 0 &&
+                        GetFileInformationByHandle(named, &theirs) != 0 &&
+                        ours.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber &&
+                        ours.nFileIndexHigh == theirs.nFileIndexHigh && ours.nFileIndexLow == theirs.nFileIndexLow;
+    CloseHandle(named);
+    return isSame;
 }
 
-/// The new name of a file, as the system takes it.
-struct NewName {
-    FILE_RENAME_INFO information;
-    wchar_t rest[kPathRoom];
+/// A mutex for all who append to the file: what the system appends in one piece to a local disk it does not on a
+/// network drive, nor under Wine. Null when it cannot be had.
+HANDLE lockFor(HANDLE file) noexcept {
+    BY_HANDLE_FILE_INFORMATION information = {};
+    if (GetFileInformationByHandle(file, &information) == 0) {
+        return nullptr;
+    }
+    wchar_t name[64];
+    std::swprintf(name, std::size(name), L"Local\\zel-append-%08lx-%08lx%08lx", information.dwVolumeSerialNumber,
+                  information.nFileIndexHigh, information.nFileIndexLow);
+    return CreateMutexW(nullptr, FALSE, name);
+}
+
+/// Holds the mutex; gives up after a second, when another process stands still in a debugger.
+class Locked {
+public:
+    explicit Locked(HANDLE mutex) noexcept : m_mutex(mutex) {
+        const DWORD waited = mutex == nullptr ? WAIT_FAILED : WaitForSingleObject(mutex, 1000);
+        m_isHeld = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
+    }
+    Locked(const Locked&) = delete;
+    Locked& operator=(const Locked&) = delete;
+    ~Locked() {
+        if (m_isHeld) {
+            const DWORD reason = GetLastError();
+            ReleaseMutex(m_mutex);
+            SetLastError(reason);
+        }
+    }
+
+private:
+    HANDLE m_mutex;
+    bool m_isHeld = false;
 };
 
-bool rename(HANDLE file, const char* path) noexcept {
-    wchar_t wide[kPathRoom];
-    widen(path, wide);
-    NewName name = {};
-    name.information.ReplaceIfExists = TRUE;
-    const DWORD length = GetFullPathNameW(wide, kPathRoom, name.information.FileName, nullptr);
-    name.information.FileNameLength = static_cast<DWORD>(length * sizeof(wchar_t));
-    return length != 0 && length < kPathRoom &&
-           SetFileInformationByHandle(file, FileRenameInfo, &name, sizeof name) != 0;
-}
-
 /// Renames the open file unless another process has done so: then the name means another file, or none yet.
-bool renameOnce(HANDLE file, const char* path, const char* older) noexcept {
+bool renameOnce(HANDLE file, HANDLE lock, const char* path, const char* older) noexcept {
     wchar_t wide[kPathRoom];
     widen(path, wide);
-    const HANDLE named = CreateFileW(wide, DELETE | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
-                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                     FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    if (named == INVALID_HANDLE_VALUE) {
-        return GetLastError() == ERROR_FILE_NOT_FOUND;
-    }
-    // By its handle and not by its name, which may mean the other process's new file by now.
-    const bool isDone = !isSame(file, named) || rename(named, older);
-    const DWORD reason = GetLastError();
-    CloseHandle(named);
-    SetLastError(reason);
-    return isDone;
+    wchar_t wideOlder[kPathRoom];
+    widen(older, wideOlder);
+    const Locked locked(lock);
+    return !isNamed(file, wide) || MoveFileExW(wide, wideOlder, MOVEFILE_REPLACE_EXISTING) != 0;
 }
 
 } // namespace
@@ -94,6 +114,7 @@ bool AppendedFile::open(const char* path) noexcept {
     widen(path, wide);
     m_handle = reinterpret_cast<std::ptrdiff_t>(openForAppend(wide));
     m_identity = FileIdentity(m_handle);
+    m_lock = isOpen() ? lockFor(handleOf(m_handle)) : nullptr;
     m_isOwned = true;
     return isOpen();
 }
@@ -111,10 +132,15 @@ void AppendedFile::close() noexcept {
     if (isOpen() && m_isOwned) {
         CloseHandle(handleOf(m_handle));
     }
+    if (m_lock != nullptr) {
+        CloseHandle(m_lock);
+    }
+    m_lock = nullptr;
     m_handle = kClosed;
 }
 
 std::size_t AppendedFile::append(const char* line, std::size_t length) noexcept {
+    const Locked locked(m_lock);
     std::size_t total = 0;
     while (total < length) {
         const auto most = static_cast<DWORD>(std::min<std::size_t>(length - total, 0x40000000));
@@ -132,7 +158,7 @@ bool AppendedFile::rotate(const char* path, const char* older, std::uint64_t lim
     if (GetFileSizeEx(handleOf(m_handle), &size) == 0 || static_cast<std::uint64_t>(size.QuadPart) < limit) {
         return true;
     }
-    return renameOnce(handleOf(m_handle), path, older) && open(path);
+    return renameOnce(handleOf(m_handle), m_lock, path, older) && open(path);
 }
 
 std::string AppendedFile::lastError() {
