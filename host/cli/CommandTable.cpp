@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "host/cli/TimelineCommand.h"
+
 namespace host {
 
 namespace {
@@ -57,6 +59,7 @@ std::vector<CommandRow> ownCommands() {
          {{"--check", "", "Look for errors in the job and call nothing"},
           {"--stop-on-error", "", "End the job after the first failed step"}},
          jobNotes()},
+        timelineCommand(),
         {"help", "explain the program or a command", {{"[COMMAND]", ""}}, {}, ""},
     };
 }

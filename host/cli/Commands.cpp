@@ -8,6 +8,7 @@
 #include "host/cli/Options.h"
 #include "host/cli/Readers.h"
 #include "host/cli/Removal.h"
+#include "host/cli/TimelineCommand.h"
 #include "host/plugin/Answers.h"
 #include "host/plugin/ClientCodes.h"
 #include "host/plugin/Errors.h"
@@ -23,6 +24,7 @@
 #include "platform/Streams.h"
 #include "ry/rylog.h"
 #include "ry/rylogFault.h"
+#include "text/Utf8.h"
 
 namespace host {
 
@@ -307,10 +309,11 @@ struct Command {
 };
 
 // Every command that is not listed is a script.
-constexpr std::array<Command, 3> kCommands = {{
+constexpr std::array<Command, 4> kCommands = {{
     {"info", withoutArguments},
     {"scripts", listScripts},
     {"run", runJob},
+    {"timeline", runTimeline},
 }};
 
 constexpr const char* kTraceRule = "; it must be a file of your own, no link and no pipe";
@@ -369,6 +372,23 @@ void prepare(const Options& options) {
     }
 }
 
+/// Entry and exit of a card command in the trace, around the scripts that it calls.
+class TracedCommand {
+public:
+    explicit TracedCommand(const CardCommand& command) : m_name(text::toWide(command.name)) { log(kEntry); }
+    TracedCommand(const TracedCommand&) = delete;
+    TracedCommand& operator=(const TracedCommand&) = delete;
+    ~TracedCommand() { log(kExit); }
+
+private:
+    static constexpr std::uint32_t kEntry = 8;
+    static constexpr std::uint32_t kExit = 16;
+
+    void log(std::uint32_t level) const { rylogLog(L"P11HOST", level, L"p11host %ws", m_name.c_str()); }
+
+    std::wstring m_name;
+};
+
 ExitStatus runCommand(const Options& options, const Output& output) {
     const CardCommand* card = findCardCommand(options.command);
     try {
@@ -380,7 +400,10 @@ ExitStatus runCommand(const Options& options, const Output& output) {
         throw;
     }
     if (card != nullptr) {
-        return checkTrace(output, runCardCommand(*card, options, output));
+        std::optional<TracedCommand> traced(std::in_place, *card);
+        const ExitStatus status = runCardCommand(*card, options, output);
+        traced.reset();
+        return checkTrace(output, status);
     }
     const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
                                        [&](const Command& entry) { return options.command == entry.name; });

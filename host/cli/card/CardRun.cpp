@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/cli/OutFile.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
 #include "platform/Process.h"
@@ -53,40 +54,9 @@ std::filesystem::path pathOf(const std::string& utf8) {
     return std::u8string(utf8.begin(), utf8.end());
 }
 
-/// Opens the file without changing what is in it, and removes it when it was not there before. What is no file (a pipe,
-/// a device, a folder) is left alone: opening it might have an effect.
-bool canBeWritten(const std::filesystem::path& path) {
-    std::error_code error;
-    const std::filesystem::file_type type = std::filesystem::symlink_status(path, error).type();
-    const bool isNew = type == std::filesystem::file_type::not_found;
-    if (!isNew && !std::filesystem::is_regular_file(path, error)) {
-        return true;
-    }
-    const bool isOpen = std::ofstream(path, std::ios::binary | std::ios::app).is_open();
-    if (isNew && isOpen) {
-        std::filesystem::remove(path, error);
-    }
-    return isOpen;
-}
-
-/// The result must not replace a file that the command reads, such as the only copy of a key.
-void refuseInput(const std::string& file, const std::vector<std::string>& operands) {
-    for (const std::string& operand : operands) {
-        std::error_code ignored;
-        if (std::filesystem::equivalent(pathOf(file), pathOf(operand), ignored)) {
-            throw UsageError("--out: the command reads the file \"" + file + "\"; name another one for the result");
-        }
-    }
-}
-
 void checkOut(const CardArguments& arguments) {
-    const std::optional<std::string> file = arguments.value("--out");
-    if (!file) {
-        return;
-    }
-    refuseInput(*file, arguments.operands);
-    if (!canBeWritten(pathOf(*file))) {
-        throw UsageError("--out: the file \"" + *file + "\" cannot be written; name one in a folder of your own");
+    if (const std::optional<std::string> file = arguments.value("--out")) {
+        checkOutFile(*file, arguments.operands);
     }
 }
 

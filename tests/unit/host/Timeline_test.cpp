@@ -1,0 +1,333 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/plugin/Errors.h"
+#include "host/view/CallReader.h"
+#include "host/view/Pictures.h"
+#include "host/view/Shown.h"
+#include "host/view/Statistics.h"
+#include "host/view/Timeline.h"
+
+namespace host::view {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr std::int64_t kStart = 1'795'351'734'000'000'000;
+constexpr std::int64_t kMs = 1'000'000;
+
+/// A line of a record; times count from kStart.
+struct Line {
+    std::string call;
+    std::int64_t time = 0;
+    std::int64_t duration = kMs;
+    std::string in = {};
+    std::string out = {};
+    std::string result = "CKR_OK";
+    int process = 1;
+    int thread = 1;
+    int number = 0; ///< 0: the next one
+
+    [[nodiscard]] std::string text(int next) const {
+        return "{\"n\":" + std::to_string(number == 0 ? next : number) + ",\"time\":\"" +
+               std::to_string(kStart + time) + "\",\"duration\":" + std::to_string(duration) +
+               ",\"process\":" + std::to_string(process) + ",\"thread\":" + std::to_string(thread) + ",\"call\":\"" +
+               call + "\",\"in\":{" + in + "},\"out\":{" + out + "},\"result\":\"" + result + "\"}\n";
+    }
+};
+
+std::string recordOf(const std::vector<Line>& lines) {
+    std::string text;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        text += lines[i].text(static_cast<int>(i) + 1);
+    }
+    return text;
+}
+
+Timeline timelineOf(const std::string& record, const std::string& trace = "") {
+    Calls calls;
+    addCalls(calls, record, "record");
+    return makeTimeline(std::move(calls), trace.empty() ? Trace() : readTrace(trace, "trace"));
+}
+
+Timeline timelineOf(const std::vector<Line>& lines) {
+    return timelineOf(recordOf(lines));
+}
+
+std::string refused(const std::string& record) {
+    try {
+        Calls calls;
+        addCalls(calls, record, "record");
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(RecordOfCalls, eachBadLineIsNamedWithItsNumberAndFault) {
+    const std::string good = Line{"C_Login"}.text(1);
+    EXPECT_THAT(refused(good + "nonsense\n" + good), HasSubstr("line 2: it is no JSON"));
+    EXPECT_THAT(refused("[1]\n" + good), HasSubstr("line 1: it is no JSON object"));
+    EXPECT_THAT(refused("{\"n\":1}\n"), HasSubstr("line 1: \"time\" is missing"));
+    EXPECT_THAT(refused(R"({"n":1,"time":12})"
+                        "\n"),
+                HasSubstr("\"time\" is not a text of decimal digits"));
+    EXPECT_THAT(refused(Line{"C_Login", 0, 0, "", "", "CKR_NO_SUCH"}.text(1)),
+                HasSubstr("\"result\" is no result of PKCS #11"));
+    EXPECT_THAT(refused("x\nx\nx\nx\nx\n"), HasSubstr("line 3: it is no JSON\nand 2 more"));
+}
+
+TEST(RecordOfCalls, timesThatNoClockHasAreRefused) {
+    std::string late = Line{"C_Login"}.text(1);
+    late.replace(late.find("17953"), 19, "9223372036854775807");
+    EXPECT_THAT(refused(late), HasSubstr("\"time\" is out of range"));
+    EXPECT_THAT(refused(Line{"C_Login", 0, std::int64_t{1} << 53}.text(1)), HasSubstr("\"duration\" is out of range"));
+}
+
+TEST(RecordOfCalls, aLastLineThatIsCutOffIsNotedAndTheRestShown) {
+    const std::string good = Line{"C_Login"}.text(1);
+    const Timeline timeline = timelineOf(good + good.substr(0, 40));
+    EXPECT_EQ(timeline.calls.size(), 1U);
+    EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("The last line of record (line 2) is cut off")));
+}
+
+TEST(RecordOfCalls, aWholeLastLineNeedsNoLineEnd) {
+    std::string record = Line{"C_Login"}.text(1);
+    record.pop_back();
+    const Timeline timeline = timelineOf(record);
+    EXPECT_EQ(timeline.calls.size(), 1U);
+    EXPECT_THAT(timeline.notes, IsEmpty());
+}
+
+TEST(Totals, countSumMedianPercentileAndLongest) {
+    std::vector<Line> lines;
+    for (int i = 1; i <= 20; ++i) {
+        lines.push_back({"C_Sign", i * 100 * kMs, i * kMs});
+    }
+    lines.push_back({"C_Login", 0, 500 * kMs, "", "", "CKR_PIN_INCORRECT"});
+    const std::vector<Total> totals = totalsOf(timelineOf(lines));
+    ASSERT_EQ(totals.size(), 2U);
+    EXPECT_EQ(totals[0].function, "C_Login") << "the largest sum comes first";
+    EXPECT_EQ(totals[0].failures, 1U);
+    EXPECT_EQ(totals[1].count, 20U);
+    EXPECT_EQ(totals[1].sum, 210.0 * kMs);
+    EXPECT_EQ(totals[1].median, 10 * kMs);
+    EXPECT_EQ(totals[1].percentile, 19 * kMs);
+    EXPECT_EQ(totals[1].longest, 20 * kMs);
+}
+
+TEST(Failures, thoseThatProgramsExpectComeLast) {
+    const std::vector<FailureGroup> groups =
+        failuresOf(timelineOf({{"C_Sign", 0, kMs, "", "", "CKR_BUFFER_TOO_SMALL"},
+                               {"C_Sign", 2 * kMs, kMs, "", "", "CKR_BUFFER_TOO_SMALL"},
+                               {"C_Login", 4 * kMs, kMs, "", "", "CKR_PIN_LOCKED"}}));
+    ASSERT_EQ(groups.size(), 2U);
+    EXPECT_EQ(groups[0].result, "CKR_PIN_LOCKED");
+    EXPECT_EQ(groups[1].count, 2U);
+    EXPECT_TRUE(groups[1].isExpected);
+}
+
+TEST(Sessions, aHandleThatIsUsedAgainIsAnotherSession) {
+    const std::string session = "\"session\":1";
+    const Timeline timeline = timelineOf(std::vector<Line>{{"C_OpenSession", 0, kMs, "\"slot\":0", session},
+                                                           {"C_CloseSession", 2 * kMs, kMs, session},
+                                                           {"C_OpenSession", 4 * kMs, kMs, "\"slot\":0", session},
+                                                           {"C_CloseAllSessions", 6 * kMs, kMs, "\"slot\":0"},
+                                                           {"C_GetSessionInfo", 8 * kMs, kMs, session}});
+    EXPECT_EQ(timeline.sessions, 3U);
+    ASSERT_EQ(timeline.threads.size(), 1U);
+    ASSERT_EQ(timeline.threads[0].lanes.size(), 2U) << "calls without a session, and sessions that follow each other";
+    EXPECT_EQ(timeline.threads[0].lanes[0].calls.size(), 1U);
+    EXPECT_EQ(timeline.threads[0].lanes[1].sessions.size(), 3U);
+}
+
+TEST(Sessions, thoseOfOneTimeHaveRowsOfTheirOwnUpToALimit) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 300; ++i) {
+        const std::string session = "\"session\":" + std::to_string(i);
+        lines.push_back({"C_OpenSession", i * kMs, 1000, "\"slot\":0", session});
+    }
+    for (int i = 0; i < 300; ++i) {
+        lines.push_back({"C_CloseSession", (1000 + i) * kMs, 1000, "\"session\":" + std::to_string(i)});
+    }
+    const Timeline timeline = timelineOf(lines);
+    EXPECT_EQ(timeline.threads[0].lanes.size(), 100U);
+    std::size_t calls = 0;
+    for (const Lane& lane : timeline.threads[0].lanes) {
+        EXPECT_TRUE(std::is_sorted(lane.calls.begin(), lane.calls.end()));
+        calls += lane.calls.size();
+    }
+    EXPECT_EQ(calls, 600U);
+}
+
+TEST(Threads, processesAndThreadsStandApart) {
+    const Timeline timeline = timelineOf(std::vector<Line>{
+        {"C_Initialize"}, {.call = "C_Initialize", .thread = 2}, {.call = "C_Initialize", .process = 2, .number = 1}});
+    EXPECT_EQ(timeline.processes, 2U);
+    EXPECT_EQ(timeline.threads.size(), 3U);
+}
+
+TEST(Clock, whatFollowsAJumpBackIsShownBehindWhatWasBefore) {
+    const Timeline timeline =
+        timelineOf(std::vector<Line>{{"C_Initialize", 5000 * kMs}, {"C_Login", 100 * kMs}, {"C_Sign", 103 * kMs}});
+    EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("The clock went back once while process 1 ran")));
+    EXPECT_EQ(timeline.calls[0].call.time, kStart + 5000 * kMs);
+    EXPECT_EQ(timeline.calls[1].call.time, kStart + 5001 * kMs);
+    EXPECT_EQ(timeline.calls[2].call.time, kStart + 5004 * kMs);
+}
+
+TEST(Clock, jumpsWithoutEndDoNotOverflow) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 20; ++i) {
+        lines.push_back({"C_Login", i % 2 == 0 ? 2'000'000'000'000'000'000 : -kStart, std::int64_t{1} << 52U});
+    }
+    const Timeline timeline = timelineOf(lines);
+    EXPECT_GT(timeline.length, 0);
+    EXPECT_THAT(pictureOf(timeline), HasSubstr("</svg>"));
+}
+
+TEST(UnfinishedCalls, aGapInTheNumbersIsNoted) {
+    const Timeline timeline = timelineOf(
+        std::vector<Line>{{.call = "C_Initialize", .number = 3}, {.call = "C_Login", .time = 2 * kMs, .number = 5}});
+    EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("1 call of process 1 left no line, such as number 4")));
+}
+
+TEST(UnfinishedCalls, aNumberThatComesAgainBelongsToAnotherProcess) {
+    const Timeline timeline = timelineOf(std::vector<Line>{{.call = "C_Initialize", .number = 1},
+                                                           {.call = "C_Initialize", .time = 2 * kMs, .number = 1}});
+    EXPECT_THAT(timeline.notes, IsEmpty());
+}
+
+TEST(Axis, aLongPauseIsShort) {
+    const std::int64_t hour = 3600 * 1000 * kMs;
+    const Timeline timeline = timelineOf(std::vector<Line>{{"C_Initialize", 0, 10 * kMs}, {"C_Login", hour, 10 * kMs}});
+    ASSERT_EQ(timeline.segments.size(), 2U);
+    EXPECT_LT(timeline.length, 30 * kMs);
+    EXPECT_EQ(timeline.calls[1].call.time - timeline.start, hour);
+    EXPECT_GT(timeline.calls[1].shown, 10 * kMs);
+}
+
+// --- The trace
+// --------------------------------------------------------------------------------------------------------
+
+std::string traced(const std::string& time, int level, const std::string& text, const char* module = "ZEL-COE-PKCS11") {
+    return "{\"time\":\"" + time + "Z\",\"thread\":1,\"module\":\"" + module + "\",\"level\":" + std::to_string(level) +
+           ",\"text\":\"" + text + "\"}\n";
+}
+
+/// A script of 20 ms at kStart + 10 ms in a card command of 40 ms, with one announced call.
+std::string signing(const std::string& error) {
+    const std::string execute = "PKCS11Client::execute";
+    return traced("2026-11-22T12:48:54.005000", 8, "p11host sign", "P11HOST") +
+           traced("2026-11-22T12:48:54.010000", 8, execute) +
+           traced("2026-11-22T12:48:54.010100", 4, execute + ": --> Input Param operation.script = signData") +
+           traced("2026-11-22T12:48:54.011000", 2, "PKCS11Client::signData: C_Sign") +
+           traced("2026-11-22T12:48:54.029000", 4, execute + "Operation parameter 0, ERROR = " + error) +
+           traced("2026-11-22T12:48:54.030000", 16, execute) +
+           traced("2026-11-22T12:48:54.045000", 16, "p11host sign", "P11HOST");
+}
+
+TEST(TraceOfScripts, callsAreJoinedByTimeAndTheThreadThatMadeTheAnnouncedOnes) {
+    const Timeline timeline =
+        timelineOf(recordOf({{.call = "C_Initialize", .time = 6 * kMs, .thread = 77},
+                             {.call = "C_Login", .time = 8 * kMs, .process = 5, .thread = 5, .number = 1},
+                             {.call = "C_Sign", .time = 11 * kMs + 20, .thread = 77},
+                             {.call = "C_Sign", .time = 14 * kMs, .process = 5, .thread = 5, .number = 2},
+                             {.call = "C_Logout", .time = 35 * kMs, .thread = 77},
+                             {.call = "C_Finalize", .time = 50 * kMs, .thread = 77}}),
+                   signing("80ee"));
+    ASSERT_EQ(timeline.spans.size(), 2U);
+    EXPECT_EQ(timeline.spans[0].name, "p11host sign");
+    EXPECT_EQ(timeline.spans[0].calls, 3U);
+    EXPECT_EQ(timeline.spans[1].name, "signData");
+    EXPECT_EQ(timeline.spans[1].calls, 1U);
+    EXPECT_EQ(timeline.spans[1].error, "80ee");
+    for (const ThreadBlock& block : timeline.threads) {
+        EXPECT_EQ(block.commands.size(), block.thread == 77 ? 1U : 0U);
+        EXPECT_EQ(block.scripts.size(), block.thread == 77 ? 1U : 0U);
+    }
+}
+
+TEST(TraceOfScripts, aTraceOfAnotherRunIsNoted) {
+    const Timeline timeline = timelineOf(recordOf({{"C_Sign", 90'000 * kMs}}), signing("0"));
+    EXPECT_THAT(timeline.spans, IsEmpty());
+    EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("Nothing of the trace belongs to this record")));
+}
+
+TEST(TraceOfScripts, whatIsNoTraceIsRefused) {
+    EXPECT_THROW((void)readTrace("nonsense\n", "t"), UsageError);
+    EXPECT_THROW((void)readTrace(traced("2026-13-22T12:48:54.010000", 8, "x"), "t"), UsageError);
+    EXPECT_THROW((void)readTrace(traced("2026-11-22T12:48:54.010000", 2, "x: C_Sign"), "t"), UsageError);
+    EXPECT_THROW((void)readTrace("", "t"), UsageError);
+    EXPECT_THAT(readTrace(signing("0") + "{\"time", "t").notes, ElementsAre(HasSubstr("cut off")));
+}
+
+// --- What a person sees
+// -----------------------------------------------------------------------------------------------
+
+TEST(Durations, haveThreeDigits) {
+    EXPECT_EQ(durationText(0), "0");
+    EXPECT_EQ(durationText(881), "881 ns");
+    EXPECT_EQ(durationText(1000), "1.00 us");
+    EXPECT_EQ(durationText(999'999), "1.00 ms");
+    EXPECT_EQ(durationText(4'506'808), "4.51 ms");
+    EXPECT_EQ(durationText(671'000'000), "671 ms");
+    EXPECT_EQ(durationText(12'340'000'000), "12.3 s");
+    EXPECT_EQ(durationText(1'500'000'000'000), "25m00s");
+    EXPECT_EQ(durationText(7'500'000'000'000), "2h05m");
+}
+
+TEST(Instants, areOfUniversalTime) {
+    EXPECT_EQ(instantText(1'795'351'734'229'371'318), "2026-11-22 12:48:54.229371 UTC");
+}
+
+TEST(Tables, fitSixtyColumns) {
+    std::vector<Line> lines = {{"C_GetMechanismList", 0, 999 * kMs},
+                               {"C_VerifyRecoverInit", 1000 * kMs, 9999},
+                               {"C_DecryptMessageBegin", 2000 * kMs, 7'500'000'000'000, "", "", "CKR_DEVICE_ERROR"}};
+    for (int i = 0; i < 2000; ++i) {
+        lines.push_back({"C_GetAttributeValue", (3000 + i) * kMs, 123'456, "", "", "CKR_ATTRIBUTE_TYPE_INVALID"});
+    }
+    const std::string text = tablesOf(timelineOf(lines));
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
+        EXPECT_LE(end - begin, 60U) << text.substr(begin, end - begin);
+    }
+    EXPECT_THAT(text, HasSubstr("CKR_DEVICE_ERROR\n    once"));
+}
+
+TEST(Page, textsOfTheRecordAreNeverMarkup) {
+    const std::string hostile = "</script><script>alert(1)</script>";
+    const Timeline timeline = timelineOf(std::vector<Line>{{"C_Login", 0, kMs, "\"label\":\"" + hostile + "\""},
+                                                           {"<b>" + hostile, 2 * kMs, kMs, "", "", "CKR_PIN_LOCKED"}});
+    for (const std::string& text : {pageOf(timeline), pictureOf(timeline)}) {
+        EXPECT_THAT(text, Not(HasSubstr("alert(1)</script>")));
+        EXPECT_THAT(text, Not(HasSubstr("<b>")));
+    }
+}
+
+TEST(Page, allowsItsOwnScriptsAloneAndLoadsNothing) {
+    const std::string page = pageOf(timelineOf(std::vector<Line>{{"C_Login"}}));
+    EXPECT_THAT(page, HasSubstr("default-src 'none'; script-src 'sha256-"));
+    EXPECT_THAT(page, Not(HasSubstr("unsafe-")));
+    EXPECT_THAT(page, Not(HasSubstr("http://")));
+    EXPECT_THAT(page, Not(HasSubstr("https://")));
+    EXPECT_THAT(page, Not(HasSubstr("@DATA@")));
+}
+
+TEST(Picture, callsThatShareAPixelShareABar) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 20'000; ++i) {
+        lines.push_back({i % 2 == 0 ? "C_Sign" : "C_FindObjects", i * 2000, 1000});
+    }
+    const std::size_t ofTwenty = pictureOf(timelineOf(lines)).size();
+    lines.resize(10'000);
+    EXPECT_LT(ofTwenty, pictureOf(timelineOf(lines)).size() * 3 / 2) << "it grows with the pixels, not with the calls";
+}
+
+} // namespace
+} // namespace host::view
