@@ -213,17 +213,18 @@ TEST_F(Record, OfManyThreadsHasEachCallOnce) {
     CK_FUNCTION_LIST& list = load();
     constexpr int kThreads = 16;
     constexpr CK_ULONG kCalls = 50;
-    {
-        std::barrier start(kThreads);
-        std::vector<std::jthread> threads;
-        for (CK_ULONG i = 0; i < kThreads; ++i) {
-            threads.emplace_back([&, i] {
-                start.arrive_and_wait();
-                for (CK_ULONG j = 0; j < kCalls; ++j) {
-                    list.C_CloseSession(i * 1000 + j);
-                }
-            });
-        }
+    std::barrier start(kThreads);
+    std::vector<std::thread> callers;
+    for (CK_ULONG i = 0; i < kThreads; ++i) {
+        callers.emplace_back([&, i] {
+            start.arrive_and_wait();
+            for (CK_ULONG j = 0; j < kCalls; ++j) {
+                list.C_CloseSession(i * 1000 + j);
+            }
+        });
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
     }
     std::set<CK_ULONG> sessions;
     std::set<std::uint64_t> numbers;

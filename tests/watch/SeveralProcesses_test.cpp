@@ -43,12 +43,13 @@ protected:
             "\"" + platform::executablePath() +
             "\" --gtest_filter=SeveralProcessesWriter.* --gtest_output=json:" + folder.file("results");
         std::vector<int> statuses(kWriters, -1);
-        {
-            std::vector<std::jthread> writers;
-            for (std::size_t i = 0; i < kWriters; ++i) {
-                writers.emplace_back(
-                    [&statuses, i, line = command + std::to_string(i)] { statuses[i] = std::system(line.c_str()); });
-            }
+        std::vector<std::thread> writers;
+        for (std::size_t i = 0; i < kWriters; ++i) {
+            writers.emplace_back(
+                [&statuses, i, line = command + std::to_string(i)] { statuses[i] = std::system(line.c_str()); });
+        }
+        for (std::thread& writer : writers) {
+            writer.join();
         }
         platform::removeEnvironmentVariable(kIsWriter);
         EXPECT_EQ(statuses, std::vector<int>(kWriters, 0));
