@@ -14,6 +14,7 @@ namespace {
 constexpr std::int64_t kLongestWait = 1'000'000'000;
 // The trace counts microseconds.
 constexpr std::int64_t kMicrosecond = 1000;
+constexpr std::int64_t kLongestSum = std::int64_t{1} << 62;
 
 using ThreadKey = std::pair<std::uint64_t, std::uint64_t>;
 
@@ -97,7 +98,7 @@ private:
             PlacedCall& placed = m_timeline.calls[at->call];
             (traced.isCommand ? placed.command : placed.script) = number;
             ++span.calls;
-            span.inModule += placed.call.duration;
+            span.inModule = std::min(span.inModule + placed.call.duration, kLongestSum);
             span.begin = std::min(span.begin, placed.shown);
             span.end = std::max(span.end, placed.shown + placed.call.duration);
         }

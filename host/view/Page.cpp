@@ -88,9 +88,11 @@ std::string figure(const char* name, const std::string& value, bool isBad = fals
 
 std::string figures(const Timeline& timeline) {
     double inModule = 0;
-    for (const PlacedCall& placed : timeline.calls) {
-        inModule += static_cast<double>(placed.call.duration);
+    for (const Total& total : totalsOf(timeline)) {
+        inModule += total.sum;
     }
+    constexpr double kLongest = 9e18;
+    inModule = std::min(inModule, kLongest);
     return figure("Calls", std::to_string(timeline.calls.size())) +
            figure("Failed", std::to_string(timeline.failures), timeline.failures != 0) +
            figure("Time", durationText(timeline.segments.back().end)) +

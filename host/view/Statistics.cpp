@@ -9,6 +9,9 @@ namespace host::view {
 
 namespace {
 
+// What a number of nanoseconds can still hold.
+constexpr double kLongestSum = 9e18;
+
 /// The least value that `percent` of 100 do not exceed. `sorted` is not empty.
 std::int64_t percentileOf(const std::vector<std::int64_t>& sorted, std::size_t percent) {
     return sorted[(sorted.size() * percent + 99) / 100 - 1];
@@ -21,7 +24,7 @@ Total totalOf(std::string function, std::vector<std::int64_t> durations, std::si
     total.count = durations.size();
     total.failures = failures;
     for (const std::int64_t duration : durations) {
-        total.sum += static_cast<double>(duration);
+        total.sum = std::min(total.sum + static_cast<double>(duration), kLongestSum);
     }
     total.median = percentileOf(durations, 50);
     total.percentile = percentileOf(durations, 95);

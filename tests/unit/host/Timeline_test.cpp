@@ -120,6 +120,13 @@ TEST(Totals, countSumMedianPercentileAndLongest) {
     EXPECT_EQ(totals[1].longest, 20 * kMs);
 }
 
+TEST(Totals, sumsThatNoNumberHoldsAreCut) {
+    const std::vector<Line> lines(3000, Line{"C_Sign", 0, std::int64_t{1} << 52U});
+    const Timeline timeline = timelineOf(lines);
+    EXPECT_EQ(totalsOf(timeline).front().sum, 9e18);
+    EXPECT_THAT(pageOf(timeline), HasSubstr("<dd>2500000h00m</dd>"));
+}
+
 TEST(Failures, thoseThatProgramsExpectComeLast) {
     const std::vector<FailureGroup> groups =
         failuresOf(timelineOf({{"C_Sign", 0, kMs, "", "", "CKR_BUFFER_TOO_SMALL"},
