@@ -31,6 +31,10 @@ public:
     /// Waits for the end and returns the exit status; 128 + the number of the signal that ended it.
     [[nodiscard]] int wait() noexcept;
 
+    /// How the status that `wait` returns came about when the program did not end by itself: "signal 11, Segmentation
+    /// fault", "exception 0xC0000005, access violation". Empty for an ordinary exit status.
+    [[nodiscard]] static std::string describeEnd(int status);
+
     /// What the system says about this thread's last failed start, as text for a person.
     [[nodiscard]] static std::string lastError();
 

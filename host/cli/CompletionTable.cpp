@@ -37,7 +37,7 @@ Offer offerOf(const OptionRow& option) {
             return {OfferKind::Query, {named.query}};
         }
     }
-    if (option.value == "FILE") {
+    if (option.value == "FILE" || option.value == "FOLDER") {
         return {OfferKind::Files, {}};
     }
     if (option.value == "SOURCE") {

@@ -1,9 +1,8 @@
 #include "host/inspect/ModuleView.h"
 
 #include <algorithm>
-#include <iterator>
-#include <string_view>
 
+#include "host/inspect/InfoViews.h"
 #include "host/inspect/ModuleCalls.h"
 #include "host/inspect/ObjectReader.h"
 #include "host/plugin/Errors.h"
@@ -23,68 +22,6 @@ void check(CK_RV rv, const char* function) {
     if (rv != CKR_OK) {
         throw ModuleError(function, cryptoki::resultName(static_cast<std::uint32_t>(rv)));
     }
-}
-
-/// A field's bytes up to its first zero byte, without the blanks that fill it.
-template <class Byte, std::size_t Size>
-std::string textOf(const Byte (&field)[Size]) {
-    const auto* const end = std::find(std::begin(field), std::end(field), Byte{0});
-    return std::string(trimmed(std::string(std::begin(field), end)));
-}
-
-/// The description as the plug-in names the reader: only the blanks at the end of the whole field are cut.
-std::string readerName(const CK_SLOT_INFO& info) {
-    const std::string_view field(reinterpret_cast<const char*>(info.slotDescription), sizeof info.slotDescription);
-    const std::string_view filled = trimmed(field);
-    return std::string(filled.substr(0, filled.find('\0')));
-}
-
-std::string textOf(const CK_VERSION& version) {
-    return std::to_string(version.major) + "." + std::to_string(version.minor);
-}
-
-std::optional<std::uint64_t> knownNumber(CK_ULONG number) {
-    return number == CK_UNAVAILABLE_INFORMATION ? std::nullopt : std::optional<std::uint64_t>(number);
-}
-
-PinState pinState(CK_FLAGS flags, CK_FLAGS locked, CK_FLAGS lastTry, CK_FLAGS wasWrong, CK_FLAGS toBeChanged) {
-    if ((flags & locked) != 0) {
-        return PinState::Locked;
-    }
-    if ((flags & lastTry) != 0) {
-        return PinState::LastTry;
-    }
-    if ((flags & wasWrong) != 0) {
-        return PinState::WasWrong;
-    }
-    return (flags & toBeChanged) != 0 ? PinState::ToBeChanged : PinState::Fine;
-}
-
-TokenView tokenOf(const CK_TOKEN_INFO& info) {
-    TokenView token;
-    token.label = textOf(info.label);
-    token.manufacturer = textOf(info.manufacturerID);
-    token.model = textOf(info.model);
-    token.serial = textOf(info.serialNumber);
-    token.hardwareVersion = textOf(info.hardwareVersion);
-    token.firmwareVersion = textOf(info.firmwareVersion);
-    token.isInitialised = (info.flags & CKF_TOKEN_INITIALIZED) != 0;
-    token.isReadOnly = (info.flags & CKF_WRITE_PROTECTED) != 0;
-    token.needsLogin = (info.flags & CKF_LOGIN_REQUIRED) != 0;
-    token.hasUserPin = (info.flags & CKF_USER_PIN_INITIALIZED) != 0;
-    token.hasPinPad = (info.flags & CKF_PROTECTED_AUTHENTICATION_PATH) != 0;
-    token.userPin = pinState(info.flags, CKF_USER_PIN_LOCKED, CKF_USER_PIN_FINAL_TRY, CKF_USER_PIN_COUNT_LOW,
-                             CKF_USER_PIN_TO_BE_CHANGED);
-    token.officerPin =
-        pinState(info.flags, CKF_SO_PIN_LOCKED, CKF_SO_PIN_FINAL_TRY, CKF_SO_PIN_COUNT_LOW, CKF_SO_PIN_TO_BE_CHANGED);
-    token.shortestPin = knownNumber(info.ulMinPinLen).value_or(0);
-    token.longestPin = knownNumber(info.ulMaxPinLen);
-    if (token.longestPin.value_or(1) < std::max<std::uint64_t>(token.shortestPin, 1)) {
-        token.longestPin.reset(); // 0, or less than the shortest: the token does not say
-    }
-    token.publicMemory = {knownNumber(info.ulTotalPublicMemory), knownNumber(info.ulFreePublicMemory)};
-    token.privateMemory = {knownNumber(info.ulTotalPrivateMemory), knownNumber(info.ulFreePrivateMemory)};
-    return token;
 }
 
 /// A read-only session of its own.
@@ -193,7 +130,7 @@ SlotView ModuleView::slot(std::uint64_t id) const {
     CK_TOKEN_INFO token{};
     const CK_RV rv = calls.call<&CK_FUNCTION_LIST::C_GetTokenInfo>(id, &token);
     if (rv == CKR_OK) {
-        view.token = tokenOf(token);
+        view.token = tokenView(token);
     }
     view.hasAnswered = rv == CKR_OK || rv == CKR_TOKEN_NOT_PRESENT;
     return view;

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -102,6 +103,12 @@ int Program::wait() noexcept {
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+std::string Program::describeEnd(int status) {
+    const int number = status - 128;
+    const char* const name = number > 0 && number < NSIG ? ::sigdescr_np(number) : nullptr;
+    return name == nullptr ? "" : "signal " + std::to_string(number) + ", " + name;
 }
 
 std::string Program::lastError() {

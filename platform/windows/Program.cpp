@@ -1,5 +1,7 @@
 #include "platform/Program.h"
 
+#include <array>
+#include <cstdio>
 #include <fcntl.h>
 #include <io.h>
 #include <string>
@@ -95,6 +97,20 @@ int Program::wait() noexcept {
     CloseHandle(m_process);
     m_process = nullptr;
     return static_cast<int>(status);
+}
+
+std::string Program::describeEnd(int status) {
+    const auto code = static_cast<DWORD>(status);
+    if (code < 0x80000000U) {
+        return "";
+    }
+    std::array<char, 16> digits = {};
+    std::snprintf(digits.data(), digits.size(), "0x%08lX", code);
+    const char* const meaning = code == EXCEPTION_ACCESS_VIOLATION      ? ", access violation"
+                                : code == EXCEPTION_STACK_OVERFLOW      ? ", stack overflow"
+                                : code == EXCEPTION_ILLEGAL_INSTRUCTION ? ", illegal instruction"
+                                                                        : "";
+    return std::string("exception ") + digits.data() + meaning;
 }
 
 std::string Program::lastError() {

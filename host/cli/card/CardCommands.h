@@ -23,6 +23,7 @@ namespace host {
 [[nodiscard]] CardCommand verifyCommand();
 [[nodiscard]] CardCommand nameContainerCommand();
 [[nodiscard]] CardCommand removeCommand();
+[[nodiscard]] CardCommand doctorCommand();
 [[nodiscard]] CardCommand completeCommand();
 
 } // namespace host

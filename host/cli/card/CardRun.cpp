@@ -1,5 +1,6 @@
 #include "host/cli/card/CardRun.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -54,21 +55,28 @@ std::filesystem::path pathOf(const std::string& utf8) {
     return std::u8string(utf8.begin(), utf8.end());
 }
 
-void checkOut(const CardArguments& arguments) {
-    if (const std::optional<std::string> file = arguments.value("--out")) {
+bool takesFile(const CardCommand& command) {
+    return std::any_of(command.options.begin(), command.options.end(), [](const CardOption& option) {
+        return std::string_view(option.name) == "--out" && std::string_view(option.value) == "FILE";
+    });
+}
+
+void checkOut(const CardCommand& command, const CardArguments& arguments) {
+    const std::optional<std::string> file = arguments.value("--out");
+    if (file && takesFile(command)) {
         checkOutFile(*file, arguments.operands);
     }
 }
 
 } // namespace
 
-CardRun::CardRun(const CardCommand& /*command*/, const Options& options, const Output& output)
-    : m_options(options), m_choice(choiceOf(options)),
+CardRun::CardRun(const CardCommand& command, const Options& options, const Output& output)
+    : m_options(options), m_output(output), m_choice(choiceOf(options)),
       m_module(moduleOf(options, m_choice)), m_rules{.isDryRun = options.card.has("--dry-run"),
                                                      .lastTry = lastTryOf(options.card),
                                                      .showsProgress = showsProgress(options)},
       m_person(output) {
-    checkOut(options.card);
+    checkOut(command, options.card);
 }
 
 std::optional<std::string> CardRun::id() const {

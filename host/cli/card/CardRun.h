@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/card/Pins.h"
@@ -68,6 +69,18 @@ public:
 
     /// Puts `bytes` into the file of --out, or into the answer for a person without it.
     void deliver(const std::string& bytes);
+    /// Writes a piece of the result at once, before the answer. Returns false when nobody takes it.
+    [[nodiscard]] bool print(std::string_view piece) const { return m_output.result(piece); }
+    /// The module that was named, UTF-8.
+    [[nodiscard]] const std::string& module() const noexcept { return m_module; }
+    /// Returns true when the command line or the environment says which token is meant.
+    [[nodiscard]] bool hasChoice() const noexcept {
+        return m_choice.reader || m_choice.token || m_choice.serial || m_choice.uri;
+    }
+    /// The file of --watch.
+    [[nodiscard]] const std::optional<std::string>& watch() const noexcept { return m_options.watch; }
+    [[nodiscard]] bool drawsProgress() const noexcept { return m_rules.showsProgress; }
+
     /// Puts `bytes` into a file with this UTF-8 name.
     static void deliverInto(const std::string& file, const std::string& bytes);
 
@@ -75,6 +88,7 @@ private:
     [[nodiscard]] const ModuleView& view();
 
     const Options& m_options;
+    const Output& m_output;
     TokenChoice m_choice;
     std::string m_module;
     CardRules m_rules;

@@ -10,7 +10,7 @@ const std::vector<CardCommand>& cardCommands() {
         setPinCommand(),           changePinCommand(), unlockPinCommand(), generateKeyCommand(),
         importKeyCommand(),        publicKeyCommand(), requestCommand(),   writeCertificateCommand(),
         readCertificatesCommand(), signCommand(),      verifyCommand(),    nameContainerCommand(),
-        removeCommand(),           completeCommand(),
+        removeCommand(),           doctorCommand(),    completeCommand(),
     };
     return kCommands;
 }
