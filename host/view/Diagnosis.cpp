@@ -28,11 +28,11 @@ Json timesJson(const std::map<std::string, CallTimes>& calls, Findings& findings
                         {"healthy", healthy ? Json(*healthy) : Json(nullptr)},
                         {"slow", isSlow(function, longest)}});
         if (isSlow(function, longest)) {
-            findings.push_back({Level::Warning,
-                                function + " took " + durationText(longest) + "; a healthy one takes " +
-                                    durationText(healthy.value_or(0)),
-                                "A card is slower than software: look whether the time is the card's, the reader's or "
-                                "another program's that holds the card."});
+            findings.push_back(
+                {Level::Warning,
+                 function + " took " + timeText(longest) + "; a healthy one takes " + timeText(healthy.value_or(0)),
+                 "A card is slower than software: look whether the time is the card's, the reader's or "
+                 "another program's that holds the card."});
         }
     }
     return list;

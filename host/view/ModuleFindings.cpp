@@ -207,7 +207,7 @@ bool addModuleFindings(const Examination& examination, Findings& findings) {
     return comesThrough && hasAnswered(examination, "C_Initialize") && hasAnswered(examination, "C_GetSlotList");
 }
 
-std::string durationText(std::uint64_t nanoseconds) {
+std::string timeText(std::uint64_t nanoseconds) {
     struct Unit {
         double size;
         const char* name;

@@ -13,6 +13,6 @@ namespace host {
 bool addModuleFindings(const Examination& examination, Findings& findings);
 
 /// "12 ms", "3 µs", "1.5 s"
-[[nodiscard]] std::string durationText(std::uint64_t nanoseconds);
+[[nodiscard]] std::string timeText(std::uint64_t nanoseconds);
 
 } // namespace host

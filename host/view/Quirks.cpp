@@ -16,7 +16,7 @@ struct ProductRow {
 
 constexpr std::array<ProductRow, 4> kProducts = {{
     {Product::SoftHsm, "SoftHSM2", "Implementation of PKCS11", "SoftHSM"},
-    {Product::OpenCryptoki, "opencryptoki", "openCryptoki", "IBM"},
+    {Product::OpenCryptoki, "opencryptoki", "Meta PKCS11 LIBRARY", "IBM"},
     {Product::Proxy, "p11-kit's proxy", "PKCS#11 Kit Proxy Module", "PKCS#11 Kit"},
     {Product::Trust, "p11-kit's trust module", "PKCS#11 Kit Trust Module", "PKCS#11 Kit"},
 }};

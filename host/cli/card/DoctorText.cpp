@@ -177,9 +177,9 @@ Rows timeRows(const Json& report, ReportDepth depth) {
         const Json healthy = entry.value("healthy", Json());
         rows.push_back({shown(entry, "call"),
                         callsText(entry.value("count", 0)) + ", median " +
-                            durationText(entry.value("median", std::uint64_t{0})) + ", longest " +
-                            durationText(entry.value("longest", std::uint64_t{0})) +
-                            (healthy.is_number() ? "; healthy " + durationText(healthy.get<std::uint64_t>()) : "") +
+                            timeText(entry.value("median", std::uint64_t{0})) + ", longest " +
+                            timeText(entry.value("longest", std::uint64_t{0})) +
+                            (healthy.is_number() ? "; healthy " + timeText(healthy.get<std::uint64_t>()) : "") +
                             (entry.value("slow", false) ? "; slow" : "")});
     }
     return rows;
@@ -213,7 +213,7 @@ Rows writeTestRows(const Json& report) {
         const std::string result = shown(step, "result");
         rows.push_back(
             {shown(step, "step"), step.value("done", false)
-                                      ? "done, " + durationText(step.value("nanoseconds", std::uint64_t{0}))
+                                      ? "done, " + timeText(step.value("nanoseconds", std::uint64_t{0}))
                                       : "refused: " + (result.empty() ? "" : result + ", ") + shown(step, "reason")});
     }
     return rows;
