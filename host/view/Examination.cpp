@@ -42,6 +42,7 @@ Examination runExamination(const std::vector<std::string>& command,
         throw PluginError("cannot start \"" + command.front() + "\": " + platform::Program::lastError());
     }
     Examination examination;
+    examination.underWay = "starting the examination";
     std::string line;
     std::array<char, 4096> piece{};
     Clock::time_point begin = Clock::now();

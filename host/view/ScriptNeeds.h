@@ -18,7 +18,8 @@ enum TokenNeed : unsigned int {
     kSignsWithRsa = 1U << 6U,
 };
 
-/// What a script calls when all goes well: without one of these functions it fails.
+/// What a script calls when all goes well: without one of these functions it fails, or leaves the
+/// card logged in.
 struct ScriptNeeds {
     const char* script;
     std::vector<const char*> functions;

@@ -17,8 +17,9 @@ namespace tests {
 namespace {
 
 using nlohmann::json;
+using ::testing::AnyOfArray;
+using ::testing::Each;
 using ::testing::HasSubstr;
-using ::testing::IsSubsetOf;
 using ::testing::Not;
 
 Words doctor(const std::string& module, const Words& more = {}) {
@@ -126,11 +127,11 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"unfilled", 0, "C_GetInfo does not fill its structure as the standard has it\n"},
         Fault{"refuse", 3, "C_Initialize answered CKR_DEVICE_ERROR\n"},
         Fault{"crash", 3, "the module ended the process in C_GetSlotList ("},
-        Fault{"exit", 1, "the module ended the process in C_GetSlotInfo ("}, Fault{"slow", 0, "C_GetSlotInfo took 15"},
+        Fault{"exit", 1, "the module ended the process in C_GetSlotInfo ("}, Fault{"slow", 0, "C_GetSlotInfo took "},
         Fault{"no-readers", 0, "the module lists no readers\n"},
         Fault{"no-list", 3, "the library is no PKCS#11 module: it gives no list of functions\n"}),
-    [](const ::testing::TestParamInfo<Fault>& info) {
-        std::string name = info.param.name;
+    [](const ::testing::TestParamInfo<Fault>& fault) {
+        std::string name = fault.param.name;
         std::erase(name, '-');
         return name;
     });
@@ -162,13 +163,13 @@ TEST(Doctor, writesNothingAndLogsNobodyIn) {
     EXPECT_EQ(ended.status, 0) << ended.output << ended.errors;
     const std::vector<std::string> called = linesOf(log.content());
     EXPECT_GE(called.size(), 7U);
-    EXPECT_THAT(called, IsSubsetOf(kHarmless));
+    EXPECT_THAT(called, Each(AnyOfArray(kHarmless)));
     std::vector<std::string> recorded;
     for (const std::string& line : linesOf(contentOf(folder + "/record.jsonl"))) {
         recorded.push_back(json::parse(line).at("call"));
     }
     EXPECT_GE(recorded.size(), 7U);
-    EXPECT_THAT(recorded, IsSubsetOf(kHarmless));
+    EXPECT_THAT(recorded, Each(AnyOfArray(kHarmless)));
     EXPECT_EQ(json::parse(contentOf(folder + "/report.json")).at("info").at("manufacturer"), "Example");
     EXPECT_THAT(contentOf(folder + "/report.txt"), HasSubstr("Module of the tests"));
 

@@ -120,13 +120,14 @@ void runDoctor(CardRun& run, WriteTest writeTest) {
         failure = addWriteTest(run, writeTest, diagnosis);
     }
     deliver(run, diagnosis.report, folder ? &*folder : nullptr);
+    if (!failure && !examination.isInterrupted) {
+        return;
+    }
+    run.person().show(run.text); // the answer is a failure's
     if (failure) {
         throw *failure;
     }
-    if (examination.isInterrupted) {
-        run.person().show(run.text);
-        throw Interrupted();
-    }
+    throw Interrupted();
 }
 
 CardCommand doctorRow(void (*run)(CardRun& run)) {
