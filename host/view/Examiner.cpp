@@ -106,7 +106,7 @@ private:
     void nameLoadedFile() {
         for (void* const inside : {m_library.symbol("C_GetFunctionList"), m_library.handle()}) {
             const std::wstring found = platform::moduleFileName(inside);
-            if (!found.empty() && found.find(toTString(m_file).c_str()) != std::wstring::npos) {
+            if (!found.empty()) {
                 m_file = toUtf8(Zel::TString(found.c_str()));
                 m_report.fact("file", m_file);
                 static_cast<void>(readHeader(m_file));

@@ -53,7 +53,9 @@ Rows moduleRows(const Json& report) {
     const std::vector<std::string> needs = textsOf(listIn(library, "needs"));
     if (library.is_object()) {
         rows.push_back({"Kind", shown(library, "kind")});
-        rows.push_back({"Needs", needs.empty() ? "no library" : joined(needs)});
+    }
+    if (!needs.empty()) {
+        rows.push_back({"Needs", joined(needs)});
     }
     const Json info = report.value("info", Json());
     if (info.is_object()) {
