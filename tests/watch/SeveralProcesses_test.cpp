@@ -1,10 +1,10 @@
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
-#include <thread>
+#include <utility>
 
 #include "platform/Process.h"
+#include "platform/Program.h"
 #include "tests/watch/WatchTest.h"
 
 // Programs that are started on their own write into one record, on both systems. This program is those programs, too.
@@ -39,20 +39,21 @@ class SeveralProcesses : public WatchTest {
 protected:
     void runWriters() const {
         platform::setEnvironmentVariable(kIsWriter, "1");
-        const std::string command =
-            "\"" + platform::executablePath() +
-            "\" --gtest_filter=SeveralProcessesWriter.* --gtest_output=json:" + folder.file("results");
-        std::vector<int> statuses(kWriters, -1);
-        std::vector<std::thread> writers;
+        std::vector<platform::Program> writers;
         for (std::size_t i = 0; i < kWriters; ++i) {
-            writers.emplace_back(
-                [&statuses, i, line = command + std::to_string(i)] { statuses[i] = std::system(line.c_str()); });
+            std::optional<platform::Program> writer =
+                platform::Program::start({platform::executablePath(), "--gtest_filter=SeveralProcessesWriter.*",
+                                          "--gtest_output=json:" + folder.file("results") + std::to_string(i)});
+            ASSERT_TRUE(writer) << platform::Program::lastError();
+            writers.push_back(std::move(*writer));
         }
-        for (std::thread& writer : writers) {
-            writer.join();
+        for (platform::Program& writer : writers) {
+            char text[1024];
+            while (writer.output().read(text, sizeof text).value_or(0) > 0) {
+            }
+            EXPECT_EQ(writer.wait(), 0);
         }
         platform::removeEnvironmentVariable(kIsWriter);
-        EXPECT_EQ(statuses, std::vector<int>(kWriters, 0));
     }
     /// Each process has written each of its calls once.
     void expectAllCalls(const std::vector<Json>& all) const {

@@ -45,6 +45,9 @@ bool Record::isWanted() noexcept {
     } catch (const std::exception&) {
         m_state = State::Off;
     }
+    if (m_state == State::Off) {
+        forget();
+    }
     return m_state != State::Off;
 }
 
