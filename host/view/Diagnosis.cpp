@@ -1,6 +1,7 @@
 #include "host/view/Diagnosis.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "host/plugin/Texts.h"
 #include "host/view/FileFindings.h"
@@ -103,9 +104,7 @@ Diagnosis diagnose(const std::string& module, const Examination& examination) {
         addTokenFindings(slot, findings);
     }
     addFileFindings(file, findings);
-    Diagnosis diagnosis;
-    Json& report = diagnosis.report;
-    report = {{"module", module}};
+    Json report = {{"module", module}};
     for (const char* const key :
          {"file", "library", "loadError", "missing", "functions", "interfaces", "layout", "info"}) {
         report[key] = facts.value(key, Json(nullptr));
@@ -118,10 +117,10 @@ Diagnosis diagnose(const std::string& module, const Examination& examination) {
     report["underWay"] = examination.underWay.empty() ? Json(nullptr) : Json(examination.underWay);
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding& a, const Finding& b) { return a.level > b.level; });
-    diagnosis.verdict = verdictOf(findings, isUsable);
+    const Verdict verdict = verdictOf(findings, isUsable);
     report["findings"] = findingsJson(findings);
-    report["verdict"] = nameOf(diagnosis.verdict);
-    return diagnosis;
+    report["verdict"] = nameOf(verdict);
+    return {verdict, std::move(report)};
 }
 
 } // namespace host
