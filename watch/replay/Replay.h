@@ -20,8 +20,7 @@ namespace watch {
 /// type. Any other call answers CKR_FUNCTION_FAILED, and standard error says which it was.
 class Replay {
 public:
-    /// Reads the environment and the record. Returns false when there is none that can be played; standard error says
-    /// why.
+    /// Reads the environment and the record. Returns false when the record cannot be played; standard error says why.
     [[nodiscard]] bool load();
     /// Takes the calls of one process of a record: the one of this number, or that of the first line when it is empty.
     void take(std::vector<RecordedLine> lines, const std::string& process, bool isStrict);

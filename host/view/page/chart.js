@@ -112,7 +112,7 @@ class Chart {
 
   rowAt(y) { return this.rows.find((row) => y >= row.y && y < row.y + row.height); }
 
-  // The call at a point of the picture, -1 where there is none. The nearest within three pixels; failures first.
+  // The number of the call nearest to a point of the picture, within three pixels, failures first; -1 for no call.
   callAt(x, y, width) {
     const row = this.rowAt(y), all = this.data.calls;
     if (!row || row.type !== "calls" || x < GUTTER - 3) return -1;

@@ -13,7 +13,7 @@
 //     exit        C_GetSlotInfo ends the process as a success
 //     hang        C_GetSlotList never comes back
 //     slow        C_GetSlotInfo takes 150 ms
-//     no-readers  there are none
+//     no-readers  the list of readers is empty
 //     print       C_GetInfo prints to standard output
 //     no-list     C_GetFunctionList fails
 #include <array>

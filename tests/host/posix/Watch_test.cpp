@@ -63,7 +63,7 @@ protected:
         words.insert(words.begin(), {"--watch", record()});
         return host(words, environment);
     }
-    /// The command succeeds as without a record, and says once that there is none.
+    /// The command succeeds as without a record, and says once that the record is not written.
     void expectNoRecord(const Environment& environment = {}) const {
         const Outcome plain = host({"readers"});
         const Outcome outcome = watched({"readers"}, environment);
