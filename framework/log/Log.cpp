@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/Process.h"
+#include "platform/SystemNumbers.h"
 #include "text/Utf8.h"
 
 namespace Ry::log {
@@ -17,15 +18,14 @@ constexpr std::uint32_t kDefaultLevels = 31;
 struct Thread {
     // Messages that the receiver itself logs are dropped: it would wait for itself.
     bool isDelivering = false;
-    std::uint32_t number = 0;
+    std::uint32_t number = 0; ///< the system's
 };
 
 thread_local Thread t_thread;
 
 std::uint32_t threadNumber() noexcept {
-    static std::atomic<std::uint32_t> s_last = 0;
     if (t_thread.number == 0) {
-        t_thread.number = ++s_last;
+        t_thread.number = static_cast<std::uint32_t>(platform::threadNumber());
     }
     return t_thread.number;
 }
@@ -109,6 +109,7 @@ void Log::lockForFork() noexcept {
 }
 
 void Log::unlockAfterFork() noexcept {
+    t_thread.number = 0; // another one in the child
     if (!t_thread.isDelivering) {
         m_mutex.unlock();
     }

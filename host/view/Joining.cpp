@@ -10,12 +10,11 @@ namespace host::view {
 
 namespace {
 
-// A call begins right after the line that announces it, unless the machine is busy.
-constexpr std::int64_t kLongestWait = 1'000'000'000;
 // The trace counts microseconds.
 constexpr std::int64_t kMicrosecond = 1000;
 constexpr std::int64_t kLongestSum = std::int64_t{1} << 62;
 
+/// The system's numbers of a thread and its process.
 using ThreadKey = std::pair<std::uint64_t, std::uint64_t>;
 
 /// A call by the time that the record has for it.
@@ -30,65 +29,46 @@ std::vector<TimedCall>::const_iterator firstFrom(const std::vector<TimedCall>& c
 }
 
 class Joiner {
+    using Position = std::vector<TimedCall>::const_iterator;
+
 public:
-    Joiner(Timeline& timeline, const std::vector<std::int64_t>& recordedTimes)
-        : m_timeline(timeline), m_byFunction(timeline.functions.size()) {
+    Joiner(Timeline& timeline, const std::vector<std::int64_t>& recordedTimes) : m_timeline(timeline) {
         for (std::size_t i = 0; i < timeline.calls.size(); ++i) {
             const Call& call = timeline.calls[i].call;
-            m_byFunction[call.function].push_back({recordedTimes[i], i});
-            m_byThread[{call.process, call.thread}].push_back({recordedTimes[i], i});
+            m_calls[{call.thread, call.process}].push_back({recordedTimes[i], i});
         }
-        const auto isEarlier = [](const TimedCall& a, const TimedCall& b) { return a.time < b.time; };
-        for (std::vector<TimedCall>& calls : m_byFunction) {
-            std::stable_sort(calls.begin(), calls.end(), isEarlier);
-        }
-        for (auto& entry : m_byThread) {
-            std::stable_sort(entry.second.begin(), entry.second.end(), isEarlier);
+        for (auto& [key, calls] : m_calls) {
+            std::stable_sort(calls.begin(), calls.end(),
+                             [](const TimedCall& a, const TimedCall& b) { return a.time < b.time; });
         }
         for (ThreadBlock& block : timeline.threads) {
-            m_blocks[{block.process, block.thread}] = &block;
+            m_blocks[{block.thread, block.process}] = &block;
         }
     }
 
     /// Returns false when the calls that the span announces are not in the record.
     bool join(const TracedSpan& traced) {
-        const std::optional<ThreadKey> thread = threadOf(traced);
-        if (!thread) {
-            return traced.announced.empty();
+        Position first;
+        Position last;
+        ThreadBlock* block = nullptr;
+        // Processes of one record may have had a thread of the same number, one after the other.
+        for (auto at = m_calls.lower_bound({traced.thread, 0}); at != m_calls.end() && at->first.first == traced.thread;
+             ++at) {
+            const Position from = firstFrom(at->second, traced.begin);
+            const Position to = firstFrom(at->second, traced.end + kMicrosecond);
+            if (from != to && (block == nullptr || to - from > last - first)) {
+                first = from;
+                last = to;
+                block = m_blocks[at->first];
+            }
         }
-        const std::vector<TimedCall>& calls = m_byThread[*thread];
-        const auto first = firstFrom(calls, traced.begin);
-        const auto last = firstFrom(calls, traced.end + kMicrosecond);
-        if (first != last) {
-            place(traced, *m_blocks[*thread], first, last);
+        if (block != nullptr) {
+            place(traced, *block, first, last);
         }
-        return true;
+        return block != nullptr || !traced.hasCalls;
     }
 
 private:
-    using Position = std::vector<TimedCall>::const_iterator;
-
-    /// The thread that made most of the calls that the span announces.
-    std::optional<ThreadKey> threadOf(const TracedSpan& traced) const {
-        std::map<ThreadKey, std::size_t> votes;
-        for (const Announced& announced : traced.announced) {
-            const std::optional<std::uint32_t> function = m_timeline.functions.find(announced.function);
-            if (!function) {
-                continue;
-            }
-            const std::vector<TimedCall>& calls = m_byFunction[*function];
-            const auto found = firstFrom(calls, announced.time);
-            if (found != calls.end() &&
-                found->time <= std::min(announced.time + kLongestWait, traced.end + kMicrosecond)) {
-                const Call& call = m_timeline.calls[found->call].call;
-                ++votes[{call.process, call.thread}];
-            }
-        }
-        const auto most = std::max_element(votes.begin(), votes.end(),
-                                           [](const auto& a, const auto& b) { return a.second < b.second; });
-        return most == votes.end() ? std::nullopt : std::optional(most->first);
-    }
-
     void place(const TracedSpan& traced, ThreadBlock& block, Position first, Position last) {
         const auto number = static_cast<std::int64_t>(m_timeline.spans.size());
         const std::int64_t shift = m_timeline.calls[first->call].call.time - first->time - m_timeline.start;
@@ -116,8 +96,7 @@ private:
     }
 
     Timeline& m_timeline;
-    std::vector<std::vector<TimedCall>> m_byFunction;
-    std::map<ThreadKey, std::vector<TimedCall>> m_byThread;
+    std::map<ThreadKey, std::vector<TimedCall>> m_calls;
     std::map<ThreadKey, ThreadBlock*> m_blocks;
 };
 
@@ -134,8 +113,8 @@ void joinTrace(Timeline& timeline, const Trace& trace, const std::vector<std::in
         unknown += joiner.join(span) ? 0 : 1;
     }
     if (timeline.spans.empty()) {
-        timeline.notes.emplace_back("Nothing of the trace belongs to this record: no call begins where the trace "
-                                    "announces it. Take a trace and a record of the same run.");
+        timeline.notes.emplace_back("Nothing of the trace belongs to this record: none of its threads made a call at "
+                                    "the time of a script. Take a trace and a record of the same run.");
     } else if (unknown != 0) {
         timeline.notes.push_back(countText(unknown, "script") + " of the trace made calls that are not in "
                                                                 "this record.");

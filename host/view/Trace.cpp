@@ -25,7 +25,6 @@ constexpr std::string_view kExecute = "PKCS11Client::execute";
 constexpr std::string_view kScriptName = "PKCS11Client::execute: --> Input Param operation.script = ";
 constexpr std::string_view kError = ", ERROR = ";
 constexpr std::string_view kHostModule = "P11HOST";
-constexpr std::size_t kMostAnnounced = 64; // more say nothing new of who made them
 
 struct TraceLine {
     std::int64_t time = 0;
@@ -90,11 +89,10 @@ std::optional<TraceLine> lineOf(std::string_view text) {
                      module.is_string() ? module.get<std::string>() : "", message.get<std::string>()};
 }
 
-/// "C_Login" of "PKCS11Client::loginAsUser: C_Login"; empty for other texts.
-std::string announcedFunction(const TraceLine& line) {
+/// "PKCS11Client::loginAsUser: C_Login"
+bool announcesCall(const TraceLine& line) {
     const std::size_t at = line.level == kCallLevel ? line.text.rfind(": C_") : std::string::npos;
-    const std::string name = at == std::string::npos ? "" : line.text.substr(at + 2);
-    return name.find(' ') == std::string::npos ? name : "";
+    return at != std::string::npos && line.text.find(' ', at + 2) == std::string::npos;
 }
 
 /// Puts the lines of a trace together, thread by thread.
@@ -124,6 +122,7 @@ private:
         TracedSpan span;
         span.isCommand = isCommand;
         span.name = isCommand ? line.text : "script";
+        span.thread = line.thread;
         span.begin = span.end = line.time;
         open.push_back(m_spans.size());
         m_spans.push_back(std::move(span));
@@ -131,10 +130,7 @@ private:
 
     static void extend(TracedSpan& span, const TraceLine& line) {
         span.end = std::max(span.end, line.time);
-        const std::string function = announcedFunction(line);
-        if (!function.empty() && span.announced.size() < kMostAnnounced) {
-            span.announced.push_back({line.time, function});
-        }
+        span.hasCalls = span.hasCalls || announcesCall(line);
         if (!span.isCommand && line.text.starts_with(kScriptName)) {
             span.name = line.text.substr(kScriptName.size());
         }
@@ -153,7 +149,7 @@ private:
     }
 
     std::vector<TracedSpan> m_spans;
-    std::map<std::uint64_t, std::vector<std::size_t>> m_open; ///< by the trace's number of the thread
+    std::map<std::uint64_t, std::vector<std::size_t>> m_open; ///< by thread
 };
 
 } // namespace

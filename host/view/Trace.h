@@ -7,21 +7,16 @@
 
 namespace host::view {
 
-/// A call that the trace announces.
-struct Announced {
-    std::int64_t time; ///< nanoseconds since 1970; the trace has microseconds
-    std::string function;
-};
-
 /// What a trace knows of one script or card command.
 struct TracedSpan {
     bool isCommand = false; ///< a card command of p11host; otherwise a script
     std::string name;
-    std::int64_t begin = 0; ///< nanoseconds since 1970
+    std::uint64_t thread = 0;
+    std::int64_t begin = 0; ///< nanoseconds since 1970; the trace counts microseconds
     std::int64_t end = 0;   ///< of the last line of its thread when the exit is missing
     bool hasEnded = false;
-    std::string error; ///< the value of ERROR when the script failed; else empty
-    std::vector<Announced> announced;
+    std::string error;     ///< the value of ERROR when the script failed; else empty
+    bool hasCalls = false; ///< the trace announces a call of the module
 };
 
 /// The scripts and card commands of a trace, in the order of their beginnings.

@@ -118,7 +118,7 @@ TEST(TimelineCommand, theResultNeverReplacesWhatIsRead) {
 TEST(TimelineCommand, namesTheScriptsOfATrace) {
     const File record(kLogin + kLogout);
     const auto traced = [](const char* time, int level, const std::string& text) {
-        return R"({"time":"2026-11-22T12:48:)" + std::string(time) + R"(Z","thread":1,"module":"M","level":)" +
+        return R"({"time":"2026-11-22T12:48:)" + std::string(time) + R"(Z","thread":8,"module":"M","level":)" +
                std::to_string(level) + R"(,"text":"PKCS11Client::)" + text + "\"}\n";
     };
     const File trace(traced("53.999000", 8, "execute") +

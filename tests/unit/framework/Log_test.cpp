@@ -19,6 +19,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "platform/SystemNumbers.h"
+
 using testing::ElementsAre;
 
 namespace {
@@ -125,6 +127,21 @@ TEST_F(LogTest, JsonLineIsExact) {
     EXPECT_EQ(shapeOfJson(content()), R"({"time":"9999-99-99T99:99:99.999999Z","thread":#,)"
                                       R"("module":"ZEL-COE-PKCS11","level":8,"text":"PKCS11Client::execute"})"
                                       "\n");
+}
+
+TEST_F(LogTest, TheThreadHasTheSystemsNumber) {
+    ASSERT_TRUE(logTo(RylogFormat::Json));
+    std::uint64_t other = 0;
+    std::thread([&other] {
+        other = platform::threadNumber();
+        rylogLog(kModule, 1, L"other");
+    }).join();
+    EXPECT_EQ(only().thread, other);
+    EXPECT_NE(other, platform::threadNumber());
+
+    ASSERT_TRUE(logTo(RylogFormat::Text));
+    rylogLog(kModule, 1, L"text");
+    EXPECT_THAT(content(), testing::HasSubstr("Z " + std::to_string(platform::threadNumber()) + " ZEL-COE-PKCS11 "));
 }
 
 TEST_F(LogTest, JsonDumpIsUpperCaseHexadecimal) {

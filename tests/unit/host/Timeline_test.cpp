@@ -222,8 +222,8 @@ TEST(Axis, aLongPauseIsShort) {
 // --------------------------------------------------------------------------------------------------------
 
 std::string traced(const std::string& time, int level, const std::string& text, const char* module = "ZEL-COE-PKCS11") {
-    return "{\"time\":\"" + time + "Z\",\"thread\":1,\"module\":\"" + module + "\",\"level\":" + std::to_string(level) +
-           ",\"text\":\"" + text + "\"}\n";
+    return "{\"time\":\"" + time + "Z\",\"thread\":77,\"module\":\"" + module +
+           "\",\"level\":" + std::to_string(level) + ",\"text\":\"" + text + "\"}\n";
 }
 
 /// A script of 20 ms at kStart + 10 ms in a card command of 40 ms, with one announced call.
@@ -238,12 +238,13 @@ std::string signing(const std::string& error) {
            traced("2026-11-22T12:48:54.045000", 16, "p11host sign", "P11HOST");
 }
 
-TEST(TraceOfScripts, callsAreJoinedByTimeAndTheThreadThatMadeTheAnnouncedOnes) {
+TEST(TraceOfScripts, callsAreJoinedByTimeAndTheNumberOfTheThread) {
     const Timeline timeline =
         timelineOf(recordOf({{.call = "C_Initialize", .time = 6 * kMs, .thread = 77},
                              {.call = "C_Login", .time = 8 * kMs, .process = 5, .thread = 5, .number = 1},
+                             {.call = "C_Sign", .time = 11 * kMs + 5, .process = 5, .thread = 5, .number = 2},
                              {.call = "C_Sign", .time = 11 * kMs + 20, .thread = 77},
-                             {.call = "C_Sign", .time = 14 * kMs, .process = 5, .thread = 5, .number = 2},
+                             {.call = "C_Sign", .time = 90 * kMs, .process = 6, .thread = 77, .number = 1},
                              {.call = "C_Logout", .time = 35 * kMs, .thread = 77},
                              {.call = "C_Finalize", .time = 50 * kMs, .thread = 77}}),
                    signing("80ee"));
@@ -254,13 +255,15 @@ TEST(TraceOfScripts, callsAreJoinedByTimeAndTheThreadThatMadeTheAnnouncedOnes) {
     EXPECT_EQ(timeline.spans[1].calls, 1U);
     EXPECT_EQ(timeline.spans[1].error, "80ee");
     for (const ThreadBlock& block : timeline.threads) {
-        EXPECT_EQ(block.commands.size(), block.thread == 77 ? 1U : 0U);
-        EXPECT_EQ(block.scripts.size(), block.thread == 77 ? 1U : 0U);
+        const bool isMeant = block.thread == 77 && block.process != 6; // which had the number afterwards
+        EXPECT_EQ(block.commands.size(), isMeant ? 1U : 0U);
+        EXPECT_EQ(block.scripts.size(), isMeant ? 1U : 0U);
     }
 }
 
 TEST(TraceOfScripts, aTraceOfAnotherRunIsNoted) {
-    const Timeline timeline = timelineOf(recordOf({{"C_Sign", 90'000 * kMs}}), signing("0"));
+    const Timeline timeline =
+        timelineOf(recordOf({{.call = "C_Sign", .time = 90'000 * kMs, .thread = 77}}), signing("0"));
     EXPECT_THAT(timeline.spans, IsEmpty());
     EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("Nothing of the trace belongs to this record")));
 }

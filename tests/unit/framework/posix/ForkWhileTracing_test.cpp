@@ -12,28 +12,31 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace {
 
 constexpr int kForks = 30;
 
 /// Returns true when the child logged and ended. One that hangs is ended by its alarm.
-bool forkAndLog(int number) {
+bool forkAndLog() {
     const pid_t child = ::fork();
     if (child == 0) {
         ::alarm(30);
-        rylogLog(L"CHILD", 1, L"child %d", number);
+        rylogLog(L"CHILD", 1, L"child %d", static_cast<int>(::getpid()));
         ::_exit(0);
     }
     int status = -1;
     return ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-int linesOf(const std::string& path, const std::string& module) {
+/// Lines of children under the number of their own thread, which is that of the process.
+int linesOfChildren(const std::string& path) {
     std::ifstream file(path);
     int count = 0;
-    for (std::string line; std::getline(file, line);) {
-        count += line.find("\"module\":\"" + module + "\"") != std::string::npos ? 1 : 0;
+    for (std::string text; std::getline(file, text);) {
+        const nlohmann::json line = nlohmann::json::parse(text);
+        count += line["text"] == "child " + std::to_string(line["thread"].get<int>()) ? 1 : 0;
     }
     return count;
 }
@@ -55,13 +58,13 @@ TEST(ForkWhileTracing, EachChildTraces) {
     }
     int ended = 0;
     for (int number = 0; number < kForks && ended == number; ++number) {
-        ended += forkAndLog(number) ? 1 : 0;
+        ended += forkAndLog() ? 1 : 0;
     }
     isOver = true;
     threads.clear();
     EXPECT_TRUE(rylogSetUp(nullptr, 0, RylogFormat::Text));
     EXPECT_EQ(ended, kForks);
-    EXPECT_EQ(linesOf(path, "CHILD"), ended);
+    EXPECT_EQ(linesOfChildren(path), ended);
     ::unlink(path);
 }
 
