@@ -50,7 +50,7 @@ TEST_F(LogEnvironmentDeathTest, ADashIsStandardErrorInTextWithAllLevels) {
             logAndLeave();
         },
         ExitedWithCode(8),
-        AllOf(ContainsRegex("Z [1-9][0-9]* MODULE failure a failure"), ContainsRegex("MODULE entry an entry")));
+        AllOf(ContainsRegex("Z .+ MODULE failure a failure"), ContainsRegex("MODULE entry an entry")));
 }
 
 TEST_F(LogEnvironmentDeathTest, LevelsAreDecimal) {
@@ -90,8 +90,7 @@ TEST_F(LogEnvironmentDeathTest, FormatIsJson) {
             setVariable("RYLOG_FORMAT=json");
             logAndLeave();
         },
-        ExitedWithCode(8),
-        ContainsRegex("\"thread\":[1-9][0-9]*,\"module\":\"MODULE\",\"level\":8,\"text\":\"an entry\"}"));
+        ExitedWithCode(8), ContainsRegex("\"thread\":.+,\"module\":\"MODULE\",\"level\":8,\"text\":\"an entry\"}"));
 }
 
 TEST_F(LogEnvironmentDeathTest, TheHostsSetUpWins) {
