@@ -1,10 +1,12 @@
 #include "host/view/CallReader.h"
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 
 #include "cryptoki/ResultNames.h"
 #include "host/plugin/Errors.h"
+#include "host/view/Shown.h"
 #include "host/view/TextFile.h"
 #include "watch/record/RecordReader.h"
 
@@ -81,11 +83,6 @@ std::optional<std::uint64_t> numberIn(const Json& object, const char* key) {
                                                                 : std::nullopt;
 }
 
-/// Values as the record has them; bytes that are no UTF-8 are replaced.
-std::string dumped(const Json& value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 void addCall(Calls& calls, const watch::RecordedLine& line) {
     Call call;
     call.time = static_cast<std::int64_t>(line.time);
@@ -95,40 +92,81 @@ void addCall(Calls& calls, const watch::RecordedLine& line) {
     call.number = line.number;
     call.function = calls.functions.numberOf(line.call);
     call.result = calls.results.numberOf(cryptoki::resultName(line.result));
-    call.detail = calls.details.numberOf("{\"in\":" + dumped(line.in) + ",\"out\":" + dumped(line.out) + "}");
+    call.detail = calls.details.numberOf("{\"in\":" + line.in.dump() + ",\"out\":" + line.out.dump() + "}");
     call.hasFailed = line.result != 0;
     call.session = line.call == "C_OpenSession" ? numberIn(line.out, "session") : numberIn(line.in, "session");
     call.slot = numberIn(line.in, "slot");
     calls.all.push_back(call);
 }
 
-} // namespace
+/// Reads the lines of one file. A full disk or the end of a program may cut a line off anywhere in it: p11watch ends
+/// such a line before it writes the next one, and another process writes its line right behind it.
+class LineReader {
+public:
+    LineReader(Calls& calls, const std::string& file) : m_calls(calls), m_file(file) {}
 
-void addCalls(Calls& calls, std::string_view text, const std::string& file) {
-    std::string faults;
-    std::size_t count = 0;
-    const auto refuse = [&](std::size_t number, const std::string& fault) {
-        faults += ++count <= kMostFaults ? "\nline " + std::to_string(number) + ": " + fault : "";
-    };
-    eachLine(text, [&](std::string_view line, std::size_t number, bool isWhole) {
-        const std::optional<watch::RecordedLine> read = watch::readLine(line);
-        if (!read && !isWhole) {
-            calls.notes.push_back("The last line of " + file + " (line " + std::to_string(number) +
-                                  ") is cut off and left out: the program ended, or the disk was full, while it was "
-                                  "written.");
-        } else if (!read) {
+    void read(std::string_view line, std::size_t number, bool isWhole) {
+        std::optional<watch::RecordedLine> read = watch::readLine(line);
+        if (!read && (!isWhole || isCutOff(line))) {
+            noteCutOff(number, isWhole);
+            read = watch::readLine(line.substr(std::min(line.rfind(kHead), line.size())));
+            if (!read) {
+                return;
+            }
+        }
+        if (!read) {
             refuse(number, faultOf(line));
         } else if (read->time > kLatestTime || read->duration > kLongestCall) {
             refuse(number, read->time > kLatestTime ? "\"time\" is out of range" : "\"duration\" is out of range");
         } else {
-            addCall(calls, *read);
+            addCall(m_calls, *read);
         }
-    });
-    if (count != 0) {
-        const std::string more = count > kMostFaults ? "\nand " + std::to_string(count - kMostFaults) + " more" : "";
-        throw UsageError("\"" + file + "\" is no record, or is damaged:" + faults + more +
-                         "\nRemove such lines to see the rest.");
     }
+
+    void finish() {
+        if (m_cutOff > kMostFaults) {
+            m_calls.notes.push_back(countText(m_cutOff, "line") + " of " + m_file + " are cut off in all.");
+        }
+        if (m_count != 0) {
+            const std::string more =
+                m_count > kMostFaults ? "\nand " + std::to_string(m_count - kMostFaults) + " more" : "";
+            throw UsageError("\"" + m_file + "\" is no record, or is damaged:" + m_faults + more +
+                             "\nRemove such lines to see the rest.");
+        }
+    }
+
+private:
+    static constexpr std::string_view kHead = "{\"n\":";
+
+    static bool isCutOff(std::string_view line) {
+        return line.substr(0, kHead.size()) == kHead.substr(0, line.size()) && !Json::accept(line);
+    }
+
+    void noteCutOff(std::size_t number, bool isWhole) {
+        if (++m_cutOff <= kMostFaults) {
+            m_calls.notes.push_back("Line " + std::to_string(number) + " of " + m_file + (isWhole ? "" : ", the last one,") +
+                                    " is cut off and left out: the disk was full, or the program ended, while it was "
+                                    "written.");
+        }
+    }
+
+    void refuse(std::size_t number, const std::string& fault) {
+        m_faults += ++m_count <= kMostFaults ? "\nline " + std::to_string(number) + ": " + fault : "";
+    }
+
+    Calls& m_calls;
+    const std::string& m_file;
+    std::string m_faults;
+    std::size_t m_count = 0; ///< of faults
+    std::size_t m_cutOff = 0;
+};
+
+} // namespace
+
+void addCalls(Calls& calls, std::string_view text, const std::string& file) {
+    LineReader reader(calls, file);
+    eachLine(text, [&](std::string_view line, std::size_t number, bool isWhole) { reader.read(line, number, isWhole); });
+    reader.finish();
 }
 
 std::vector<std::string> filesOfRecord(const std::string& path) {

@@ -7,8 +7,8 @@
 
 namespace host::view {
 
-/// Adds the calls of a record's text; `file` names it in errors and notes. A last line that was cut off is noted and
-/// left out. UsageError for any other line that is no line of a record, with its number and what is wrong.
+/// Adds the calls of a record's text; `file` names it in errors and notes. Lines that were cut off are noted and left
+/// out. UsageError for any other line that is no line of a record, with its number and what is wrong.
 void addCalls(Calls& calls, std::string_view text, const std::string& file);
 
 /// The files of the record with this UTF-8 name, in the order of time: "FILE.1", which a rotation leaves, if present,

@@ -90,7 +90,7 @@ TEST(TimelineCommand, aLastLineThatIsCutOffIsReportedAndTheRestShown) {
     const File record(kLogin + kLogout.substr(0, 30));
     const Outcome shown = timeline({record.path(), "--svg"});
     EXPECT_EQ(shown.status, 0);
-    EXPECT_THAT(shown.errors, HasSubstr("(line 2) is cut off"));
+    EXPECT_THAT(shown.errors, HasSubstr(", the last one, is cut off"));
     EXPECT_THAT(shown.output, HasSubstr("1 call, 1 failed"));
 }
 

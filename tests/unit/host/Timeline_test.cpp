@@ -92,7 +92,27 @@ TEST(RecordOfCalls, aLastLineThatIsCutOffIsNotedAndTheRestShown) {
     const std::string good = Line{"C_Login"}.text(1);
     const Timeline timeline = timelineOf(good + good.substr(0, 40));
     EXPECT_EQ(timeline.calls.size(), 1U);
-    EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("The last line of record (line 2) is cut off")));
+    EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("Line 2 of record, the last one, is cut off")));
+}
+
+TEST(RecordOfCalls, linesThatWereCutOffInTheMiddleAreNotedAndTheRestShown) {
+    const std::string good = Line{"C_Login"}.text(1);
+    const Timeline one = timelineOf(good + good.substr(0, 40) + "\n" + good);
+    EXPECT_EQ(one.calls.size(), 2U);
+    EXPECT_THAT(one.notes, ElementsAre(HasSubstr("Line 2 of record is cut off")));
+    const Timeline four = timelineOf(good + "{\n{\"n\n{\"n\":\n{\"n\":3\n" + good);
+    EXPECT_EQ(four.calls.size(), 2U);
+    EXPECT_THAT(four.notes, ElementsAre(HasSubstr("Line 2 "), HasSubstr("Line 3 "), HasSubstr("Line 4 "),
+                                        HasSubstr("4 lines of record are cut off in all")));
+    EXPECT_THAT(refused(good + good.substr(2, 40) + "\n" + good), HasSubstr("line 2: it is no JSON"));
+}
+
+TEST(RecordOfCalls, theLineOfAnotherProcessBehindOneThatWasCutOffIsShown) {
+    const std::string good = Line{"C_Login"}.text(1);
+    const Timeline timeline = timelineOf(good + good.substr(0, 40) + good + good.substr(0, 7) + good.substr(0, 40));
+    EXPECT_EQ(timeline.calls.size(), 2U);
+    EXPECT_THAT(timeline.notes, ElementsAre(HasSubstr("Line 2 of record is cut off"),
+                                            HasSubstr("Line 3 of record, the last one, is cut off")));
 }
 
 TEST(RecordOfCalls, aWholeLastLineNeedsNoLineEnd) {
