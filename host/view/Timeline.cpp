@@ -1,6 +1,7 @@
 #include "host/view/Timeline.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -11,9 +12,12 @@ namespace host::view {
 
 namespace {
 
-// A pause is shortened to this part of the time in which something happened, or to the least length.
+// A pause is shortened to this part of the time in which something happened, or to the least length; to less where many
+// pauses would hide the rest.
 constexpr std::int64_t kPausePart = 20;
 constexpr std::int64_t kLeastPause = 1'000'000;
+// What is before a pause and what is behind it stand apart.
+constexpr std::int64_t kShortestPause = 2;
 // More sessions at one time share the last row.
 constexpr std::size_t kMostLanes = 100;
 
@@ -23,14 +27,14 @@ public:
     /// The number of the call's session; nullopt for a call without one.
     std::optional<std::size_t> numberOf(const Call& call, const std::string& function) {
         if (function == "C_OpenSession" && call.session && !call.hasFailed) {
-            m_open[{call.process, *call.session}] = {m_count, call.slot};
-            return m_count++;
+            remove(call.process, *call.session);
+            return add(call.process, *call.session, call.slot);
         }
         std::optional<std::size_t> number;
         if (call.session) {
-            const auto [entry, isNew] = m_open.try_emplace({call.process, *call.session}, Open{m_count, std::nullopt});
-            m_count += isNew ? 1 : 0;
-            number = entry->second.number;
+            const std::map<std::uint64_t, Open>& open = m_open[call.process].byHandle;
+            const auto known = open.find(*call.session);
+            number = known != open.end() ? known->second.number : add(call.process, *call.session, std::nullopt);
         }
         if (!call.hasFailed) {
             close(call, function);
@@ -41,23 +45,55 @@ public:
     [[nodiscard]] std::size_t count() const noexcept { return m_count; }
 
 private:
+    using Slot = std::optional<std::uint64_t>; ///< nullopt: opened before the record begins
+
     struct Open {
         std::size_t number;
-        std::optional<std::uint64_t> slot;
+        Slot slot;
     };
 
-    void close(const Call& call, const std::string& function) {
-        if (function == "C_CloseSession" && call.session) {
-            m_open.erase({call.process, *call.session});
-        } else if (function == "C_CloseAllSessions" || function == "C_Finalize") {
-            std::erase_if(m_open, [&](const auto& entry) {
-                const bool isOfSlot = function == "C_Finalize" || !entry.second.slot || entry.second.slot == call.slot;
-                return entry.first.first == call.process && isOfSlot;
-            });
+    /// The open sessions of one process. To close those of a slot takes as long as there are sessions to close.
+    struct Sessions {
+        std::map<std::uint64_t, Open> byHandle;
+        std::map<Slot, std::set<std::uint64_t>> bySlot; ///< handles
+    };
+
+    std::size_t add(std::uint64_t process, std::uint64_t handle, Slot slot) {
+        Sessions& sessions = m_open[process];
+        sessions.byHandle[handle] = {m_count, slot};
+        sessions.bySlot[slot].insert(handle);
+        return m_count++;
+    }
+
+    void remove(std::uint64_t process, std::uint64_t handle) {
+        Sessions& sessions = m_open[process];
+        const auto open = sessions.byHandle.find(handle);
+        if (open != sessions.byHandle.end()) {
+            sessions.bySlot[open->second.slot].erase(handle);
+            sessions.byHandle.erase(open);
         }
     }
 
-    std::map<std::pair<std::uint64_t, std::uint64_t>, Open> m_open; ///< by process and handle
+    void removeSlot(std::uint64_t process, Slot slot) {
+        Sessions& sessions = m_open[process];
+        for (const std::uint64_t handle : sessions.bySlot[slot]) {
+            sessions.byHandle.erase(handle);
+        }
+        sessions.bySlot.erase(slot);
+    }
+
+    void close(const Call& call, const std::string& function) {
+        if (function == "C_CloseSession" && call.session) {
+            remove(call.process, *call.session);
+        } else if (function == "C_CloseAllSessions") {
+            removeSlot(call.process, call.slot);
+            removeSlot(call.process, std::nullopt);
+        } else if (function == "C_Finalize") {
+            m_open.erase(call.process);
+        }
+    }
+
+    std::map<std::uint64_t, Sessions> m_open; ///< by process
     std::size_t m_count = 0;
 };
 
@@ -128,25 +164,47 @@ void placeInLanes(Timeline& timeline) {
     timeline.sessions = sessions.count();
 }
 
-/// The time in which at least one call was under way.
-std::int64_t busyTime(const std::vector<PlacedCall>& calls) {
+/// The part of each pause that is left when all of them together have this much room. `pauses` are sorted.
+std::int64_t shareOf(const std::vector<std::int64_t>& pauses, std::int64_t room) {
+    auto left = static_cast<std::int64_t>(pauses.size());
+    for (const std::int64_t pause : pauses) {
+        const std::int64_t share = room / left--;
+        if (pause > share) {
+            return share;
+        }
+        room -= pause;
+    }
+    return std::numeric_limits<std::int64_t>::max();
+}
+
+/// How long a pause is on the axis: all of them together take no more than the time in which something happened.
+std::int64_t pauseLength(const std::vector<PlacedCall>& calls) {
     std::int64_t busy = 0;
+    std::vector<std::int64_t> pauses;
     std::int64_t until = calls.front().call.time;
     for (const PlacedCall& placed : calls) {
+        const std::int64_t pause = placed.call.time - until;
+        if (pause > 2 * kLeastPause) {
+            pauses.push_back(pause);
+        }
         busy += std::max<std::int64_t>(0, placed.call.end() - std::max(until, placed.call.time));
         until = std::max(until, placed.call.end());
     }
-    return busy;
+    std::sort(pauses.begin(), pauses.end());
+    // A pause of up to twice the length stays as it is.
+    const std::int64_t share = shareOf(pauses, busy / 2);
+    return std::clamp(share, kShortestPause, std::max(busy / kPausePart, kLeastPause));
 }
 
 /// Makes the axis, on which long pauses are short, and places the calls on it.
 void placeOnAxis(Timeline& timeline) {
     timeline.start = timeline.calls.front().call.time;
-    const std::int64_t pause = std::max(busyTime(timeline.calls) / kPausePart, kLeastPause);
+    const std::int64_t pause = pauseLength(timeline.calls);
+    const std::int64_t least = 2 * std::max(pause, kLeastPause);
     Segment segment;
     for (PlacedCall& placed : timeline.calls) {
         const std::int64_t begin = placed.call.time - timeline.start;
-        if (begin - segment.end > 2 * pause) {
+        if (begin - segment.end > least) {
             segment.end += pause / 2;
             timeline.segments.push_back(segment);
             segment = {segment.shown + segment.end - segment.begin, begin - pause / 2, begin};

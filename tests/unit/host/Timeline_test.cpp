@@ -261,6 +261,33 @@ std::string signing(const std::string& error) {
 TEST(TraceOfScripts, callsAreJoinedByTimeAndTheNumberOfTheThread) {
     const Timeline timeline =
         timelineOf(recordOf({{.call = "C_Initialize", .time = 6 * kMs, .thread = 77},
+TEST(Axis, manyPausesLeaveRoomForTheCalls) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 1000; ++i) {
+        lines.push_back({"C_Sign", i * 60'000 * kMs, 10 * kMs});
+    }
+    const Timeline timeline = timelineOf(lines);
+    EXPECT_EQ(timeline.segments.size(), 1000U);
+    EXPECT_LE(timeline.length, 2 * 1000 * 10 * kMs);
+    EXPECT_GT(timeline.length, 1000 * 10 * kMs);
+}
+
+TEST(Axis, oneLongPauseIsSeenBesideManyShortOnes) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 1000; ++i) {
+        lines.push_back({"C_Sign", (i * 13 + (i < 500 ? 0 : 3'600'000)) * kMs, 10 * kMs});
+    }
+    const Timeline timeline = timelineOf(lines);
+    ASSERT_EQ(timeline.segments.size(), 2U);
+    EXPECT_GE(timeline.calls[500].shown - timeline.calls[499].shown, 500 * kMs);
+}
+
+TEST(Axis, pausesBetweenCallsOfNoLengthStandApart) {
+    const Timeline timeline = timelineOf({{"C_Sign", 0, 0}, {"C_Sign", 60'000 * kMs, 0}, {"C_Sign", 120'000 * kMs, 0}});
+    EXPECT_LT(timeline.calls[0].shown, timeline.calls[1].shown);
+    EXPECT_LT(timeline.calls[1].shown, timeline.calls[2].shown);
+}
+
                              {.call = "C_Login", .time = 8 * kMs, .process = 5, .thread = 5, .number = 1},
                              {.call = "C_Sign", .time = 11 * kMs + 5, .process = 5, .thread = 5, .number = 2},
                              {.call = "C_Sign", .time = 11 * kMs + 20, .thread = 77},
