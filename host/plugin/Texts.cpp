@@ -33,8 +33,17 @@ int digitValue(char digit) noexcept {
     return value == std::string_view::npos ? -1 : static_cast<int>(value);
 }
 
-bool isControl(wchar_t character) noexcept {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0);
+/// Characters that turn the direction of the text around them, such as a name that hides another one.
+bool isDirection(wchar_t character) noexcept {
+    return character == 0x061C || character == 0x200E || character == 0x200F ||
+           (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+}
+
+/// A terminal may take control characters as orders, and XML does not allow the last ones.
+bool isUnprintable(wchar_t character) noexcept {
+    const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
+    const bool isNoCharacter = character >= 0xFFFD && character <= 0xFFFF;
+    return isControl || isNoCharacter || isDirection(character);
 }
 
 /// The number of letters to insert, remove or replace on the way from one word to the other.
@@ -109,8 +118,7 @@ std::optional<std::string> fromHexadecimal(std::string_view digits) {
 std::string printable(std::string_view utf8) {
     const Zel::TString wide = toTString(utf8);
     std::wstring shown(wide.data(), wide.length());
-    std::replace_if(
-        shown.begin(), shown.end(), [](wchar_t c) { return isControl(c) || c == 0xFFFD; }, L'?');
+    std::replace_if(shown.begin(), shown.end(), isUnprintable, L'?');
     return toUtf8(Zel::TString(shown.data(), static_cast<int>(shown.size())));
 }
 

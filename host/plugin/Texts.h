@@ -25,7 +25,8 @@ namespace host {
 /// Bytes of hexadecimal text (either case, no separators); nothing when it is no such text.
 [[nodiscard]] std::optional<std::string> fromHexadecimal(std::string_view digits);
 
-/// Text fit for a terminal: malformed UTF-8 and control characters, which could be orders to the terminal, become "?".
+/// Text fit for a terminal and for XML: "?" replaces malformed UTF-8, control characters (a terminal may take them as
+/// orders), characters that turn the direction of the text around them, U+FFFE and U+FFFF.
 [[nodiscard]] std::string printable(std::string_view utf8);
 /// The number of characters of UTF-8 text, which is the columns it takes for most scripts.
 [[nodiscard]] std::size_t columns(std::string_view utf8) noexcept;

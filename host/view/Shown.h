@@ -17,8 +17,7 @@ namespace host::view {
 [[nodiscard]] std::string countText(std::size_t count, const char* noun);
 /// "once", "3 times".
 [[nodiscard]] std::string timesText(std::size_t count);
-/// Text for HTML and SVG, in elements and in quoted attributes. Bytes that are no UTF-8, and control characters, are
-/// replaced.
+/// Text for HTML and SVG, in elements and in quoted attributes. What printable() replaces is replaced here, too.
 [[nodiscard]] std::string escaped(std::string_view utf8);
 
 } // namespace host::view

@@ -21,6 +21,9 @@ TEST(Texts, printableTextHasNoOrdersToTheTerminal) {
     EXPECT_EQ(printable("R\xC3\xA4\xE2\x82\xAC"), "R\xC3\xA4\xE2\x82\xAC");
     EXPECT_EQ(printable("a\x1B[2Jb\n\x7F\xC2\x9B"), "a?[2Jb???");
     EXPECT_EQ(printable("\xFF"), "?");
+    EXPECT_EQ(printable("\u061C\u200E\u200F\u202A\u202E\u2066\u2069"), "???????") << "they turn what follows";
+    EXPECT_EQ(printable("\xEF\xBF\xBD\xEF\xBF\xBE\xEF\xBF\xBF"), "???") << "XML does not allow the last two";
+    EXPECT_EQ(printable("\u061B\u200D\u2010\u2029\u202F\u2065\u206A"), "\u061B\u200D\u2010\u2029\u202F\u2065\u206A");
 }
 
 TEST(Texts, columnsAreCharacters) {
