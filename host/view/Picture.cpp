@@ -58,6 +58,7 @@ public:
         for (const ThreadBlock& block : m_timeline.threads) {
             drawBlock(block);
         }
+        drawGrid();
         const double height = m_y + 20;
         return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + number(kWidth) + "\" height=\"" + number(height) +
                "\" viewBox=\"0 0 " + number(kWidth) + " " + number(height) +
@@ -122,19 +123,26 @@ private:
         }
     }
 
-    void drawGrid(double top, double bottom) {
+    void drawGridLine(double x, const std::string& look) {
+        m_grid += "<path d=\"M" + number(x) + " " + number(kTop) + "V" + number(m_y - 8) + "\" " + look + "/>\n";
+    }
+
+    /// Round times, and pauses where they are far enough from each other to be seen.
+    void drawGrid() {
+        constexpr double kLeastDistance = 2;
         for (const double x : m_axis) {
-            m_grid +=
-                "<path d=\"M" + number(x) + " " + number(top) + "V" + number(bottom) + "\" stroke=\"#e6eaef\"/>\n";
+            drawGridLine(x, "stroke=\"#e6eaef\"");
         }
+        double last = 0;
         for (std::size_t i = 1; i < m_timeline.segments.size(); ++i) {
-            m_grid += "<path d=\"M" + number(place(m_timeline.segments[i].shown)) + " " + number(top) + "V" +
-                      number(bottom) + "\" stroke=\"#8a94a3\" stroke-dasharray=\"3 3\"/>\n";
+            const double x = place(m_timeline.segments[i].shown);
+            if (x - last >= kLeastDistance) {
+                drawGridLine(last = x, "stroke=\"#8a94a3\" stroke-dasharray=\"3 3\"");
+            }
         }
     }
 
     void drawBlock(const ThreadBlock& block) {
-        const double top = m_y;
         m_text +=
             label(20, m_y + 14, "Process " + std::to_string(block.process) + ", thread " + std::to_string(block.thread),
                   " font-weight=\"bold\"");
@@ -144,7 +152,6 @@ private:
         for (const Lane& lane : block.lanes) {
             drawLane(lane);
         }
-        drawGrid(top, m_y);
         m_y += 8;
         m_text += "<path d=\"M20 " + number(m_y - 4) + "H" + number(kWidth - kRight) + "\" stroke=\"#c9d1da\"/>\n";
     }

@@ -200,11 +200,13 @@ class Chart {
     pen.strokeStyle = "#9aa5b2";
     pen.setLineDash([3, 3]);
     pen.beginPath();
+    let last = -Infinity;
     for (const [shown] of this.data.segments.slice(1)) {
-      if (shown < this.from || shown > this.to) continue;
       const x = Math.round(this.place(shown, width)) + 0.5;
+      if (shown < this.from || shown > this.to || x - last < 2) continue;
       pen.moveTo(x, top);
       pen.lineTo(x, top + height);
+      last = x;
     }
     pen.stroke();
     pen.setLineDash([]);

@@ -172,6 +172,29 @@ TEST(Sessions, aHandleThatIsUsedAgainIsAnotherSession) {
     EXPECT_EQ(timeline.threads[0].lanes[1].sessions.size(), 3U);
 }
 
+TEST(Sessions, thoseOfOneSlotOrOneProcessAreClosedTogether) {
+    const std::string slot0 = "\"slot\":0";
+    std::vector<Line> lines = {{"C_OpenSession", 0, kMs, slot0, "\"session\":1"},
+                               {"C_OpenSession", 2 * kMs, kMs, "\"slot\":1", "\"session\":2"},
+                               {"C_GetSessionInfo", 4 * kMs, kMs, "\"session\":3"},
+                               {.call = "C_GetSessionInfo", .time = 6 * kMs, .in = "\"session\":1", .process = 2}};
+    const auto countWith = [&](const Line& closing) {
+        std::vector<Line> all = lines;
+        all.push_back(closing);
+        for (int i = 1; i <= 3; ++i) {
+            all.push_back({"C_GetSessionInfo", (20 + i) * kMs, kMs, "\"session\":" + std::to_string(i)});
+        }
+        all.push_back({.call = "C_GetSessionInfo", .time = 30 * kMs, .in = "\"session\":1", .process = 2});
+        return timelineOf(all).sessions;
+    };
+    EXPECT_EQ(countWith({"C_CloseAllSessions", 10 * kMs, kMs, slot0}), 6U) << "the slot of session 3 is not known";
+    EXPECT_EQ(countWith({"C_CloseAllSessions", 10 * kMs, kMs, "\"slot\":7"}), 5U);
+    EXPECT_EQ(countWith({"C_CloseAllSessions", 10 * kMs, kMs, slot0, "", "CKR_SLOT_ID_INVALID"}), 4U);
+    EXPECT_EQ(countWith({"C_Finalize", 10 * kMs}), 7U);
+    lines.push_back({"C_OpenSession", 8 * kMs, kMs, "\"slot\":1", "\"session\":1"});
+    EXPECT_EQ(countWith({"C_CloseAllSessions", 10 * kMs, kMs, slot0}), 6U) << "session 1 is now one of slot 1";
+}
+
 TEST(Sessions, thoseOfOneTimeHaveRowsOfTheirOwnUpToALimit) {
     std::vector<Line> lines;
     for (int i = 0; i < 300; ++i) {
@@ -238,29 +261,6 @@ TEST(Axis, aLongPauseIsShort) {
     EXPECT_GT(timeline.calls[1].shown, 10 * kMs);
 }
 
-// --- The trace
-// --------------------------------------------------------------------------------------------------------
-
-std::string traced(const std::string& time, int level, const std::string& text, const char* module = "ZEL-COE-PKCS11") {
-    return "{\"time\":\"" + time + "Z\",\"thread\":77,\"module\":\"" + module +
-           "\",\"level\":" + std::to_string(level) + ",\"text\":\"" + text + "\"}\n";
-}
-
-/// A script of 20 ms at kStart + 10 ms in a card command of 40 ms, with one announced call.
-std::string signing(const std::string& error) {
-    const std::string execute = "PKCS11Client::execute";
-    return traced("2026-11-22T12:48:54.005000", 8, "p11host sign", "P11HOST") +
-           traced("2026-11-22T12:48:54.010000", 8, execute) +
-           traced("2026-11-22T12:48:54.010100", 4, execute + ": --> Input Param operation.script = signData") +
-           traced("2026-11-22T12:48:54.011000", 2, "PKCS11Client::signData: C_Sign") +
-           traced("2026-11-22T12:48:54.029000", 4, execute + "Operation parameter 0, ERROR = " + error) +
-           traced("2026-11-22T12:48:54.030000", 16, execute) +
-           traced("2026-11-22T12:48:54.045000", 16, "p11host sign", "P11HOST");
-}
-
-TEST(TraceOfScripts, callsAreJoinedByTimeAndTheNumberOfTheThread) {
-    const Timeline timeline =
-        timelineOf(recordOf({{.call = "C_Initialize", .time = 6 * kMs, .thread = 77},
 TEST(Axis, manyPausesLeaveRoomForTheCalls) {
     std::vector<Line> lines;
     for (int i = 0; i < 1000; ++i) {
@@ -288,6 +288,29 @@ TEST(Axis, pausesBetweenCallsOfNoLengthStandApart) {
     EXPECT_LT(timeline.calls[1].shown, timeline.calls[2].shown);
 }
 
+// --- The trace
+// --------------------------------------------------------------------------------------------------------
+
+std::string traced(const std::string& time, int level, const std::string& text, const char* module = "ZEL-COE-PKCS11") {
+    return "{\"time\":\"" + time + "Z\",\"thread\":77,\"module\":\"" + module +
+           "\",\"level\":" + std::to_string(level) + ",\"text\":\"" + text + "\"}\n";
+}
+
+/// A script of 20 ms at kStart + 10 ms in a card command of 40 ms, with one announced call.
+std::string signing(const std::string& error) {
+    const std::string execute = "PKCS11Client::execute";
+    return traced("2026-11-22T12:48:54.005000", 8, "p11host sign", "P11HOST") +
+           traced("2026-11-22T12:48:54.010000", 8, execute) +
+           traced("2026-11-22T12:48:54.010100", 4, execute + ": --> Input Param operation.script = signData") +
+           traced("2026-11-22T12:48:54.011000", 2, "PKCS11Client::signData: C_Sign") +
+           traced("2026-11-22T12:48:54.029000", 4, execute + "Operation parameter 0, ERROR = " + error) +
+           traced("2026-11-22T12:48:54.030000", 16, execute) +
+           traced("2026-11-22T12:48:54.045000", 16, "p11host sign", "P11HOST");
+}
+
+TEST(TraceOfScripts, callsAreJoinedByTimeAndTheNumberOfTheThread) {
+    const Timeline timeline =
+        timelineOf(recordOf({{.call = "C_Initialize", .time = 6 * kMs, .thread = 77},
                              {.call = "C_Login", .time = 8 * kMs, .process = 5, .thread = 5, .number = 1},
                              {.call = "C_Sign", .time = 11 * kMs + 5, .process = 5, .thread = 5, .number = 2},
                              {.call = "C_Sign", .time = 11 * kMs + 20, .thread = 77},
@@ -384,6 +407,34 @@ TEST(Picture, callsThatShareAPixelShareABar) {
     const std::size_t ofTwenty = pictureOf(timelineOf(lines)).size();
     lines.resize(10'000);
     EXPECT_LT(ofTwenty, pictureOf(timelineOf(lines)).size() * 3 / 2) << "it grows with the pixels, not with the calls";
+}
+
+std::size_t countOf(const std::string& part, const std::string& text) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) {
+        ++count;
+    }
+    return count;
+}
+
+TEST(Picture, pausesAreDrawnOnceForAllThreadsAndNoCloserThanTheyAreSeen) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 2000; ++i) {
+        lines.push_back({.call = "C_Sign", .time = i * 60'000 * kMs, .process = i / 10, .thread = i / 10});
+    }
+    const Timeline timeline = timelineOf(lines);
+    ASSERT_EQ(timeline.threads.size(), 200U);
+    ASSERT_EQ(timeline.segments.size(), 2000U);
+    const std::size_t drawn = countOf("stroke-dasharray", pictureOf(timeline));
+    EXPECT_GT(drawn, 100U);
+    EXPECT_LE(drawn, 1280U / 2);
+}
+
+TEST(Picture, holdsNoCharacterThatXmlForbids) {
+    const std::string forbidden = "C_\xEF\xBF\xBE\xEF\xBF\xBF";
+    const std::string picture = pictureOf(timelineOf(std::vector<Line>{{forbidden, 0, kMs}}));
+    EXPECT_THAT(picture, HasSubstr("C_??"));
+    EXPECT_THAT(picture, Not(HasSubstr("\xEF\xBF\xBE")));
 }
 
 } // namespace
