@@ -144,7 +144,8 @@ private:
 
     void noteCutOff(std::size_t number, bool isWhole) {
         if (++m_cutOff <= kMostFaults) {
-            m_calls.notes.push_back("Line " + std::to_string(number) + " of " + m_file + (isWhole ? "" : ", the last one,") +
+            m_calls.notes.push_back("Line " + std::to_string(number) + " of " + m_file +
+                                    (isWhole ? "" : ", the last one,") +
                                     " is cut off and left out: the disk was full, or the program ended, while it was "
                                     "written.");
         }
@@ -165,7 +166,8 @@ private:
 
 void addCalls(Calls& calls, std::string_view text, const std::string& file) {
     LineReader reader(calls, file);
-    eachLine(text, [&](std::string_view line, std::size_t number, bool isWhole) { reader.read(line, number, isWhole); });
+    eachLine(text,
+             [&](std::string_view line, std::size_t number, bool isWhole) { reader.read(line, number, isWhole); });
     reader.finish();
 }
 
