@@ -12,10 +12,7 @@ namespace host {
 namespace {
 
 bool isEmpty(const TokenChoice& choice) {
-    const auto namesToken = [](const Pkcs11Uri& uri) {
-        return uri.token || uri.manufacturer || uri.model || uri.serial || uri.slotDescription;
-    };
-    return !choice.reader && !choice.token && !choice.serial && !(choice.uri && namesToken(*choice.uri));
+    return !choice.reader && !choice.token && !choice.serial && !(choice.uri && choice.uri->namesToken());
 }
 
 bool fits(const std::optional<std::string>& wanted, const std::string& actual) {

@@ -19,6 +19,11 @@ struct Pkcs11Uri {
     std::optional<std::string> type;   ///< "cert", "private", "public", "data", "secret-key"
     std::optional<std::string> modulePath;
     std::optional<std::string> pinSource; ///< "file:PATH", a path, or "|PROGRAM"
+
+    /// Returns true when a part of it chooses between tokens.
+    [[nodiscard]] bool namesToken() const noexcept {
+        return token || manufacturer || model || serial || slotDescription;
+    }
 };
 
 /// Reads a URI. UsageError says which attribute is wrong: an unknown one, one that stands twice, a value with a

@@ -33,7 +33,14 @@ TokenChoice choiceOf(const Options& options) {
     return choice;
 }
 
-LastTry lastTryOf(const CardArguments& arguments) {
+/// A command without the option never spends it, whatever a person answers.
+LastTry lastTryOf(const CardCommand& command, const CardArguments& arguments) {
+    const bool hasOption = std::any_of(command.options.begin(), command.options.end(), [](const CardOption& option) {
+        return std::string_view(option.name) == "--last-try";
+    });
+    if (!hasOption) {
+        return LastTry::Stop;
+    }
     const std::string word = arguments.value("--last-try").value_or("ask");
     if (word != "stop" && word != "ask" && word != "go") {
         throw UsageError("--last-try takes stop, ask or go");
@@ -73,10 +80,15 @@ void checkOut(const CardCommand& command, const CardArguments& arguments) {
 CardRun::CardRun(const CardCommand& command, const Options& options, const Output& output)
     : m_options(options), m_output(output), m_choice(choiceOf(options)),
       m_module(moduleOf(options, m_choice)), m_rules{.isDryRun = options.card.has("--dry-run"),
-                                                     .lastTry = lastTryOf(options.card),
+                                                     .lastTry = lastTryOf(command, options.card),
                                                      .showsProgress = showsProgress(options)},
       m_person(output) {
     checkOut(command, options.card);
+}
+
+bool CardRun::isTokenNamed() const {
+    return m_options.reader || arguments().has("--token") || arguments().has("--serial") ||
+           (arguments().has("--uri") && m_choice.uri && m_choice.uri->namesToken());
 }
 
 std::optional<std::string> CardRun::id() const {

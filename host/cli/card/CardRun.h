@@ -73,10 +73,9 @@ public:
     [[nodiscard]] bool print(std::string_view piece) const { return m_output.result(piece); }
     /// The module that was named, UTF-8.
     [[nodiscard]] const std::string& module() const noexcept { return m_module; }
-    /// Returns true when the command line or the environment says which token is meant.
-    [[nodiscard]] bool hasChoice() const noexcept {
-        return m_choice.reader || m_choice.token || m_choice.serial || m_choice.uri;
-    }
+    /// Returns true when the command line itself says which token is meant: not the environment, and not a URI of
+    /// something else.
+    [[nodiscard]] bool isTokenNamed() const;
     /// The file of --watch.
     [[nodiscard]] const std::optional<std::string>& watch() const noexcept { return m_options.watch; }
     [[nodiscard]] bool drawsProgress() const noexcept { return m_rules.showsProgress; }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <exception>
 #include <memory>
 
 #include "host/card/CardFailure.h"
@@ -72,32 +73,39 @@ void checkArguments(const CardRun& run, WriteTest writeTest) {
     if (writeTest == nullptr) {
         throw UsageError("--write-test: this build of p11host has no library for certificates, which the test needs");
     }
-    if (!run.hasChoice()) {
-        throw UsageError("--write-test writes to a token: name it with --reader, --token, --serial or --uri");
+    if (!run.isTokenNamed()) {
+        throw UsageError("--write-test writes to a token: name it on the command line with --reader, --token, --serial "
+                         "or a --uri of the token");
     }
 }
 
-/// Adds what the write test did; a failure before anything was written comes back, to be reported behind the report.
-std::optional<CardFailure> addWriteTest(CardRun& run, WriteTest writeTest, Diagnosis& diagnosis) {
+/// Adds what the write test did. It runs in this process: a module that did not come through the examination is not
+/// called here.
+void addWriteTest(CardRun& run, WriteTest writeTest, const Examination& examination, Diagnosis& diagnosis) {
     if (diagnosis.verdict == Verdict::Unusable) {
-        return std::nullopt; // the findings say why nothing can be written
+        return; // the findings say why nothing can be written
     }
-    try {
-        const ExitStatus status = writeTest(run, diagnosis.report);
-        run.status = status == ExitStatus::Success ? run.status : status;
-    } catch (const CardFailure& failure) {
-        return failure;
+    if (!examination.underWay.empty()) {
+        throw CardFailure(ExitStatus::Refused, "the write test",
+                          "the module did not come through the examination; nothing was written",
+                          "The findings say where it ended.");
     }
-    return std::nullopt;
+    const ExitStatus status = writeTest(run, diagnosis.report);
+    run.status = status == ExitStatus::Success ? run.status : status;
 }
 
-void deliver(CardRun& run, const Json& report, const ReportFolder* folder) {
-    run.answer = report;
-    run.text = doctorText(report, std::max(kNarrowest, helpWidth()), ReportDepth::Summary);
-    if (folder != nullptr) {
-        folder->write(jsonLine(report), doctorText(report, kReportWidth, ReportDepth::Whole));
+/// Writes the report into the folder. Returns why that failed, when nothing else did.
+std::exception_ptr writeReport(CardRun& run, const ReportFolder& folder, const std::exception_ptr& failure) {
+    try {
+        folder.write(jsonLine(run.answer), doctorText(run.answer, kReportWidth, ReportDepth::Whole));
         run.text += "The report is in " + *run.arguments().value("--out") + ".\n";
+    } catch (const std::exception& error) {
+        if (!failure) {
+            return std::current_exception();
+        }
+        run.person().tell(std::string("p11host: ") + error.what());
     }
+    return failure;
 }
 
 } // namespace
@@ -115,19 +123,26 @@ void runDoctor(CardRun& run, WriteTest writeTest) {
     const Examination examination = examine(run, folder ? folder->record() : run.watch());
     Diagnosis diagnosis = diagnose(run.module(), examination);
     run.status = statusOf(diagnosis.verdict);
-    std::optional<CardFailure> failure;
-    if (run.arguments().has("--write-test") && !examination.isInterrupted) {
-        failure = addWriteTest(run, writeTest, diagnosis);
+    std::exception_ptr failure; // thrown again when the report is out
+    try {
+        if (examination.isInterrupted) {
+            throw Interrupted();
+        }
+        if (run.arguments().has("--write-test")) {
+            addWriteTest(run, writeTest, examination, diagnosis);
+        }
+    } catch (const std::exception&) {
+        failure = std::current_exception();
     }
-    deliver(run, diagnosis.report, folder ? &*folder : nullptr);
-    if (!failure && !examination.isInterrupted) {
-        return;
+    run.answer = diagnosis.report;
+    run.text = doctorText(run.answer, std::max(kNarrowest, helpWidth()), ReportDepth::Summary);
+    if (folder) {
+        failure = writeReport(run, *folder, failure);
     }
-    run.person().show(run.text); // the answer is a failure's
     if (failure) {
-        throw *failure;
+        run.person().show(run.text); // the answer is a failure's
+        std::rethrow_exception(failure);
     }
-    throw Interrupted();
 }
 
 CardCommand doctorRow(void (*run)(CardRun& run)) {

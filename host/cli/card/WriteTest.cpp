@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <random>
 
@@ -10,7 +11,9 @@
 #include "host/cli/card/CardRun.h"
 #include "host/cli/card/Doctor.h"
 #include "host/cli/card/FileArguments.h"
+#include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "host/view/Findings.h"
 #include "host/x509/Name.h"
 #include "host/x509/SignatureError.h"
 #include "host/x509/TestCertificate.h"
@@ -21,36 +24,75 @@ namespace {
 
 constexpr const char* kLabel = "p11host write test";
 
-/// An identifier that no object on a token has: 16 random bytes.
-std::string newIdentifier() {
+constexpr const char* kLook = "look for what is left";
+
+/// An identifier that none of these objects has: 16 random bytes. It is the certificate's serial number, too, which is
+/// a positive number.
+std::string newIdentifier(const std::vector<ObjectView>& objects) {
     std::random_device random;
     std::string bytes(16, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(random() & 0x7FU);
-    }
-    bytes.front() = static_cast<char>(bytes.front() | 1); // it is the certificate's serial number, too
+    do {
+        for (char& byte : bytes) {
+            byte = static_cast<char>(random());
+        }
+        bytes.front() = static_cast<char>((static_cast<unsigned char>(bytes.front()) & 0x7FU) | 1U);
+    } while (std::any_of(objects.begin(), objects.end(), [&](const ObjectView& o) { return o.id == bytes; }));
     return bytes;
+}
+
+bool isSame(const ObjectView& one, const ObjectView& other) {
+    return one.objectClass == other.objectClass && one.id == other.id && one.label == other.label &&
+           one.value == other.value && one.modulus == other.modulus;
 }
 
 /// The steps of the test. One that fails is noted, and those that do without it go on.
 class Steps {
 public:
-    Steps(Token& token, Json& report) : m_token(token), m_report(report) {
+    /// The user is logged in. CardFailure when the objects cannot be read; nothing is written then.
+    Steps(Token& token, Json& report) : m_token(token), m_report(report), m_before(token.objects()) {
         m_report = {{"token", printable(token.info().label)},
                     {"id", hexadecimalText(m_id)},
                     {"steps", Json::array()},
-                    {"left", Json::array()}};
+                    {"left", nullptr}};
     }
 
-    ExitStatus all() {
-        m_token.announce("the test credential is removed: p11host remove --id " + hexadecimalText(m_id));
+    /// Interrupted when the person does not want to go on; what was written may be there then.
+    void all() {
+        const std::string removal = "the test credential is removed: p11host remove --id " + hexadecimalText(m_id);
+        m_token.announce(removal);
         if (take("generate a key pair of 2048 bits", [this] { generate(); })) {
             take("sign, and verify the signature", [this] { sign(); });
             take("write a certificate and read it back", [this] { certify(); });
         }
         take("remove the key pair and the certificate", [this] { remove(); });
-        look();
-        return m_status;
+        if (take(kLook, [this] { look(); })) {
+            m_token.note(removal);
+        }
+    }
+
+    /// Success, or the status of the first step that failed.
+    [[nodiscard]] ExitStatus status() const { return m_status; }
+
+    /// The steps that failed, in their order, and what is left.
+    [[nodiscard]] Findings findings() const {
+        Findings findings;
+        for (const Json& step : m_report["steps"]) {
+            if (!step["done"].get<bool>() && step["step"] != kLook) {
+                findings.push_back({Level::Fault,
+                                    "write test: \"" + step["step"].get<std::string>() + "\" failed: " + reasonOf(step),
+                                    "Send the report to the module's vendor: it has the record of the calls."});
+            }
+        }
+        if (m_report["left"].is_null()) {
+            findings.push_back({Level::Fault, "write test: what is left on the token could not be looked at",
+                                "\"p11host objects\" shows it; \"p11host remove --id " + hexadecimalText(m_id) +
+                                    "\" removes the test credential."});
+        }
+        for (const ObjectView& object : m_left) {
+            findings.push_back(
+                {Level::Fault, "write test: new on the token and not removed: " + describe(object), remedyFor(object)});
+        }
+        return findings;
     }
 
 private:
@@ -58,14 +100,18 @@ private:
     bool take(const char* name, Step&& step) {
         const auto begin = std::chrono::steady_clock::now();
         Json entry = {{"step", name}, {"done", true}};
+        const auto fail = [&](ExitStatus status, const std::string& result, const std::string& reason) {
+            entry.update(Json({{"done", false}, {"result", result}, {"reason", reason}}));
+            m_status = m_status == ExitStatus::Success ? status : m_status;
+        };
         try {
             step();
+        } catch (const Interrupted&) {
+            throw;
         } catch (const CardFailure& failure) {
-            entry.update(Json({{"done", false}, {"result", failure.result}, {"reason", failure.reason}}));
-            m_status = m_status == ExitStatus::Success ? failure.status : m_status;
-        } catch (const x509::SignatureError& error) {
-            entry.update(Json({{"done", false}, {"result", ""}, {"reason", error.what()}}));
-            m_status = ExitStatus::Failed;
+            fail(failure.status, failure.result, failure.reason);
+        } catch (const std::exception& error) { // such as UsageError for an even modulus
+            fail(ExitStatus::Failed, "", error.what());
         }
         entry["nanoseconds"] =
             std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - begin).count();
@@ -106,21 +152,49 @@ private:
         }
     }
 
-    /// What cannot be removed is said.
+    /// Names every object that was not there before, whatever identifier the token gave it.
     void look() {
+        std::vector<ObjectView> known = m_before;
         for (const ObjectView& object : m_token.objects()) {
-            if (object.id == m_id) {
-                m_report["left"].push_back(describe(object));
+            const auto same = std::find_if(known.begin(), known.end(),
+                                           [&](const ObjectView& before) { return isSame(before, object); });
+            if (same != known.end()) {
+                known.erase(same);
+            } else {
+                m_left.push_back(object);
             }
         }
-        if (m_report["left"].empty()) {
-            m_token.note("the test credential is removed: p11host remove --id " + hexadecimalText(m_id));
+        m_report["left"] = Json::array();
+        for (const ObjectView& object : m_left) {
+            m_report["left"].push_back(describe(object));
         }
+        if (!m_left.empty()) {
+            throw CardFailure(ExitStatus::Failed, kLook,
+                              "objects that were not there before: " + std::to_string(m_left.size()), "");
+        }
+    }
+
+    static std::string reasonOf(const Json& step) {
+        const std::string result = step["result"].get<std::string>();
+        return (result.empty() ? "" : result + " ") + step["reason"].get<std::string>();
+    }
+
+    [[nodiscard]] std::string remedyFor(const ObjectView& object) const {
+        if (object.id.empty()) {
+            return "It has no identifier: remove it with the vendor's own tool.";
+        }
+        const std::string command = "\"p11host remove --id " + hexadecimalText(object.id) + "\"";
+        return object.id == m_id ? "Remove it with " + command + " or the vendor's own tool."
+                                 : "The token gave it another identifier. \"p11host objects\" shows what else has it; "
+                                   "remove it with " +
+                                       command + " or the vendor's own tool.";
     }
 
     Token& m_token;
     Json& m_report;
-    std::string m_id = newIdentifier();
+    std::vector<ObjectView> m_before;
+    std::string m_id = newIdentifier(m_before);
+    std::vector<ObjectView> m_left;
     std::optional<x509::PublicKey> m_key;
     ExitStatus m_status = ExitStatus::Success;
 };
@@ -128,34 +202,31 @@ private:
 /// Nobody's last try is spent on a test, whatever a person answers.
 void refuseRisk(Token& token) {
     token.refresh();
-    const std::string doing = "the write test on " + token.name();
     if (!token.info().isInitialised || token.info().isReadOnly || !token.info().hasUserPin) {
-        throw CardFailure(ExitStatus::Refused, doing, "the token is blank, read-only or has no user PIN",
+        throw CardFailure(ExitStatus::Refused, "the write test on " + token.name(),
+                          "the token is blank, read-only or has no user PIN",
                           "Take a token that is ready; \"p11host readers\" shows the state of each.");
     }
-    if (token.info().userPin == PinState::LastTry) {
-        throw CardFailure(ExitStatus::Refused, doing, "one try is left for the user PIN; no PIN was sent",
-                          "A login with the right PIN, in another command, gives all tries back.");
+    try {
+        token.guardPin(PinRole::User); // refuses the last try, because this command has no --last-try
+    } catch (CardFailure& failure) {
+        if (failure.status == ExitStatus::Refused) {
+            failure.remedy = "A login with the right PIN, in another command, gives all tries back.";
+        }
+        throw;
     }
 }
 
-void addFindings(Json& report) {
-    Json& findings = report["findings"];
-    for (const Json& step : report["writeTest"]["steps"]) {
-        if (!step["done"].get<bool>()) {
-            findings.insert(findings.begin(),
-                            {{"level", "fault"},
-                             {"text", "write test: \"" + step["step"].get<std::string>() + "\" failed: " +
-                                          step["result"].get<std::string>() + " " + step["reason"].get<std::string>()},
-                             {"remedy", "Send the report to the module's vendor: it has the record of the calls."}});
-        }
+/// Puts the findings of the test before the others.
+void addFindings(const Steps& steps, Json& report) {
+    const Findings found = steps.findings();
+    Json findings = findingsJson(found);
+    for (const Json& finding : report["findings"]) {
+        findings.push_back(finding);
     }
-    for (const Json& object : report["writeTest"]["left"]) {
-        findings.insert(findings.begin(), {{"level", "warning"},
-                                           {"text", "write test: left on the token: " + object.get<std::string>()},
-                                           {"remedy", "Remove it with \"p11host remove --id " +
-                                                          report["writeTest"]["id"].get<std::string>() +
-                                                          "\" or the vendor's own tool."}});
+    report["findings"] = std::move(findings);
+    if (!found.empty()) {
+        report["verdict"] = "faults";
     }
 }
 
@@ -165,12 +236,15 @@ ExitStatus testWriting(CardRun& run, Json& report) {
     run.confirm("the write test on " + token.name(),
                 "Write a test key pair and a certificate to " + token.name() + " and remove them again?");
     loginUser(run, token);
-    const ExitStatus status = Steps(token, report["writeTest"]).all();
-    addFindings(report);
-    if (status != ExitStatus::Success) {
-        report["verdict"] = "faults";
+    Steps steps(token, report["writeTest"]);
+    try {
+        steps.all();
+    } catch (const Interrupted&) {
+        addFindings(steps, report);
+        throw;
     }
-    return status;
+    addFindings(steps, report);
+    return steps.status();
 }
 
 void doctor(CardRun& run) {

@@ -111,19 +111,6 @@ TEST(FullToken, isFoundBeforeAKeyIsGenerated) {
     EXPECT_EQ(answer("memory=65536", generate).status, 0);
 }
 
-// Whatever is answered: nobody's card is locked by a test.
-TEST(Tries, theDoctorNeverSpendsTheLastOne) {
-    const std::string reader = answer("", {"readers"}).line.at("readers").at(0).at("reader");
-    const Words test = {"doctor", "--write-test", "--yes", "--reader", reader, "--pin", "env:P11HOST_TEST_PIN"};
-    const Answer last = answer("user=1", test);
-    EXPECT_EQ(last.status, 9);
-    EXPECT_THAT(last.line.at("error").at("reason").get<std::string>(), HasSubstr("no PIN was sent"));
-    EXPECT_THAT(last.trace, Not(HasSubstr("C_Login")));
-    const Answer locked = answer("user=0", test);
-    EXPECT_EQ(locked.status, 6);
-    EXPECT_THAT(locked.trace, Not(HasSubstr("C_Login")));
-}
-
 TEST(Tries, areExplainedByTheDoctor) {
     const Answer last = answer("user=1", {"doctor"});
     EXPECT_EQ(last.status, 0);
@@ -132,18 +119,6 @@ TEST(Tries, areExplainedByTheDoctor) {
     EXPECT_EQ(locked.status, 1);
     EXPECT_EQ(locked.line.at("verdict"), "faults");
     EXPECT_THAT(locked.line.at("findings").dump(), HasSubstr("is locked"));
-}
-
-// A step that the module refuses is said, and what was made is removed.
-TEST(Tries, theDoctorSaysWhatTheModuleRefused) {
-    const std::string reader = answer("", {"readers"}).line.at("readers").at(0).at("reader");
-    const Answer refused = answer("C_GenerateKeyPair=0x30", {"doctor", "--write-test", "--yes", "--reader", reader,
-                                                             "--pin", "env:P11HOST_TEST_PIN"});
-    EXPECT_EQ(refused.status, 1);
-    const json step = refused.line.at("writeTest").at("steps").at(0);
-    EXPECT_EQ(step.at("done"), false);
-    EXPECT_EQ(step.at("result"), "CKR_DEVICE_ERROR");
-    EXPECT_TRUE(refused.line.at("writeTest").at("left").empty());
 }
 
 } // namespace

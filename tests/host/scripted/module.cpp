@@ -7,9 +7,13 @@
 //     no-user-pin        no user PIN is set
 //     key                a private key with the identifier 01
 //     C_InitPIN=0x30     the function always answers this
+//     even-modulus       the last bit of every modulus that is shown is 0
+//     own-id             a generated pair gets the identifier ABCD, whatever was asked for
+//     blind-at-the-end   no search works once something was removed
 #include <cstdlib>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "platform/DynamicLibrary.h"
 #include "tests/fake/Fake.h"
@@ -31,6 +35,52 @@ void addKey() {
                                  .boolean(CKA_SIGN, true)
                                  .hex(CKA_ID, "01")
                                  .hex(CKA_MODULUS, "C0" + std::string(254, '1')));
+}
+
+void showEvenModulus() {
+    Fake::module().hook<Fake::Function::C_GetAttributeValue>(
+        [](CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes, CK_ULONG count) {
+            const CK_RV rv = Fake::module().honest().C_GetAttributeValue(session, object, attributes, count);
+            for (CK_ULONG i = 0; i < count; ++i) {
+                const CK_ATTRIBUTE& shown = attributes[i];
+                if (shown.type == CKA_MODULUS && shown.pValue != nullptr && shown.ulValueLen == 256) {
+                    static_cast<unsigned char*>(shown.pValue)[255] &= 0xFEU;
+                }
+            }
+            return rv;
+        });
+}
+
+std::vector<CK_ATTRIBUTE> withOwnId(const CK_ATTRIBUTE* attributes, CK_ULONG count) {
+    static std::string s_id = "\xAB\xCD";
+    std::vector<CK_ATTRIBUTE> changed(attributes, attributes + count);
+    for (CK_ATTRIBUTE& attribute : changed) {
+        if (attribute.type == CKA_ID) {
+            attribute.pValue = s_id.data();
+            attribute.ulValueLen = static_cast<CK_ULONG>(s_id.size());
+        }
+    }
+    return changed;
+}
+
+void giveOwnId() {
+    Fake::module().hook<Fake::Function::C_GenerateKeyPair>(
+        [](CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* publicKey, CK_ULONG publicCount,
+           CK_ATTRIBUTE* privateKey, CK_ULONG privateCount, CK_OBJECT_HANDLE* publicHandle,
+           CK_OBJECT_HANDLE* privateHandle) {
+            std::vector<CK_ATTRIBUTE> first = withOwnId(publicKey, publicCount);
+            std::vector<CK_ATTRIBUTE> second = withOwnId(privateKey, privateCount);
+            return Fake::module().honest().C_GenerateKeyPair(session, mechanism, first.data(), publicCount,
+                                                             second.data(), privateCount, publicHandle, privateHandle);
+        });
+}
+
+void goBlindAtTheEnd() {
+    Fake::module().hook<Fake::Function::C_FindObjectsInit>(
+        [](CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count) {
+            const bool isBlind = Fake::module().callCount(Fake::Function::C_DestroyObject) > 0;
+            return isBlind ? CKR_DEVICE_ERROR : Fake::module().honest().C_FindObjectsInit(session, attributes, count);
+        });
 }
 
 void setAnswer(const std::string& name, CK_RV rv) {
@@ -56,6 +106,12 @@ void apply(const std::string& word) {
         Fake::module().clearUserPin();
     } else if (name == "key") {
         addKey();
+    } else if (name == "even-modulus") {
+        showEvenModulus();
+    } else if (name == "own-id") {
+        giveOwnId();
+    } else if (name == "blind-at-the-end") {
+        goBlindAtTheEnd();
     } else if (name == "blank") {
         Fake::module().setTokenInitialized(false);
     } else {
