@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -57,6 +56,20 @@ bool isNamed(int descriptor, const char* path) noexcept {
            file.st_ino == named.st_ino;
 }
 
+/// Locks or unlocks the file for this process, waiting for others. Unlike flock this also keeps out a forked child,
+/// which has the same open file. The lock ends early when the process closes any descriptor of the file, as no one does
+/// here.
+bool setLock(int descriptor, short type) noexcept {
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    int result = -1;
+    do {
+        result = ::fcntl(descriptor, F_SETLKW, &lock);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 } // namespace
 
 bool AppendedFile::open(const char* path) noexcept {
@@ -105,10 +118,12 @@ bool AppendedFile::rotate(const char* path, const char* older, std::uint64_t lim
         return true;
     }
     // Of the processes that see the full file at once, the first renames it, and the others find another file there.
-    ::flock(descriptor, LOCK_EX);
+    if (!setLock(descriptor, F_WRLCK)) {
+        return false;
+    }
     const bool isDone = !isNamed(descriptor, path) || std::rename(path, older) == 0;
     const int reason = errno;
-    ::flock(descriptor, LOCK_UN);
+    setLock(descriptor, F_UNLCK);
     errno = reason;
     return isDone && open(path);
 }

@@ -292,6 +292,38 @@ TEST_F(Masked, AnObjectWhoseHandleAnotherSessionHasGivenAway) {
     EXPECT_FALSE(isShown());
 }
 
+TEST_F(Masked, AnObjectWhoseHandleAnotherSessionFindsAsAKeyOrGivesUp) {
+    CK_FUNCTION_LIST& list = load();
+    char bytes[16] = {};
+    CK_ATTRIBUTE attribute{CKA_VALUE, bytes, 16};
+    Value certificate(CKO_CERTIFICATE);
+    Value key(CKO_PRIVATE_KEY);
+    const auto find = [&](CK_SESSION_HANDLE session, Value& value) {
+        CK_OBJECT_HANDLE object = 0; // is the same in each search
+        CK_ULONG count = 0;
+        list.C_FindObjectsInit(session, value.list, 1);
+        list.C_FindObjects(session, &object, 1, &count);
+    };
+    const auto isShown = [&] {
+        list.C_GetAttributeValue(2, Loud::kHandle, &attribute, 1);
+        return line()["out"]["template"][0]["value"] != "masked";
+    };
+    find(2, certificate);
+    EXPECT_TRUE(isShown());
+    find(3, key);
+    EXPECT_FALSE(isShown()) << "the handle means a key in another session";
+    find(2, certificate);
+    list.C_CloseSession(1);
+    EXPECT_FALSE(isShown()) << "the object may have been one of the closed session";
+    find(2, certificate);
+    CK_SESSION_HANDLE opened = 0;
+    list.C_OpenSession(1, CKF_SERIAL_SESSION, nullptr, nullptr, &opened);
+    EXPECT_TRUE(isShown()) << "a new session takes nothing away";
+    find(opened, certificate);
+    list.C_OpenSession(1, CKF_SERIAL_SESSION, nullptr, nullptr, &opened);
+    EXPECT_FALSE(isShown()) << "sessions have ended unseen, because one has the handle of an earlier one";
+}
+
 TEST_F(Masked, AClassInABufferThatTheModuleDidNotFill) {
     CK_FUNCTION_LIST& list = load();
     CK_OBJECT_CLASS objectClass = CKO_CERTIFICATE;

@@ -66,6 +66,20 @@ TEST_F(Nonsense, WhatStandsBehindANumberIsNotShown) {
     EXPECT_EQ(number.find("343732"), std::string::npos) << number;
 }
 
+TEST_F(Nonsense, WhatStandsBehindAShortLabelIsNotShown) {
+    // Labels are padded to 32 bytes. The heap's memory ends behind the text, where the memory checker sees what is
+    // read.
+    std::vector<CK_UTF8CHAR> text{'C', 'a', 'r', 'd', 0};
+    EXPECT_EQ(list().C_InitToken(1, nullptr, 0, text.data()), CKR_OK);
+    EXPECT_EQ(line()["in"]["label"], "Card");
+    CK_UTF8CHAR both[33] = "Card\0and what nobody may know...";
+    EXPECT_EQ(list().C_InitToken(1, nullptr, 0, both), CKR_OK);
+    EXPECT_EQ(line()["in"]["label"], "Card");
+    CK_UTF8CHAR padded[34] = "Card                           !x";
+    EXPECT_EQ(list().C_InitToken(1, nullptr, 0, padded), CKR_OK);
+    EXPECT_EQ(line()["in"]["label"], "Card                           !");
+}
+
 TEST_F(Nonsense, CountsOfAttributesThatNoProgramHas) {
     CK_FUNCTION_LIST& calls = list();
     CK_OBJECT_CLASS objectClass = CKO_CERTIFICATE;

@@ -126,6 +126,31 @@ TEST_F(Record, InterfacesThatAreKnownAreRecordedAndOthersPassAsTheyAre) {
     EXPECT_EQ(line()["out"]["interface"]["recorded"], false);
 }
 
+TEST_F(Record, MoreListsThanThereIsRoomForPassAsTheyAre) {
+    const platform::DynamicLibrary watch = platform::DynamicLibrary::load(L"" WATCH_MODULE);
+    const auto getInterface = reinterpret_cast<CK_C_GetInterface>(watch.symbol("C_GetInterface"));
+    const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(watch.symbol("C_GetFunctionList"));
+    CK_INTERFACE* interface = nullptr;
+    for (loud->list = 0; loud->list < 2; ++loud->list) {
+        EXPECT_EQ(getInterface(nullptr, nullptr, &interface, 1), CKR_OK);
+        EXPECT_EQ(line()["out"]["interface"]["recorded"], true);
+    }
+    testing::internal::CaptureStderr();
+    CK_FUNCTION_LIST* list = nullptr;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(getFunctionList(&list), CKR_OK);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "p11watch: the module has more function lists than can be recorded; calls of this one pass and are not "
+              "recorded\n");
+    ASSERT_NE(list, nullptr);
+    const std::size_t before = lines().size();
+    EXPECT_EQ(list->C_CloseSession(1), CKR_OK);
+    EXPECT_EQ(lines().size(), before);
+    EXPECT_EQ(getInterface(nullptr, nullptr, &interface, 0), CKR_OK);
+    static_cast<CK_FUNCTION_LIST_3_0*>(interface->pFunctionList)->base.C_Finalize(nullptr);
+}
+
 TEST_F(Record, LengthsAndCountsThatAreNonsense) {
     CK_FUNCTION_LIST& list = load();
     for (const CK_ULONG length : {kNonsense(), kNonsense() - 1, static_cast<CK_ULONG>(1U << 31U), CK_ULONG{17}}) {

@@ -24,6 +24,13 @@ Bytes bytesAt(Word address, Word length) noexcept {
     return {pointer<const std::uint8_t>(address), static_cast<std::size_t>(length)};
 }
 
+/// A label has no length: it is padded to 32 bytes. Some programs give a shorter text with a null at its end instead,
+/// behind which anything may stand.
+Bytes paddedLabel(Word address) noexcept {
+    const auto* const text = pointer<const std::uint8_t>(address);
+    return {text, std::find(text, text + 32, 0)};
+}
+
 void writeShown(JsonLine& line, const Word* words, CK_ULONG length) noexcept {
     line.open('{').key("length").length(length);
     if (length <= kLongestValue) {
@@ -113,7 +120,7 @@ void writeInput(JsonLine& line, Kind kind, const Word* words, bool isOpen, Rooms
     case Kind::Initialize:
         return writeInitialize(line, pointer<CK_C_INITIALIZE_ARGS>(words[0]));
     case Kind::PaddedLabel:
-        words[0] == 0 ? line.null() : line.text(bytesAt(words[0], 32));
+        words[0] == 0 ? line.null() : line.text(paddedLabel(words[0]));
         return;
     case Kind::Mechanism:
         return writeMechanism(line, pointer<CK_MECHANISM>(words[0]));

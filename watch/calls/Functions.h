@@ -23,7 +23,7 @@ enum class Kind : std::uint8_t {
     MechanismType,
     Pointer,     ///< the program's own; only whether it is null counts
     Initialize,  ///< CK_C_INITIALIZE_ARGS
-    PaddedLabel, ///< 32 bytes
+    PaddedLabel, ///< 32 bytes, or fewer that end with a null
     Mechanism,   ///< CK_MECHANISM
     SessionOut,
     ObjectOut,

@@ -1,11 +1,12 @@
 #include "watch/recorder/Exports.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
-#include <mutex>
 #include <span>
 #include <string_view>
 
+#include "watch/calls/Messages.h"
 #include "watch/recorder/RealModule.h"
 #include "watch/recorder/RecordedCall.h"
 #include "watch/recorder/WatchedLists.h"
@@ -63,19 +64,33 @@ CK_RV realList(CK_FUNCTION_LIST** list) {
     return real.getFunctionList == nullptr ? CKR_LIBRARY_LOAD_FAILED : real.getFunctionList(list);
 }
 
+/// Stands in for the module's list, or is that list where no room is left, because the module's interfaces took it.
+CK_FUNCTION_LIST* listFor(CK_FUNCTION_LIST* real) noexcept {
+    CK_FUNCTION_LIST* const watched = watchedList(real);
+    if (watched == nullptr) {
+        say("p11watch", "the module has more function lists than can be recorded; calls of this one pass and are not "
+                        "recorded");
+        return real;
+    }
+    return watched;
+}
+
 /// The list that stands in for the module's one. A module may hand out a new list with each call: the first one counts.
 CK_RV getWatchedList(CK_FUNCTION_LIST*& list) {
-    static CK_FUNCTION_LIST* s_list = nullptr;
-    static std::mutex s_mutex;
-    const std::lock_guard lock(s_mutex);
-    CK_RV result = CKR_OK;
-    if (s_list == nullptr) {
-        CK_FUNCTION_LIST* real = nullptr;
-        result = realList(&real);
-        s_list = result == CKR_OK && real != nullptr ? watchedList(real) : nullptr;
-    }
+    static std::atomic<CK_FUNCTION_LIST*> s_list = nullptr;
     list = s_list;
-    return result;
+    if (list != nullptr) {
+        return CKR_OK;
+    }
+    CK_FUNCTION_LIST* real = nullptr;
+    const CK_RV result = realList(&real);
+    if (result != CKR_OK || real == nullptr) {
+        return result;
+    }
+    // Another thread may have been faster: the exchange then gives its list.
+    CK_FUNCTION_LIST* const made = listFor(real);
+    list = s_list.compare_exchange_strong(list, made) ? made : list;
+    return CKR_OK;
 }
 
 /// The one interface of a module that knows none.

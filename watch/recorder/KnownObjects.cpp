@@ -22,7 +22,12 @@ CK_ULONG toCount(Word word) noexcept {
 
 bool KnownObjects::isOpen(Word session, Word object) noexcept {
     const std::lock_guard lock(m_mutex);
-    return m_open.contains({session, object});
+    return isKnown(session, object);
+}
+
+bool KnownObjects::isKnown(Word session, Word object) const noexcept {
+    const auto found = m_open.find(object);
+    return found != m_open.end() && found->second.contains(session);
 }
 
 void KnownObjects::learn(FunctionId id, Words words, std::span<const CK_ULONG> rooms) noexcept {
@@ -39,12 +44,12 @@ void KnownObjects::learnCall(FunctionId id, Words words, std::span<const CK_ULON
     case FunctionId::C_CreateObject:
         return noteNew(words[0], words[3], isOpenTemplate(pointer<CK_ATTRIBUTE>(words[1]), toCount(words[2])));
     case FunctionId::C_CopyObject:
-        return noteNew(words[0], words[4], m_open.contains({words[0], words[1]}));
+        return noteNew(words[0], words[4], isKnown(words[0], words[1]));
     case FunctionId::C_GenerateKeyPair:
         noteNew(words[0], words[6], true);
         return noteNew(words[0], words[7], false);
     case FunctionId::C_FindObjectsInit:
-        m_searches[words[0]] = isOpenTemplate(pointer<CK_ATTRIBUTE>(words[1]), toCount(words[2]));
+        m_sessions[words[0]] = isOpenTemplate(pointer<CK_ATTRIBUTE>(words[1]), toCount(words[2]));
         return;
     case FunctionId::C_FindObjects:
         return learnFound(words);
@@ -53,9 +58,10 @@ void KnownObjects::learnCall(FunctionId id, Words words, std::span<const CK_ULON
     case FunctionId::C_DestroyObject:
         return forgetObject(words[1]);
     case FunctionId::C_OpenSession:
-        return words[4] == 0 ? void() : forgetSession(*pointer<CK_SESSION_HANDLE>(words[4]));
+        return learnSession(words[4]);
     case FunctionId::C_CloseSession:
-        return forgetSession(words[0]);
+        m_sessions.erase(words[0]);
+        return forgetObjects(); // its own ones are gone, and any session may have found them
     case FunctionId::C_InitToken:
     case FunctionId::C_Logout:
     case FunctionId::C_CloseAllSessions:
@@ -76,10 +82,10 @@ void KnownObjects::learnFound(Words words) {
     if (objects == nullptr || count == nullptr) {
         return;
     }
-    const auto search = m_searches.find(words[0]);
-    const bool isOpen = search != m_searches.end() && search->second;
+    const auto search = m_sessions.find(words[0]);
+    const bool isOpen = search != m_sessions.end() && search->second;
     for (const CK_OBJECT_HANDLE object : std::span(objects, std::min<std::size_t>(*count, words[2]))) {
-        setOpen({words[0], object}, isOpen);
+        setOpen(words[0], object, isOpen);
     }
 }
 
@@ -88,7 +94,7 @@ void KnownObjects::learnClass(Words words, std::span<const CK_ULONG> rooms) {
     for (std::size_t i = 0; attributes != nullptr && i < rooms.size(); ++i) {
         const std::optional<CK_OBJECT_CLASS> objectClass = classIn(attributes[i]);
         if (objectClass && rooms[i] >= sizeof *objectClass) {
-            setOpen({words[0], words[1]}, isOpenClass(*objectClass));
+            setOpen(words[0], words[1], isOpenClass(*objectClass));
         }
     }
 }
@@ -96,31 +102,43 @@ void KnownObjects::learnClass(Words words, std::span<const CK_ULONG> rooms) {
 void KnownObjects::noteNew(Word session, Word handle, bool isOpen) {
     if (const auto* const object = pointer<CK_OBJECT_HANDLE>(handle); object != nullptr) {
         forgetObject(*object); // a new object may have the handle of one that is gone
-        setOpen({session, *object}, isOpen);
+        setOpen(session, *object, isOpen);
     }
 }
 
-void KnownObjects::setOpen(const Handle& handle, bool isOpen) {
+void KnownObjects::setOpen(Word session, Word object, bool isOpen) {
     if (!isOpen) {
-        m_open.erase(handle);
-    } else if (m_open.size() < kMostObjects) {
-        m_open.insert(handle);
+        return forgetObject(object);
+    }
+    if (m_count < kMostObjects) {
+        m_sessions.try_emplace(session, false);
+        m_count += m_open[object].insert(session).second ? 1 : 0;
+    }
+}
+
+void KnownObjects::learnSession(Word handle) {
+    if (const auto* const session = pointer<CK_SESSION_HANDLE>(handle);
+        session != nullptr && m_sessions.contains(*session)) {
+        forgetAll();
     }
 }
 
 void KnownObjects::forgetObject(Word object) {
-    std::erase_if(m_open, [object](const Handle& handle) { return handle.object == object; });
+    if (const auto found = m_open.find(object); found != m_open.end()) {
+        m_count -= found->second.size();
+        m_open.erase(found);
+    }
 }
 
-void KnownObjects::forgetSession(Word session) {
-    std::erase_if(m_open, [session](const Handle& handle) { return handle.session == session; });
-    m_searches.erase(session);
+void KnownObjects::forgetObjects() noexcept {
+    // Gives the memory back, too, which "= {}" does not: the library may be unloaded next.
+    m_open = decltype(m_open)();
+    m_count = 0;
 }
 
 void KnownObjects::forgetAll() noexcept {
-    // Gives the memory back, too, which "= {}" does not: the library may be unloaded next.
-    m_open = decltype(m_open)();
-    m_searches = decltype(m_searches)();
+    forgetObjects();
+    m_sessions = decltype(m_sessions)();
 }
 
 } // namespace watch

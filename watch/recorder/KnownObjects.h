@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <mutex>
 #include <span>
 #include <unordered_map>
@@ -15,9 +14,10 @@ namespace watch {
 /// Which objects may show all their attributes: certificates, public keys and what else holds no key. The class of an
 /// object is known from the calls that gave its handle or read its class; every other object counts as a key.
 ///
-/// Knowledge holds in the session in which it was gained. It ends with the session, with each logout, and when any
-/// session destroys the object or gets the handle for a new one: handles may mean other objects after that. When memory
-/// is short everything is forgotten.
+/// Knowledge holds in the session in which it was gained. What is known of an object ends in all sessions when any of
+/// them destroys the object, learns that it is or may be a key, or gets the handle for a new one. What is known of all
+/// objects ends with each session and each logout. Handles may mean other objects after that. When memory is short
+/// everything is forgotten.
 class KnownObjects {
 public:
     [[nodiscard]] bool isOpen(Word session, Word object) noexcept;
@@ -30,30 +30,23 @@ public:
     void unlock() noexcept { m_mutex.unlock(); }
 
 private:
-    struct Handle {
-        Word session;
-        Word object;
-        bool operator==(const Handle&) const = default;
-    };
-    struct Hash {
-        std::size_t operator()(const Handle& handle) const noexcept {
-            return std::hash<Word>()(handle.session * 0x9E3779B97F4A7C15U + handle.object);
-        }
-    };
-
+    [[nodiscard]] bool isKnown(Word session, Word object) const noexcept;
     /// `handle` is the address of a new object's handle, or 0.
     void noteNew(Word session, Word handle, bool isOpen);
-    void setOpen(const Handle& handle, bool isOpen);
+    void setOpen(Word session, Word object, bool isOpen);
     void learnCall(FunctionId id, Words words, std::span<const CK_ULONG> rooms);
     void learnFound(Words words);
     void learnClass(Words words, std::span<const CK_ULONG> rooms);
+    /// Sessions that end while nobody looks (the card is drawn) give their handles to new ones.
+    void learnSession(Word handle);
     void forgetObject(Word object);
-    void forgetSession(Word session);
+    void forgetObjects() noexcept;
     void forgetAll() noexcept;
 
     std::mutex m_mutex;
-    std::unordered_set<Handle, Hash> m_open;
-    std::unordered_map<Word, bool> m_searches; ///< by session: whether the search finds open objects only
+    std::unordered_map<Word, std::unordered_set<Word>> m_open; ///< by object: the sessions that know it as open
+    std::size_t m_count = 0;                                   ///< of all those sessions
+    std::unordered_map<Word, bool> m_sessions; ///< that know something: whether the search finds open objects only
 };
 
 } // namespace watch

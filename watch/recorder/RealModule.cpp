@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <exception>
-#include <mutex>
 #include <new>
 #include <string>
 #include <utility>
@@ -12,6 +11,7 @@
 #include "text/Utf8.h"
 #include "watch/calls/Messages.h"
 #include "watch/recorder/Exports.h"
+#include "watch/recorder/MadeOnce.h"
 
 namespace watch {
 
@@ -54,16 +54,22 @@ RealModule load() {
 } // namespace
 
 RealModule realModule() noexcept {
-    static std::mutex s_mutex;
     static RealModule s_module;
-    const std::lock_guard lock(s_mutex);
-    try {
-        if (s_module.getFunctionList == nullptr) {
-            s_module = load();
+    {
+        const std::lock_guard lock(g_madeOnce);
+        if (s_module.getFunctionList != nullptr) {
+            return s_module;
         }
+    }
+    RealModule loaded;
+    try {
+        loaded = load();
     } catch (const std::exception&) {
         complain("memory is short");
     }
+    // Where two threads have asked at once, both have the same module.
+    const std::lock_guard lock(g_madeOnce);
+    s_module = s_module.getFunctionList == nullptr ? loaded : s_module;
     return s_module;
 }
 

@@ -12,6 +12,7 @@
 #include "platform/SystemNumbers.h"
 #include "watch/calls/OpenObjects.h"
 #include "watch/recorder/KnownObjects.h"
+#include "watch/recorder/MadeOnce.h"
 #include "watch/recorder/Record.h"
 
 namespace watch {
@@ -37,12 +38,14 @@ Watch& watch() noexcept {
         Watch* const made = new (s_storage) Watch;
         platform::aroundFork(
             [] {
+                g_madeOnce.lock();
                 watch().objects.lock();
                 watch().record.lock();
             },
             [] {
                 watch().record.unlock();
                 watch().objects.unlock();
+                g_madeOnce.unlock();
                 ++watch().forks;
             });
         return made;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <mutex>
 #include <type_traits>
 
 #include "watch/calls/Binding.h"
 #include "watch/recorder/Exports.h"
+#include "watch/recorder/MadeOnce.h"
 #include "watch/recorder/RecordedCall.h"
 
 namespace watch {
@@ -16,8 +16,7 @@ namespace {
 
 CK_UTF8CHAR g_name[] = "PKCS 11";
 
-/// Guards what is made once; calls read it without the lock, after they got the list.
-std::mutex g_mutex;
+// The lists are made under g_madeOnce; calls read them without it, after they got the list.
 
 template <class Function, class... Parameters>
 CK_RV recorded(FunctionId id, Words words, Function function, Parameters... parameters) {
@@ -91,13 +90,13 @@ void* watchedFunctions(const CK_INTERFACE& real) noexcept {
 } // namespace
 
 CK_FUNCTION_LIST* watchedList(CK_FUNCTION_LIST* real) noexcept {
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_madeOnce);
     CK_FUNCTION_LIST* const list = Version2<0>::listFor(real);
     return list != nullptr ? list : Version2<1>::listFor(real);
 }
 
 CK_FUNCTION_LIST_3_0* watchedList(CK_FUNCTION_LIST_3_0* real) noexcept {
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_madeOnce);
     return Version3::listFor(real);
 }
 
@@ -107,7 +106,7 @@ CK_INTERFACE* watchedInterface(CK_INTERFACE* real) noexcept {
     if (functions == nullptr) {
         return real;
     }
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_madeOnce);
     for (CK_INTERFACE& made : s_interfaces) {
         if (made.pFunctionList == nullptr) {
             made = {real->pInterfaceName, functions, real->flags};

@@ -17,7 +17,9 @@ struct Control {
     CK_OBJECT_CLASS objectClass = CKO_PRIVATE_KEY; ///< of every object
     CK_ULONG length = 0;                           ///< what every length and count is set to; 0: what is true
     CK_RV result = CKR_OK;
-    void (*during)() = nullptr; ///< called in the middle of each call
+    void (*during)() = nullptr;     ///< called in the middle of each call
+    int list = 0;                   ///< which of its three lists of version 2.40 it hands out
+    void (*beforeList)() = nullptr; ///< called before it hands out a list
 };
 
 /// Exported as "loudControl".

@@ -89,7 +89,7 @@ CK_FUNCTION_LIST makeList(CK_BYTE major, CK_BYTE minor) {
     return list;
 }
 
-CK_FUNCTION_LIST g_list = makeList(2, 40);
+CK_FUNCTION_LIST g_lists[] = {makeList(2, 40), makeList(2, 40), makeList(2, 40)};
 
 CK_FUNCTION_LIST_3_0 makeList3(CK_BYTE minor) {
     CK_FUNCTION_LIST_3_0 list{makeList(3, minor), {}};
@@ -103,13 +103,16 @@ CK_UTF8CHAR g_standard[] = "PKCS 11";
 CK_UTF8CHAR g_vendor[] = "Vendor Loud";
 CK_INTERFACE g_interfaces[] = {
     {g_standard, &g_list3, CKF_INTERFACE_FORK_SAFE},
-    {g_standard, &g_list, 0},
-    {g_vendor, &g_list, 0},
+    {g_standard, &g_lists[0], 0},
+    {g_vendor, &g_lists[0], 0},
     {g_standard, &g_newer, 0},
 };
 
 CK_RV getFunctionList(CK_FUNCTION_LIST** list) {
-    *list = &g_list;
+    if (g_control.beforeList != nullptr) {
+        g_control.beforeList();
+    }
+    *list = &g_lists[g_control.list];
     return CKR_OK;
 }
 
@@ -136,6 +139,7 @@ LOUD_EXPORT CK_RV C_GetInterfaceList(CK_INTERFACE* interfaces, CK_ULONG* count) 
 /// The interface of that number in the list: flags say which one.
 LOUD_EXPORT CK_RV C_GetInterface(CK_UTF8CHAR*, CK_VERSION*, CK_INTERFACE** interface, CK_FLAGS flags) {
     *interface = &g_interfaces[flags];
+    g_interfaces[1].pFunctionList = &g_lists[g_control.list];
     return CKR_OK;
 }
 

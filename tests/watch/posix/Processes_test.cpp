@@ -1,6 +1,8 @@
 #include <atomic>
 #include <csignal>
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <set>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -8,6 +10,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "platform/AppendedFile.h"
 #include "platform/Process.h"
 #include "tests/watch/WatchTest.h"
 
@@ -104,6 +107,94 @@ TEST_F(Processes, TwoWriteIntoOneRecordThatIsRenamedMeanwhile) {
     sessions.erase(0);
     EXPECT_EQ(::access((record + ".1").c_str(), F_OK), 0);
     EXPECT_EQ(sessions.size(), 2 * kCalls);
+}
+
+TEST_F(Processes, ParentAndChildRenameAFullFileOnce) {
+    // Both have the file open through one descriptor, made before the fork.
+    const std::string older = record + ".1";
+    for (int i = 0; i < 200; ++i) {
+        std::filesystem::remove(record);
+        platform::AppendedFile file;
+        ASSERT_TRUE(file.open(record.c_str()));
+        ASSERT_EQ(file.append("full", 4), 4U);
+        const pid_t child = ::fork();
+        const bool isDone = file.rotate(record.c_str(), older.c_str(), 4);
+        if (child == 0) {
+            ::_exit(isDone ? 0 : 1);
+        }
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+        EXPECT_TRUE(isDone);
+        ASSERT_EQ(contentOf(older), "full") << "the new file was renamed, too";
+        file.close();
+    }
+}
+
+std::atomic<bool> g_isAsked = false;
+std::atomic<bool> g_isAnswered = false;
+
+TEST_F(Processes, AForkWhileAnotherThreadAsksTheModuleForItsList) {
+    const platform::DynamicLibrary watch = platform::DynamicLibrary::load(L"" WATCH_MODULE);
+    const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(watch.symbol("C_GetFunctionList"));
+    loud->beforeList = [] {
+        g_isAsked = true;
+        g_isAnswered.wait(false);
+    };
+    CK_FUNCTION_LIST* list = nullptr;
+    std::thread other([&] { getFunctionList(&list); });
+    while (!g_isAsked) {
+        std::this_thread::yield();
+    }
+    const int status = inChild([&] {
+        ::alarm(60); // ends the child that waits for a thread which it does not have
+        loud->beforeList = nullptr;
+        CK_FUNCTION_LIST* own = nullptr;
+        ::_exit(getFunctionList(&own) == CKR_OK && own->C_CloseSession(1) == CKR_OK ? 0 : 1);
+    });
+    g_isAnswered = true;
+    g_isAnswered.notify_all();
+    other.join();
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(list->C_Finalize(nullptr), CKR_OK);
+}
+
+TEST_F(Processes, AModuleThatForksWhenItIsAskedForItsList) {
+    const platform::DynamicLibrary watch = platform::DynamicLibrary::load(L"" WATCH_MODULE);
+    const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(watch.symbol("C_GetFunctionList"));
+    loud->beforeList = [] { EXPECT_EQ(inChild([] {}), 0); };
+    CK_FUNCTION_LIST* list = nullptr;
+    EXPECT_EQ(getFunctionList(&list), CKR_OK);
+    EXPECT_EQ(list->C_Finalize(nullptr), CKR_OK);
+}
+
+/// A program with another PKCS#11 library, whose functions it lets every library see.
+class AmongOthers : public WatchTest {
+protected:
+    AmongOthers() : m_other(::dlopen(ODD_MODULE, RTLD_NOW | RTLD_GLOBAL)) { EXPECT_NE(m_other, nullptr); }
+    ~AmongOthers() override { ::dlclose(m_other); }
+
+private:
+    void* m_other;
+};
+
+TEST_F(AmongOthers, ItsListHasItsOwnFunctions) {
+    const CK_FUNCTION_LIST& list = load();
+    EXPECT_EQ(reinterpret_cast<void*>(list.C_GetFunctionList), symbol("C_GetFunctionList"));
+}
+
+TEST_F(AmongOthers, ItRefusesItself) {
+    platform::setEnvironmentVariable("P11WATCH_MODULE", WATCH_MODULE);
+    const platform::DynamicLibrary watch = platform::DynamicLibrary::load(L"" WATCH_MODULE);
+    const int status = inChild([&] {
+        ::alarm(60); // ends the child that asks itself for ever
+        CK_FUNCTION_LIST* list = nullptr;
+        ::_exit(reinterpret_cast<CK_C_GetFunctionList>(watch.symbol("C_GetFunctionList"))(&list) ==
+                        CKR_LIBRARY_LOAD_FAILED
+                    ? 0
+                    : 1);
+    });
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(Processes, ACrashLosesNoFinishedCall) {
