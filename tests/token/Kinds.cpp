@@ -118,8 +118,9 @@ std::string watched(const std::string& module) {
     if (watch == nullptr) {
         return module;
     }
+    const std::string name = watch; // the environment moves when it grows
     setVariable("P11WATCH_MODULE", module);
-    return watch;
+    return name;
 }
 
 void PrintTo(const Kind& kind, std::ostream* stream) {
