@@ -350,9 +350,15 @@ constexpr auto kMechanisms = [] {
         NAME(CKM_EC_EDWARDS_KEY_PAIR_GEN),
         NAME(CKM_EDDSA),
     };
+    // Names of one number keep their order; std::stable_sort cannot run in the compiler.
     std::array<NamedNumber, std::size(kNames)> names{};
-    std::ranges::copy(kNames, names.begin());
-    std::ranges::sort(names, {}, &NamedNumber::number);
+    auto end = names.begin();
+    for (const NamedNumber& name : kNames) {
+        const auto place = std::ranges::upper_bound(names.begin(), end, name.number, {}, &NamedNumber::number);
+        std::move_backward(place, end, end + 1);
+        *place = name;
+        ++end;
+    }
     return names;
 }();
 #undef NAME

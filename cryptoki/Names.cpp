@@ -251,4 +251,19 @@ AttributeForm attributeForm(std::uint64_t type) noexcept {
     return found == nullptr ? AttributeForm::Bytes : found->form;
 }
 
+std::optional<NameKind> nameKindOf(AttributeForm form) noexcept {
+    switch (form) {
+    case AttributeForm::Class:
+        return NameKind::Class;
+    case AttributeForm::KeyType:
+        return NameKind::KeyType;
+    case AttributeForm::CertificateType:
+        return NameKind::CertificateType;
+    case AttributeForm::Mechanism:
+        return NameKind::Mechanism;
+    default:
+        return std::nullopt;
+    }
+}
+
 } // namespace cryptoki

@@ -33,6 +33,9 @@ enum class AttributeForm {
 /// Bytes for an attribute that the standard does not know.
 [[nodiscard]] AttributeForm attributeForm(std::uint64_t type) noexcept;
 
+/// The names that the value of an attribute of this form has; nullopt for one without names.
+[[nodiscard]] std::optional<NameKind> nameKindOf(AttributeForm form) noexcept;
+
 /// One name, in a table that is sorted by number; the first of several names of a number is the one to show.
 struct NamedNumber {
     std::uint64_t number;

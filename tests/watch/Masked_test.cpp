@@ -370,4 +370,36 @@ TEST_F(Masked, TheFoundObjectsOfAMixedSearch) {
     EXPECT_FALSE(shownAfterSearch(twice, 2));
 }
 
+TEST_F(Masked, ParametersOfMechanismsButTheirLeadingNumbers) {
+    struct Case {
+        CK_MECHANISM_TYPE type;
+        std::vector<std::string> numbers;
+    };
+    const Case cases[] = {{CKM_RSA_PKCS_PSS, {"hashAlg", "mgf", "sLen"}},
+                          {CKM_RSA_PKCS_OAEP, {"hashAlg", "mgf", "source"}},
+                          {CKM_ECDH1_DERIVE, {"kdf"}},
+                          {CKM_AES_CTR, {"counterBits"}},
+                          {CKM_SHA224_HMAC_GENERAL, {"macLength"}},
+                          {CKM_AES_GCM, {}},
+                          {CKM_VENDOR_DEFINED, {}}};
+    CK_FUNCTION_LIST& list = load();
+    for (const Case& one : cases) {
+        // The numbers, and the marker behind them.
+        std::vector<CK_ULONG> bytes(one.numbers.size() + 8);
+        for (std::size_t i = 0; i < one.numbers.size(); ++i) {
+            bytes[i] = static_cast<CK_ULONG>(i + 1);
+        }
+        const std::size_t begin = one.numbers.size() * sizeof(CK_ULONG);
+        std::memcpy(reinterpret_cast<char*>(bytes.data()) + begin, Loud::kMarker.data(), Loud::kMarker.size());
+        const auto length = static_cast<CK_ULONG>(begin + Loud::kMarker.size());
+        CK_MECHANISM mechanism{one.type, bytes.data(), length};
+        EXPECT_EQ(list.C_DecryptInit(1, &mechanism, 1), CKR_OK);
+        Json wanted{{"length", length}, {"value", "masked"}};
+        for (std::size_t i = 0; i < one.numbers.size(); ++i) {
+            wanted[one.numbers[i]] = i + 1;
+        }
+        EXPECT_EQ(line()["in"]["mechanism"]["parameter"], wanted) << one.type;
+    }
+}
+
 } // namespace

@@ -170,8 +170,17 @@ TEST_F(OddLists, ThatSayTheyAreLonger) {
 
 TEST_F(OddLists, ThatAreNotThere) {
     odd->list = Odd::List::None;
-    load();
-    SUCCEED();
+    const platform::DynamicLibrary watch = platform::DynamicLibrary::load(L"" WATCH_MODULE);
+    const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(watch.symbol("C_GetFunctionList"));
+    CK_FUNCTION_LIST unchanged{};
+    CK_FUNCTION_LIST* list = &unchanged;
+    EXPECT_EQ(getFunctionList(&list), CKR_OK);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(line()["result"], "CKR_OK");
+    *odd = {};
+    ASSERT_EQ(getFunctionList(&list), CKR_OK);
+    ASSERT_NE(list, nullptr) << "the module has one now";
+    EXPECT_EQ(list->C_Finalize(nullptr), CKR_OK);
 }
 
 TEST_F(OddLists, OfAModuleWithoutInterfaces) {

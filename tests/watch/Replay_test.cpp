@@ -1,3 +1,4 @@
+#include <chrono>
 #include <fstream>
 
 #include "platform/Process.h"
@@ -27,7 +28,8 @@ std::string recordLine(int n, const std::string& call, const Json& in, const Jso
 
 class Replay : public ::testing::Test {
 protected:
-    ~Replay() override { platform::removeEnvironmentVariable("P11REPLAY_MODE"); }
+    Replay() { forgetSettings(); }
+    ~Replay() override { forgetSettings(); }
 
     /// Plays these lines.
     CK_FUNCTION_LIST& play(const std::string& lines, const char* mode = "loose") { return *load(lines, mode); }
@@ -48,6 +50,12 @@ protected:
     Folder folder;
 
 private:
+    static void forgetSettings() {
+        for (const char* const name : {"P11REPLAY_MODE", "P11REPLAY_PROCESS", "P11REPLAY_DELAYS"}) {
+            platform::removeEnvironmentVariable(name);
+        }
+    }
+
     platform::DynamicLibrary m_replay;
 };
 
@@ -133,6 +141,56 @@ TEST_F(Replay, AttributesByWhatTheRecordKnowsOfTheObject) {
     EXPECT_EQ(missing[0].ulValueLen, CK_UNAVAILABLE_INFORMATION);
 }
 
+TEST_F(Replay, AKeyKeepsItsValueAsItDid) {
+    const Json value = {{"type", "CKA_VALUE"}, {"length", -1}};
+    const Json label = {{"type", "CKA_LABEL"}, {"length", 2}, {"value", "ab"}};
+    const Json asked = {{"type", "CKA_LABEL"}, {"length", 9}};
+    const auto read = [](int n, const Json& in, const Json& out, const std::string& result) {
+        return recordLine(n, "C_GetAttributeValue", {{"session", 1}, {"object", 5}, {"template", Json::array({in})}},
+                          {{"template", Json::array({out})}}, result);
+    };
+    CK_FUNCTION_LIST& list = play(recordLine(1, "C_FindObjects", {{"session", 1}, {"objects", {{"room", 1}}}},
+                                             {{"objects", {{"count", 1}, {"values", {5}}}}}, "CKR_OK") +
+                                  read(2, value, value, "CKR_ATTRIBUTE_SENSITIVE") + read(3, asked, label, "CKR_OK"));
+    CK_OBJECT_HANDLE object = 0;
+    CK_ULONG count = 0;
+    EXPECT_EQ(list.C_FindObjects(1, &object, 1, &count), CKR_OK);
+    char room[2];
+    CK_ATTRIBUTE wanted[] = {{CKA_VALUE, nullptr, 0}, {CKA_LABEL, room, 2}};
+    EXPECT_EQ(list.C_GetAttributeValue(1, object, wanted, 2), CKR_ATTRIBUTE_SENSITIVE);
+    EXPECT_EQ(wanted[0].ulValueLen, CK_UNAVAILABLE_INFORMATION);
+    EXPECT_EQ(std::string(room, 2), "ab");
+}
+
+TEST_F(Replay, TheNumbersOfAMechanismTellItFromAnother) {
+    const auto signInit = [](int n, CK_ULONG hash, const std::string& result) {
+        const Json parameter = {{"length", 5}, {"hashAlg", hash}, {"mgf", 1}, {"sLen", 20}}; // of another system
+        return recordLine(
+            n, "C_SignInit",
+            {{"session", 1}, {"mechanism", {{"type", "CKM_RSA_PKCS_PSS"}, {"parameter", parameter}}}, {"key", 1}},
+            Json::object(), result);
+    };
+    CK_FUNCTION_LIST& list =
+        play(signInit(1, CKM_SHA_1, "CKR_MECHANISM_PARAM_INVALID") + signInit(2, CKM_SHA256, "CKR_OK"));
+    CK_RSA_PKCS_PSS_PARAMS parameters{CKM_SHA256, CKG_MGF1_SHA1, 20};
+    CK_MECHANISM pss{CKM_RSA_PKCS_PSS, &parameters, sizeof parameters};
+    EXPECT_EQ(list.C_SignInit(1, &pss, 1), CKR_OK);
+    parameters.hashAlg = CKM_SHA_1;
+    EXPECT_EQ(list.C_SignInit(1, &pss, 1), CKR_MECHANISM_PARAM_INVALID);
+}
+
+TEST_F(Replay, CallsTakeAsLongAsTheyTook) {
+    platform::setEnvironmentVariable("P11REPLAY_DELAYS", "1");
+    CK_FUNCTION_LIST& list =
+        play(recordLine(1, "C_Finalize", {{"reserved", nullptr}}, Json::object(), "CKR_OK")); // of 5 ms
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(list.C_Finalize(nullptr), CKR_OK);
+    }
+    // Less than 20 times 5 ms, because a system's two clocks may run apart.
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(90));
+}
+
 TEST_F(Replay, SaysNoValueOfAnObjectThatIsNotInTheRecord) {
     CK_FUNCTION_LIST& list = play(kOpen);
     char marker[] = "Secret#Marker!01";
@@ -167,7 +225,6 @@ TEST_F(Replay, TheFirstProcessOrTheOneThatIsNamed) {
     EXPECT_EQ(play(lines).C_Finalize(nullptr), CKR_OK);
     platform::setEnvironmentVariable("P11REPLAY_PROCESS", "20");
     EXPECT_EQ(play(lines).C_Finalize(nullptr), CKR_CANCEL);
-    platform::removeEnvironmentVariable("P11REPLAY_PROCESS");
 }
 
 TEST_F(Replay, AProcessThatLoadedTheModuleTwice) {

@@ -53,7 +53,9 @@ WatchTest::WatchTest() : m_module(loaded(LOUD_MODULE)) {
     *loud = {};
     platform::setEnvironmentVariable("P11WATCH_MODULE", LOUD_MODULE);
     platform::setEnvironmentVariable("P11WATCH_FILE", record);
-    platform::removeEnvironmentVariable("P11WATCH_LIMIT");
+    for (const char* const name : {"P11WATCH_LIMIT", "P11REPLAY_MODE", "P11REPLAY_PROCESS", "P11REPLAY_DELAYS"}) {
+        platform::removeEnvironmentVariable(name);
+    }
 }
 
 WatchTest::~WatchTest() {

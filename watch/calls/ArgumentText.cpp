@@ -49,10 +49,6 @@ void writeInitialize(JsonLine& line, const CK_C_INITIALIZE_ARGS* args) noexcept 
     line.key("reserved").boolean(args->pReserved != nullptr).close('}');
 }
 
-bool isOutput(Kind kind) noexcept {
-    return (kind >= Kind::SessionOut && kind <= Kind::MechanismInfoOut) || kind >= Kind::RandomOut;
-}
-
 /// Notes the room of an output, and writes null or the room.
 void writeRoom(JsonLine& line, Kind kind, const Word* words, Rooms& rooms) noexcept {
     if (words[0] == 0) {

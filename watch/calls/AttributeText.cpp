@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
 
 #include "watch/calls/OpenObjects.h"
 
@@ -29,19 +30,6 @@ CK_ULONG numberIn(Bytes value) noexcept {
     return number;
 }
 
-NameKind nameKindOf(AttributeForm form) noexcept {
-    switch (form) {
-    case AttributeForm::Class:
-        return NameKind::Class;
-    case AttributeForm::KeyType:
-        return NameKind::KeyType;
-    case AttributeForm::CertificateType:
-        return NameKind::CertificateType;
-    default:
-        return NameKind::Mechanism;
-    }
-}
-
 void writeMechanisms(JsonLine& line, Bytes value) noexcept {
     line.open('[');
     for (; value.size() >= sizeof(CK_ULONG); value = value.subspan(sizeof(CK_ULONG))) {
@@ -58,10 +46,10 @@ void writeOddValue(JsonLine& line, Bytes value, std::size_t length) noexcept {
 void writeNumber(JsonLine& line, AttributeForm form, Bytes value) noexcept {
     if (value.size() != sizeof(CK_ULONG)) {
         writeOddValue(line, value, sizeof(CK_ULONG));
-    } else if (form == AttributeForm::Number) {
-        line.length(numberIn(value));
+    } else if (const std::optional<NameKind> kind = cryptoki::nameKindOf(form)) {
+        writeNamed(line, *kind, numberIn(value));
     } else {
-        writeNamed(line, nameKindOf(form), numberIn(value));
+        line.length(numberIn(value));
     }
 }
 
@@ -131,11 +119,18 @@ constexpr std::array kNumbers{
     Numbers{CKM_SHA256_RSA_PKCS_PSS, CKM_SHA512_RSA_PKCS_PSS, {"hashAlg", "mgf", "sLen"}},
     Numbers{CKM_SHA224_RSA_PKCS_PSS, CKM_SHA224_RSA_PKCS_PSS, {"hashAlg", "mgf", "sLen"}},
     Numbers{CKM_RSA_PKCS_OAEP, CKM_RSA_PKCS_OAEP, {"hashAlg", "mgf", "source"}},
-    Numbers{CKM_ECDH1_DERIVE, CKM_ECDH1_COFACTOR_DERIVE, {"kdf"}},
+    Numbers{CKM_ECDH1_DERIVE, CKM_ECMQV_DERIVE, {"kdf"}},
     Numbers{CKM_AES_CTR, CKM_AES_CTR, {"counterBits"}},
+    Numbers{CKM_CAMELLIA_CTR, CKM_CAMELLIA_CTR, {"counterBits"}},
+    Numbers{CKM_DES_MAC_GENERAL, CKM_DES_MAC_GENERAL, {"macLength"}},
+    Numbers{CKM_DES3_MAC_GENERAL, CKM_DES3_MAC_GENERAL, {"macLength"}},
+    Numbers{CKM_DES3_CMAC_GENERAL, CKM_DES3_CMAC_GENERAL, {"macLength"}},
     Numbers{CKM_AES_MAC_GENERAL, CKM_AES_MAC_GENERAL, {"macLength"}},
     Numbers{CKM_AES_CMAC_GENERAL, CKM_AES_CMAC_GENERAL, {"macLength"}},
+    Numbers{CKM_MD5_HMAC_GENERAL, CKM_MD5_HMAC_GENERAL, {"macLength"}},
+    Numbers{CKM_RIPEMD160_HMAC_GENERAL, CKM_RIPEMD160_HMAC_GENERAL, {"macLength"}},
     Numbers{CKM_SHA_1_HMAC_GENERAL, CKM_SHA_1_HMAC_GENERAL, {"macLength"}},
+    Numbers{CKM_SHA224_HMAC_GENERAL, CKM_SHA224_HMAC_GENERAL, {"macLength"}},
     Numbers{CKM_SHA256_HMAC_GENERAL, CKM_SHA256_HMAC_GENERAL, {"macLength"}},
     Numbers{CKM_SHA384_HMAC_GENERAL, CKM_SHA384_HMAC_GENERAL, {"macLength"}},
     Numbers{CKM_SHA512_HMAC_GENERAL, CKM_SHA512_HMAC_GENERAL, {"macLength"}},

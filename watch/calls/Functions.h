@@ -68,6 +68,11 @@ enum class FunctionId : std::uint8_t {
 #undef WATCH_ID
 };
 
+/// What the module fills alone. A Query goes in, too.
+[[nodiscard]] constexpr bool isOutput(Kind kind) noexcept {
+    return (kind >= Kind::SessionOut && kind <= Kind::MechanismInfoOut) || kind >= Kind::RandomOut;
+}
+
 /// Parameters that an argument of this kind takes.
 [[nodiscard]] constexpr std::size_t parametersOf(Kind kind) noexcept {
     if (kind == Kind::None) {

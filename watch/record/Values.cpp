@@ -29,23 +29,8 @@ ByteVector mechanismsOf(const Json& names) {
     return bytes;
 }
 
-std::optional<NameKind> nameKindOf(AttributeForm form) noexcept {
-    switch (form) {
-    case AttributeForm::Class:
-        return NameKind::Class;
-    case AttributeForm::KeyType:
-        return NameKind::KeyType;
-    case AttributeForm::CertificateType:
-        return NameKind::CertificateType;
-    case AttributeForm::Mechanism:
-        return NameKind::Mechanism;
-    default:
-        return std::nullopt;
-    }
-}
-
 bool isNumber(AttributeForm form) noexcept {
-    return form == AttributeForm::Number || nameKindOf(form);
+    return form == AttributeForm::Number || cryptoki::nameKindOf(form);
 }
 
 ByteVector valueOf(AttributeForm form, const Json& value) {
@@ -58,19 +43,19 @@ ByteVector valueOf(AttributeForm form, const Json& value) {
     if (form == AttributeForm::Number) {
         return bytesOfNumber(numberOf(value));
     }
-    if (const std::optional<NameKind> kind = nameKindOf(form)) {
+    if (const std::optional<NameKind> kind = cryptoki::nameKindOf(form)) {
         return bytesOfNumber(namedNumber(*kind, value));
     }
     return form == AttributeForm::Mechanisms ? mechanismsOf(value) : bytesOf(value);
 }
+
+} // namespace
 
 const Json& memberOf(const Json& object, const char* key) {
     static const Json kNull;
     const auto found = object.is_object() ? object.find(key) : object.end();
     return object.is_object() && found != object.end() ? *found : kNull;
 }
-
-} // namespace
 
 CK_ULONG numberOf(const Json& value) {
     if (value.is_number_unsigned()) {

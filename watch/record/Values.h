@@ -14,6 +14,8 @@ namespace watch {
 
 using ByteVector = std::vector<std::uint8_t>;
 
+/// The member of an object; null where there is no such member or no object.
+[[nodiscard]] const Json& memberOf(const Json& object, const char* key);
 /// A number, where -1 means all bits of a CK_ULONG. Damaged values are 0.
 [[nodiscard]] CK_ULONG numberOf(const Json& value);
 /// A number by its name or as "0x...".

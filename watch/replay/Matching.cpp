@@ -8,20 +8,14 @@ namespace watch {
 
 namespace {
 
-const Json& member(const Json& object, const char* key) {
-    static const Json kNull;
-    const auto found = object.is_object() ? object.find(key) : object.end();
-    return object.is_object() && found != object.end() ? *found : kNull;
-}
-
 bool isSameAttribute(const Json& recorded, const Json& made) {
     if (attributeType(recorded) != attributeType(made)) {
         return false;
     }
-    const Json& value = member(recorded, "value");
-    const Json& madeValue = member(made, "value");
+    const Json& value = memberOf(recorded, "value");
+    const Json& madeValue = memberOf(made, "value");
     if (value == "masked" || madeValue == "masked") {
-        return member(recorded, "length") == member(made, "length");
+        return memberOf(recorded, "length") == memberOf(made, "length");
     }
     return value == madeValue;
 }
@@ -30,6 +24,21 @@ bool isSameAttribute(const Json& recorded, const Json& made) {
 bool isSameQuery(const Json& recorded, const Json& made) {
     return attributeType(recorded) == attributeType(made) && recorded.is_object() && made.is_object() &&
            recorded.contains("value") == made.contains("value");
+}
+
+/// Its parameter's numbers count. Lengths do not: structures of two systems differ in them.
+bool isSameMechanism(const Json& recorded, const Json& made) {
+    if (memberOf(recorded, "type") != memberOf(made, "type")) {
+        return false;
+    }
+    Json parameter = memberOf(recorded, "parameter");
+    Json madeParameter = memberOf(made, "parameter");
+    for (Json* const one : {&parameter, &madeParameter}) {
+        if (one->is_object()) {
+            one->erase("length");
+        }
+    }
+    return parameter == madeParameter;
 }
 
 template <class Same>
@@ -49,7 +58,7 @@ bool isSameArgument(Kind kind, const Json& recorded, const Json& made, const Han
     case Kind::Pointer:
         return true;
     case Kind::Mechanism:
-        return member(recorded, "type") == member(made, "type");
+        return isSameMechanism(recorded, made);
     case Kind::Template:
     case Kind::PublicTemplate:
     case Kind::SecretTemplate:
@@ -57,10 +66,7 @@ bool isSameArgument(Kind kind, const Json& recorded, const Json& made, const Han
     case Kind::Query:
         return isSameList(recorded, made, isSameQuery);
     default:
-        return kind >= Kind::SessionOut && kind != Kind::Pin && kind != Kind::Masked && kind != Kind::Bytes &&
-                       kind != Kind::Text
-                   ? recorded.is_null() == made.is_null()
-                   : recorded == made;
+        return isOutput(kind) ? recorded.is_null() == made.is_null() : recorded == made;
     }
 }
 
@@ -76,7 +82,7 @@ Distance distance(const Function& function, const Json& recorded, const Json& ma
     Distance result{true, 0};
     for (const Argument& argument : function.arguments) {
         if (argument.kind == Kind::None ||
-            isSameArgument(argument.kind, member(recorded, argument.name), member(made, argument.name), handles)) {
+            isSameArgument(argument.kind, memberOf(recorded, argument.name), memberOf(made, argument.name), handles)) {
             continue;
         }
         result.isPossible = result.isPossible && !isIdentity(argument.kind);

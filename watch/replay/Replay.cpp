@@ -103,9 +103,10 @@ void Replay::noteAttributes(const RecordedLine& line) {
     }
     auto& known = m_attributes[line.in["object"].get<std::uint64_t>()];
     for (const Json& entry : line.out["template"]) {
-        const auto [place, isNew] = known.try_emplace(attributeType(entry), entry);
+        const KnownAttribute made{entry, line.result};
+        const auto [place, isNew] = known.try_emplace(attributeType(entry), made);
         if (!isNew && entry.is_object() && entry.contains("value")) {
-            place->second = entry;
+            place->second = made;
         }
     }
 }
@@ -122,11 +123,21 @@ CK_RV Replay::call(FunctionId id, Words words) noexcept {
     } catch (const std::exception& error) {
         say("p11replay", error.what());
     }
-    if (m_hasDelays && outcome.duration > 0) {
-        using namespace std::chrono;
-        platform::sleepFor(ceil<milliseconds>(nanoseconds(outcome.duration)));
+    if (outcome.delay.count() > 0) {
+        platform::sleepFor(outcome.delay);
     }
     return outcome.result;
+}
+
+std::chrono::milliseconds Replay::delayOf(const RecordedLine& line) {
+    if (!m_hasDelays) {
+        return {};
+    }
+    // What is less than a millisecond is kept for a later call.
+    m_owed += std::chrono::nanoseconds(line.duration);
+    const auto delay = std::chrono::floor<std::chrono::milliseconds>(m_owed);
+    m_owed -= delay;
+    return delay;
 }
 
 Replay::Outcome Replay::play(FunctionId id, Words words) {
@@ -144,7 +155,7 @@ Replay::Outcome Replay::play(FunctionId id, Words words) {
         return outcome;
     }
     step->isPlayed = true;
-    return {answer(functionOf(id), step->line, words, m_handles), step->line.duration};
+    return {answer(functionOf(id), step->line, words, m_handles), delayOf(step->line)};
 }
 
 void Replay::complainOfMissing(const Function& function, const Json& made) const {
@@ -216,8 +227,11 @@ bool Replay::answerAttributes(Words words, CK_RV& result) const {
     }
     result = CKR_OK;
     for (CK_ATTRIBUTE& attribute : wanted) {
-        const CK_RV filled = fillAttribute(attribute, object->second.at(attribute.type));
-        result = filled == CKR_OK ? result : filled;
+        const KnownAttribute& known = object->second.at(attribute.type);
+        const CK_RV filled = fillAttribute(attribute, known.entry);
+        // A key keeps a value to itself with a result of its own.
+        const bool isSensitive = filled == CKR_ATTRIBUTE_TYPE_INVALID && known.result == CKR_ATTRIBUTE_SENSITIVE;
+        result = isSensitive ? known.result : filled == CKR_OK ? result : filled;
     }
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <map>
 #include <mutex>
 #include <string>
@@ -27,7 +28,6 @@ public:
 
     /// The functions that the recorded module's list lacks.
     [[nodiscard]] bool isAbsent(std::string_view function) const;
-    [[nodiscard]] CK_VERSION version() const noexcept { return m_version; }
 
     [[nodiscard]] CK_RV call(FunctionId id, Words words) noexcept;
 
@@ -43,13 +43,19 @@ private:
     };
     struct Outcome {
         CK_RV result = CKR_FUNCTION_FAILED;
-        std::uint64_t duration = 0;
+        std::chrono::milliseconds delay{0};
+    };
+    /// What the record knows of an attribute, and the result of the call that read it.
+    struct KnownAttribute {
+        Json entry;
+        CK_RV result = CKR_OK;
     };
 
     void add(RecordedLine line);
     void noteFunctionList(const RecordedLine& line);
     void noteAttributes(const RecordedLine& line);
     Outcome play(FunctionId id, Words words);
+    std::chrono::milliseconds delayOf(const RecordedLine& line);
     Step* strictStep(FunctionId id, const Json& made);
     Step* looseStep(FunctionId id, const Json& made);
     Step* nearestStep(FunctionId id, const Json& made);
@@ -61,12 +67,12 @@ private:
     std::string m_path;
     bool m_isStrict = false;
     bool m_hasDelays = false;
+    std::chrono::nanoseconds m_owed{0}; ///< of all calls' time, what was not yet waited for
     std::vector<Step> m_steps;
     std::array<Calls, kFunctions.size()> m_byFunction;
-    std::size_t m_next = 0;                                                  ///< of the strict mode
-    std::map<std::uint64_t, std::map<CK_ATTRIBUTE_TYPE, Json>> m_attributes; ///< by recorded object
+    std::size_t m_next = 0;                                                            ///< of the strict mode
+    std::map<std::uint64_t, std::map<CK_ATTRIBUTE_TYPE, KnownAttribute>> m_attributes; ///< by recorded object
     std::vector<std::string> m_absent;
-    CK_VERSION m_version{2, 40};
     HandleMaps m_handles;
 };
 
