@@ -34,13 +34,13 @@ int digitValue(char digit) noexcept {
 }
 
 /// Characters that turn the direction of the text around them, such as a name that hides another one.
-bool isDirection(wchar_t character) noexcept {
+bool isDirection(char32_t character) noexcept {
     return character == 0x061C || character == 0x200E || character == 0x200F ||
            (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
 }
 
 /// A terminal may take control characters as orders, and XML does not allow the last ones.
-bool isUnprintable(wchar_t character) noexcept {
+bool isUnprintable(char32_t character) noexcept {
     const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
     const bool isNoCharacter = character >= 0xFFFD && character <= 0xFFFF;
     return isControl || isNoCharacter || isDirection(character);
