@@ -138,8 +138,10 @@ LOUD_EXPORT CK_RV C_GetInterfaceList(CK_INTERFACE* interfaces, CK_ULONG* count) 
 
 /// The interface of that number in the list: flags say which one.
 LOUD_EXPORT CK_RV C_GetInterface(CK_UTF8CHAR*, CK_VERSION*, CK_INTERFACE** interface, CK_FLAGS flags) {
-    *interface = &g_interfaces[flags];
-    g_interfaces[1].pFunctionList = &g_lists[g_control.list];
+    // Several threads may ask at once, so each list has an interface of its own.
+    static CK_INTERFACE s_overLists[] = {
+        {g_standard, &g_lists[0], 0}, {g_standard, &g_lists[1], 0}, {g_standard, &g_lists[2], 0}};
+    *interface = flags == 1 ? &s_overLists[g_control.list] : &g_interfaces[flags];
     return CKR_OK;
 }
 
