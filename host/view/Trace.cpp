@@ -109,7 +109,7 @@ public:
             extend(m_spans[number], line);
         }
         if (line.level == kExitLevel && (isCommand || isScript)) {
-            finish(isCommand, open);
+            std::erase_if(open, [&](std::size_t number) { return m_spans[number].isCommand == isCommand; });
         }
     }
 
@@ -138,14 +138,6 @@ private:
         if (!span.isCommand && at != std::string::npos && line.text.substr(at + kError.size()) != "0") {
             span.error = line.text.substr(at + kError.size());
         }
-    }
-
-    void finish(bool isCommand, std::vector<std::size_t>& open) {
-        std::erase_if(open, [&](std::size_t number) {
-            const bool isMeant = m_spans[number].isCommand == isCommand;
-            m_spans[number].hasEnded = m_spans[number].hasEnded || isMeant;
-            return isMeant;
-        });
     }
 
     std::vector<TracedSpan> m_spans;
