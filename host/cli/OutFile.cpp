@@ -1,8 +1,9 @@
 #include "host/cli/OutFile.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <optional>
+#include <system_error>
 
 #include "host/plugin/Errors.h"
 
@@ -32,25 +33,49 @@ bool canBeWritten(const fs::path& path) {
     return isOpen;
 }
 
-bool writeTo(const fs::path& path, const std::string& bytes) {
-    std::ofstream stream(path, std::ios::binary);
-    stream << bytes << std::flush;
-    return stream.good();
+/// The system's reason in English, whatever numbers it counts its errors with.
+std::string reasonOf(const std::error_code& error) {
+    return error.default_error_condition().message();
 }
 
-/// A new folder of our own on the file's disk, in which nobody else can have placed a link.
-std::optional<fs::path> folderBeside(const fs::path& file) {
+std::error_code writeTo(const fs::path& path, const std::string& bytes) {
+    errno = 0;
+    std::ofstream stream(path, std::ios::binary);
+    stream << bytes << std::flush;
+    return stream.good() ? std::error_code() : std::error_code(errno == 0 ? EIO : errno, std::generic_category());
+}
+
+/// Makes a new folder of our own on the file's disk, in which nobody else can have placed a link.
+std::error_code makeFolderBeside(const fs::path& file, fs::path& folder) {
     constexpr int kMostTries = 100;
-    for (int i = 0; i < kMostTries; ++i) {
-        fs::path folder = file;
+    std::error_code error;
+    for (int i = 0; i < kMostTries && !error; ++i) {
+        folder = file;
         folder += ".new" + std::to_string(i);
-        std::error_code error;
         if (fs::create_directory(folder, error)) {
             fs::permissions(folder, fs::perms::owner_all, error);
-            return folder;
+            return {};
         }
     }
-    return std::nullopt;
+    return error ? error : std::make_error_code(std::errc::file_exists);
+}
+
+/// Puts a regular file, or a new one, in place at once.
+std::error_code replace(const fs::path& path, const std::string& bytes) {
+    fs::path folder;
+    std::error_code error = makeFolderBeside(path, folder);
+    if (error) {
+        return error;
+    }
+    const fs::path written = folder / "result";
+    error = writeTo(written, bytes);
+    if (!error) {
+        fs::permissions(written, fs::perms::owner_read | fs::perms::owner_write, error);
+        fs::rename(written, path, error);
+    }
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+    return error;
 }
 
 } // namespace
@@ -68,29 +93,18 @@ void checkOutFile(const std::string& file, const std::vector<std::string>& input
     }
 }
 
-bool replaceFile(const std::string& file, const std::string& bytes) {
+std::optional<std::string> replaceFile(const std::string& file, const std::string& bytes) {
     std::error_code error;
     fs::path path = pathOf(file);
     const fs::file_type type = fs::status(path, error).type();
     if (type != fs::file_type::not_found && type != fs::file_type::regular) {
-        return writeTo(path, bytes);
+        error = writeTo(path, bytes);
+    } else {
+        error.clear();
+        path = type == fs::file_type::regular ? fs::canonical(path, error) : path; // a link goes on naming the file
+        error = error ? error : replace(path, bytes);
     }
-    if (type == fs::file_type::regular) {
-        path = fs::canonical(path, error); // a link goes on naming the file
-    }
-    const std::optional<fs::path> folder = folderBeside(path);
-    if (!folder) {
-        return false;
-    }
-    const fs::path written = *folder / "result";
-    const bool isWritten = writeTo(written, bytes);
-    if (isWritten) {
-        fs::permissions(written, fs::perms::owner_read | fs::perms::owner_write, error);
-        fs::rename(written, path, error);
-    }
-    const bool isDone = isWritten && !error;
-    fs::remove_all(*folder, error);
-    return isDone;
+    return error ? std::optional(reasonOf(error)) : std::nullopt;
 }
 
 } // namespace host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,7 @@ namespace host {
 void checkOutFile(const std::string& file, const std::vector<std::string>& inputs);
 
 /// Puts a result into the file at once: it has the old content or the new one, and nobody but its owner can read it.
-/// A pipe or a device is written as it is. Returns false when that fails; the file is then as it was.
-[[nodiscard]] bool replaceFile(const std::string& file, const std::string& bytes);
+/// A pipe or a device is written as it is. Returns why that fails; the file is then as it was. nullopt on success.
+[[nodiscard]] std::optional<std::string> replaceFile(const std::string& file, const std::string& bytes);
 
 } // namespace host

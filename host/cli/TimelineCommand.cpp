@@ -1,5 +1,7 @@
 #include "host/cli/TimelineCommand.h"
 
+#include <filesystem>
+
 #include "host/cli/OutFile.h"
 #include "host/plugin/Answers.h"
 #include "host/plugin/Errors.h"
@@ -90,11 +92,11 @@ ExitStatus deliver(const std::string& text, const std::optional<std::string>& fi
         complain(output, "cannot write the result to standard output");
         return ExitStatus::Failed;
     }
-    if (replaceFile(*file, text)) {
-        return ExitStatus::Success;
+    const std::optional<std::string> reason = replaceFile(*file, text);
+    if (reason) {
+        complain(output, "cannot write the file \"" + *file + "\": " + *reason);
     }
-    complain(output, "cannot write the file \"" + *file + "\"; is the disk full?");
-    return ExitStatus::Failed;
+    return reason ? ExitStatus::Failed : ExitStatus::Success;
 }
 
 std::vector<std::string> inputsOf(const CardArguments& arguments) {
@@ -105,11 +107,19 @@ std::vector<std::string> inputsOf(const CardArguments& arguments) {
     return inputs;
 }
 
+void refuseFolder(const std::string& file) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(std::u8string(file.begin(), file.end()), ignored)) {
+        throw UsageError("--out: \"" + file + "\" is a folder; name a file for the result");
+    }
+}
+
 ExitStatus answer(const Options& options, const Output& output) {
     const Form form = formOf(options);
     const std::optional<std::string> file = options.card.value("--out");
     if (file) {
         checkOutFile(*file, inputsOf(options.card));
+        refuseFolder(*file);
     }
     const view::Timeline timeline = readTimeline(options.card);
     showNotes(timeline, form, output);

@@ -115,6 +115,13 @@ TEST(TimelineCommand, theResultNeverReplacesWhatIsRead) {
     EXPECT_EQ(record.content(), kLogin);
 }
 
+TEST(TimelineCommand, aFolderIsNoFileForTheResult) {
+    const File record(kLogin);
+    const Outcome refused = timeline({record.path(), "--out", "."});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.errors, HasSubstr("--out: \".\" is a folder; name a file for the result"));
+}
+
 TEST(TimelineCommand, namesTheScriptsOfATrace) {
     const File record(kLogin + kLogout);
     const auto traced = [](const char* time, int level, const std::string& text) {
