@@ -9,6 +9,7 @@
 #include "host/view/JsonFields.h"
 #include "host/view/ModuleFindings.h"
 #include "host/view/Quirks.h"
+#include "host/view/Shown.h"
 #include "host/view/TokenFindings.h"
 
 namespace host {
@@ -29,11 +30,12 @@ Json timesJson(const std::map<std::string, CallTimes>& calls, Findings& findings
                         {"healthy", healthy ? Json(*healthy) : Json(nullptr)},
                         {"slow", isSlow(function, longest)}});
         if (isSlow(function, longest)) {
-            findings.push_back(
-                {Level::Warning,
-                 function + " took " + timeText(longest) + "; a healthy one takes " + timeText(healthy.value_or(0)),
-                 "A card is slower than software: look whether the time is the card's, the reader's or "
-                 "another program's that holds the card."});
+            findings.push_back({Level::Warning,
+                                function + " took " + view::durationText(static_cast<std::int64_t>(longest)) +
+                                    "; a healthy one takes " +
+                                    view::durationText(static_cast<std::int64_t>(healthy.value_or(0))),
+                                "A card is slower than software: look whether the time is the card's, the reader's or "
+                                "another program's that holds the card."});
         }
     }
     return list;

@@ -207,18 +207,4 @@ bool addModuleFindings(const Examination& examination, Findings& findings) {
     return comesThrough && hasAnswered(examination, "C_Initialize") && hasAnswered(examination, "C_GetSlotList");
 }
 
-std::string timeText(std::uint64_t nanoseconds) {
-    struct Unit {
-        double size;
-        const char* name;
-    };
-    constexpr std::array<Unit, 4> kUnits = {{{1e9, "s"}, {1e6, "ms"}, {1e3, "µs"}, {1, "ns"}}};
-    const auto value = static_cast<double>(nanoseconds);
-    const auto* const unit =
-        std::find_if(kUnits.begin(), kUnits.end() - 1, [&](const Unit& entry) { return value >= entry.size; });
-    std::array<char, 32> text = {};
-    std::snprintf(text.data(), text.size(), "%.3g %s", value / unit->size, unit->name);
-    return text.data();
-}
-
 } // namespace host

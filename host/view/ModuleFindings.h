@@ -12,7 +12,4 @@ namespace host {
 /// structures, calls that failed, a hang, a crash. Returns true when the module came so far that it lists its readers.
 bool addModuleFindings(const Examination& examination, Findings& findings);
 
-/// "12 ms", "3 µs", "1.5 s"
-[[nodiscard]] std::string timeText(std::uint64_t nanoseconds);
-
 } // namespace host

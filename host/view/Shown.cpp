@@ -15,7 +15,7 @@ struct Unit {
     const char* name;
 };
 
-constexpr std::array<Unit, 3> kUnits = {{{1e9, " s"}, {1e6, " ms"}, {1e3, " us"}}};
+constexpr std::array<Unit, 3> kUnits = {{{1e9, " s"}, {1e6, " ms"}, {1e3, " µs"}}};
 constexpr double kLongest = 1000; // seconds; from there on minutes and hours
 
 std::string formatted(const char* format, double number) {

@@ -9,7 +9,7 @@
 
 namespace host::view {
 
-/// Nanoseconds in three digits with their unit: "881 ns", "4.51 ms", "12.3 s", "2h05m".
+/// Nanoseconds in three digits with their unit: "881 ns", "2.50 µs", "4.51 ms", "12.3 s", "2h05m".
 [[nodiscard]] std::string durationText(std::int64_t nanoseconds);
 /// Nanoseconds since 1970 as "2026-01-31 12:00:00.123456 UTC".
 [[nodiscard]] std::string instantText(std::int64_t nanoseconds);

@@ -5,7 +5,7 @@
 #include "host/cli/Help.h"
 #include "host/plugin/Texts.h"
 #include "host/view/JsonFields.h"
-#include "host/view/ModuleFindings.h"
+#include "host/view/Shown.h"
 
 namespace host {
 
@@ -177,12 +177,13 @@ Rows timeRows(const Json& report, ReportDepth depth) {
     Rows rows;
     for (const Json& entry : times) {
         const Json healthy = entry.value("healthy", Json());
-        rows.push_back({shown(entry, "call"),
-                        callsText(entry.value("count", 0)) + ", median " +
-                            timeText(entry.value("median", std::uint64_t{0})) + ", longest " +
-                            timeText(entry.value("longest", std::uint64_t{0})) +
-                            (healthy.is_number() ? "; healthy " + timeText(healthy.get<std::uint64_t>()) : "") +
-                            (entry.value("slow", false) ? "; slow" : "")});
+        rows.push_back(
+            {shown(entry, "call"),
+             callsText(entry.value("count", 0)) + ", median " +
+                 view::durationText(entry.value("median", std::int64_t{0})) + ", longest " +
+                 view::durationText(entry.value("longest", std::int64_t{0})) +
+                 (healthy.is_number() ? "; healthy " + view::durationText(healthy.get<std::int64_t>()) : "") +
+                 (entry.value("slow", false) ? "; slow" : "")});
     }
     return rows;
 }
@@ -215,7 +216,7 @@ Rows writeTestRows(const Json& report) {
         const std::string result = shown(step, "result");
         rows.push_back(
             {shown(step, "step"), step.value("done", false)
-                                      ? "done, " + timeText(step.value("nanoseconds", std::uint64_t{0}))
+                                      ? "done, " + view::durationText(step.value("nanoseconds", std::int64_t{0}))
                                       : "refused: " + (result.empty() ? "" : result + ", ") + shown(step, "reason")});
     }
     return rows;

@@ -8,7 +8,7 @@ function durationText(ns) {
   const two = (number) => String(Math.floor(number)).padStart(2, "0");
   if (ns >= 3.6e12) return Math.floor(ns / 3.6e12) + "h" + two(ns / 6e10 % 60) + "m";
   if (ns >= 1e12) return Math.floor(ns / 6e10) + "m" + two(ns / 1e9 % 60) + "s";
-  for (const [size, name] of [[1e9, " s"], [1e6, " ms"], [1e3, " us"]]) {
+  for (const [size, name] of [[1e9, " s"], [1e6, " ms"], [1e3, " \u00b5s"]]) {
     if (ns >= size * 0.9995) {
       const number = ns / size;
       return number.toFixed(number < 9.995 ? 2 : number < 99.95 ? 1 : 0) + name;
@@ -183,7 +183,7 @@ class Chart {
 
   // As many digits as the zoom shows apart.
   tickText(time, span) {
-    const unit = time >= 1e9 ? [1e9, " s"] : time >= 1e6 ? [1e6, " ms"] : [1e3, " us"];
+    const unit = time >= 1e9 ? [1e9, " s"] : time >= 1e6 ? [1e6, " ms"] : [1e3, " \u00b5s"];
     const digits = Math.min(Math.max(Math.ceil(Math.log10(unit[0] * 10 / span)), 0), 9);
     return time === 0 ? "0" : (time / unit[0]).toFixed(digits) + unit[1];
   }

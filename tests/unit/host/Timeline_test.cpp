@@ -4,6 +4,7 @@
 #include "host/plugin/Errors.h"
 #include "host/view/CallReader.h"
 #include "host/view/Pictures.h"
+#include "host/plugin/Texts.h"
 #include "host/view/Shown.h"
 #include "host/view/Statistics.h"
 #include "host/view/Timeline.h"
@@ -352,7 +353,7 @@ TEST(TraceOfScripts, whatIsNoTraceIsRefused) {
 TEST(Durations, haveThreeDigits) {
     EXPECT_EQ(durationText(0), "0");
     EXPECT_EQ(durationText(881), "881 ns");
-    EXPECT_EQ(durationText(1000), "1.00 us");
+    EXPECT_EQ(durationText(1000), "1.00 µs");
     EXPECT_EQ(durationText(999'999), "1.00 ms");
     EXPECT_EQ(durationText(4'506'808), "4.51 ms");
     EXPECT_EQ(durationText(671'000'000), "671 ms");
@@ -375,7 +376,7 @@ TEST(Tables, fitSixtyColumns) {
     const std::string text = tablesOf(timelineOf(lines));
     std::size_t begin = 0;
     for (std::size_t end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
-        EXPECT_LE(end - begin, 60U) << text.substr(begin, end - begin);
+        EXPECT_LE(columns(text.substr(begin, end - begin)), 60U) << text.substr(begin, end - begin);
     }
     EXPECT_THAT(text, HasSubstr("CKR_DEVICE_ERROR\n    once"));
 }
