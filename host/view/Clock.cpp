@@ -12,6 +12,8 @@ namespace {
 
 // Calls of one thread may seem to overlap by less: their beginnings and their durations come from two clocks.
 constexpr std::int64_t kTolerance = 1'000'000;
+// A call has its number a moment before its time.
+constexpr std::int64_t kLongestWait = 1'000'000'000;
 constexpr std::int64_t kLatest = std::int64_t{1} << 62;
 constexpr std::int64_t kLargestShift = std::int64_t{1} << 61;
 
@@ -21,17 +23,21 @@ struct ProcessClock {
     std::map<std::uint64_t, std::int64_t> ends; ///< of each thread's last call
 };
 
-/// The numbers that one process has used.
+/// The numbers that one process has used. Calls are counted in the order of their beginnings.
 struct Numbers {
     std::set<std::uint64_t> seen;
+    std::int64_t latest = 0; ///< the latest beginning
     std::size_t missing = 0;
     std::uint64_t example = 0;
 
-    /// A number that comes again belongs to another process with the same identifier.
-    void add(std::uint64_t number) {
-        if (seen.count(number) != 0) {
+    /// A number that comes again, or one behind higher numbers whose call began long after theirs, belongs to another
+    /// process with the same identifier.
+    void add(std::uint64_t number, std::int64_t time) {
+        const bool isLower = !seen.empty() && number < *seen.rbegin();
+        if (seen.count(number) != 0 || (isLower && time > latest + kLongestWait)) {
             close();
         }
+        latest = seen.empty() ? time : std::max(latest, time);
         seen.insert(number);
     }
 
@@ -75,7 +81,7 @@ void mendClocks(std::vector<Call>& calls, std::vector<std::string>& notes) {
 void noteMissing(const std::vector<Call>& calls, std::vector<std::string>& notes) {
     std::map<std::uint64_t, Numbers> processes;
     for (const Call& call : calls) {
-        processes[call.process].add(call.number);
+        processes[call.process].add(call.number, call.time);
     }
     for (auto& [process, numbers] : processes) {
         numbers.close();

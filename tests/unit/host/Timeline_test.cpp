@@ -294,6 +294,24 @@ TEST(Axis, pausesBetweenCallsOfNoLengthStandApart) {
 
 std::string traced(const std::string& time, int level, const std::string& text, const char* module = "ZEL-COE-PKCS11") {
     return "{\"time\":\"" + time + "Z\",\"thread\":77,\"module\":\"" + module +
+TEST(UnfinishedCalls, aLowerNumberThatBeganLaterBelongsToAnotherProcess) {
+    // The record begins in the middle of the first process: what was before is gone with a rotation.
+    const Timeline timeline = timelineOf(std::vector<Line>{{.call = "C_Initialize", .number = 501},
+                                                           {.call = "C_Initialize", .time = 60'000 * kMs, .number = 1},
+                                                           {.call = "C_Login", .time = 60'002 * kMs, .number = 2}});
+    EXPECT_THAT(timeline.notes, IsEmpty());
+}
+
+TEST(UnfinishedCalls, aCallThatTookLongIsNoOtherProcess) {
+    // Its line comes behind those of calls that began after it.
+    const Timeline timeline = timelineOf(
+        std::vector<Line>{{.call = "C_Initialize", .number = 1},
+                          {.call = "C_Login", .time = 90'000 * kMs, .thread = 2, .number = 3},
+                          {.call = "C_WaitForSlotEvent", .time = 2 * kMs, .duration = 95'000 * kMs, .number = 2},
+                          {.call = "C_Sign", .time = 98'000 * kMs, .number = 4}});
+    EXPECT_THAT(timeline.notes, IsEmpty());
+}
+
            "\",\"level\":" + std::to_string(level) + ",\"text\":\"" + text + "\"}\n";
 }
 
