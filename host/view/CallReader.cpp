@@ -6,6 +6,7 @@
 
 #include "cryptoki/ResultNames.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
 #include "host/view/Shown.h"
 #include "host/view/TextFile.h"
 #include "watch/record/RecordReader.h"
@@ -83,6 +84,12 @@ std::optional<std::uint64_t> numberIn(const Json& object, const char* key) {
                                                                 : std::nullopt;
 }
 
+/// Values as the record has them; in ASCII where a character would not be seen or turns the text around it.
+std::string dumped(const Json& value) {
+    std::string text = value.dump();
+    return printable(text) == text ? text : value.dump(-1, ' ', true);
+}
+
 void addCall(Calls& calls, const watch::RecordedLine& line) {
     Call call;
     call.time = static_cast<std::int64_t>(line.time);
@@ -92,7 +99,7 @@ void addCall(Calls& calls, const watch::RecordedLine& line) {
     call.number = line.number;
     call.function = calls.functions.numberOf(line.call);
     call.result = calls.results.numberOf(cryptoki::resultName(line.result));
-    call.detail = calls.details.numberOf("{\"in\":" + line.in.dump() + ",\"out\":" + line.out.dump() + "}");
+    call.detail = calls.details.numberOf("{\"in\":" + dumped(line.in) + ",\"out\":" + dumped(line.out) + "}");
     call.hasFailed = line.result != 0;
     call.session = line.call == "C_OpenSession" ? numberIn(line.out, "session") : numberIn(line.in, "session");
     call.slot = numberIn(line.in, "slot");

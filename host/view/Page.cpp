@@ -29,9 +29,9 @@ std::string numberCell(const std::string& text) {
 // --- The tables
 // -------------------------------------------------------------------------------------------------------
 
-std::string totalRows(const Timeline& timeline) {
+std::string totalRows(const std::vector<Total>& totals) {
     std::string rows;
-    for (const Total& total : totalsOf(timeline)) {
+    for (const Total& total : totals) {
         rows += "<tr>" + cell(total.function) +
                 cell(kKinds[static_cast<std::size_t>(kindOf(total.function))].name, "quiet") +
                 numberCell(std::to_string(total.count)) +
@@ -86,9 +86,9 @@ std::string figure(const char* name, const std::string& value, bool isBad = fals
            "</dd></div>\n";
 }
 
-std::string figures(const Timeline& timeline) {
+std::string figures(const Timeline& timeline, const std::vector<Total>& totals) {
     double inModule = 0;
-    for (const Total& total : totalsOf(timeline)) {
+    for (const Total& total : totals) {
         inModule += total.sum;
     }
     constexpr double kLongest = 9e18;
@@ -123,8 +123,9 @@ std::string fileNames(const Timeline& timeline) {
 // --- The data
 // ---------------------------------------------------------------------------------------------------------
 
-Json columnsOf(const Timeline& timeline) {
-    std::array<Json, 8> columns;
+/// The calls as columns. `handles` gets the texts of their sessions: handles may be larger than a script counts.
+Json columnsOf(const Timeline& timeline, Texts& handles) {
+    std::array<Json, 9> columns;
     columns.fill(Json::array());
     for (const PlacedCall& placed : timeline.calls) {
         const Call& call = placed.call;
@@ -137,9 +138,10 @@ Json columnsOf(const Timeline& timeline) {
         columns[5].push_back(call.hasFailed ? (isExpected ? 2 : 1) : 0);
         columns[6].push_back(placed.command);
         columns[7].push_back(placed.script);
+        columns[8].push_back(call.session ? std::int64_t{handles.numberOf(std::to_string(*call.session))} : -1);
     }
-    constexpr std::array<const char*, 8> kNames = {"shown",  "duration", "function", "result",
-                                                   "detail", "failed",   "command",  "script"};
+    constexpr std::array<const char*, 9> kNames = {"shown",  "duration", "function", "result", "detail",
+                                                   "failed", "command",  "script",   "session"};
     Json object;
     for (std::size_t i = 0; i < kNames.size(); ++i) {
         object[kNames[i]] = std::move(columns[i]);
@@ -198,13 +200,16 @@ Json spansOf(const Timeline& timeline) {
 
 /// The data as JSON in which nothing ends the element that it stands in.
 std::string dataOf(const Timeline& timeline) {
+    Texts handles;
+    Json calls = columnsOf(timeline, handles);
     Json data = {{"start", std::to_string(timeline.start)},
                  {"length", timeline.length},
                  {"failureColour", kFailureColour},
                  {"functions", functionsOf(timeline)},
                  {"results", textsOf(timeline.results)},
                  {"details", textsOf(timeline.details)},
-                 {"calls", columnsOf(timeline)},
+                 {"calls", std::move(calls)},
+                 {"sessions", textsOf(handles)},
                  {"threads", threadsOf(timeline)},
                  {"spans", spansOf(timeline)},
                  {"kinds", Json::array()},
@@ -272,15 +277,16 @@ std::string filled(std::string_view page, const std::vector<std::pair<std::strin
 
 std::string pageOf(const Timeline& timeline) {
     const std::string files = escaped(fileNames(timeline));
+    const std::vector<Total> totals = totalsOf(timeline);
     return filled(kPageHtml.text, {{"POLICY", policy()},
                                    {"TITLE", files},
                                    {"STYLE", std::string(kPageStyle.text)},
                                    {"SOURCE", files + " &middot; from " + escaped(instantText(timeline.start))},
-                                   {"FIGURES", figures(timeline)},
+                                   {"FIGURES", figures(timeline, totals)},
                                    {"NOTES", notes(timeline)},
                                    {"FAILURES", failureTable(timeline)},
                                    {"SPANS", spanTable(timeline)},
-                                   {"TOTALS", totalRows(timeline)},
+                                   {"TOTALS", totalRows(totals)},
                                    {"VERSION", P11HOST_VERSION},
                                    {"DATA", dataOf(timeline)},
                                    {"CHART", std::string(kPageChart.text)},

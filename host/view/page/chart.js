@@ -233,9 +233,9 @@ class Chart {
   }
 
   drawSpans(pen, row, width) {
-    for (const number of row.spans) {
+    row.spans.forEach((number, at) => {
       const span = this.data.spans[number];
-      if (span.end < this.from || span.begin > this.to) continue;
+      if (span.end < this.from || span.begin > this.to) return;
       const from = Math.max(this.place(span.begin, width), GUTTER - 2);
       const wide = Math.max(Math.min(this.place(span.end, width), width) - from, 2);
       pen.fillStyle = span.error ? "#fbe4e7" : "#e4ebf3";
@@ -243,13 +243,13 @@ class Chart {
       pen.fillRect(from, row.y + 2, wide, BAR);
       pen.strokeRect(from + 0.5, row.y + 2.5, wide - 1, BAR - 1);
       pen.fillStyle = span.error ? this.data.failureColour : "#1d2733";
-      this.spanLabel(pen, row, number, from, wide, width);
-    }
+      this.spanLabel(pen, row, at, from, wide, width);
+    });
   }
 
   // In the bar when the name fits; else behind it or before it, where no other bar is.
-  spanLabel(pen, row, number, from, wide, width) {
-    const span = this.data.spans[number], at = row.spans.indexOf(number);
+  spanLabel(pen, row, at, from, wide, width) {
+    const span = this.data.spans[row.spans[at]];
     const name = span.name + (span.error ? ", ERROR " + span.error : ""), need = pen.measureText(name).width + 8;
     const next = row.spans[at + 1], before = row.spans[at - 1];
     const free = next === undefined ? width : Math.min(this.place(this.data.spans[next].begin, width), width);

@@ -93,11 +93,10 @@ function rowOf(call) {
 
 function facts(call) {
   const all = data.calls, thread = data.threads[rowOf(call).index], real = chart.realTime(all.shown[call]);
-  const session = rowOf(call).lane.sessions.find(([, begin, end]) => all.shown[call] >= begin && all.shown[call] <= end);
   const list = [["Result", data.results[all.result[call]]], ["Began", instant(real)],
     ["After the first call", durationText(real)], ["Took", durationText(all.duration[call])],
     ["Process, thread", thread.process + ", " + thread.thread]];
-  if (session) list.push(["Session", String(session[0])]);
+  if (all.session[call] >= 0) list.push(["Session", data.sessions[all.session[call]]]);
   for (const [name, number] of [["Command", all.command[call]], ["Script", all.script[call]]]) {
     if (number >= 0) list.push([name, data.spans[number].name]);
   }

@@ -458,3 +458,29 @@ TEST(Picture, holdsNoCharacterThatXmlForbids) {
 
 } // namespace
 } // namespace host::view
+std::size_t countOf(const std::string& part, const std::string& text) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) {
+        ++count;
+    }
+    return count;
+}
+
+TEST(Page, eachCallHasItsSession) {
+    const std::string page = pageOf(timelineOf({{"C_Initialize"},
+                                                {"C_OpenSession", 2 * kMs, kMs, "\"slot\":0", "\"session\":7"},
+                                                {"C_Login", 4 * kMs, kMs, "\"session\":18446744073709551615"},
+                                                {"C_Sign", 6 * kMs, kMs, "\"session\":7"}}));
+    EXPECT_THAT(page, HasSubstr("\"session\":[-1,0,1,0]"));
+    EXPECT_THAT(page, HasSubstr("\"sessions\":[\"7\",\"18446744073709551615\"]"));
+}
+
+TEST(Page, charactersThatTurnTheTextAroundThemAreWrittenAsNumbers) {
+    const std::string turned = "\"label\":\"a\u202Eb\u2066\xEF\xBF\xBF\"";
+    const std::string page =
+        pageOf(timelineOf({{"C_Login", 0, kMs, turned}, {"C_Sign", 2 * kMs, kMs, "\"label\":\"ä\""}}));
+    EXPECT_THAT(page, HasSubstr("a\\\\u202eb\\\\u2066\\\\uffff"));
+    EXPECT_THAT(page, Not(HasSubstr("\u202E")));
+    EXPECT_THAT(page, HasSubstr("ä"));
+}
+
