@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <map>
 
 #include "host/plugin/Texts.h"
 #include "host/view/Kinds.h"
@@ -18,8 +19,10 @@ constexpr double kRight = 20;
 constexpr double kTop = 92;
 constexpr double kRow = 20;
 constexpr double kBar = 14;
-constexpr double kLetter = 6.2; // about the width of a character
+constexpr double kLetter = 6.2;    // about the width of a character
+constexpr double kLeastStep = 0.5; // what begins and ends closer to the one before is not drawn
 constexpr int kTicks = 8;
+constexpr std::uint32_t kNoResult = ~std::uint32_t{0};
 constexpr const char* kEndsHere = " text-anchor=\"end\"";
 
 std::string number(double value) {
@@ -161,24 +164,32 @@ private:
             return;
         }
         m_text += label(32, m_y + 12, name, " fill=\"#5b6775\"");
+        std::array<double, 2> drawn = {}; // where the last one that succeeded ends, and the last one that failed
         for (const std::size_t i : spans) {
             const Span& span = m_timeline.spans[i];
-            const double x = place(span.begin);
-            const double width = std::max(place(span.end) - x, 1.5);
-            const bool hasFailed = !span.error.empty();
-            m_text += rectangle(x, m_y + 1, width, kBar, hasFailed ? "#fbe4e7" : "#e4ebf3",
-                                std::string(" rx=\"2\" stroke=\"") + (hasFailed ? kFailureColour : "#9fb0c3") + "\"") +
-                      "><title>" + escaped(span.name) + "</title></rect>\n";
-            const bool isInside = !fitting(span.name, width - 6).empty();
-            const bool isAlone = spans.size() == 1;
-            const double need = kLetter * static_cast<double>(columns(printable(span.name))) + 6;
-            const bool isBefore = !isInside && x + width + need > kWidth;
-            const double from = isInside ? x + 4 : (isBefore ? x - 3 : x + width + 3);
-            m_text += isInside || isAlone ? label(from, m_y + 12, span.name,
-                                                  std::string(" font-size=\"10\"") + (isBefore ? kEndsHere : ""))
-                                          : "";
+            const double end = std::max(place(span.end), place(span.begin) + 1.5);
+            double& last = drawn[span.error.empty() ? 0 : 1];
+            if (end >= last + kLeastStep) {
+                drawSpan(span, end, spans.size() == 1);
+                last = end;
+            }
         }
         m_y += kRow;
+    }
+
+    void drawSpan(const Span& span, double end, bool isAlone) {
+        const double x = place(span.begin);
+        const bool hasFailed = !span.error.empty();
+        m_text += rectangle(x, m_y + 1, end - x, kBar, hasFailed ? "#fbe4e7" : "#e4ebf3",
+                            std::string(" rx=\"2\" stroke=\"") + (hasFailed ? kFailureColour : "#9fb0c3") + "\"") +
+                  "><title>" + escaped(span.name) + "</title></rect>\n";
+        const bool isInside = !fitting(span.name, end - x - 6).empty();
+        const double need = kLetter * static_cast<double>(columns(printable(span.name))) + 6;
+        const bool isBefore = !isInside && end + need > kWidth;
+        const double from = isInside ? x + 4 : (isBefore ? x - 3 : end + 3);
+        m_text += isInside || isAlone
+                      ? label(from, m_y + 12, span.name, std::string(" font-size=\"10\"") + (isBefore ? kEndsHere : ""))
+                      : "";
     }
 
     void drawLane(const Lane& lane) {
@@ -189,11 +200,14 @@ private:
             name = countText(lane.sessions.size(), "session");
         }
         m_text += label(32, m_y + 12, name, " fill=\"#5b6775\"");
+        double drawn = 0;
         for (const SessionSpan& session : lane.sessions) {
             const double x = place(session.begin);
-            m_text += rectangle(x, m_y - 1, std::max(place(session.end) - x, 1.0), kBar + 4, "#f0f3f7",
-                                " stroke=\"#dbe2ea\"") +
-                      "/>\n";
+            const double end = std::max(place(session.end), x + 1);
+            if (end >= drawn + kLeastStep) {
+                m_text += rectangle(x, m_y - 1, end - x, kBar + 4, "#f0f3f7", " stroke=\"#dbe2ea\"") + "/>\n";
+                drawn = end;
+            }
         }
         drawBars(lane);
         m_y += kRow;
@@ -210,23 +224,27 @@ private:
     void drawBars(const Lane& lane) {
         Bar bar;
         double labelled = 0;
-        std::array<double, kKinds.size() + 1> taken = {}; // the half pixel that each pattern has filled last
+        std::map<std::pair<std::uint32_t, std::uint32_t>, double>
+            taken; // the half pixel that each look has filled last
         for (const std::size_t i : lane.calls) {
             const PlacedCall& placed = m_timeline.calls[i];
+            const Call& call = placed.call;
             const double from = place(placed.shown);
-            const double to = std::max(place(placed.shown + placed.call.duration), from + 0.8);
-            const auto kind = static_cast<std::size_t>(kindOf(m_timeline.functions[placed.call.function]));
-            const std::size_t pattern = placed.call.hasFailed ? kKinds.size() : kind;
-            if (!placed.call.hasFailed && to - from < 1 && taken[pattern] == std::floor(from * 2)) {
+            const double to = std::max(place(placed.shown + call.duration), from + 0.8);
+            const auto kind = static_cast<std::uint32_t>(kindOf(m_timeline.functions[call.function]));
+            const std::size_t pattern = call.hasFailed ? kKinds.size() : kind;
+            const auto look = call.hasFailed ? std::pair(call.function, call.result) : std::pair(kind, kNoResult);
+            const auto [last, isFirst] = taken.try_emplace(look, std::floor(from * 2));
+            if (!isFirst && to - from < 1 && last->second == std::floor(from * 2)) {
                 continue;
             }
-            taken[pattern] = std::floor(from * 2);
-            const bool isSame = bar.count != 0 && bar.pattern == pattern && from <= bar.to + 0.2 &&
-                                (!placed.call.hasFailed || (placed.call.result == bar.call->result &&
-                                                            placed.call.function == bar.call->function));
+            last->second = std::floor(from * 2);
+            const bool isSame =
+                bar.count != 0 && bar.pattern == pattern && from <= bar.to + 0.2 &&
+                (!call.hasFailed || (call.result == bar.call->result && call.function == bar.call->function));
             if (!isSame) {
                 drawBar(bar, labelled);
-                bar = {from, to, pattern, &placed.call, 0};
+                bar = {from, to, pattern, &call, 0};
             }
             bar.to = std::max(bar.to, to);
             ++bar.count;

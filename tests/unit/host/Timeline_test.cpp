@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
+
 #include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
 #include "host/view/CallReader.h"
 #include "host/view/Pictures.h"
-#include "host/plugin/Texts.h"
 #include "host/view/Shown.h"
 #include "host/view/Statistics.h"
 #include "host/view/Timeline.h"
@@ -196,6 +198,45 @@ TEST(Sessions, thoseOfOneSlotOrOneProcessAreClosedTogether) {
     EXPECT_EQ(countWith({"C_CloseAllSessions", 10 * kMs, kMs, slot0}), 6U) << "session 1 is now one of slot 1";
 }
 
+/// As many sessions of one process as calls of this function by another one.
+Calls sessionsBeside(const std::string& function, std::uint64_t count) {
+    Calls calls;
+    calls.results.numberOf("CKR_OK");
+    calls.details.numberOf("{}");
+    for (std::uint64_t i = 0; i < count; ++i) {
+        Call call;
+        call.time = kStart + static_cast<std::int64_t>(i) * kMs;
+        call.number = i;
+        call.process = 2;
+        call.function = calls.functions.numberOf(function);
+        calls.all.push_back(call);
+        call.process = 1;
+        call.function = calls.functions.numberOf("C_OpenSession");
+        call.session = i;
+        call.slot = 0;
+        calls.all.push_back(call);
+    }
+    return calls;
+}
+
+TEST(Sessions, toCloseThoseOfOneProcessTakesNoLookAtTheOthers) {
+    const auto workOf = [](const std::string& function) {
+        constexpr std::uint64_t kCount = 10'000;
+        std::clock_t least = std::numeric_limits<std::clock_t>::max();
+        for (int i = 0; i < 3; ++i) {
+            Calls calls = sessionsBeside(function, kCount);
+            const std::clock_t begin = std::clock();
+            EXPECT_EQ(makeTimeline(std::move(calls), Trace()).sessions, kCount);
+            least = std::min(least, std::clock() - begin);
+        }
+        return least;
+    };
+    const std::clock_t other = workOf("C_GetInfo");
+    for (const char* closing : {"C_CloseAllSessions", "C_Finalize"}) {
+        EXPECT_LT(workOf(closing), 4 * other) << closing;
+    }
+}
+
 TEST(Sessions, thoseOfOneTimeHaveRowsOfTheirOwnUpToALimit) {
     std::vector<Line> lines;
     for (int i = 0; i < 300; ++i) {
@@ -253,6 +294,24 @@ TEST(UnfinishedCalls, aNumberThatComesAgainBelongsToAnotherProcess) {
     EXPECT_THAT(timeline.notes, IsEmpty());
 }
 
+TEST(UnfinishedCalls, aLowerNumberThatBeganLaterBelongsToAnotherProcess) {
+    // The record begins in the middle of the first process: what was before is gone with a rotation.
+    const Timeline timeline = timelineOf(std::vector<Line>{{.call = "C_Initialize", .number = 501},
+                                                           {.call = "C_Initialize", .time = 60'000 * kMs, .number = 1},
+                                                           {.call = "C_Login", .time = 60'002 * kMs, .number = 2}});
+    EXPECT_THAT(timeline.notes, IsEmpty());
+}
+
+TEST(UnfinishedCalls, aCallThatTookLongIsNoOtherProcess) {
+    // Its line comes behind those of calls that began after it.
+    const Timeline timeline = timelineOf(
+        std::vector<Line>{{.call = "C_Initialize", .number = 1},
+                          {.call = "C_Login", .time = 90'000 * kMs, .thread = 2, .number = 3},
+                          {.call = "C_WaitForSlotEvent", .time = 2 * kMs, .duration = 95'000 * kMs, .number = 2},
+                          {.call = "C_Sign", .time = 98'000 * kMs, .number = 4}});
+    EXPECT_THAT(timeline.notes, IsEmpty());
+}
+
 TEST(Axis, aLongPauseIsShort) {
     const std::int64_t hour = 3600 * 1000 * kMs;
     const Timeline timeline = timelineOf(std::vector<Line>{{"C_Initialize", 0, 10 * kMs}, {"C_Login", hour, 10 * kMs}});
@@ -294,24 +353,6 @@ TEST(Axis, pausesBetweenCallsOfNoLengthStandApart) {
 
 std::string traced(const std::string& time, int level, const std::string& text, const char* module = "ZEL-COE-PKCS11") {
     return "{\"time\":\"" + time + "Z\",\"thread\":77,\"module\":\"" + module +
-TEST(UnfinishedCalls, aLowerNumberThatBeganLaterBelongsToAnotherProcess) {
-    // The record begins in the middle of the first process: what was before is gone with a rotation.
-    const Timeline timeline = timelineOf(std::vector<Line>{{.call = "C_Initialize", .number = 501},
-                                                           {.call = "C_Initialize", .time = 60'000 * kMs, .number = 1},
-                                                           {.call = "C_Login", .time = 60'002 * kMs, .number = 2}});
-    EXPECT_THAT(timeline.notes, IsEmpty());
-}
-
-TEST(UnfinishedCalls, aCallThatTookLongIsNoOtherProcess) {
-    // Its line comes behind those of calls that began after it.
-    const Timeline timeline = timelineOf(
-        std::vector<Line>{{.call = "C_Initialize", .number = 1},
-                          {.call = "C_Login", .time = 90'000 * kMs, .thread = 2, .number = 3},
-                          {.call = "C_WaitForSlotEvent", .time = 2 * kMs, .duration = 95'000 * kMs, .number = 2},
-                          {.call = "C_Sign", .time = 98'000 * kMs, .number = 4}});
-    EXPECT_THAT(timeline.notes, IsEmpty());
-}
-
            "\",\"level\":" + std::to_string(level) + ",\"text\":\"" + text + "\"}\n";
 }
 
@@ -418,46 +459,6 @@ TEST(Page, allowsItsOwnScriptsAloneAndLoadsNothing) {
     EXPECT_THAT(page, Not(HasSubstr("@DATA@")));
 }
 
-TEST(Picture, callsThatShareAPixelShareABar) {
-    std::vector<Line> lines;
-    for (int i = 0; i < 20'000; ++i) {
-        lines.push_back({i % 2 == 0 ? "C_Sign" : "C_FindObjects", i * 2000, 1000});
-    }
-    const std::size_t ofTwenty = pictureOf(timelineOf(lines)).size();
-    lines.resize(10'000);
-    EXPECT_LT(ofTwenty, pictureOf(timelineOf(lines)).size() * 3 / 2) << "it grows with the pixels, not with the calls";
-}
-
-std::size_t countOf(const std::string& part, const std::string& text) {
-    std::size_t count = 0;
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) {
-        ++count;
-    }
-    return count;
-}
-
-TEST(Picture, pausesAreDrawnOnceForAllThreadsAndNoCloserThanTheyAreSeen) {
-    std::vector<Line> lines;
-    for (int i = 0; i < 2000; ++i) {
-        lines.push_back({.call = "C_Sign", .time = i * 60'000 * kMs, .process = i / 10, .thread = i / 10});
-    }
-    const Timeline timeline = timelineOf(lines);
-    ASSERT_EQ(timeline.threads.size(), 200U);
-    ASSERT_EQ(timeline.segments.size(), 2000U);
-    const std::size_t drawn = countOf("stroke-dasharray", pictureOf(timeline));
-    EXPECT_GT(drawn, 100U);
-    EXPECT_LE(drawn, 1280U / 2);
-}
-
-TEST(Picture, holdsNoCharacterThatXmlForbids) {
-    const std::string forbidden = "C_\xEF\xBF\xBE\xEF\xBF\xBF";
-    const std::string picture = pictureOf(timelineOf(std::vector<Line>{{forbidden, 0, kMs}}));
-    EXPECT_THAT(picture, HasSubstr("C_??"));
-    EXPECT_THAT(picture, Not(HasSubstr("\xEF\xBF\xBE")));
-}
-
-} // namespace
-} // namespace host::view
 std::size_t countOf(const std::string& part, const std::string& text) {
     std::size_t count = 0;
     for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) {
@@ -484,3 +485,61 @@ TEST(Page, charactersThatTurnTheTextAroundThemAreWrittenAsNumbers) {
     EXPECT_THAT(page, HasSubstr("ä"));
 }
 
+TEST(Picture, callsThatShareAPixelShareABar) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 20'000; ++i) {
+        lines.push_back({i % 2 == 0 ? "C_Sign" : "C_FindObjects", i * 2000, 1000});
+    }
+    const std::size_t ofTwenty = pictureOf(timelineOf(lines)).size();
+    lines.resize(10'000);
+    EXPECT_LT(ofTwenty, pictureOf(timelineOf(lines)).size() * 3 / 2) << "it grows with the pixels, not with the calls";
+}
+
+TEST(Picture, failuresAndSessionsThatShareAPixelShareABar) {
+    const auto sizeOf = [](int count) {
+        std::vector<Line> lines;
+        for (int i = 0; i < count; i += 4) {
+            const std::string session = "\"session\":" + std::to_string(i);
+            lines.push_back({"C_OpenSession", i * 2000, 1000, "\"slot\":0", session});
+            lines.push_back({"C_Sign", (i + 1) * 2000, 1000, session, "", "CKR_DEVICE_ERROR"});
+            lines.push_back({"C_Verify", (i + 2) * 2000, 1000, session, "", "CKR_SIGNATURE_INVALID"});
+            lines.push_back({"C_CloseSession", (i + 3) * 2000, 1000, session});
+        }
+        return pictureOf(timelineOf(lines)).size();
+    };
+    EXPECT_LT(sizeOf(16'000), sizeOf(8'000) * 3 / 2);
+}
+
+TEST(Picture, scriptsThatShareAPixelShareABarAndThoseThatFailedAreShown) {
+    Timeline timeline = timelineOf(std::vector<Line>{{"C_Sign", 0, 1000 * kMs}});
+    for (std::int64_t i = 0; i < 10'000; ++i) {
+        timeline.threads[0].scripts.push_back(timeline.spans.size());
+        timeline.spans.push_back({false, "signData", i * kMs / 10, i * kMs / 10 + 1, i == 5003 ? "80f5" : "", 1, 1});
+    }
+    const std::string picture = pictureOf(timeline);
+    EXPECT_LE(countOf("<title>signData", picture), 2 * 1280U);
+    EXPECT_EQ(countOf("#fbe4e7", picture), 1U);
+}
+
+TEST(Picture, pausesAreDrawnOnceForAllThreadsAndNoCloserThanTheyAreSeen) {
+    std::vector<Line> lines;
+    for (int i = 0; i < 2000; ++i) {
+        lines.push_back({.call = "C_Sign", .time = i * 60'000 * kMs, .process = i / 10, .thread = i / 10});
+    }
+    const Timeline timeline = timelineOf(lines);
+    ASSERT_EQ(timeline.threads.size(), 200U);
+    ASSERT_EQ(timeline.segments.size(), 2000U);
+    const std::size_t drawn = countOf("stroke-dasharray", pictureOf(timeline));
+    EXPECT_GT(drawn, 100U);
+    EXPECT_LE(drawn, 1280U / 2);
+}
+
+TEST(Picture, holdsNoCharacterThatXmlForbids) {
+    const std::string forbidden = "C_\xEF\xBF\xBE\xEF\xBF\xBF";
+    const std::string picture = pictureOf(timelineOf(std::vector<Line>{{forbidden, 0, kMs}}));
+    EXPECT_THAT(picture, HasSubstr("C_??"));
+    EXPECT_THAT(picture, Not(HasSubstr("\xEF\xBF\xBE")));
+}
+
+} // namespace
+} // namespace host::view
