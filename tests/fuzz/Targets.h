@@ -21,6 +21,8 @@ Target pkcs8;          ///< private keys
 Target play;           ///< random operations through the exported functions on a module with random answers
 Target record;         ///< the reader of records of calls
 Target replay;         ///< any calls answered from any record
+Target timeline;       ///< the page, the picture and the tables of any record and trace
+Target trace;          ///< the reader of traces
 Target tstring;        ///< TString against std::wstring
 Target uri;            ///< pkcs11: URIs
 Target utf8;           ///< UTF-8 and wide text against a plain model

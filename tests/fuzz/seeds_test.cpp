@@ -31,6 +31,8 @@ constexpr Replay kReplays[] = {
     {"play", Fuzz::play},
     {"record", Fuzz::record},
     {"replay", Fuzz::replay},
+    {"timeline", Fuzz::timeline},
+    {"trace", Fuzz::trace},
     {"tstring", Fuzz::tstring},
     {"uri", Fuzz::uri},
     {"utf8", Fuzz::utf8},
