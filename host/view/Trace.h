@@ -14,8 +14,8 @@ struct TracedSpan {
     std::uint64_t thread = 0;
     std::int64_t begin = 0; ///< nanoseconds since 1970; the trace counts microseconds
     std::int64_t end = 0;   ///< of the last line of its thread when the exit is missing
-    std::string error;     ///< the value of ERROR when the script failed; else empty
-    bool hasCalls = false; ///< the trace announces a call of the module
+    std::string error;      ///< the value of ERROR when the script failed; else empty
+    bool hasCalls = false;  ///< the trace announces a call of the module
 };
 
 /// The scripts and card commands of a trace, in the order of their beginnings.
