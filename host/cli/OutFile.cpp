@@ -6,16 +6,13 @@
 #include <system_error>
 
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 
 namespace host {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path pathOf(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
 
 /// Opens the file without changing what is in it, and removes it when it was not there before. What is no file (a pipe,
 /// a device, a folder) is left alone: opening it might have an effect.

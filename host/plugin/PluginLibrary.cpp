@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 #include "host/plugin/WatchedModule.h"
 #include "platform/LibrarySearch.h"
@@ -14,20 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path fromUtf8(const std::string& text) {
-    return {std::u8string(text.begin(), text.end())};
-}
-
-std::string toUtf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 /// Lets the system find what this library needs beside it.
 void searchBeside(const std::string& name) {
-    const fs::path file = fromUtf8(name);
+    const fs::path file = pathOf(name);
     if (file.is_absolute()) {
-        platform::alsoSearchLibrariesIn(toUtf8(file.parent_path().make_preferred()));
+        platform::alsoSearchLibrariesIn(utf8Of(file.parent_path().make_preferred()));
     }
 }
 
@@ -39,7 +31,7 @@ bool namesModule(const Zel::Parameter& parameter) {
 } // namespace
 
 std::string libraryFile(const std::string& name) {
-    const fs::path file = fromUtf8(name);
+    const fs::path file = pathOf(name);
     if (!file.has_parent_path()) {
         return name;
     }
@@ -49,15 +41,15 @@ std::string libraryFile(const std::string& name) {
         throw UsageError("cannot tell where \"" + printable(name) +
                          "\" is, for the current directory is not there; give the full path");
     }
-    return toUtf8(full);
+    return utf8Of(full);
 }
 
 std::optional<std::string> ownLibrary(const std::string& name) {
-    const fs::path folder = fromUtf8(platform::executablePath()).parent_path();
+    const fs::path folder = pathOf(platform::executablePath()).parent_path();
     std::error_code ignored;
-    for (const fs::path& place : {folder / fromUtf8(name), folder.parent_path() / "lib" / fromUtf8(name)}) {
+    for (const fs::path& place : {folder / pathOf(name), folder.parent_path() / "lib" / pathOf(name)}) {
         if (fs::exists(place, ignored)) {
-            return toUtf8(place);
+            return utf8Of(place);
         }
     }
     return std::nullopt;

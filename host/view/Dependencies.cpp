@@ -4,6 +4,7 @@
 #include <optional>
 #include <set>
 
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 #include "host/view/LibraryHeader.h"
 #include "platform/DynamicLibrary.h"
@@ -16,15 +17,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMostFiles = 256;
 
-fs::path pathOf(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
-
-std::string textOf(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 /// The file that a library's own folders have under this name: beside it, or where it says itself.
 std::optional<std::string> ownFile(const fs::path& folder, const LibraryHeader& header, const std::string& name) {
     std::vector<fs::path> places = {folder};
@@ -33,12 +25,12 @@ std::optional<std::string> ownFile(const fs::path& folder, const LibraryHeader& 
         const std::size_t at = searched.find(kOrigin);
         places.push_back(at == std::string::npos
                              ? pathOf(searched)
-                             : pathOf(std::string(searched).replace(at, kOrigin.size(), textOf(folder))));
+                             : pathOf(std::string(searched).replace(at, kOrigin.size(), utf8Of(folder))));
     }
     std::error_code ignored;
     for (const fs::path& place : places) {
         if (fs::is_regular_file(place / pathOf(name), ignored)) {
-            return textOf(place / pathOf(name));
+            return utf8Of(place / pathOf(name));
         }
     }
     return std::nullopt;

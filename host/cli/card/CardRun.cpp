@@ -1,11 +1,11 @@
 #include "host/cli/card/CardRun.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 
 #include "host/cli/OutFile.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 #include "platform/Process.h"
 
@@ -56,10 +56,6 @@ std::string moduleOf(const Options& options, const TokenChoice& choice) {
         return *choice.uri->modulePath;
     }
     throw UsageError("no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE");
-}
-
-std::filesystem::path pathOf(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
 }
 
 bool takesFile(const CardCommand& command) {

@@ -11,6 +11,7 @@
 #include "host/cli/card/CommonOptions.h"
 #include "host/cli/card/FileArguments.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 #include "host/scripts/Secrets.h"
 #include "host/x509/Name.h"
@@ -137,7 +138,7 @@ void read(CardRun& run) {
     }
     run.answer["certificates"] = std::move(list);
     const std::string out = run.arguments().value("--out").value_or("");
-    if (!out.empty() && isFolder(std::u8string(out.begin(), out.end()))) {
+    if (!out.empty() && isFolder(pathOf(out))) {
         deliverIntoFolder(run, certificates, isDer);
     } else {
         deliverAll(run, certificates, isDer);
