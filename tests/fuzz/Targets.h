@@ -15,6 +15,7 @@ Target base64;         ///< decoding and encoding against a plain model
 Target format;         ///< the wide formatter against printf
 Target hexadecimal;    ///< as base64
 Target job;            ///< the host's job reader and its steps
+Target library;        ///< the headers of ELF and PE files
 Target log;            ///< what the log library writes: every line is JSON and says what was logged
 Target parametervalue; ///< getValueFromEncoding
 Target pkcs8;          ///< private keys
