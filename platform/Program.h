@@ -28,6 +28,8 @@ public:
     ~Program();
 
     [[nodiscard]] InputStream& output() noexcept { return m_output; }
+    /// Ends the program hard. `wait` returns how it ended.
+    void end() noexcept;
     /// Waits for the end and returns the exit status; 128 + the number of the signal that ended it.
     [[nodiscard]] int wait() noexcept;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -31,6 +32,10 @@ public:
     /// Waits for bytes, copies at most `room` of them and returns their number, 0 at the end. nullopt on failure (see
     /// lastError) and after an interruption.
     [[nodiscard]] std::optional<std::size_t> read(char* target, std::size_t room) noexcept;
+
+    /// Waits until a pipe has bytes, has ended or has failed, so that `read` does not wait; what is no pipe on Windows
+    /// does not wait at all. Returns false when `limit` has passed, and after an interruption.
+    [[nodiscard]] bool waitFor(std::chrono::milliseconds limit) const noexcept;
 
     /// Returns true when others than the owner have any right to the file that is open here. Always false on Windows.
     [[nodiscard]] bool isOpenToOthers() const noexcept;

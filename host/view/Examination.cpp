@@ -2,17 +2,102 @@
 
 #include <array>
 #include <optional>
+#include <utility>
 
 #include "host/plugin/Errors.h"
 #include "host/view/JsonFields.h"
 #include "platform/Interruption.h"
 #include "platform/Program.h"
+#include "platform/Streams.h"
 
 namespace host {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kLongestLine = std::size_t{16} << 20U;
+
+/// What a program prints, read line by line as far as it may go.
+class Reading {
+public:
+    Reading(std::chrono::milliseconds limit, const std::function<void(const std::string& step)>& onStep)
+        : m_limit(limit), m_onStep(onStep) {
+        m_result.underWay = "starting the examination";
+    }
+
+    [[nodiscard]] const Examination& result() const noexcept { return m_result; }
+
+    void readAll(platform::InputStream& output) {
+        std::array<char, 4096> piece{};
+        while (m_result.stopped.empty() && waitFor(output)) {
+            const std::size_t count = output.read(piece.data(), piece.size()).value_or(0);
+            if (count == 0) {
+                return;
+            }
+            take({piece.data(), count});
+        }
+    }
+
+    /// Waits for the program's end.
+    [[nodiscard]] Examination ended(platform::Program& program) && {
+        m_result.isInterrupted = platform::interruption() != 0;
+        m_result.waited = Clock::now() - m_begin;
+        const int status = program.wait();
+        const bool isComplete = m_result.facts.contains("ended");
+        if (isComplete && m_result.stopped.empty()) {
+            m_result.underWay.clear();
+        } else if (isComplete) {
+            m_result.underWay = "ending the process";
+        } else if (!m_result.isInterrupted) {
+            const std::string end = platform::Program::describeEnd(status);
+            m_result.end = end.empty() ? "exit status " + std::to_string(status) : end;
+        }
+        return std::move(m_result);
+    }
+
+private:
+    bool waitFor(const platform::InputStream& output) {
+        const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_begin);
+        if (passed < m_limit && output.waitFor(m_limit - passed)) {
+            return true;
+        }
+        if (platform::interruption() == 0) {
+            const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(m_limit).count();
+            m_result.stopped = "did not end within " + std::to_string(seconds) + " s";
+        }
+        return false;
+    }
+
+    void take(std::string_view piece) {
+        for (const char c : piece) {
+            if (c != '\n') {
+                m_line += c;
+                continue;
+            }
+            takeLine();
+            m_line.clear();
+        }
+        if (m_line.size() > kLongestLine) {
+            m_result.stopped = "printed a line of more than 16 MiB into the report";
+        }
+    }
+
+    void takeLine() {
+        const std::string before = m_result.underWay;
+        m_result.take(m_line);
+        m_begin = Clock::now();
+        if (m_result.underWay != before) {
+            m_onStep(m_result.underWay);
+        }
+    }
+
+    std::chrono::milliseconds m_limit;
+    const std::function<void(const std::string& step)>& m_onStep;
+    Examination m_result;
+    std::string m_line;
+    Clock::time_point m_begin = Clock::now();
+};
 
 } // namespace
 
@@ -35,42 +120,18 @@ void Examination::take(std::string_view text) {
     }
 }
 
-Examination runExamination(const std::vector<std::string>& command,
+Examination runExamination(const std::vector<std::string>& command, std::chrono::milliseconds limit,
                            const std::function<void(const std::string& step)>& onStep) {
     std::optional<platform::Program> program = platform::Program::start(command);
     if (!program) {
         throw PluginError("cannot start \"" + command.front() + "\": " + platform::Program::lastError());
     }
-    Examination examination;
-    examination.underWay = "starting the examination";
-    std::string line;
-    std::array<char, 4096> piece{};
-    Clock::time_point begin = Clock::now();
-    while (const std::size_t count = program->output().read(piece.data(), piece.size()).value_or(0)) {
-        for (const char c : std::string_view(piece.data(), count)) {
-            if (c != '\n') {
-                line += c;
-                continue;
-            }
-            const std::string before = examination.underWay;
-            examination.take(line);
-            line.clear();
-            if (examination.underWay != before) {
-                begin = Clock::now();
-                onStep(examination.underWay);
-            }
-        }
+    Reading reading(limit, onStep);
+    reading.readAll(program->output());
+    if (!reading.result().stopped.empty()) {
+        program->end();
     }
-    examination.isInterrupted = platform::interruption() != 0;
-    examination.waited = Clock::now() - begin;
-    const int status = program->wait();
-    if (examination.facts.contains("ended")) {
-        examination.underWay.clear();
-    } else if (!examination.isInterrupted) {
-        const std::string end = platform::Program::describeEnd(status);
-        examination.end = end.empty() ? "exit status " + std::to_string(status) : end;
-    }
-    return examination;
+    return std::move(reading).ended(*program);
 }
 
 } // namespace host

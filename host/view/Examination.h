@@ -25,15 +25,20 @@ struct Examination {
     std::string underWay;                   ///< the step that was not finished; empty when the examination ended
     std::chrono::nanoseconds waited{};      ///< for this step
     std::string end;                        ///< how the process came to its end, when the module ended it
+    std::string stopped;                    ///< why the process was ended from here: "did not end within 120 s"
     bool isInterrupted = false;             ///< a person did not wait for the step
 
     /// Takes one line of the report. Other lines are ignored: a module may print what it likes.
     void take(std::string_view line);
 };
 
+/// How long a step may take before the examination is ended, if nothing else is asked for.
+inline constexpr std::chrono::seconds kStepLimit{120};
+
 /// Runs `command`, a program that examines a module and prints the report of CallReport, and reads it to the end.
-/// `onStep` gets each step before it is waited for. PluginError when the program cannot be started.
-[[nodiscard]] Examination runExamination(const std::vector<std::string>& command,
+/// `onStep` gets each step before it is waited for. The program is ended hard when a step takes longer than `limit`, or
+/// a line is longer than 16 MiB. PluginError when the program cannot be started.
+[[nodiscard]] Examination runExamination(const std::vector<std::string>& command, std::chrono::milliseconds limit,
                                          const std::function<void(const std::string& step)>& onStep);
 
 } // namespace host

@@ -10,6 +10,7 @@
 #include "host/inspect/FunctionTable.h"
 #include "host/inspect/InfoViews.h"
 #include "host/inspect/ModuleCalls.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/PluginLibrary.h"
 #include "host/plugin/Texts.h"
 #include "host/plugin/WatchedModule.h"
@@ -80,13 +81,12 @@ private:
         m_file = libraryFile(module);
         m_report.fact("file", m_file);
         m_report.step("reading the file");
-        const fs::path path = std::u8string(m_file.begin(), m_file.end());
+        const fs::path path = pathOf(m_file);
         if (path.has_parent_path() && !readHeader(m_file)) {
             return false;
         }
         if (path.is_absolute()) {
-            const std::u8string folder = path.parent_path().make_preferred().u8string();
-            platform::alsoSearchLibrariesIn({folder.begin(), folder.end()});
+            platform::alsoSearchLibrariesIn(utf8Of(path.parent_path().make_preferred()));
         }
         m_report.step("loading the module");
         m_library = platform::DynamicLibrary::load(toTString(m_file).c_str());

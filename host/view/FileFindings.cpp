@@ -1,10 +1,14 @@
 #include "host/view/FileFindings.h"
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <set>
 #include <vector>
 
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 #include "platform/FileRights.h"
 #include "platform/Process.h"
@@ -15,46 +19,68 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path pathOf(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
-
-std::string textOf(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
-/// A module that does nothing without its configuration.
+/// A module that does nothing without its configuration. Builds of a module differ in where it is by default.
 struct Configuration {
-    const char* module;    ///< part of the file's name
-    const char* variable;  ///< names the file instead; empty: no variable does
-    const char* inHome;    ///< below the user's folder; empty: no such file
-    const char* ofSystem;  ///< for all users
-    const char* tokensKey; ///< the setting that names the folder of the tokens; empty: no such setting
+    const char* module;                  ///< part of the file's name
+    const char* variable;                ///< names the file instead; empty: no variable does
+    const char* inHome;                  ///< below the user's folder; empty: no such file
+    std::array<const char*, 2> ofSystem; ///< for all users: the first that is there; may be empty
+    const char* tokensKey;               ///< the setting that names the folder of the tokens; empty: no such setting
+    const char* tokens;                  ///< that folder without the setting
     const char* remedy;
 };
 
 constexpr std::array<Configuration, 2> kConfigurations = {{
-    {"softhsm2", "SOFTHSM2_CONF", ".config/softhsm2/softhsm2.conf", "/etc/softhsm/softhsm2.conf",
+    {"softhsm2",
+     "SOFTHSM2_CONF",
+     ".config/softhsm2/softhsm2.conf",
+     {"/etc/softhsm/softhsm2.conf", "/etc/softhsm2.conf"},
      "directories.tokendir",
+     "/var/lib/softhsm/tokens",
      "Let SOFTHSM2_CONF name a configuration of your own, or ask the administrator to add you to the group softhsm."},
-    {"opencryptoki", "", "", "/etc/opencryptoki/opencryptoki.conf", "",
+    {"opencryptoki",
+     "",
+     "",
+     {"/etc/opencryptoki/opencryptoki.conf", ""},
+     "",
+     "",
      "Ask the administrator to add you to the group pkcs11, and whether pkcsslotd runs."},
 }};
 
+/// A pipe is not opened: that would be to wait for a writer.
 bool canRead(const fs::path& file) {
-    return std::ifstream(file).is_open();
+    std::error_code ignored;
+    return fs::is_regular_file(file, ignored) && std::ifstream(file).is_open();
 }
 
-/// The file that the module reads.
-fs::path fileOf(const Configuration& configuration) {
+/// Returns true also for what is in a folder that this user may not look into.
+bool mayBeThere(const fs::path& path) {
+    std::error_code ignored;
+    return fs::status(path, ignored).type() != fs::file_type::not_found;
+}
+
+/// The files that the module may read, in its order.
+std::vector<fs::path> placesOf(const Configuration& configuration) {
     const std::string named = *configuration.variable == '\0' ? "" : platform::environmentText(configuration.variable);
     if (!named.empty()) {
-        return pathOf(named);
+        return {pathOf(named)};
     }
-    const fs::path own = pathOf(platform::environmentText("HOME")) / configuration.inHome;
-    std::error_code ignored;
-    return *configuration.inHome != '\0' && fs::exists(own, ignored) ? own : fs::path(configuration.ofSystem);
+    std::vector<fs::path> places;
+    const std::string home = platform::environmentText("HOME");
+    if (*configuration.inHome != '\0' && !home.empty()) {
+        places.push_back(pathOf(home) / configuration.inHome);
+    }
+    for (const char* const place : configuration.ofSystem) {
+        if (*place != '\0') {
+            places.emplace_back(place);
+        }
+    }
+    return places;
+}
+
+std::string withoutBlanksAround(const std::string& text) {
+    const std::size_t begin = text.find_first_not_of(" \t");
+    return begin == std::string::npos ? "" : std::string(trimmed(text.substr(begin)));
 }
 
 /// The value of "KEY = VALUE"; empty without such a line.
@@ -62,30 +88,53 @@ std::string settingIn(const fs::path& file, const std::string& key) {
     std::ifstream lines(file);
     for (std::string line; std::getline(lines, line);) {
         const std::size_t equals = line.find('=');
-        if (equals != std::string::npos && line.substr(0, key.size()) == key) {
-            const std::size_t begin = line.find_first_not_of(" \t", equals + 1);
-            return begin == std::string::npos ? "" : std::string(trimmed(line.substr(begin)));
+        if (equals != std::string::npos && withoutBlanksAround(line.substr(0, equals)) == key) {
+            return withoutBlanksAround(line.substr(equals + 1));
         }
     }
     return {};
 }
 
-void addConfiguration(const Configuration& configuration, Findings& findings) {
-    const fs::path file = fileOf(configuration);
-    if (!canRead(file)) {
-        findings.push_back(
-            {Level::Warning, "the module's configuration " + textOf(file) + " cannot be read", configuration.remedy});
-        return;
-    }
-    const std::string tokens = *configuration.tokensKey == '\0' ? "" : settingIn(file, configuration.tokensKey);
+void addTokens(const Configuration& configuration, const fs::path& file, Findings& findings) {
+    const std::string set = settingIn(file, configuration.tokensKey);
+    const std::string tokens = set.empty() ? configuration.tokens : set;
     std::error_code error;
-    if (!tokens.empty()) {
-        [[maybe_unused]] const fs::directory_iterator look(pathOf(tokens), error);
-    }
+    [[maybe_unused]] const fs::directory_iterator look(pathOf(tokens), error);
     if (error) {
         findings.push_back(
             {Level::Warning, "the folder of the tokens, " + tokens + ", cannot be read", configuration.remedy});
     }
+}
+
+void addConfiguration(const Configuration& configuration, Findings& findings) {
+    const std::vector<fs::path> places = placesOf(configuration);
+    const auto file = std::find_if(places.begin(), places.end(), mayBeThere);
+    if (file == places.end()) {
+        std::vector<std::string> names;
+        std::transform(places.begin(), places.end(), std::back_inserter(names), utf8Of);
+        findings.push_back(
+            {Level::Warning, "the module's configuration was not found: " + joined(names), configuration.remedy});
+    } else if (!canRead(*file)) {
+        findings.push_back(
+            {Level::Warning, "the module's configuration " + utf8Of(*file) + " cannot be read", configuration.remedy});
+    } else if (*configuration.tokensKey != '\0') {
+        addTokens(configuration, *file, findings);
+    }
+}
+
+/// The file, and what it is a link to, one after the other.
+std::vector<fs::path> linksFrom(const fs::path& file) {
+    constexpr std::size_t kMostLinks = 40; // as many as the system follows
+    std::vector<fs::path> all = {file};
+    std::error_code error;
+    while (all.size() <= kMostLinks && fs::is_symlink(all.back(), error)) {
+        const fs::path target = fs::read_symlink(all.back(), error);
+        if (error) {
+            break;
+        }
+        all.push_back(all.back().parent_path() / target); // an absolute target stands alone
+    }
+    return all;
 }
 
 void addRights(const std::string& path, const char* what, Findings& findings) {
@@ -105,10 +154,17 @@ void addFileFindings(const std::string& file, Findings& findings) {
     const fs::path path = pathOf(file);
     std::error_code ignored;
     if (path.is_absolute() && fs::exists(path, ignored)) {
-        addRights(file, "the module's file", findings);
-        addRights(textOf(path.parent_path()), "the module's folder", findings);
+        std::set<std::string> folders; // whoever changes one of them puts another file or link there
+        const std::vector<fs::path> links = linksFrom(path);
+        for (const fs::path& link : links) {
+            folders.insert(utf8Of(fs::weakly_canonical(link.parent_path(), ignored)));
+        }
+        addRights(utf8Of(links.back()), "the module's file", findings);
+        for (const std::string& folder : folders) {
+            addRights(folder, "the module's folder", findings);
+        }
     }
-    const std::string name = textOf(path.filename());
+    const std::string name = utf8Of(path.filename());
     for (const Configuration& configuration : kConfigurations) {
         if (name.find(configuration.module) != std::string::npos) {
             addConfiguration(configuration, findings);

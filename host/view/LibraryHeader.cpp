@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/plugin/Paths.h"
 #include "host/view/FilePieces.h"
 
 namespace host {
@@ -220,13 +221,19 @@ LibraryHeader readLibraryHeader(std::istream& stream) {
 }
 
 std::optional<LibraryHeader> libraryHeaderOf(const std::string& path) {
-    const std::filesystem::path name = std::u8string(path.begin(), path.end());
+    const std::filesystem::path name = pathOf(path);
     std::error_code ignored;
-    std::ifstream file(name, std::ios::binary);
-    if (!std::filesystem::is_regular_file(name, ignored) || !file) {
+    const std::filesystem::file_status status = std::filesystem::status(name, ignored);
+    if (!std::filesystem::exists(status)) {
         return std::nullopt;
     }
-    return readLibraryHeader(file);
+    if (!std::filesystem::is_regular_file(status)) { // to open a pipe would be to wait for a writer
+        LibraryHeader header;
+        header.format = std::filesystem::is_directory(status) ? "folder" : "pipe or device";
+        return header;
+    }
+    std::ifstream file(name, std::ios::binary);
+    return file ? std::optional(readLibraryHeader(file)) : std::nullopt;
 }
 
 std::string describe(const LibraryHeader& header) {

@@ -10,7 +10,7 @@ namespace host {
 /// What the first bytes of a library's file say, of whatever system it is. The file may be anything: what it announces
 /// is bounded, and what does not fit into it is left out.
 struct LibraryHeader {
-    std::string format;                ///< "ELF", "PE", or what else it looks like: "text", "Mach-O", "empty" …
+    std::string format;                ///< "ELF", "PE", or what else it is: "text", "Mach-O", "empty", "folder" …
     unsigned int bits = 0;             ///< 32 or 64; 0 where the format does not say
     std::string machine;               ///< "x86-64", "AArch64" …, "machine 0x1234" for an unknown one
     bool isLibrary = false;            ///< a shared object or a DLL
@@ -19,7 +19,7 @@ struct LibraryHeader {
 };
 
 [[nodiscard]] LibraryHeader readLibraryHeader(std::istream& file);
-/// The same for the file with this UTF-8 name; nullopt when it cannot be opened.
+/// The same for the file with this UTF-8 name; nullopt when it cannot be opened. Only a regular file is opened.
 [[nodiscard]] std::optional<LibraryHeader> libraryHeaderOf(const std::string& path);
 
 /// "ELF, 64 bits, x86-64"; for what is no library, "text".

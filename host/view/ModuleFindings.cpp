@@ -16,17 +16,23 @@ std::string seconds(std::chrono::nanoseconds duration) {
     return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(duration).count()) + " s";
 }
 
+constexpr const char* kHangs = "The module hangs there: look whether the reader is plugged in, whether its service "
+                               "runs, and whether another program holds the card..";
+
 /// The end of the process, or a person's, in the middle of a step.
 void addEnd(const Examination& examination, Findings& findings) {
     if (examination.underWay.empty()) {
         return;
     }
-    if (examination.isInterrupted) {
+    if (!examination.stopped.empty()) {
+        findings.push_back({Level::Fault,
+                            examination.underWay + " " + examination.stopped + "; the examination was ended there",
+                            kHangs});
+    } else if (examination.isInterrupted) {
         findings.push_back(
             {Level::Fault,
              examination.underWay + " was under way for " + seconds(examination.waited) + " when you interrupted it",
-             "The module hangs there: look whether the reader is plugged in, whether its service runs, "
-             "and whether another program holds the card."});
+             kHangs});
     } else {
         findings.push_back({Level::Fault,
                             "the module ended the process in " + examination.underWay + " (" + examination.end + ")",
@@ -75,11 +81,22 @@ bool addLoading(const Json& facts, Findings& findings) {
     return false;
 }
 
+bool isAmong(const std::string& function, const std::vector<const char*>& functions) {
+    return std::find(functions.begin(), functions.end(), function) != functions.end();
+}
+
+/// The scripts, and kinds of objects of a script that needs it for these alone.
 std::vector<std::string> scriptsThatNeed(const std::string& function) {
     std::vector<std::string> names;
     for (const ScriptNeeds& script : scriptNeeds()) {
-        if (std::find(script.functions.begin(), script.functions.end(), function) != script.functions.end()) {
+        if (isAmong(function, script.functions)) {
             names.emplace_back(script.script);
+            continue;
+        }
+        for (const ObjectNeeds& object : script.objects) {
+            if (isAmong(function, object.functions)) {
+                names.push_back(std::string(script.script) + " of " + object.type);
+            }
         }
     }
     return names;

@@ -18,12 +18,19 @@ enum TokenNeed : unsigned int {
     kSignsWithRsa = 1U << 6U,
 };
 
-/// What a script calls when all goes well: without one of these functions it fails, or leaves the
-/// card logged in.
+/// What one kind of object needs beside what its script needs for all of them.
+struct ObjectNeeds {
+    const char* type; ///< value of OBJ_TYPE
+    std::vector<const char*> functions;
+};
+
+/// What a script calls when all goes well, alone or behind others of the same executor: without one of these functions
+/// it fails, or leaves the card logged in.
 struct ScriptNeeds {
     const char* script;
     std::vector<const char*> functions;
-    unsigned int token; ///< sum of TokenNeed
+    unsigned int token;               ///< sum of TokenNeed
+    std::vector<ObjectNeeds> objects; ///< for kinds of objects that need more
 };
 
 /// One row for each script, in the order of the scripts' table.

@@ -69,9 +69,10 @@ Json slotJson(const CK_SLOT_INFO& info) {
               {"hardware", (info.flags & CKF_HW_SLOT) != 0}}}};
 }
 
-Json mechanismJson(CK_MECHANISM_TYPE type, const CK_MECHANISM_INFO& info) {
+Json mechanismJson(CK_MECHANISM_TYPE type, const CK_MECHANISM_INFO& info, bool isDescribed) {
     return {{"name", mechanismName(type)},
             {"number", type},
+            {"described", isDescribed},
             {"smallestKey", info.ulMinKeySize},
             {"largestKey", info.ulMaxKeySize},
             {"flags", info.flags},
@@ -123,10 +124,9 @@ Json SlotExaminer::mechanisms(CK_SLOT_ID slot) const {
     Json list = Json::array();
     for (const CK_MECHANISM_TYPE type : listOf<CK_MECHANISM_TYPE>(askTypes, kMostMechanisms)) {
         CK_MECHANISM_INFO info{};
-        if (ask<&CK_FUNCTION_LIST::C_GetMechanismInfo>("C_GetMechanismInfo", slot, type, &info) != CKR_OK) {
-            info = {};
-        }
-        list.push_back(mechanismJson(type, info));
+        const bool isDescribed =
+            ask<&CK_FUNCTION_LIST::C_GetMechanismInfo>("C_GetMechanismInfo", slot, type, &info) == CKR_OK;
+        list.push_back(mechanismJson(type, isDescribed ? info : CK_MECHANISM_INFO{}, isDescribed));
     }
     return list;
 }

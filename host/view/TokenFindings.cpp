@@ -41,15 +41,28 @@ void addPin(const std::string& whose, const std::string& state, bool isUser, Fin
     }
 }
 
-/// Whether the token's mechanisms have this one, for RSA keys of 2048 bits.
-bool hasMechanism(const Json& slot, std::uint64_t number, const char* ability) {
+/// Whether the token's mechanisms lack this one, for RSA keys of 2048 bits. A module that lists no mechanisms, or does
+/// not describe this one, leaves open what the token can do.
+bool lacksMechanism(const Json& slot, std::uint64_t number, const char* ability) {
     constexpr std::uint64_t kBits = 2048;
-    const Json mechanisms = slot.value("mechanisms", Json::array());
-    return std::any_of(mechanisms.begin(), mechanisms.end(), [&](const Json& mechanism) {
+    const Json mechanisms = listIn(slot, "mechanisms");
+    return !mechanisms.empty() && std::none_of(mechanisms.begin(), mechanisms.end(), [&](const Json& mechanism) {
         const std::uint64_t largest = mechanism.value("largestKey", std::uint64_t{0});
-        return mechanism.value("number", std::uint64_t{0}) == number && holds(mechanism, ability) &&
-               (largest == 0 || largest >= kBits) && mechanism.value("smallestKey", std::uint64_t{0}) <= kBits;
+        return mechanism.value("number", std::uint64_t{0}) == number &&
+               (!mechanism.value("described", true) ||
+                (holds(mechanism, ability) && (largest == 0 || largest >= kBits) &&
+                 mechanism.value("smallestKey", std::uint64_t{0}) <= kBits));
     });
+}
+
+std::vector<std::string> missingOf(const std::vector<const char*>& functions, const Json& missing) {
+    std::vector<std::string> reasons;
+    for (const char* const function : functions) {
+        if (std::find(missing.begin(), missing.end(), function) != missing.end()) {
+            reasons.push_back(std::string(function) + " is missing");
+        }
+    }
+    return reasons;
 }
 
 /// What the token lacks of what a script needs, in words.
@@ -69,9 +82,9 @@ std::vector<std::string> reasonsOfToken(unsigned int needs, const Json& slot) {
         {(needs & kUserPin) != 0 && isUserLocked, "the user PIN is locked"},
         {(needs & kUserPin) != 0 && userPin == "to be changed", "the user PIN has to be changed"},
         {(needs & kOfficerPin) != 0 && isOfficerLocked, "the security officer's PIN is locked"},
-        {(needs & kMakesRsaKeys) != 0 && !hasMechanism(slot, 0, "generatesKeyPairs"),
+        {(needs & kMakesRsaKeys) != 0 && lacksMechanism(slot, 0, "generatesKeyPairs"),
          "the token makes no RSA keys of 2048 bits (CKM_RSA_PKCS_KEY_PAIR_GEN)"},
-        {(needs & kSignsWithRsa) != 0 && !hasMechanism(slot, 1, "signs"),
+        {(needs & kSignsWithRsa) != 0 && lacksMechanism(slot, 1, "signs"),
          "the token does not sign with RSA (CKM_RSA_PKCS)"},
         {(needs & kSomePin) != 0 && isUserLocked && isOfficerLocked, "both PINs are locked"},
     }};
@@ -118,17 +131,19 @@ void addTokenFindings(const Json& slot, Findings& findings) {
 Json judgeScripts(const Json& missing, const Json& slot) {
     Json list = Json::array();
     for (const ScriptNeeds& script : scriptNeeds()) {
-        std::vector<std::string> reasons;
-        for (const char* const function : script.functions) {
-            if (std::find(missing.begin(), missing.end(), function) != missing.end()) {
-                reasons.push_back(std::string(function) + " is missing");
-            }
-        }
+        std::vector<std::string> reasons = missingOf(script.functions, missing);
         if (slot.contains("token")) {
             const std::vector<std::string> more = reasonsOfToken(script.token, slot);
             reasons.insert(reasons.end(), more.begin(), more.end());
         }
-        list.push_back({{"script", script.script}, {"works", reasons.empty()}, {"reasons", reasons}});
+        Json limits = Json::array();
+        for (const ObjectNeeds& object : script.objects) {
+            for (const std::string& reason : missingOf(object.functions, missing)) {
+                limits.push_back(std::string("no ") + object.type + ": " + reason);
+            }
+        }
+        list.push_back(
+            {{"script", script.script}, {"works", reasons.empty()}, {"reasons", reasons}, {"limits", limits}});
     }
     return list;
 }

@@ -90,15 +90,21 @@ Program::~Program() {
     [[maybe_unused]] const int status = wait();
 }
 
+void Program::end() noexcept {
+    if (m_process != nullptr) {
+        ::kill(processOf(m_process), SIGKILL);
+    }
+}
+
 int Program::wait() noexcept {
     if (m_process == nullptr) {
         return 0;
     }
+    if (interruption() != 0) {
+        end();
+    }
     const pid_t process = processOf(m_process);
     m_process = nullptr;
-    if (interruption() != 0) {
-        ::kill(process, SIGKILL);
-    }
     int status = 0;
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }

@@ -3,11 +3,13 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
 #include "platform/FileIdentity.h"
+#include "platform/Interruption.h"
 #include "platform/posix/WaitForInput.h"
 
 namespace platform {
@@ -100,6 +102,23 @@ std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noe
         }
     }
     return std::nullopt;
+}
+
+bool InputStream::waitFor(std::chrono::milliseconds limit) const noexcept {
+    using Clock = std::chrono::steady_clock;
+    constexpr int kPause = 50; // milliseconds between two looks for an interruption
+    const Clock::time_point begin = Clock::now();
+    while (interruption() == 0) {
+        struct pollfd input = {m_descriptor, POLLIN, 0};
+        const int ready = ::poll(&input, 1, kPause);
+        if (ready > 0 || (ready < 0 && errno != EINTR)) {
+            return true;
+        }
+        if (Clock::now() - begin >= limit) {
+            return false;
+        }
+    }
+    return false;
 }
 
 bool InputStream::isOpenToOthers() const noexcept {

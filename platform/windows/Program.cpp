@@ -84,12 +84,18 @@ Program::~Program() {
     [[maybe_unused]] const int status = wait();
 }
 
+void Program::end() noexcept {
+    if (m_process != nullptr) {
+        TerminateProcess(m_process, 1);
+    }
+}
+
 int Program::wait() noexcept {
     if (m_process == nullptr) {
         return 0;
     }
     if (interruption() != 0) {
-        TerminateProcess(m_process, 1);
+        end();
     }
     WaitForSingleObject(m_process, INFINITE);
     DWORD status = 0;

@@ -135,6 +135,25 @@ std::optional<std::size_t> InputStream::read(char* target, std::size_t room) noe
     return static_cast<std::size_t>(count);
 }
 
+bool InputStream::waitFor(std::chrono::milliseconds limit) const noexcept {
+    using Clock = std::chrono::steady_clock;
+    constexpr DWORD kPause = 10;
+    const auto pipe = reinterpret_cast<HANDLE>(_get_osfhandle(m_descriptor));
+    const Clock::time_point begin = Clock::now();
+    while (interruption() == 0) {
+        DWORD available = 0;
+        // Fails at the end of a pipe, and for what is no pipe.
+        if (PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) == 0 || available > 0) {
+            return true;
+        }
+        if (Clock::now() - begin >= limit) {
+            return false;
+        }
+        Sleep(kPause);
+    }
+    return false;
+}
+
 bool InputStream::isOpenToOthers() const noexcept {
     return false;
 }

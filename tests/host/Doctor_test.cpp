@@ -96,6 +96,7 @@ TEST(Doctor, saysWhichFunctionsAreMissingAndWhichScriptsNeedThem) {
     EXPECT_THAT(findings(answer, "note"), HasSubstr("functions that no script needs are missing: C_SeedRandom\n"));
     for (const json& script : answer.at("scripts").at(0).at("scripts")) {
         EXPECT_EQ(script.at("works"), script.at("script") != "writeData") << script;
+        EXPECT_EQ(script.at("limits"), json::array());
     }
 }
 
@@ -153,6 +154,17 @@ TEST(Doctor, saysWhereTheModuleHangsWhenInterrupted) {
     EXPECT_THAT(child.errors(), HasSubstr("C_GetSlotList was under way for "));
     EXPECT_THAT(contentOf(folder + "/report.txt"), HasSubstr("C_GetSlotList was under way for "));
     std::filesystem::remove_all(folder);
+}
+
+TEST(Doctor, endsAnExaminationThatTakesTooLong) {
+    const Outcome ended = run(doctor(module(), {"--json", "--time-limit", "1"}), "", {{"DOCTOR_FAULT", "hang"}});
+    EXPECT_EQ(ended.status, 3);
+    EXPECT_THAT(findings(answerOf(ended), "fault"),
+                HasSubstr("did not end within 1 s; the examination was ended there\n"));
+    for (const char* const limit : {"0", "86401", "x", "1s", ""}) {
+        EXPECT_EQ(run(doctor(module(), {"--time-limit", limit, "--out", "a"})).status, 2) << limit;
+    }
+    EXPECT_FALSE(std::filesystem::exists("a"));
 }
 
 // Neither the module nor the record sees a call that writes or logs in.

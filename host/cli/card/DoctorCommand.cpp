@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <charconv>
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include "host/card/CardFailure.h"
 #include "host/cli/Help.h"
@@ -15,6 +17,8 @@
 #include "host/view/Diagnosis.h"
 #include "host/view/Examination.h"
 #include "host/view/Examiner.h"
+#include "host/view/Findings.h"
+#include "host/view/JsonFields.h"
 #include "platform/Process.h"
 
 namespace host {
@@ -33,9 +37,24 @@ std::vector<std::string> commandFor(const CardRun& run, const std::optional<std:
     return command;
 }
 
+std::chrono::seconds timeLimit(const CardRun& run) {
+    constexpr int kMost = 86400;
+    const std::optional<std::string> text = run.arguments().value("--time-limit");
+    if (!text) {
+        return kStepLimit;
+    }
+    int seconds = 0;
+    const char* const end = text->data() + text->size();
+    const auto [last, error] = std::from_chars(text->data(), end, seconds);
+    if (error != std::errc() || last != end || seconds < 1 || seconds > kMost) {
+        throw UsageError("--time-limit takes a number of seconds, 1 to 86400");
+    }
+    return std::chrono::seconds(seconds);
+}
+
 Examination examine(CardRun& run, const std::optional<std::string>& record) {
     std::unique_ptr<Spinner> spinner;
-    return runExamination(commandFor(run, record), [&](const std::string& step) {
+    return runExamination(commandFor(run, record), timeLimit(run), [&](const std::string& step) {
         spinner.reset(); // one at a time
         if (run.drawsProgress()) {
             spinner = std::make_unique<Spinner>("examining the module: " + step, true,
@@ -67,6 +86,7 @@ void checkArguments(const CardRun& run, WriteTest writeTest) {
     if (run.arguments().has("--out") && run.watch()) {
         throw UsageError("--out and --watch exclude each other: the report has a record");
     }
+    static_cast<void>(timeLimit(run));
     if (!run.arguments().has("--write-test")) {
         return;
     }
@@ -79,9 +99,32 @@ void checkArguments(const CardRun& run, WriteTest writeTest) {
     }
 }
 
+/// The report as it stands when the module ends this process in this step of the write test.
+Json reportAt(const std::string& step, Json report) {
+    const std::string id = textIn(report.value("writeTest", Json()), "id");
+    const Finding finding = {
+        Level::Fault, "write test: p11host ended in the step \"" + step + "\"",
+        "The record shows the calls up to that one. " +
+            (id.empty() ? std::string("Nothing was written before it.")
+                        : "\"p11host remove --id " + id + "\" removes the test credential, if it is there.")};
+    Json findings = findingsJson({finding});
+    for (const Json& other : report["findings"]) {
+        findings.push_back(other);
+    }
+    report["findings"] = std::move(findings);
+    report["underWay"] = "write test: " + step;
+    report["verdict"] = nameOf(Verdict::Faults);
+    return report;
+}
+
+void write(const ReportFolder& folder, const Json& report) {
+    folder.write(jsonLine(report), doctorText(report, kReportWidth, ReportDepth::Whole));
+}
+
 /// Adds what the write test did. It runs in this process: a module that did not come through the examination is not
 /// called here.
-void addWriteTest(CardRun& run, WriteTest writeTest, const Examination& examination, Diagnosis& diagnosis) {
+void addWriteTest(CardRun& run, WriteTest writeTest, const Examination& examination, const ReportFolder* folder,
+                  Diagnosis& diagnosis) {
     if (diagnosis.verdict == Verdict::Unusable) {
         return; // the findings say why nothing can be written
     }
@@ -90,14 +133,26 @@ void addWriteTest(CardRun& run, WriteTest writeTest, const Examination& examinat
                           "the module did not come through the examination; nothing was written",
                           "The findings say where it ended.");
     }
-    const ExitStatus status = writeTest(run, diagnosis.report);
+    bool isFirst = true;
+    const ExitStatus status = writeTest(run, diagnosis.report, [&](const std::string& step) {
+        try {
+            if (folder != nullptr) {
+                write(*folder, reportAt(step, diagnosis.report));
+            }
+        } catch (const std::exception&) {
+            if (isFirst) {
+                throw; // nothing was written to the token
+            }
+        }
+        isFirst = false;
+    });
     run.status = status == ExitStatus::Success ? run.status : status;
 }
 
 /// Writes the report into the folder. Returns why that failed, when nothing else did.
 std::exception_ptr writeReport(CardRun& run, const ReportFolder& folder, const std::exception_ptr& failure) {
     try {
-        folder.write(jsonLine(run.answer), doctorText(run.answer, kReportWidth, ReportDepth::Whole));
+        write(folder, run.answer);
         run.text += "The report is in " + *run.arguments().value("--out") + ".\n";
     } catch (const std::exception& error) {
         if (!failure) {
@@ -129,7 +184,7 @@ void runDoctor(CardRun& run, WriteTest writeTest) {
             throw Interrupted();
         }
         if (run.arguments().has("--write-test")) {
-            addWriteTest(run, writeTest, examination, diagnosis);
+            addWriteTest(run, writeTest, examination, folder ? &*folder : nullptr, diagnosis);
         }
     } catch (const std::exception&) {
         failure = std::current_exception();
@@ -153,6 +208,7 @@ CardCommand doctorRow(void (*run)(CardRun& run)) {
                        {"--write-test", "", "Issue and remove a test credential on the token that is named"},
                        {"--pin", "SOURCE", "The user PIN for --write-test; default: prompt"},
                        kYesOption,
+                       {"--time-limit", "SECONDS", "End the examination when a step takes longer; default: 120"},
                        {"--calls", "", "Only make the calls, in this process, and print each as JSON"}}),
             "Says whether the module loads, what it lacks, how it is laid out, what its tokens\n"
             "can do, which scripts can work on them, how long its calls take, and what to do.\n"

@@ -97,6 +97,9 @@ std::string slotLine(const Json& slot) {
     text += token.value("readOnly", false) ? "; read-only" : "";
     text += "; user PIN " + (token.value("userPinSet", false) ? shown(token, "userPin") : "not set");
     text += ", officer's PIN " + shown(token, "soPin");
+    if (listIn(slot, "mechanisms").empty()) {
+        return text + "; its mechanisms are unknown";
+    }
     text += "; " + std::to_string(listIn(slot, "mechanisms").size()) + " mechanisms";
     const std::string sizes = keySizes(slot);
     return sizes.empty() ? text + ", no RSA keys made" : text + ", RSA keys made: " + sizes;
@@ -154,6 +157,12 @@ Rows scriptRows(const Json& report) {
                         std::to_string(working) + " of " + std::to_string(scripts.size()) + " can work"});
         for (const auto& [reason, names] : refusedScripts(scripts)) {
             rows.push_back({"  not", reason + ": " + joined(names)});
+        }
+        for (const Json& script : scripts) {
+            const std::vector<std::string> limits = textsOf(listIn(script, "limits"));
+            if (script.value("works", false) && !limits.empty()) {
+                rows.push_back({"  in part", shown(script, "script") + ": " + joined(limits)});
+            }
         }
     }
     return rows;

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "platform/AppendedFile.h"
 #include "platform/FileRights.h"
 
@@ -12,20 +13,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path pathOf(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
-
-std::string textOf(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 } // namespace
 
 ReportFolder::ReportFolder(const std::string& path) {
     std::error_code error;
-    m_path = textOf(fs::absolute(pathOf(path), error));
+    m_path = utf8Of(fs::absolute(pathOf(path), error));
     if (!fs::exists(fs::symlink_status(pathOf(m_path), error))) {
         if (!platform::makePrivateFolder(m_path)) {
             throw UsageError("--out: the folder \"" + path + "\" cannot be made; name one below a folder of your own");
@@ -49,10 +41,17 @@ void ReportFolder::write(const std::string& json, const std::string& text) const
 
 void ReportFolder::write(const char* name, const std::string& content) const {
     const std::string path = m_path + "/" + name;
+    const std::string next = path + ".new";
+    std::error_code error;
+    fs::remove(pathOf(next), error);
     platform::AppendedFile file;
-    const bool isWritten = file.open(path.c_str()) && file.append(content.data(), content.size()) == content.size();
+    const bool isWritten = file.open(next.c_str()) && file.append(content.data(), content.size()) == content.size();
     file.close();
-    if (!isWritten) {
+    if (isWritten) {
+        fs::rename(pathOf(next), pathOf(path), error);
+    }
+    if (!isWritten || error) {
+        fs::remove(pathOf(next), error);
         throw UsageError("--out: the file \"" + path + "\" cannot be written");
     }
 }

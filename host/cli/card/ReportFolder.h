@@ -12,7 +12,8 @@ public:
 
     /// The file for the record of the module's calls.
     [[nodiscard]] std::string record() const { return m_path + "/record.jsonl"; }
-    /// Writes "report.json" and "report.txt". UsageError when they cannot be written.
+    /// Writes "report.json" and "report.txt", or replaces those that were written before. UsageError when they cannot
+    /// be written; each is then as it was.
     void write(const std::string& json, const std::string& text) const;
 
 private:

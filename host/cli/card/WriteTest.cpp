@@ -49,7 +49,8 @@ bool isSame(const ObjectView& one, const ObjectView& other) {
 class Steps {
 public:
     /// The user is logged in. CardFailure when the objects cannot be read; nothing is written then.
-    Steps(Token& token, Json& report) : m_token(token), m_report(report), m_before(token.objects()) {
+    Steps(Token& token, Json& report, const BeforeStep& beforeStep)
+        : m_token(token), m_report(report), m_beforeStep(beforeStep), m_before(token.objects()) {
         m_report = {{"token", printable(token.info().label)},
                     {"id", hexadecimalText(m_id)},
                     {"steps", Json::array()},
@@ -98,6 +99,7 @@ public:
 private:
     template <class Step>
     bool take(const char* name, Step&& step) {
+        m_beforeStep(name);
         const auto begin = std::chrono::steady_clock::now();
         Json entry = {{"step", name}, {"done", true}};
         const auto fail = [&](ExitStatus status, const std::string& result, const std::string& reason) {
@@ -192,6 +194,7 @@ private:
 
     Token& m_token;
     Json& m_report;
+    const BeforeStep& m_beforeStep;
     std::vector<ObjectView> m_before;
     std::string m_id = newIdentifier(m_before);
     std::vector<ObjectView> m_left;
@@ -230,13 +233,14 @@ void addFindings(const Steps& steps, Json& report) {
     }
 }
 
-ExitStatus testWriting(CardRun& run, Json& report) {
+ExitStatus testWriting(CardRun& run, Json& report, const BeforeStep& beforeStep) {
+    beforeStep("find the token and log in");
     Token& token = run.token();
     refuseRisk(token);
     run.confirm("the write test on " + token.name(),
                 "Write a test key pair and a certificate to " + token.name() + " and remove them again?");
     loginUser(run, token);
-    Steps steps(token, report["writeTest"]);
+    Steps steps(token, report["writeTest"], beforeStep);
     try {
         steps.all();
     } catch (const Interrupted&) {

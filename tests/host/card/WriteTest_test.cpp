@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -25,17 +26,17 @@ struct Ending {
     std::string trace;
 };
 
+/// Nothing of the person's own who runs the tests.
+Environment environmentOf(const std::string& token) {
+    return {{"P11HOST_TEST_TOKEN", token}, {"P11HOST_TEST_PIN", "1234"}, {"P11HOST_MODULE", beside(SCRIPTED_MODULE)},
+            {"P11HOST_READER", ""},        {"P11HOST_TOKEN", ""},        {"P11HOST_URI", ""}};
+}
+
 Ending doctor(const std::string& token, const Words& words, Environment more = {}) {
     const File trace("");
     Words arguments = {hostProgram(), "--json", "--trace", trace.path(), "doctor", "--write-test", "--yes"};
     arguments.insert(arguments.end(), words.begin(), words.end());
-    // Nothing of the person's own who runs the tests.
-    more.merge(Environment{{"P11HOST_TEST_TOKEN", token},
-                           {"P11HOST_TEST_PIN", "1234"},
-                           {"P11HOST_MODULE", beside(SCRIPTED_MODULE)},
-                           {"P11HOST_READER", ""},
-                           {"P11HOST_TOKEN", ""},
-                           {"P11HOST_URI", ""}});
+    more.merge(environmentOf(token));
     const Outcome outcome = run(arguments, "", more);
     return {json::parse(outcome.output, nullptr, false), outcome.status, outcome.errors, trace.content()};
 }
@@ -155,6 +156,72 @@ TEST(WriteTest, isNotMadeWithAModuleThatCrashes) {
     EXPECT_EQ(ended.status, 9) << ended.errors;
     EXPECT_THAT(ended.errors, HasSubstr("the module ended the process in C_GetSlotInfo"));
     EXPECT_THAT(ended.errors, HasSubstr("nothing was written"));
+}
+
+// The report is written before each step, in which the module may end everything.
+TEST(WriteTest, leavesAReportWhenTheModuleEndsTheProcess) {
+    const File name("");
+    const std::filesystem::path folder = name.path() + ".report";
+    const Ending ended = doctor("exit-in-generate", with(kNamed, {"--out", folder.string()}));
+    EXPECT_EQ(ended.status, 1);
+    const json report = json::parse(contentOf(folder / "report.json"), nullptr, false);
+    ASSERT_TRUE(report.is_object()) << ended.errors;
+    EXPECT_EQ(report.at("verdict"), "faults");
+    EXPECT_EQ(report.at("underWay"), "write test: generate a key pair of 2048 bits");
+    const std::string id = report.at("writeTest").at("id");
+    EXPECT_THAT(findings(report), HasSubstr("p11host remove --id " + id));
+    EXPECT_THAT(contentOf(folder / "report.txt"), HasSubstr("p11host ended in the step"));
+    EXPECT_THAT(contentOf(folder / "record.jsonl"), HasSubstr("\"C_Login\""));
+    std::filesystem::remove_all(folder);
+}
+
+// What was begun may be on the token: the person reads what it is.
+TEST(WriteTest, endsWhenInterruptedAndSaysWhatMayBeLeft) {
+    const File begun("");
+    const std::filesystem::path folder = begun.path() + ".report";
+    Environment environment = environmentOf("wait-in-generate");
+    environment["P11HOST_TEST_WAIT"] = begun.path();
+    Words arguments = {hostProgram(), "doctor", "--write-test", "--yes", "--out", folder.string()};
+    Child child(with(arguments, kNamed), environment, Child::Console::Own);
+    ASSERT_TRUE(waitFor(begun, "begun"));
+    ASSERT_TRUE(child.interrupt(SIGINT));
+    std::filesystem::remove(begun.path());
+    EXPECT_EQ(child.wait(), 130);
+    const json report = json::parse(contentOf(folder / "report.json"), nullptr, false);
+    ASSERT_TRUE(report.is_object()) << child.errors();
+    const std::string removal = "p11host remove --id " + report.at("writeTest").at("id").get<std::string>();
+    EXPECT_EQ(report.at("verdict"), "faults");
+    EXPECT_THAT(findings(report), HasSubstr(removal));
+    EXPECT_THAT(child.errors(), HasSubstr("Not done yet: the test credential is removed: " + removal));
+    EXPECT_EQ(report.at("writeTest").at("steps").size(), 1U) << "nothing more was begun";
+    std::filesystem::remove_all(folder);
+}
+
+// The identifier is the certificate's serial number, too: positive, and otherwise of any bytes.
+TEST(WriteTest, makesAnIdentifierOfItsOwn) {
+    std::string rest;
+    for (int i = 0; i < 3; ++i) { // by chance, not even one of 45 bytes is above 7F in one of 10^13 runs
+        const std::string id = writeTest("C_GenerateKeyPair=0x30").line.at("writeTest").at("id");
+        ASSERT_EQ(id.size(), 32U);
+        EXPECT_LT(id[0], '8');
+        for (std::size_t at = 2; at < id.size(); at += 2) {
+            rest += id[at];
+        }
+    }
+    EXPECT_NE(rest.find_first_of("89ABCDEF"), std::string::npos) << rest;
+}
+
+// Such as on a full disk; here a folder has the name of the file that the report is written to at first.
+TEST(WriteTest, writesNothingToTheTokenWhenTheReportCannotBeWritten) {
+    const File name("");
+    const std::filesystem::path folder = name.path() + ".report";
+    std::filesystem::create_directories(folder / "report.json.new" / "full");
+    const Ending ended = doctor("", with(kNamed, {"--out", folder.string()}));
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.errors, HasSubstr("report.json\" cannot be written"));
+    EXPECT_THAT(ended.errors, HasSubstr("Fake Token")) << "the report is shown";
+    EXPECT_THAT(ended.trace, Not(HasSubstr("C_Login")));
+    std::filesystem::remove_all(folder);
 }
 
 // Whatever fails behind the examination: its report is there.

@@ -10,9 +10,16 @@
 //     even-modulus       the last bit of every modulus that is shown is 0
 //     own-id             a generated pair gets the identifier ABCD, whatever was asked for
 //     blind-at-the-end   no search works once something was removed
+//     exit-in-generate   C_GenerateKeyPair ends the process as a success
+//     wait-in-generate   C_GenerateKeyPair writes "begun" into the file P11HOST_TEST_WAIT, waits until it is not there
+//                        any more, and half a second for what happens meanwhile
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/DynamicLibrary.h"
@@ -83,6 +90,18 @@ void goBlindAtTheEnd() {
         });
 }
 
+void waitInGenerate() {
+    Fake::module().hook<Fake::Function::C_GenerateKeyPair>([](auto... arguments) {
+        const std::filesystem::path file = std::getenv("P11HOST_TEST_WAIT");
+        std::ofstream(file) << "begun";
+        while (std::filesystem::exists(file)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        return Fake::module().honest().C_GenerateKeyPair(arguments...);
+    });
+}
+
 void setAnswer(const std::string& name, CK_RV rv) {
     for (std::size_t i = 0; i < Fake::kFunctionCount; ++i) {
         const auto function = static_cast<Fake::Function>(i);
@@ -112,6 +131,10 @@ void apply(const std::string& word) {
         giveOwnId();
     } else if (name == "blind-at-the-end") {
         goBlindAtTheEnd();
+    } else if (name == "exit-in-generate") {
+        Fake::module().hook<Fake::Function::C_GenerateKeyPair>([](auto... /*arguments*/) -> CK_RV { std::exit(0); });
+    } else if (name == "wait-in-generate") {
+        waitInGenerate();
     } else if (name == "blank") {
         Fake::module().setTokenInitialized(false);
     } else {

@@ -135,6 +135,36 @@ TEST(Doctor, saysWhichScriptsWorkOnAToken) {
                                "signData: the user PIN is locked\n");
 }
 
+// A module that does not say what its token can do may be able to do it.
+TEST(Doctor, takesUnknownMechanismsForPossible) {
+    Json silent = slotInOrder();
+    silent["mechanisms"] = Json::array();
+    EXPECT_EQ(refused(silent), "");
+    Json undescribed = slotInOrder();
+    for (Json& mechanism : undescribed["mechanisms"]) {
+        mechanism = {{"number", mechanism["number"]}, {"described", false}, {"smallestKey", 0}, {"largestKey", 0}};
+    }
+    EXPECT_EQ(refused(undescribed), "");
+    Json other = slotInOrder();
+    other["mechanisms"].erase(1);
+    EXPECT_EQ(refused(other), "signData: the token does not sign with RSA (CKM_RSA_PKCS)\n");
+}
+
+// The script works for other kinds of objects.
+TEST(Doctor, saysWhatAScriptCannotWrite) {
+    const Json missing = {"C_SetAttributeValue"};
+    for (const Json& script : judgeScripts(missing, slotInOrder())) {
+        const Json limits = {"no CONTAINER_NAME: C_SetAttributeValue is missing"};
+        EXPECT_EQ(script.at("works"), true) << script;
+        EXPECT_EQ(script.at("limits"), script.at("script") == "writeData" ? limits : Json::array()) << script;
+    }
+    Examination examination;
+    examination.facts["functions"] = {{"missing", missing}};
+    Findings findings;
+    addModuleFindings(examination, findings);
+    EXPECT_EQ(findings.at(0).text, "C_SetAttributeValue is missing; needed by writeData of CONTAINER_NAME");
+}
+
 Findings findingsOf(const char* pin, const char* state) {
     Json slot = slotInOrder();
     slot["token"][pin] = state;
