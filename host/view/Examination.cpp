@@ -64,6 +64,7 @@ private:
         }
         if (platform::interruption() == 0) {
             const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(m_limit).count();
+            m_result.isOverdue = true;
             m_result.stopped = "did not end within " + std::to_string(seconds) + " s";
         }
         return false;

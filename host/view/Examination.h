@@ -26,6 +26,7 @@ struct Examination {
     std::chrono::nanoseconds waited{};      ///< for this step
     std::string end;                        ///< how the process came to its end, when the module ended it
     std::string stopped;                    ///< why the process was ended from here: "did not end within 120 s"
+    bool isOverdue = false;                 ///< the step took longer than it may
     bool isInterrupted = false;             ///< a person did not wait for the step
 
     /// Takes one line of the report. Other lines are ignored: a module may print what it likes.

@@ -17,7 +17,7 @@ std::string seconds(std::chrono::nanoseconds duration) {
 }
 
 constexpr const char* kHangs = "The module hangs there: look whether the reader is plugged in, whether its service "
-                               "runs, and whether another program holds the card..";
+                               "runs, and whether another program holds the card.";
 
 /// The end of the process, or a person's, in the middle of a step.
 void addEnd(const Examination& examination, Findings& findings) {
@@ -27,7 +27,7 @@ void addEnd(const Examination& examination, Findings& findings) {
     if (!examination.stopped.empty()) {
         findings.push_back({Level::Fault,
                             examination.underWay + " " + examination.stopped + "; the examination was ended there",
-                            kHangs});
+                            examination.isOverdue ? kHangs : "Ask the vendor, and send the report."});
     } else if (examination.isInterrupted) {
         findings.push_back(
             {Level::Fault,

@@ -16,6 +16,7 @@ Examination examine(const std::vector<std::string>& command, std::chrono::millis
 TEST(Examination, endsWhenALineHasNoEnd) {
     const Examination ended = examine({"cat", "/dev/zero"}, std::chrono::hours(1));
     EXPECT_THAT(ended.stopped, HasSubstr("a line of more than 16 MiB"));
+    EXPECT_FALSE(ended.isOverdue);
     EXPECT_EQ(ended.underWay, "starting the examination");
     EXPECT_THAT(ended.end, HasSubstr("signal 9"));
 }
@@ -23,6 +24,7 @@ TEST(Examination, endsWhenALineHasNoEnd) {
 TEST(Examination, endsWhenAStepTakesTooLong) {
     const Examination ended = examine({"sleep", "1000"}, std::chrono::milliseconds(1));
     EXPECT_THAT(ended.stopped, HasSubstr("did not end within"));
+    EXPECT_TRUE(ended.isOverdue);
     EXPECT_FALSE(ended.isInterrupted);
 }
 
