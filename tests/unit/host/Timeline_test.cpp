@@ -221,7 +221,7 @@ Calls sessionsBeside(const std::string& function, std::uint64_t count) {
 
 TEST(Sessions, toCloseThoseOfOneProcessTakesNoLookAtTheOthers) {
     const auto workOf = [](const std::string& function) {
-        constexpr std::uint64_t kCount = 10'000;
+        constexpr std::uint64_t kCount = 40'000;
         std::clock_t least = std::numeric_limits<std::clock_t>::max();
         for (int i = 0; i < 3; ++i) {
             Calls calls = sessionsBeside(function, kCount);
@@ -233,7 +233,8 @@ TEST(Sessions, toCloseThoseOfOneProcessTakesNoLookAtTheOthers) {
     };
     const std::clock_t other = workOf("C_GetInfo");
     for (const char* closing : {"C_CloseAllSessions", "C_Finalize"}) {
-        EXPECT_LT(workOf(closing), 4 * other) << closing;
+        // A look at each other session would be several times this, and a busy machine adds far less.
+        EXPECT_LT(workOf(closing), 10 * other) << closing;
     }
 }
 
