@@ -149,18 +149,24 @@ void addWriteTest(CardRun& run, WriteTest writeTest, const Examination& examinat
     run.status = status == ExitStatus::Success ? run.status : status;
 }
 
-/// Writes the report into the folder. Returns why that failed, when nothing else did.
-std::exception_ptr writeReport(CardRun& run, const ReportFolder& folder, const std::exception_ptr& failure) {
-    try {
-        write(folder, run.answer);
+/// The answer of the command, and the report in its folder.
+void deliver(CardRun& run, const Json& report, const ReportFolder* folder) {
+    run.answer = report;
+    run.text = doctorText(report, std::max(kNarrowest, helpWidth()), ReportDepth::Summary);
+    if (folder != nullptr) {
+        write(*folder, report);
         run.text += "The report is in " + *run.arguments().value("--out") + ".\n";
+    }
+}
+
+/// The same in front of a failure, which counts more than one of the report's own.
+void deliverBeforeFailure(CardRun& run, const Json& report, const ReportFolder* folder) {
+    try {
+        deliver(run, report, folder);
     } catch (const std::exception& error) {
-        if (!failure) {
-            return std::current_exception();
-        }
         run.person().tell(std::string("p11host: ") + error.what());
     }
-    return failure;
+    run.person().show(run.text); // the answer is a failure's
 }
 
 } // namespace
@@ -178,25 +184,23 @@ void runDoctor(CardRun& run, WriteTest writeTest) {
     const Examination examination = examine(run, folder ? folder->record() : run.watch());
     Diagnosis diagnosis = diagnose(run.module(), examination);
     run.status = statusOf(diagnosis.verdict);
-    std::exception_ptr failure; // thrown again when the report is out
+    const ReportFolder* const into = folder ? &*folder : nullptr;
     try {
         if (examination.isInterrupted) {
             throw Interrupted();
         }
         if (run.arguments().has("--write-test")) {
-            addWriteTest(run, writeTest, examination, folder ? &*folder : nullptr, diagnosis);
+            addWriteTest(run, writeTest, examination, into, diagnosis);
         }
     } catch (const std::exception&) {
-        failure = std::current_exception();
+        deliverBeforeFailure(run, diagnosis.report, into);
+        throw;
     }
-    run.answer = diagnosis.report;
-    run.text = doctorText(run.answer, std::max(kNarrowest, helpWidth()), ReportDepth::Summary);
-    if (folder) {
-        failure = writeReport(run, *folder, failure);
-    }
-    if (failure) {
-        run.person().show(run.text); // the answer is a failure's
-        std::rethrow_exception(failure);
+    try {
+        deliver(run, diagnosis.report, into);
+    } catch (const std::exception&) {
+        run.person().show(run.text);
+        throw;
     }
 }
 
