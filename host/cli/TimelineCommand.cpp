@@ -5,6 +5,7 @@
 #include "host/cli/OutFile.h"
 #include "host/plugin/Answers.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/view/CallReader.h"
 #include "host/view/Pictures.h"
 #include "host/view/Statistics.h"
@@ -109,7 +110,7 @@ std::vector<std::string> inputsOf(const CardArguments& arguments) {
 
 void refuseFolder(const std::string& file) {
     std::error_code ignored;
-    if (std::filesystem::is_directory(std::u8string(file.begin(), file.end()), ignored)) {
+    if (std::filesystem::is_directory(pathOf(file), ignored)) {
         throw UsageError("--out: \"" + file + "\" is a folder; name a file for the result");
     }
 }

@@ -6,6 +6,7 @@
 
 #include "cryptoki/ResultNames.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 #include "host/view/Shown.h"
 #include "host/view/TextFile.h"
@@ -181,7 +182,7 @@ void addCalls(Calls& calls, std::string_view text, const std::string& file) {
 std::vector<std::string> filesOfRecord(const std::string& path) {
     const std::string older = path + ".1";
     std::error_code ignored;
-    const bool isRotated = std::filesystem::is_regular_file(std::u8string(older.begin(), older.end()), ignored);
+    const bool isRotated = std::filesystem::is_regular_file(pathOf(older), ignored);
     return isRotated ? std::vector<std::string>{older, path} : std::vector<std::string>{path};
 }
 

@@ -1,5 +1,7 @@
 #include "host/view/Findings.h"
 
+#include <utility>
+
 namespace host {
 
 const char* nameOf(Level level) {
@@ -12,6 +14,14 @@ Json findingsJson(const Findings& findings) {
         list.push_back({{"level", nameOf(finding.level)}, {"text", finding.text}, {"remedy", finding.remedy}});
     }
     return list;
+}
+
+void putFirst(const Findings& findings, Json& report) {
+    Json list = findingsJson(findings);
+    for (const Json& other : report["findings"]) {
+        list.push_back(other);
+    }
+    report["findings"] = std::move(list);
 }
 
 } // namespace host

@@ -20,5 +20,7 @@ using Findings = std::vector<Finding>;
 /// "fault", "warning", "note"
 [[nodiscard]] const char* nameOf(Level level);
 [[nodiscard]] Json findingsJson(const Findings& findings);
+/// Puts findings before those that the report has in "findings".
+void putFirst(const Findings& findings, Json& report);
 
 } // namespace host

@@ -22,7 +22,7 @@ struct Distance {
 
 /// Compares "in" of a recorded call with that of the program's call, which has the program's handles. What is masked in
 /// either is equal to everything of its length; the room for outputs does not count, nor do the arguments of
-/// C_Initialize.
+/// C_Initialize and the length of a mechanism's parameter.
 [[nodiscard]] Distance distance(const Function& function, const Json& recorded, const Json& made,
                                 const HandleMaps& handles);
 

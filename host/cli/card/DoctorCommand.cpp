@@ -107,11 +107,7 @@ Json reportAt(const std::string& step, Json report) {
         "The record shows the calls up to that one. " +
             (id.empty() ? std::string("Nothing was written before it.")
                         : "\"p11host remove --id " + id + "\" removes the test credential, if it is there.")};
-    Json findings = findingsJson({finding});
-    for (const Json& other : report["findings"]) {
-        findings.push_back(other);
-    }
-    report["findings"] = std::move(findings);
+    putFirst({finding}, report);
     report["underWay"] = "write test: " + step;
     report["verdict"] = nameOf(Verdict::Faults);
     return report;

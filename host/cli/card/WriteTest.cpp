@@ -13,6 +13,7 @@
 #include "host/cli/card/FileArguments.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "host/view/Diagnosis.h"
 #include "host/view/Findings.h"
 #include "host/x509/Name.h"
 #include "host/x509/SignatureError.h"
@@ -223,13 +224,9 @@ void refuseRisk(Token& token) {
 /// Puts the findings of the test before the others.
 void addFindings(const Steps& steps, Json& report) {
     const Findings found = steps.findings();
-    Json findings = findingsJson(found);
-    for (const Json& finding : report["findings"]) {
-        findings.push_back(finding);
-    }
-    report["findings"] = std::move(findings);
+    putFirst(found, report);
     if (!found.empty()) {
-        report["verdict"] = "faults";
+        report["verdict"] = nameOf(Verdict::Faults);
     }
 }
 
