@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,8 @@ public:
     ~Program();
 
     [[nodiscard]] InputStream& output() noexcept { return m_output; }
+    /// Waits for the end. Returns false when `limit` has passed, and after an interruption.
+    [[nodiscard]] bool waitFor(std::chrono::milliseconds limit) const noexcept;
     /// Ends the program hard. `wait` returns how it ended.
     void end() noexcept;
     /// Waits for the end and returns the exit status; 128 + the number of the signal that ended it.

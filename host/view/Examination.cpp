@@ -26,11 +26,10 @@ public:
         m_result.underWay = "starting the examination";
     }
 
-    [[nodiscard]] const Examination& result() const noexcept { return m_result; }
-
     void readAll(platform::InputStream& output) {
         std::array<char, 4096> piece{};
-        while (m_result.stopped.empty() && waitFor(output)) {
+        const auto wait = [&](std::chrono::milliseconds left) { return output.waitFor(left); };
+        while (m_result.stopped.empty() && isInTime(wait)) {
             const std::size_t count = output.read(piece.data(), piece.size()).value_or(0);
             if (count == 0) {
                 return;
@@ -39,8 +38,12 @@ public:
         }
     }
 
-    /// Waits for the program's end.
+    /// Waits for the program's end, which may be long behind that of its output: a module may close that.
     [[nodiscard]] Examination ended(platform::Program& program) && {
+        const auto wait = [&](std::chrono::milliseconds left) { return program.waitFor(left); };
+        if (!m_result.stopped.empty() || !isInTime(wait)) {
+            program.end();
+        }
         m_result.isInterrupted = platform::interruption() != 0;
         m_result.waited = Clock::now() - m_begin;
         const int status = program.wait();
@@ -57,9 +60,11 @@ public:
     }
 
 private:
-    bool waitFor(const platform::InputStream& output) {
+    /// `wait` waits for what is to happen, up to the time that the step has left.
+    template <class Wait>
+    bool isInTime(Wait wait) {
         const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_begin);
-        if (passed < m_limit && output.waitFor(m_limit - passed)) {
+        if (passed < m_limit && wait(m_limit - passed)) {
             return true;
         }
         if (platform::interruption() == 0) {
@@ -129,9 +134,6 @@ Examination runExamination(const std::vector<std::string>& command, std::chrono:
     }
     Reading reading(limit, onStep);
     reading.readAll(program->output());
-    if (!reading.result().stopped.empty()) {
-        program->end();
-    }
     return std::move(reading).ended(*program);
 }
 

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "platform/Interruption.h"
+#include "platform/Sleep.h"
 
 // NOLINTNEXTLINE(readability-redundant-declaration): POSIX leaves it to the program to declare it
 extern "C" char** environ;
@@ -88,6 +89,25 @@ Program::Program(Program&& other) noexcept : m_process(other.m_process), m_outpu
 
 Program::~Program() {
     [[maybe_unused]] const int status = wait();
+}
+
+bool Program::waitFor(std::chrono::milliseconds limit) const noexcept {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds kPause{5}; // between two looks for the end and for an interruption
+    const Clock::time_point begin = Clock::now();
+    while (interruption() == 0) {
+        siginfo_t ended = {};
+        const int result =
+            ::waitid(P_PID, static_cast<id_t>(processOf(m_process)), &ended, WEXITED | WNOHANG | WNOWAIT);
+        if (ended.si_pid != 0 || (result != 0 && errno != EINTR)) {
+            return true;
+        }
+        if (Clock::now() - begin >= limit) {
+            return false;
+        }
+        sleepFor(kPause);
+    }
+    return false;
 }
 
 void Program::end() noexcept {

@@ -84,6 +84,21 @@ Program::~Program() {
     [[maybe_unused]] const int status = wait();
 }
 
+bool Program::waitFor(std::chrono::milliseconds limit) const noexcept {
+    using Clock = std::chrono::steady_clock;
+    constexpr DWORD kPause = 10; // milliseconds between two looks for an interruption
+    const Clock::time_point begin = Clock::now();
+    while (interruption() == 0) {
+        if (WaitForSingleObject(m_process, kPause) != WAIT_TIMEOUT) {
+            return true;
+        }
+        if (Clock::now() - begin >= limit) {
+            return false;
+        }
+    }
+    return false;
+}
+
 void Program::end() noexcept {
     if (m_process != nullptr) {
         TerminateProcess(m_process, 1);

@@ -28,5 +28,11 @@ TEST(Examination, endsWhenAStepTakesTooLong) {
     EXPECT_FALSE(ended.isInterrupted);
 }
 
+TEST(Examination, endsWhenAModuleHasClosedTheOutputAndHangs) {
+    const Examination ended = examine({"sh", "-c", "exec >&-; exec sleep 1000"}, std::chrono::milliseconds(500));
+    EXPECT_THAT(ended.stopped, HasSubstr("did not end within"));
+    EXPECT_THAT(ended.end, HasSubstr("signal 9"));
+}
+
 } // namespace
 } // namespace host
