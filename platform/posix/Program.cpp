@@ -6,55 +6,17 @@
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
 #include "platform/Interruption.h"
 #include "platform/Sleep.h"
-
-// NOLINTNEXTLINE(readability-redundant-declaration): POSIX leaves it to the program to declare it
-extern "C" char** environ;
+#include "platform/posix/Spawn.h"
 
 namespace platform {
 
 namespace {
-
-/// What a new process begins with: the pipe as its output, and signals as every program expects them. Ours are blocked
-/// or ignored.
-class Beginning {
-public:
-    explicit Beginning(int output) noexcept {
-        ::posix_spawn_file_actions_init(&m_files);
-        ::posix_spawn_file_actions_addopen(&m_files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        ::posix_spawn_file_actions_adddup2(&m_files, output, STDOUT_FILENO);
-        ::posix_spawnattr_init(&m_attributes);
-        sigset_t none;
-        ::sigemptyset(&none);
-        ::posix_spawnattr_setsigmask(&m_attributes, &none);
-        sigset_t usual = none;
-        for (const int number : {SIGPIPE, SIGXFSZ}) {
-            ::sigaddset(&usual, number);
-        }
-        ::posix_spawnattr_setsigdefault(&m_attributes, &usual);
-        ::posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    }
-    Beginning(const Beginning&) = delete;
-    Beginning& operator=(const Beginning&) = delete;
-    ~Beginning() {
-        ::posix_spawn_file_actions_destroy(&m_files);
-        ::posix_spawnattr_destroy(&m_attributes);
-    }
-
-    [[nodiscard]] int start(pid_t& process, char* const* arguments) const noexcept {
-        return ::posix_spawnp(&process, arguments[0], &m_files, &m_attributes, arguments, environ);
-    }
-
-private:
-    posix_spawn_file_actions_t m_files{};
-    posix_spawnattr_t m_attributes{};
-};
 
 pid_t processOf(void* process) noexcept {
     return static_cast<pid_t>(reinterpret_cast<std::intptr_t>(process));
@@ -68,13 +30,10 @@ std::optional<Program> Program::start(const std::vector<std::string>& arguments)
         return std::nullopt;
     }
     InputStream output = InputStream::adopt(ends[0]);
-    std::vector<char*> words;
-    for (const std::string& argument : arguments) {
-        words.push_back(const_cast<char*>(argument.c_str()));
-    }
-    words.push_back(nullptr);
     pid_t process = -1;
-    const int error = Beginning(ends[1]).start(process, words.data());
+    SpawnStreams streams;
+    streams.output = ends[1];
+    const int error = spawn(process, arguments, streams, SpawnSession::Ours);
     ::close(ends[1]);
     errno = error;
     if (error != 0) {
@@ -128,7 +87,7 @@ int Program::wait() noexcept {
     int status = 0;
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return exitStatus(status);
 }
 
 std::string Program::describeEnd(int status) {

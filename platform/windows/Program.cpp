@@ -9,37 +9,25 @@
 #include <windows.h>
 
 #include "platform/Interruption.h"
-#include "text/Utf8.h"
+#include "platform/windows/Spawn.h"
 
 namespace platform {
 
 namespace {
 
-/// One argument as the C runtime of the other program reads it: in quotes, with what would end them escaped.
-std::wstring quoted(const std::string& argument) {
-    std::wstring text = L"\"";
-    std::size_t backslashes = 0;
-    for (const wchar_t character : text::toWide(argument)) {
-        if (character == L'"') {
-            text.append(backslashes + 1, L'\\');
-        }
-        backslashes = character == L'\\' ? backslashes + 1 : 0;
-        text += character;
-    }
-    return text.append(backslashes, L'\\') + L"\"";
-}
-
-std::wstring commandLine(const std::vector<std::string>& arguments) {
-    std::wstring line;
-    for (const std::string& argument : arguments) {
-        line += (line.empty() ? L"" : L" ") + quoted(argument);
-    }
-    return line;
-}
-
 HANDLE openNull() noexcept {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    return CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, OPEN_EXISTING, 0, nullptr);
+    const HANDLE null =
+        CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, OPEN_EXISTING, 0, nullptr);
+    return null == INVALID_HANDLE_VALUE ? nullptr : null;
+}
+
+/// Our standard error as a handle that a program inherits; null when there is none.
+HANDLE ownErrors() noexcept {
+    const HANDLE process = GetCurrentProcess();
+    HANDLE errors = nullptr;
+    DuplicateHandle(process, GetStdHandle(STD_ERROR_HANDLE), process, &errors, 0, TRUE, DUPLICATE_SAME_ACCESS);
+    return errors;
 }
 
 } // namespace
@@ -47,26 +35,20 @@ HANDLE openNull() noexcept {
 std::optional<Program> Program::start(const std::vector<std::string>& arguments) {
     HANDLE readEnd = nullptr;
     HANDLE writeEnd = nullptr;
-    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    if (arguments.empty() || CreatePipe(&readEnd, &writeEnd, &inherited, 0) == 0) {
+    if (arguments.empty() || !openPipe(OurEnd::Reads, readEnd, writeEnd)) {
         return std::nullopt;
     }
-    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
     const HANDLE null = openNull();
-    STARTUPINFOW start = {};
-    start.cb = sizeof start;
-    start.dwFlags = STARTF_USESTDHANDLES;
-    start.hStdInput = null;
-    start.hStdOutput = writeEnd;
-    start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    const HANDLE errors = ownErrors();
     PROCESS_INFORMATION process = {};
-    std::wstring line = commandLine(arguments);
-    const BOOL isStarted = CreateProcessW(text::toWide(arguments[0]).c_str(), line.data(), nullptr, nullptr, TRUE, 0,
-                                          nullptr, nullptr, &start, &process);
+    const bool isStarted = spawn(process, arguments, null, writeEnd, errors, 0);
     const DWORD error = GetLastError();
-    CloseHandle(writeEnd);
-    CloseHandle(null);
-    if (isStarted == 0) {
+    for (const HANDLE handle : {writeEnd, null, errors}) {
+        if (handle != nullptr) {
+            CloseHandle(handle);
+        }
+    }
+    if (!isStarted) {
         CloseHandle(readEnd);
         SetLastError(error);
         return std::nullopt;
