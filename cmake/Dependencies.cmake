@@ -40,6 +40,41 @@ if(ZEL_CARD)
   endif()
 endif()
 
+# The database that holds the issuing desk's journal, through SOCI. SQLite is in the program itself; SOCI's way to
+# PostgreSQL is a library of the system, which is loaded by this name when a desk is there: nobody else needs it.
+if(ZEL_DESK)
+  add_library(desk-database INTERFACE)
+  if(WIN32)
+    set(soci ${PROJECT_SOURCE_DIR}/build/soci-windows)
+    add_custom_command(OUTPUT ${soci}/libsoci.a COMMAND ${CMAKE_CURRENT_LIST_DIR}/build-soci
+                       DEPENDS ${CMAKE_CURRENT_LIST_DIR}/build-soci COMMENT "Building SQLite and SOCI for Windows"
+                       VERBATIM)
+    add_custom_target(soci-windows DEPENDS ${soci}/libsoci.a)
+    add_dependencies(desk-database soci-windows)
+    target_include_directories(desk-database SYSTEM INTERFACE ${soci}/include)
+    target_link_libraries(desk-database INTERFACE ${soci}/libsoci.a ${soci}/libsqlite3.a)
+    set(desk_postgresql "")
+  else()
+    # The archives, as above. SOCI's headers ask for Boost's, for conversions that nothing here uses, unless its list of
+    # what it was built with leaves Boost out; only templates depend on that.
+    find_path(SOCI_HEADERS soci/soci.h PATHS /usr/include NO_DEFAULT_PATH REQUIRED)
+    find_library(SOCI_CORE_ARCHIVE libsoci_core.a REQUIRED)
+    find_library(SOCI_SQLITE_ARCHIVE libsoci_sqlite3.a REQUIRED)
+    find_library(SQLITE_ARCHIVE libsqlite3.a REQUIRED)
+    file(CONFIGURE OUTPUT ${headers}/soci/soci/soci-config.h CONTENT "#pragma once
+#define SOCI_HAVE_CXX11
+#define SOCI_HAVE_SQLITE3
+#define SOCI_HAVE_VISIBILITY_SUPPORT
+")
+    target_include_directories(desk-database SYSTEM INTERFACE ${headers}/soci)
+    target_link_libraries(desk-database INTERFACE ${SOCI_SQLITE_ARCHIVE} ${SOCI_CORE_ARCHIVE} ${SQLITE_ARCHIVE})
+    target_link_options(desk-database INTERFACE $<$<CONFIG:Release>:LINKER:--strip-debug>)
+    file(STRINGS ${SOCI_HEADERS}/soci/version.h version REGEX "define SOCI_LIB_VERSION ")
+    string(REGEX REPLACE ".*\"([0-9]+)_([0-9]+)_.*" "libsoci_postgresql.so.\\1.\\2" desk_postgresql "${version}")
+  endif()
+  target_compile_definitions(desk-database INTERFACE ZEL_DESK_POSTGRESQL="${desk_postgresql}")
+endif()
+
 if(ZEL_TESTS)
   if(WIN32)
     # No packaged library for this target: built from the packaged source.
