@@ -1,0 +1,155 @@
+#include <array>
+
+#include <nlohmann/json.hpp>
+
+#include "host/desk/journal/JournalParts.h"
+#include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
+#include "platform/FileLock.h"
+
+namespace host::desk {
+
+namespace {
+
+constexpr Number kFormat = 1;
+
+constexpr std::array kTables = {
+    // One row: the desk itself, and the numbers that were given out last.
+    "CREATE TABLE desk (format BIGINT NOT NULL, name TEXT NOT NULL, digest TEXT NOT NULL, steps TEXT NOT NULL, "
+    "attempts BIGINT NOT NULL, revocations BIGINT NOT NULL)",
+    "CREATE TABLE person (number BIGINT PRIMARY KEY, who TEXT NOT NULL, digest TEXT NOT NULL, state TEXT NOT NULL, "
+    "attempt BIGINT NOT NULL, station TEXT NOT NULL, lease BIGINT NOT NULL, reason TEXT NOT NULL, "
+    "remedy TEXT NOT NULL)",
+    "CREATE INDEX person_state ON person (state, number)",
+    "CREATE TABLE attempt (number BIGINT PRIMARY KEY, person BIGINT NOT NULL, state TEXT NOT NULL, "
+    "station TEXT NOT NULL, reader TEXT NOT NULL, serial TEXT NOT NULL, certificate TEXT NOT NULL, "
+    "begun BIGINT NOT NULL, ended BIGINT, reason TEXT NOT NULL, remedy TEXT NOT NULL)",
+    "CREATE INDEX attempt_serial ON attempt (serial)",
+    "CREATE INDEX attempt_person ON attempt (person)",
+    "CREATE TABLE step (attempt BIGINT NOT NULL, run BIGINT NOT NULL, number BIGINT NOT NULL, name TEXT NOT NULL, "
+    "begun BIGINT NOT NULL, ended BIGINT, failed BIGINT NOT NULL, PRIMARY KEY (attempt, run))",
+    "CREATE TABLE revocation (number BIGINT PRIMARY KEY, person BIGINT NOT NULL, attempt BIGINT NOT NULL, "
+    "certificate TEXT NOT NULL, reason TEXT NOT NULL, noted BIGINT NOT NULL)",
+};
+
+bool hasTables(soci::session& sql, const Database& database) {
+    Number count = 0;
+    sql << (database.isSqlite()
+                ? "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = 'desk'"
+                : "SELECT COUNT(*) FROM information_schema.tables WHERE table_name = 'desk' AND table_schema = "
+                  "current_schema()"),
+        soci::into(count);
+    return count != 0;
+}
+
+void makeTables(soci::session& sql, const DeskPlan& plan) {
+    for (const char* const table : kTables) {
+        sql << table;
+    }
+    const std::string steps = nlohmann::json(plan.steps).dump();
+    sql << "INSERT INTO desk VALUES (:format, :name, :digest, :steps, 0, 0)", soci::use(kFormat), soci::use(plan.name),
+        soci::use(plan.digest), soci::use(steps);
+}
+
+void addRows(soci::session& sql, const std::vector<DeskRow>& rows) {
+    Number number = 0;
+    std::string who;
+    std::string digest;
+    soci::statement insert = (sql.prepare << "INSERT INTO person VALUES (:number, :who, :digest, 'waiting', 0, '', 0, "
+                                             "'', '')",
+                              soci::use(number), soci::use(who), soci::use(digest));
+    for (const DeskRow& row : rows) {
+        number = row.row;
+        who = row.who;
+        digest = row.digest;
+        insert.execute(true);
+    }
+}
+
+void comparePlan(soci::session& sql, const DeskPlan& plan) {
+    Number format = 0;
+    std::string name;
+    std::string digest;
+    sql << "SELECT format, name, digest FROM desk", soci::into(format), soci::into(name), soci::into(digest);
+    if (format != kFormat) {
+        throw UsageError("--desk: the desk was made by another version of this program");
+    }
+    if (digest != plan.digest) {
+        throw UsageError("--desk: the desk belongs to another plan, \"" + printable(name) +
+                         "\", or the plan was changed; take a new desk for a new plan");
+    }
+}
+
+/// The list may have grown at its end; what was there before has to be the same.
+void compareRows(soci::session& sql, const std::vector<DeskRow>& rows) {
+    Number number = 0;
+    std::string who;
+    std::string digest;
+    soci::statement select = (sql.prepare << "SELECT number, who, digest FROM person ORDER BY number",
+                              soci::into(number), soci::into(who), soci::into(digest));
+    select.execute();
+    std::size_t count = 0;
+    for (; select.fetch(); ++count) {
+        if (count == rows.size() || rows[count].who != who || rows[count].digest != digest) {
+            throw UsageError("--cards: row " + std::to_string(number) + " of the list, \"" + printable(who) +
+                             "\", is not as it was when the desk was made; rows may be added at the end, and \"issue "
+                             "drop\" takes one out");
+        }
+    }
+    addRows(sql, {rows.begin() + static_cast<std::ptrdiff_t>(count), rows.end()});
+}
+
+/// PostgreSQL gives the lock back when the connection ends.
+bool lockName(soci::session& sql, const std::string& station) {
+    Number isHeld = 0;
+    sql << "SELECT CASE WHEN pg_try_advisory_lock(5345, hashtext(:station)) THEN 1 ELSE 0 END", soci::use(station),
+        soci::into(isHeld);
+    return isHeld != 0;
+}
+
+} // namespace
+
+Journal::Journal(const std::string& desk, IfMissing ifMissing)
+    : m_database(std::make_unique<Database>(desk, ifMissing)) {}
+
+Journal::~Journal() = default;
+
+void Journal::holdStation(const std::string& station) {
+    platform::FileLock::State state = platform::FileLock::State::Taken;
+    if (m_database->isSqlite()) {
+        m_station = std::make_unique<platform::FileLock>(m_database->name() + "." + station + ".lock");
+        state = m_station->state();
+    } else {
+        const bool isHeld = m_database->transact([&](soci::session& sql) { return lockName(sql, station); });
+        state = isHeld ? state : platform::FileLock::State::HeldByAnother;
+    }
+    if (state == platform::FileLock::State::HeldByAnother) {
+        throw UsageError("--station: another process works at this desk as \"" + printable(station) +
+                         "\"; give each station a name of its own with --station");
+    }
+    if (state == platform::FileLock::State::Failed) {
+        throw UsageError("--desk: no lock can be made beside \"" + printable(m_database->name()) +
+                         "\": " + platform::FileLock::lastError());
+    }
+}
+
+void Journal::setUp(const DeskPlan& plan, const std::vector<DeskRow>& rows) {
+    m_database->transact([&](soci::session& sql) {
+        if (!hasTables(sql, *m_database)) {
+            makeTables(sql, plan);
+            addRows(sql, rows);
+            return;
+        }
+        comparePlan(sql, plan);
+        compareRows(sql, rows);
+    });
+}
+
+void Journal::requireDesk() {
+    const bool isDesk = m_database->transact([&](soci::session& sql) { return hasTables(sql, *m_database); });
+    if (!isDesk) {
+        throw UsageError("--desk: \"" + printable(m_database->name()) + "\" holds no desk");
+    }
+}
+
+} // namespace host::desk

@@ -1,0 +1,243 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "host/desk/journal/Journal.h"
+#include "tests/unit/desk/Reading.h"
+
+namespace {
+
+using namespace host::desk;
+namespace fs = std::filesystem;
+
+const DeskPlan kDesk = {"employee card", "AB", {"init-token", "set-pin", "certify", "check"}};
+const std::vector<DeskRow> kRows = {{1, "Jane", "01"}, {2, "Joe", "02"}, {3, "Max", "03"}};
+
+/// A desk in a folder of its own, whose name no option parser likes.
+class JournalTest : public ::testing::Test {
+protected:
+    JournalTest() {
+        fs::create_directories(m_folder);
+        m_journal.emplace(file(), IfMissing::Make);
+        m_journal->setUp(kDesk, kRows);
+    }
+    ~JournalTest() override {
+        m_journal.reset();
+        std::error_code ignored;
+        fs::remove_all(m_folder, ignored);
+    }
+    JournalTest(const JournalTest&) = delete;
+    JournalTest& operator=(const JournalTest&) = delete;
+
+    [[nodiscard]] std::string file() const {
+        const std::u8string name = (m_folder / u8"d\u00e9sk 'one' %41.db").u8string();
+        return {name.begin(), name.end()};
+    }
+    [[nodiscard]] Claim blank(const std::string& station = "a") {
+        return m_journal->claimBlank(station, "Reader", Journal::Pinned::Leave).value();
+    }
+    void doSteps(const Claim& claim, int first, int last) {
+        for (int i = first; i <= last; ++i) {
+            m_journal->beginStep(claim, i, kDesk.steps[static_cast<std::size_t>(i) - 1]);
+        }
+    }
+    /// As if the process had been killed and started again.
+    void restart() {
+        m_journal.reset();
+        m_journal.emplace(file(), IfMissing::Refuse);
+        m_journal->setUp(kDesk, kRows);
+    }
+
+    fs::path m_folder = fs::temp_directory_path() /
+                        ("desk " + std::to_string(std::hash<std::thread::id>()(std::this_thread::get_id())) +
+                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::optional<Journal> m_journal;
+};
+
+TEST_F(JournalTest, GivesEachRowToOneClaim) {
+    EXPECT_EQ(1, blank("a").row);
+    EXPECT_EQ(2, blank("b").row);
+    EXPECT_EQ(3, blank("a").row);
+    EXPECT_FALSE(m_journal->claimBlank("a", "Reader", Journal::Pinned::Take).has_value());
+    EXPECT_EQ(3, m_journal->totals().running);
+}
+
+TEST_F(JournalTest, KeepsWhatWasDone) {
+    const Claim claim = blank();
+    m_journal->beginStep(claim, 1, "init-token");
+    m_journal->setSerial(claim, "S1");
+    doSteps(claim, 2, 4);
+    m_journal->finish(claim);
+    restart();
+    const DeskRecord record = m_journal->read();
+    EXPECT_EQ("employee card", record.plan);
+    EXPECT_EQ(kDesk.steps, record.steps);
+    ASSERT_EQ(1U, record.attempts.size());
+    EXPECT_EQ(AttemptState::Done, record.attempts[0].state);
+    EXPECT_EQ("S1", record.attempts[0].serial);
+    ASSERT_EQ(4U, record.attempts[0].steps.size());
+    EXPECT_TRUE(record.attempts[0].steps[3].ended.has_value());
+    EXPECT_GE(*record.attempts[0].ended, record.attempts[0].begun);
+    EXPECT_GT(record.attempts[0].begun, 1'700'000'000'000'000);
+    EXPECT_EQ(RowState::Done, record.rows[0].state);
+    EXPECT_EQ(RowState::Waiting, record.rows[1].state);
+}
+
+TEST_F(JournalTest, GoesOnWithAnInterruptedCard) {
+    const Claim claim = blank();
+    m_journal->beginStep(claim, 1, "init-token");
+    m_journal->setSerial(claim, "S1");
+    doSteps(claim, 2, 2);
+    restart();
+    EXPECT_EQ(1, m_journal->recover("a"));
+    EXPECT_EQ(0, m_journal->recover("a"));
+    const KnownCard known = m_journal->findCard("S1").value();
+    EXPECT_EQ(AttemptState::Interrupted, known.state);
+    EXPECT_EQ(RowState::Waiting, known.rowState);
+    EXPECT_TRUE(known.isLatest);
+    EXPECT_EQ(2, blank("b").row); // the first row waits for its card
+    const Claim again = m_journal->claimToResume("a", "Reader", "S1").value();
+    EXPECT_EQ(claim.attempt, again.attempt);
+    EXPECT_EQ(1, again.stepsDone);
+    EXPECT_TRUE(again.isUnderWay);
+}
+
+TEST_F(JournalTest, NotesACertificateOfWhichNobodyKnows) {
+    const Claim claim = blank();
+    doSteps(claim, 1, 3); // the authority was asked
+    restart();
+    m_journal->recover("a");
+    const DeskRecord record = m_journal->read();
+    ASSERT_EQ(1U, record.revocations.size());
+    EXPECT_EQ("", record.revocations[0].certificate);
+    EXPECT_EQ(1, record.revocations[0].row);
+}
+
+TEST_F(JournalTest, NotesTheCertificateOfACardThatIsNotFinished) {
+    const Claim claim = blank();
+    m_journal->beginStep(claim, 1, "init-token");
+    m_journal->setSerial(claim, "S1");
+    doSteps(claim, 2, 3);
+    m_journal->setCertificate(claim, "PEM");
+    doSteps(claim, 4, 4);
+    m_journal->recover("a");
+    EXPECT_TRUE(m_journal->read().revocations.empty()) << "it may still be finished";
+    const Claim anew = m_journal->claimToErase("a", "Reader", "S1").value();
+    EXPECT_NE(claim.attempt, anew.attempt);
+    EXPECT_EQ(0, anew.stepsDone);
+    const DeskRecord record = m_journal->read();
+    ASSERT_EQ(1U, record.revocations.size());
+    EXPECT_EQ("PEM", record.revocations[0].certificate);
+    EXPECT_THROW(m_journal->beginStep(claim, 4, "check"), ClaimLost);
+}
+
+TEST_F(JournalTest, GivesAPinnedRowToABlankCardOnlyWhenAsked) {
+    const Claim claim = blank();
+    m_journal->beginStep(claim, 1, "init-token");
+    m_journal->setSerial(claim, "S1");
+    m_journal->fail(claim, {AttemptState::Interrupted, RowState::Waiting, "gone", ""});
+    EXPECT_EQ(2, blank().row);
+    EXPECT_EQ(3, blank().row);
+    EXPECT_FALSE(m_journal->claimBlank("a", "Reader", Journal::Pinned::Leave).has_value());
+    EXPECT_EQ(1, m_journal->claimBlank("a", "Reader", Journal::Pinned::Take)->row);
+    EXPECT_FALSE(m_journal->findCard("S1")->isLatest);
+}
+
+TEST_F(JournalTest, AFailedRowWaitsAgainWhenAsked) {
+    const Claim claim = blank();
+    m_journal->beginStep(claim, 1, "init-token");
+    m_journal->setCertificate(claim, "PEM");
+    m_journal->fail(claim, {AttemptState::Failed, RowState::Failed, "no key", "try again"});
+    EXPECT_EQ(1, m_journal->totals().failed);
+    EXPECT_EQ("no key", m_journal->read().rows[0].reason);
+    EXPECT_TRUE(m_journal->read().attempts[0].steps[0].ended.has_value());
+    EXPECT_EQ(1U, m_journal->read().revocations.size());
+    EXPECT_EQ(1, m_journal->retryFailed());
+    const Claim again = blank();
+    EXPECT_EQ(1, again.row);
+    EXPECT_EQ(1, again.failures);
+    EXPECT_EQ(1U, m_journal->read().revocations.size()) << "each certificate stands there once";
+}
+
+TEST_F(JournalTest, ALostCardIsIssuedAnew) {
+    const Claim claim = blank();
+    m_journal->beginStep(claim, 1, "init-token");
+    m_journal->setSerial(claim, "S1");
+    m_journal->setCertificate(claim, "PEM");
+    EXPECT_NE("", tests::refusal([&] { m_journal->redo(1); }));
+    m_journal->finish(claim);
+    m_journal->redo(1);
+    EXPECT_EQ(AttemptState::Replaced, m_journal->findCard("S1")->state);
+    EXPECT_EQ("PEM", m_journal->read().revocations.at(0).certificate);
+    EXPECT_EQ(1, blank().row);
+}
+
+TEST_F(JournalTest, ARowCanBeTakenOut) {
+    const Claim claim = blank();
+    EXPECT_EQ("--row: row 1 is running; wait until its card is done or failed",
+              tests::refusal([&] { m_journal->drop(claim.row); }));
+    EXPECT_NE("", tests::refusal([&] { m_journal->drop(17); }));
+    m_journal->drop(2);
+    EXPECT_EQ(1, m_journal->totals().dropped);
+    EXPECT_EQ(2, m_journal->totals().total());
+    EXPECT_EQ(3, blank().row);
+}
+
+TEST_F(JournalTest, RefusesAnotherPlanAndAChangedList) {
+    EXPECT_NE("", tests::refusal([&] { m_journal->setUp({"employee card", "CD", {}}, kRows); }));
+    std::vector<DeskRow> rows = kRows;
+    rows[1].digest = "FF";
+    EXPECT_EQ("--cards: row 2 of the list, \"Joe\", is not as it was when the desk was made; rows may be added at the "
+              "end, and \"issue drop\" takes one out",
+              tests::refusal([&] { m_journal->setUp(kDesk, rows); }));
+    rows = kRows;
+    rows.push_back({4, "Eve", "04"});
+    m_journal->setUp(kDesk, rows);
+    EXPECT_EQ(4, m_journal->totals().waiting);
+    EXPECT_NE("", tests::refusal([&] { m_journal->setUp(kDesk, kRows); })) << "a row is missing";
+}
+
+TEST_F(JournalTest, LeavesFilesAloneThatAreNoDesk) {
+    const std::string other = file() + ".txt";
+    std::ofstream(fs::path(std::u8string(other.begin(), other.end()))) << std::string(4096, 'x');
+    EXPECT_ANY_THROW(Journal(other, IfMissing::Make));
+    std::ifstream stream(fs::path(std::u8string(other.begin(), other.end())));
+    EXPECT_EQ(std::string(4096, 'x'), std::string(std::istreambuf_iterator<char>(stream), {}));
+    EXPECT_NE("", tests::refusal([&] { Journal(file() + ".none", IfMissing::Refuse); }));
+    EXPECT_FALSE(fs::exists(fs::path(file() + ".none")));
+}
+
+TEST_F(JournalTest, TellsADamagedDesk) {
+    const Claim claim = blank();
+    m_journal.reset();
+    const std::string name = file();
+    std::fstream stream(fs::path(std::u8string(name.begin(), name.end())),
+                        std::ios::in | std::ios::out | std::ios::binary);
+    stream.seekp(4096);
+    stream << std::string(8192, '\xFF');
+    stream.close();
+    EXPECT_THROW(Journal(file(), IfMissing::Make), JournalError);
+}
+
+TEST_F(JournalTest, AStationsNameIsHeldOnce) {
+    m_journal->holdStation("north");
+    Journal other(file(), IfMissing::Refuse);
+    EXPECT_EQ("--station: another process works at this desk as \"north\"; give each station a name of its own with "
+              "--station",
+              tests::refusal([&] { other.holdStation("north"); }));
+    other.holdStation("south");
+    m_journal.reset();
+    other.holdStation("north");
+}
+
+TEST(Desk, TakesNoPasswordFromTheCommandLine) {
+    for (const char* const url : {"postgresql://me:secret@db/desk", "postgresql://db/desk?password=secret"}) {
+        const std::string text = tests::refusal([&] { Journal(url, IfMissing::Make); });
+        EXPECT_NE(std::string::npos, text.find("PGPASSFILE"));
+        EXPECT_EQ(std::string::npos, text.find("secret"));
+    }
+}
+
+} // namespace
