@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/plugin/Texts.h"
+#include "host/view/HtmlPieces.h"
 #include "host/view/Kinds.h"
 #include "host/view/PageParts.h"
 #include "host/view/Pictures.h"
@@ -16,15 +17,6 @@ namespace host::view {
 namespace {
 
 using Json = nlohmann::json;
-
-std::string cell(const std::string& text, const char* style = "") {
-    return std::string("<td") + (*style == '\0' ? "" : " class=\"" + std::string(style) + "\"") + ">" + escaped(text) +
-           "</td>";
-}
-
-std::string numberCell(const std::string& text) {
-    return cell(text, "n");
-}
 
 // --- The tables
 // -------------------------------------------------------------------------------------------------------
@@ -80,11 +72,6 @@ std::string spanTable(const Timeline& timeline) {
 
 // --- The head
 // ---------------------------------------------------------------------------------------------------------
-
-std::string figure(const char* name, const std::string& value, bool isBad = false) {
-    return std::string("<div") + (isBad ? " class=\"bad\"" : "") + "><dt>" + name + "</dt><dd>" + escaped(value) +
-           "</dd></div>\n";
-}
 
 std::string figures(const Timeline& timeline, const std::vector<Total>& totals) {
     double inModule = 0;
@@ -234,43 +221,9 @@ std::string dataOf(const Timeline& timeline) {
 // --- The page
 // ---------------------------------------------------------------------------------------------------------
 
-/// "'sha256-…'" of a part that the page may run.
-std::string allowed(const PagePart& part) {
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const std::string bytes = fromHexadecimal(part.sha256).value_or("");
-    std::string text;
-    for (std::size_t at = 0; at < bytes.size(); at += 3) {
-        std::uint32_t group = 0;
-        for (std::size_t i = 0; i < 3; ++i) {
-            group = group << 8U | (at + i < bytes.size() ? static_cast<std::uint8_t>(bytes[at + i]) : 0U);
-        }
-        for (std::size_t i = 0; i < 4; ++i) {
-            text += at + i <= bytes.size() ? kDigits[group >> (18 - 6 * i) & 63U] : '=';
-        }
-    }
-    return "'sha256-" + text + "'";
-}
-
 std::string policy() {
     return "default-src 'none'; script-src " + allowed(kPageChart) + " " + allowed(kPageScript) + "; style-src " +
            allowed(kPageStyle) + "; base-uri 'none'; form-action 'none'";
-}
-
-/// The template with "@NAME@" replaced; what is put in is not looked at again.
-std::string filled(std::string_view page, const std::vector<std::pair<std::string_view, std::string>>& values) {
-    std::string text;
-    for (;;) {
-        const std::size_t at = page.find('@');
-        text += page.substr(0, at);
-        if (at == std::string_view::npos) {
-            return text;
-        }
-        const std::size_t end = page.find('@', at + 1);
-        const std::string_view name = page.substr(at + 1, end - at - 1);
-        const auto value = std::find_if(values.begin(), values.end(), [&](const auto& v) { return v.first == name; });
-        text += value == values.end() ? "" : value->second;
-        page.remove_prefix(end == std::string_view::npos ? page.size() : end + 1);
-    }
 }
 
 } // namespace

@@ -15,5 +15,7 @@ extern const PagePart kPageHtml;
 extern const PagePart kPageStyle;
 extern const PagePart kPageChart;
 extern const PagePart kPageScript;
+extern const PagePart kPageReportHtml;
+extern const PagePart kPageReportStyle;
 
 } // namespace host::view

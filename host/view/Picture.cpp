@@ -1,13 +1,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <map>
 
 #include "host/plugin/Texts.h"
 #include "host/view/Kinds.h"
 #include "host/view/Pictures.h"
 #include "host/view/Shown.h"
+#include "host/view/SvgPieces.h"
 
 namespace host::view {
 
@@ -24,26 +24,6 @@ constexpr double kLeastStep = 0.5; // what begins and ends closer to the one bef
 constexpr int kTicks = 8;
 constexpr std::uint32_t kNoResult = ~std::uint32_t{0};
 constexpr const char* kEndsHere = " text-anchor=\"end\"";
-
-std::string number(double value) {
-    std::array<char, 40> text = {};
-    std::snprintf(text.data(), text.size(), "%.2f", value);
-    return text.data();
-}
-
-std::string attribute(const char* name, double value) {
-    return std::string(" ") + name + "=\"" + number(value) + "\"";
-}
-
-std::string rectangle(double x, double y, double width, double height, const std::string& fill,
-                      const std::string& more = "") {
-    return "<rect" + attribute("x", x) + attribute("y", y) + attribute("width", width) + attribute("height", height) +
-           " fill=\"" + fill + "\"" + more;
-}
-
-std::string label(double x, double y, const std::string& text, const std::string& more = "") {
-    return "<text" + attribute("x", x) + attribute("y", y) + more + ">" + escaped(text) + "</text>\n";
-}
 
 /// The begin of a text that fits; empty when less than three characters do.
 std::string fitting(const std::string& text, double width) {
