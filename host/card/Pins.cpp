@@ -1,8 +1,8 @@
 #include "host/card/Pins.h"
 
-#include <algorithm>
 #include <optional>
 
+#include "host/card/NewPin.h"
 #include "host/plugin/Errors.h"
 #include "host/scripts/Secrets.h"
 
@@ -31,22 +31,6 @@ WipedBytes readSource(const PinSource& source) {
     return source.kind == "fd" ? secretFromDescriptor(source.value) : secretFromCommand(source.value);
 }
 
-/// What is wrong with a new PIN; nothing when the token takes its length.
-std::optional<std::string> faultOf(const WipedBytes& pin, const TokenView& token) {
-    const bool isTypable = std::none_of(pin.begin(), pin.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
-    });
-    if (!isTypable) {
-        return "it holds a control character, which nobody can type";
-    }
-    if (pin.size() >= token.shortestPin && pin.size() <= token.longestPin.value_or(pin.size())) {
-        return std::nullopt;
-    }
-    const std::string shortest = std::to_string(token.shortestPin);
-    return "it has " + std::to_string(pin.size()) + " bytes, and the token takes " +
-           (token.longestPin ? shortest + " to " + std::to_string(*token.longestPin) : "at least " + shortest);
-}
-
 /// Both entries of one try; nothing when they differ.
 std::optional<WipedBytes> typeTwice(PinRole role, const Token& token) {
     WipedBytes pin = token.person().secret(question(role, true, token) + ": ");
@@ -58,7 +42,7 @@ WipedBytes promptForNewPin(PinRole role, const Token& token) {
     std::string fault;
     for (int i = 0; i < kTries; ++i) {
         std::optional<WipedBytes> pin = typeTwice(role, token);
-        const std::optional<std::string> wrong = pin ? faultOf(*pin, token.info()) : "the two entries differ";
+        const std::optional<std::string> wrong = pin ? faultOfNewPin(*pin, token.info()) : "the two entries differ";
         if (!wrong) {
             return std::move(*pin);
         }
@@ -111,7 +95,7 @@ WipedBytes readNewPin(const PinSource& source, PinRole role, const Token& token)
         return token.rules().isDryRun ? WipedBytes() : promptForNewPin(role, token);
     }
     WipedBytes pin = readSource(source);
-    if (const std::optional<std::string> fault = faultOf(pin, token.info())) {
+    if (const std::optional<std::string> fault = faultOfNewPin(pin, token.info())) {
         throw UsageError("the new PIN cannot be taken: " + *fault + "; nothing was changed");
     }
     return pin;

@@ -1,5 +1,6 @@
 #include "host/card/Signing.h"
 
+#include <algorithm>
 #include <array>
 
 #include "host/card/KeyLookup.h"
@@ -17,6 +18,10 @@ namespace {
 
 constexpr std::size_t kPiece = 65536;
 
+bool allows(const std::vector<std::string>& usage, const char* one, const char* other) {
+    return std::any_of(usage.begin(), usage.end(), [&](const std::string& use) { return use == one || use == other; });
+}
+
 CardFailure wrongSignature(const Token& token, const std::string& id) {
     return {ExitStatus::Failed, "verifying the signature of " + token.name(),
             "it does not belong to the public key " + hexadecimalText(id) + "; it was thrown away",
@@ -32,6 +37,14 @@ x509::Bytes signatureOf(const ScriptAnswer& answer) {
 }
 
 } // namespace
+
+x509::KeyUsage usageOf(const FoundKey& key) {
+    std::string list = allows(key.usage, "sign", "verify") ? "digitalSignature" : "";
+    if (allows(key.usage, "decrypt", "encrypt")) {
+        list += list.empty() ? "keyEncipherment" : ",keyEncipherment";
+    }
+    return list.empty() ? x509::KeyUsage() : x509::parseKeyUsage(list);
+}
 
 x509::Bytes digestOfFile(const std::string& path, x509::Hash hash) {
     x509::Hasher hasher(hash);

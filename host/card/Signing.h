@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "host/card/KeyLookup.h"
 #include "host/card/Token.h"
 #include "host/x509/CertificateRequest.h"
 
@@ -24,6 +25,9 @@ struct SignedDigest {
 /// Signs a digest and verifies the signature with the public key or certificate on the token, where there is one.
 /// CardFailure when it does not verify: the signature is not given out.
 [[nodiscard]] SignedDigest signDigest(Token& token, const std::string& id, x509::Hash hash, const x509::Bytes& digest);
+
+/// What the key on the token may do, in the words of certificates; no bit set when the token does not say.
+[[nodiscard]] x509::KeyUsage usageOf(const FoundKey& key);
 
 /// The signed request in DER; nothing in a dry run. CardFailure as above.
 [[nodiscard]] std::optional<x509::Bytes> signRequest(Token& token, const std::string& id, x509::Hash hash,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "host/cli/DeskCommands.h"
 #include "host/cli/TimelineCommand.h"
 
 namespace host {
@@ -64,6 +65,18 @@ std::vector<CommandRow> ownCommands() {
     };
 }
 
+/// All but the card commands and the scripts.
+std::vector<CommandRow> commandsOfOurOwn() {
+    std::vector<CommandRow> rows;
+    for (DeskCommand& command : deskCommands()) {
+        rows.push_back(std::move(command.row));
+    }
+    for (CommandRow& row : ownCommands()) {
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
 } // namespace
 
 const std::vector<OptionRow>& commonOptions() {
@@ -88,7 +101,7 @@ const std::vector<CommandRow>& commandTable() {
         for (const CardCommand& command : cardCommands()) {
             rows.push_back(cardCommand(command));
         }
-        for (CommandRow& row : ownCommands()) {
+        for (CommandRow& row : commandsOfOurOwn()) {
             rows.push_back(std::move(row));
         }
         for (const Script& script : scripts()) {

@@ -15,6 +15,7 @@ struct OptionRow {
     std::string name;  ///< "--module"
     std::string value; ///< what it takes, "FILE"; empty for a switch
     std::string help;
+    bool isRepeatable = false;
 };
 
 /// An argument without a name.

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "host/cli/CardTable.h"
+#include "host/cli/DeskCommands.h"
 #include "host/cli/Options.h"
 #include "host/cli/Readers.h"
 #include "host/cli/Removal.h"
@@ -404,6 +405,11 @@ ExitStatus runCommand(const Options& options, const Output& output) {
         const ExitStatus status = runCardCommand(*card, options, output);
         traced.reset();
         return checkTrace(output, status);
+    }
+    for (const DeskCommand& desk : deskCommands()) {
+        if (desk.row.name == options.command) {
+            return checkTrace(output, desk.run(options, output));
+        }
     }
     const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
                                        [&](const Command& entry) { return options.command == entry.name; });

@@ -60,7 +60,8 @@ void addCardArguments(CLI::App* command, const CardCommand& row, CardArguments& 
 /// What a command of the program's own takes, by the row of the table of commands.
 void addArguments(CLI::App* command, const CommandRow& row, CardArguments& card) {
     for (const OptionRow& option : row.options) {
-        addCardOption(command, {option.name.c_str(), option.value.c_str(), option.help.c_str()}, card);
+        addCardOption(command, {option.name.c_str(), option.value.c_str(), option.help.c_str(), option.isRepeatable},
+                      card);
     }
     for (const OperandRow& operand : row.operands) {
         const auto keep = [&card](const std::string& value) { card.operands.push_back(value); };
@@ -73,7 +74,7 @@ void addCommands(CLI::App& app, Options& options) {
         CLI::App* command = app.add_subcommand(row.name);
         if (row.card != nullptr) {
             addCardArguments(command, *row.card, options.card);
-        } else if (row.name == "timeline") {
+        } else if (row.name == "timeline" || row.name == "issue") {
             addArguments(command, row, options.card);
         } else if (row.script != nullptr) {
             command->add_option("ARGUMENTS", options.arguments);

@@ -1,6 +1,7 @@
 #include "host/plugin/FailureNotes.h"
 
 #include <charconv>
+#include <mutex>
 
 #include "platform/Streams.h"
 #include "ry/rylog.h"
@@ -29,6 +30,13 @@ std::string_view withoutBlanks(std::string_view text) {
 std::string_view firstWord(std::string_view text) {
     return text.substr(0, text.find(' '));
 }
+
+/// The notes of this thread, the inner ones last: the log calls its receiver on the thread that writes.
+thread_local std::vector<FailureNotes*> t_notes;
+
+std::mutex s_receiverLock;
+int s_receivers = 0;
+std::uint32_t s_levels = kFailureLevel;
 
 } // namespace
 
@@ -70,11 +78,20 @@ std::optional<std::string> readRefusedParameter(std::string_view line) {
 }
 
 FailureNotes::FailureNotes() noexcept {
-    rylogSetReceiver(&FailureNotes::receive, this, kFailureLevel);
+    t_notes.push_back(this);
+    const std::lock_guard<std::mutex> lock(s_receiverLock);
+    if (++s_receivers == 1) {
+        s_levels = kFailureLevel;
+        rylogSetReceiver(&FailureNotes::receive, nullptr, s_levels);
+    }
 }
 
 FailureNotes::~FailureNotes() {
-    rylogSetReceiver(nullptr, nullptr, 0);
+    std::erase(t_notes, this);
+    const std::lock_guard<std::mutex> lock(s_receiverLock);
+    if (--s_receivers == 0) {
+        rylogSetReceiver(nullptr, nullptr, 0);
+    }
 }
 
 void FailureNotes::clear() {
@@ -86,15 +103,21 @@ void FailureNotes::clear() {
 
 void FailureNotes::countRemovals() {
     clear();
-    rylogSetReceiver(&FailureNotes::receive, this, kFailureLevel | kCallLevel);
+    const std::lock_guard<std::mutex> lock(s_receiverLock);
+    if (s_levels == kFailureLevel) {
+        s_levels |= kCallLevel;
+        rylogSetReceiver(&FailureNotes::receive, nullptr, s_levels);
+    }
 }
 
 Failures FailureNotes::failures() const {
     return {{m_calls.begin(), m_calls.end()}, m_parameter, m_removed};
 }
 
-void FailureNotes::receive(void* context, const RylogRecord* record) {
-    static_cast<FailureNotes*>(context)->note(record->text);
+void FailureNotes::receive(void* /*context*/, const RylogRecord* record) {
+    if (!t_notes.empty()) {
+        t_notes.back()->note(record->text);
+    }
 }
 
 void FailureNotes::note(std::string_view line) {

@@ -34,8 +34,8 @@ struct Failures {
     std::size_t removed = 0;       ///< objects that went, when removals are counted
 };
 
-/// Notes what the trace reports as failed while it lives, and says on standard error when a logout is tried again and
-/// again. The log has one receiver, so that there is one at a time.
+/// Notes what the trace reports as failed on this thread while it lives, and says on standard error when a logout is
+/// tried again and again. Make it, use it and let it go on one thread; an inner one takes over for its life.
 ///
 ///     FailureNotes notes;
 ///     notes.clear();

@@ -19,19 +19,6 @@ namespace host {
 
 namespace {
 
-bool allows(const std::vector<std::string>& usage, const char* one, const char* other) {
-    return std::any_of(usage.begin(), usage.end(), [&](const std::string& use) { return use == one || use == other; });
-}
-
-/// What the key on the token may do, in the words of certificates.
-x509::KeyUsage usageOf(const FoundKey& key) {
-    std::string list = allows(key.usage, "sign", "verify") ? "digitalSignature" : "";
-    if (allows(key.usage, "decrypt", "encrypt")) {
-        list += list.empty() ? "keyEncipherment" : ",keyEncipherment";
-    }
-    return list.empty() ? x509::KeyUsage() : x509::parseKeyUsage(list);
-}
-
 std::vector<x509::AlternativeName> alternativeNames(const CardRun& run) {
     std::vector<x509::AlternativeName> names;
     for (const std::string& text : run.arguments().values("--san")) {

@@ -1,0 +1,129 @@
+#include "host/cli/OutFile.h"
+#include "host/cli/Table.h"
+#include "host/cli/desk/DeskArguments.h"
+#include "host/cli/desk/IssueCommands.h"
+#include "host/desk/journal/Journal.h"
+#include "host/desk/report/Status.h"
+#include "host/plugin/Answers.h"
+#include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
+#include "host/view/desk/Export.h"
+#include "host/view/desk/ReportPage.h"
+
+namespace host {
+
+namespace {
+
+ExitStatus answer(const Output& output, const std::string& text) {
+    if (output.result(text)) {
+        return ExitStatus::Success;
+    }
+    complain(output, "cannot write the result to standard output");
+    return ExitStatus::Failed;
+}
+
+ExitStatus answerRows(const Options& options, const Output& output, const std::string& action, std::int64_t rows) {
+    return answer(output, options.json ? jsonLine({{"command", "issue " + action}, {"ok", true}, {"rows", rows}})
+                                       : std::to_string(rows) + (rows == 1 ? " row" : " rows") + ".\n");
+}
+
+/// What a person wants to know: how far the batch is, and what asks for a decision.
+std::string readableStatus(const desk::DeskRecord& record, const desk::Journal::Totals& totals) {
+    std::string text = "Plan \"" + printable(record.plan) + "\": " + std::to_string(totals.done) + " of " +
+                       std::to_string(totals.total()) + " done, " + std::to_string(totals.running) + " under way, " +
+                       std::to_string(totals.waiting) + " waiting, " + std::to_string(totals.failed) + " failed, " +
+                       std::to_string(totals.dropped) + " dropped.\n";
+    for (const desk::RowRecord& row : record.rows) {
+        if (row.state == desk::RowState::Failed) {
+            text += "Row " + std::to_string(row.row) + ", " + printable(row.who) + ": " + printable(row.reason) +
+                    ".\n  " + printable(row.remedy) + "\n";
+        }
+    }
+    for (const desk::RevocationRecord& revocation : record.revocations) {
+        text += "Revoke: row " + std::to_string(revocation.row) +
+                (revocation.certificate.empty() ? ", a certificate that nobody received: " : ": ") +
+                printable(revocation.reason) + ".\n";
+    }
+    return text;
+}
+
+desk::DeskRecord readDesk(const std::string& desk) {
+    desk::Journal journal(desk, desk::IfMissing::Refuse);
+    journal.requireDesk();
+    return journal.read();
+}
+
+/// Nobody should learn that a file cannot be written when all else is done.
+void checkOut(const Options& options, const std::string& desk) {
+    if (const std::optional<std::string> file = options.card.value("--out")) {
+        checkOutFile(*file, {desk});
+    }
+}
+
+ExitStatus deliver(const Options& options, const Output& output, const std::string& text) {
+    const std::optional<std::string> file = options.card.value("--out");
+    if (!file) {
+        return answer(output, text);
+    }
+    if (const std::optional<std::string> reason = replaceFile(*file, text)) {
+        complain(output, "cannot write the file \"" + *file + "\": " + *reason);
+        return ExitStatus::Failed;
+    }
+    return ExitStatus::Success;
+}
+
+} // namespace
+
+ExitStatus showDesk(const Options& options, const Output& output) {
+    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    journal.requireDesk();
+    const desk::DeskRecord record = journal.read();
+    return answer(output, options.json ? statusJson(record) : readableStatus(record, journal.totals()));
+}
+
+ExitStatus retryFailedRows(const Options& options, const Output& output) {
+    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    journal.requireDesk();
+    return answerRows(options, output, "retry", journal.retryFailed());
+}
+
+ExitStatus redoRow(const Options& options, const Output& output) {
+    const std::int64_t row = requiredRow(options);
+    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    journal.requireDesk();
+    journal.redo(row);
+    return answerRows(options, output, "redo", 1);
+}
+
+ExitStatus dropRow(const Options& options, const Output& output) {
+    const std::int64_t row = requiredRow(options);
+    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    journal.requireDesk();
+    journal.drop(row);
+    return answerRows(options, output, "drop", 1);
+}
+
+ExitStatus exportDesk(const Options& options, const Output& output) {
+    const std::string format = options.card.value("--format").value_or("csv");
+    if (format != "csv" && format != "jsonl") {
+        throw UsageError("--format takes csv or jsonl");
+    }
+    const std::string desk = requiredDesk(options);
+    checkOut(options, desk);
+    const desk::DeskRecord record = readDesk(desk);
+    std::string text;
+    const auto add = [&](const std::string& line) { text += line; };
+    format == "csv" ? view::exportCsv(record, add) : view::exportJsonLines(record, add);
+    return deliver(options, output, text);
+}
+
+ExitStatus reportOnDesk(const Options& options, const Output& output) {
+    if (!options.card.has("--out")) {
+        throw UsageError("--out is missing: the file for the page, such as report.html");
+    }
+    const std::string desk = requiredDesk(options);
+    checkOut(options, desk);
+    return deliver(options, output, view::reportPageOf(readDesk(desk)));
+}
+
+} // namespace host

@@ -1,0 +1,201 @@
+#include "host/desk/engine/Issuing.h"
+
+#include <algorithm>
+
+#include "host/card/TokenChoice.h"
+#include "host/plugin/Texts.h"
+#include "platform/Interruption.h"
+#include "platform/Sleep.h"
+
+namespace host::desk {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPoll{500};
+constexpr std::chrono::milliseconds kGlance{50}; ///< how often the end of a worker and Ctrl-C are noticed
+constexpr std::chrono::seconds kLeases{10};
+/// How long rows wait for their interrupted cards while blank ones are there.
+constexpr std::chrono::seconds kPatience{30};
+
+/// What tells two cards in one reader apart.
+std::string cardIn(const SlotView& slot) {
+    const TokenView& token = *slot.token;
+    return (token.isInitialised ? "used " : "blank ") + token.serial + "\n" + token.label;
+}
+
+} // namespace
+
+Issuing::Issuing(const Bench& bench, std::string station, std::vector<std::string> readers)
+    : m_bench(bench), m_station(std::move(station)), m_readers(std::move(readers)), m_nextLease(Clock::now()) {
+    for (const ListedPerson& person : bench.persons) {
+        m_labels.insert(bench.plan.tokenLabel(person.values));
+    }
+}
+
+Outcome Issuing::run() {
+    m_bench.desk.journal.recover(m_station);
+    Clock::time_point nextPoll = Clock::now();
+    while (platform::interruption() == 0) {
+        reap();
+        if (Clock::now() >= nextPoll) {
+            nextPoll = Clock::now() + kPoll;
+            keepLeases();
+            if (isFinished()) {
+                return m_bench.desk.journal.totals().failed == 0 ? Outcome::AllDone : Outcome::SomeFailed;
+            }
+            poll();
+        }
+        platform::sleepFor(kGlance);
+    }
+    while (!m_workers.empty()) { // each ends its step
+        reap();
+        keepLeases();
+        platform::sleepFor(kGlance);
+    }
+    return Outcome::Interrupted;
+}
+
+void Issuing::reap() {
+    std::string fault;
+    for (auto worker = m_workers.begin(); worker != m_workers.end();) {
+        if (!worker->hasEnded()) {
+            ++worker;
+            continue;
+        }
+        fault = worker->journalFault().empty() ? fault : worker->journalFault();
+        if (!worker->hasFailed()) {
+            m_seen.erase(worker->slot());
+        }
+        worker = m_workers.erase(worker);
+    }
+    if (!fault.empty()) {
+        m_workers.clear(); // waits for the others, which meet the same fault at their next step
+        throw JournalError(fault);
+    }
+}
+
+void Issuing::keepLeases() {
+    if (Clock::now() < m_nextLease) {
+        return;
+    }
+    m_nextLease = Clock::now() + kLeases;
+    m_bench.desk.journal.renewLeases(m_station);
+    m_bench.desk.journal.expireLeases();
+    std::erase_if(m_seen, [](const auto& entry) { return !entry.second.isForGood; });
+}
+
+bool Issuing::isFinished() {
+    if (!m_workers.empty()) {
+        return false;
+    }
+    const Journal::Totals totals = m_bench.desk.journal.totals();
+    return totals.waiting == 0 && totals.running == 0;
+}
+
+bool Issuing::isBusy(std::uint64_t slot) const {
+    return std::any_of(m_workers.begin(), m_workers.end(), [&](const Worker& worker) { return worker.slot() == slot; });
+}
+
+bool Issuing::isMeant(const std::string& reader) const {
+    return m_readers.empty() || std::any_of(m_readers.begin(), m_readers.end(),
+                                            [&](const std::string& pattern) { return fitsGlob(reader, pattern); });
+}
+
+void Issuing::poll() {
+    std::vector<SlotView> slots;
+    try {
+        slots = m_bench.view.slots();
+    } catch (const ModuleError& error) {
+        // A reader may vanish while it is looked at; one that stays away is not in the next list.
+        if (m_told.insert(error.what()).second) {
+            m_bench.desk.progress.tell({Event::Kind::Note, "", 0, "", "", std::string("the module: ") + error.what()});
+        }
+        return;
+    }
+    // Cards that the journal knows come first: their rows are not to go to blank ones.
+    lookAt(slots, true);
+    lookAt(slots, false);
+    if (m_workers.empty() && !m_hasAsked) {
+        m_hasAsked = true;
+        m_bench.desk.progress.tell({Event::Kind::Waiting, "", 0, "", "", "put a blank card into a reader"});
+    }
+}
+
+void Issuing::lookAt(const std::vector<SlotView>& slots, bool isInitialised) {
+    const std::vector<std::string> names = shownNames(slots);
+    std::set<std::string> passed;
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        const SlotView& slot = slots[i];
+        // The plug-in finds a reader by its name, and finds the first one of that name.
+        const bool isFirst = passed.insert(slot.name).second;
+        if (!slot.token) {
+            m_seen.erase(slot.id);
+        }
+        if (!slot.token || slot.token->isInitialised != isInitialised || !isMeant(names[i]) || isBusy(slot.id)) {
+            continue;
+        }
+        const auto seen = m_seen.find(slot.id);
+        if (seen == m_seen.end() || seen->second.card != cardIn(slot)) {
+            isFirst ? consider(slot, names[i]) : leave(slot, names[i], "another reader has the same name");
+        }
+    }
+}
+
+void Issuing::leave(const SlotView& slot, const std::string& reader, const std::string& reason) {
+    const std::string card = cardIn(slot);
+    m_seen[slot.id] = {card, false};
+    if (!reason.empty() && m_told.insert(card + "\n" + reason).second) {
+        m_bench.desk.progress.tell({Event::Kind::LeftAlone, reader, 0, slot.token->label, "", reason});
+    }
+}
+
+void Issuing::consider(const SlotView& slot, const std::string& reader) {
+    Journal& journal = m_bench.desk.journal;
+    const std::string& serial = slot.token->serial;
+    const bool isUsed = slot.token->isInitialised;
+    if (isUsed && serial.empty()) {
+        return leave(slot, reader, "it has no serial number");
+    }
+    const std::optional<KnownCard> known = isUsed ? journal.findCard(serial) : std::nullopt;
+    const Decision decision = decide(*slot.token, known, m_bench.plan, m_labels);
+    switch (decision.use) {
+    case CardUse::Blank:
+        return considerBlank(slot, reader);
+    case CardUse::Resume:
+        return start(slot, reader, journal.claimToResume(m_station, reader, serial));
+    case CardUse::Erase:
+        return start(slot, reader, journal.claimToErase(m_station, reader, serial));
+    case CardUse::Used:
+        return start(slot, reader, journal.claimUsed(m_station, reader, serial));
+    default:
+        return leave(slot, reader, decision.reason);
+    }
+}
+
+void Issuing::considerBlank(const SlotView& slot, const std::string& reader) {
+    Journal& journal = m_bench.desk.journal;
+    std::optional<Claim> claim = journal.claimBlank(m_station, reader, Journal::Pinned::Leave);
+    if (claim) {
+        m_onlyPinnedSince.reset();
+        return start(slot, reader, std::move(claim));
+    }
+    if (!m_workers.empty()) {
+        return;
+    }
+    m_onlyPinnedSince = m_onlyPinnedSince.value_or(Clock::now());
+    if (Clock::now() - *m_onlyPinnedSince > kPatience) {
+        start(slot, reader, journal.claimBlank(m_station, reader, Journal::Pinned::Take));
+    }
+}
+
+void Issuing::start(const SlotView& slot, const std::string& reader, std::optional<Claim> claim) {
+    if (!claim) {
+        return; // nobody waits, or another station was faster
+    }
+    // A card that fails is not taken again before it was changed; one that is erased for another try is another card.
+    m_seen[slot.id] = {cardIn(slot), !slot.token->isInitialised};
+    m_hasAsked = false;
+    m_workers.emplace_back(m_bench, slot, reader, std::move(*claim));
+}
+
+} // namespace host::desk
