@@ -46,7 +46,7 @@ if(ZEL_DESK)
   add_library(desk-database INTERFACE)
   if(WIN32)
     set(soci ${PROJECT_SOURCE_DIR}/build/soci-windows)
-    add_custom_command(OUTPUT ${soci}/libsoci.a COMMAND ${CMAKE_CURRENT_LIST_DIR}/build-soci
+    add_custom_command(OUTPUT ${soci}/libsoci.a ${soci}/libsqlite3.a COMMAND ${CMAKE_CURRENT_LIST_DIR}/build-soci
                        DEPENDS ${CMAKE_CURRENT_LIST_DIR}/build-soci COMMENT "Building SQLite and SOCI for Windows"
                        VERBATIM)
     add_custom_target(soci-windows DEPENDS ${soci}/libsoci.a)
