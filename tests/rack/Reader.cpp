@@ -1,5 +1,6 @@
 #include "tests/rack/Reader.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -72,8 +73,7 @@ void setConfigurationFile(const fs::path& file) {
     platform::setEnvironmentVariable("SOFTHSM2_CONF", utf8Of(file));
 }
 
-Reader::Reader(fs::path folder, const fs::path& module)
-    : m_folder(std::move(folder)), m_name(lineIn(m_folder / "name")) {
+Reader::Reader(fs::path folder, const fs::path& module) : m_folder(std::move(folder)), m_calls(m_folder) {
     m_library = platform::DynamicLibrary::load(copyOf(module, m_folder).wstring().c_str());
     m_functions = m_library.isLoaded() ? functionsOf(m_library) : nullptr;
     if (m_functions == nullptr) {
@@ -87,6 +87,14 @@ Reader::~Reader() {
 
 bool Reader::isPlugged() const {
     return fs::exists(m_folder / "name");
+}
+
+std::string Reader::name() const {
+    return lineIn(m_folder / "name");
+}
+
+CK_FLAGS Reader::furtherFlags() const {
+    return static_cast<CK_FLAGS>(std::strtoul(lineIn(m_folder / "flags").c_str(), nullptr, 0));
 }
 
 bool Reader::hasCard() {

@@ -8,12 +8,14 @@
 
 #include "cryptoki/cryptoki.h"
 #include "platform/DynamicLibrary.h"
+#include "tests/rack/Calls.h"
 
 namespace rack {
 
 /// A reader of the rack: a folder, in which the file `name` holds the reader's name and the file `card` that of the
 /// folder with the card's store. Without `name` the reader is unplugged, without `card` it is empty. In it stands a
-/// copy of the module of its own, so that each reader has a module with its own state.
+/// copy of the module of its own, so that each reader has a module with its own state. The file `flags` holds further
+/// flags of the token, as a number.
 class Reader {
 public:
     /// Copies the module into the folder and loads it. Throws std::runtime_error.
@@ -24,7 +26,9 @@ public:
     ~Reader();
 
     [[nodiscard]] bool isPlugged() const;
-    [[nodiscard]] const std::string& name() const noexcept { return m_name; }
+    [[nodiscard]] std::string name() const;
+    [[nodiscard]] CK_FLAGS furtherFlags() const;
+    [[nodiscard]] Calls& calls() noexcept { return m_calls; }
     [[nodiscard]] bool hasCard();
 
     /// Calls `call(functions, slot)` on the card in the reader; CKR_TOKEN_NOT_PRESENT without one.
@@ -53,7 +57,7 @@ private:
     void remove();
 
     std::filesystem::path m_folder;
-    std::string m_name;
+    Calls m_calls;
     platform::DynamicLibrary m_library;
     CK_FUNCTION_LIST* m_functions = nullptr;
     std::shared_mutex m_mutex; ///< calls share it; a change of the card waits for them

@@ -4,9 +4,10 @@
 //     RACK_FOLDER     a folder for each reader, in the order of their names; Reader.h says what stands in them
 //     RACK_MODULE     the module that is copied for each reader
 //     RACK_DELAY      milliseconds that each call waits, without holding up others; default 0
+//     RACK_CALLS      a file that gets a line for each call on a reader: "01 C_Login"
 //
 // The file `card` may be replaced at any time (written beside and renamed, so that nobody reads half of it): calls
-// under way end first, and sessions of the card before get CKR_DEVICE_REMOVED.
+// under way end first, and sessions of the card before get CKR_DEVICE_REMOVED. Calls.h says how a call is made to fail.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -124,6 +125,17 @@ Reader* readerOf(const std::shared_ptr<Rack>& rack, CK_SLOT_ID slot) {
     return slot < rack->readers.size() && rack->readers[slot]->isPlugged() ? rack->readers[slot].get() : nullptr;
 }
 
+/// Carries out the call, or answers what the reader's file `fault` says.
+template <class Call>
+CK_RV carriedOut(Reader& reader, const char* function, const Call& call) {
+    const rack::Fault fault = reader.calls().next(function);
+    if (fault.code != CKR_OK && !fault.isAfterwards) {
+        return fault.code;
+    }
+    const CK_RV rv = call();
+    return fault.code == CKR_OK ? rv : fault.code;
+}
+
 CK_RV getSlotList(CK_BBOOL onlyWithCard, CK_SLOT_ID* slots, CK_ULONG* count) {
     const std::shared_ptr<Rack> rack = rackNow();
     if (rack == nullptr) {
@@ -153,11 +165,13 @@ CK_RV getSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
     if (reader == nullptr) {
         return CKR_SLOT_ID_INVALID;
     }
-    *info = {};
-    fill(info->slotDescription, reader->name());
-    fill(info->manufacturerID, "tests");
-    info->flags = CKF_REMOVABLE_DEVICE | CKF_HW_SLOT | (reader->hasCard() ? CKF_TOKEN_PRESENT : 0);
-    return CKR_OK;
+    return carriedOut(*reader, "C_GetSlotInfo", [&] {
+        *info = {};
+        fill(info->slotDescription, reader->name());
+        fill(info->manufacturerID, "tests");
+        info->flags = CKF_REMOVABLE_DEVICE | CKF_HW_SLOT | (reader->hasCard() ? CKF_TOKEN_PRESENT : 0);
+        return CKR_OK;
+    });
 }
 
 template <auto Member, class Function>
@@ -171,11 +185,13 @@ struct OnSlot<Member, CK_RV (*)(CK_SLOT_ID, Rest...)> {
             return CKR_CRYPTOKI_NOT_INITIALIZED;
         }
         Reader* const reader = readerOf(rack, slot);
+        const auto onCard = [&](CK_FUNCTION_LIST& functions, CK_SLOT_ID inner) {
+            return (functions.*Member)(inner, rest...);
+        };
         return reader == nullptr ? CKR_SLOT_ID_INVALID
-                                 : reader->onSlot([&](CK_FUNCTION_LIST& functions, CK_SLOT_ID inner) {
-                                       return (functions.*Member)(inner, rest...);
-                                   });
+                                 : carriedOut(*reader, s_name, [&] { return reader->onSlot(onCard); });
     }
+    static inline const char* s_name = "";
 };
 
 // --- Sessions
@@ -189,7 +205,7 @@ CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY 
     if (reader == nullptr) {
         return CKR_SLOT_ID_INVALID;
     }
-    return reader->onSlot([&](CK_FUNCTION_LIST& functions, CK_SLOT_ID inner) {
+    const auto open = [&](CK_FUNCTION_LIST& functions, CK_SLOT_ID inner) {
         Session session = {reader, reader->card(), 0};
         const CK_RV rv = functions.C_OpenSession(inner, flags, application, notify, &session.inner);
         if (rv == CKR_OK) {
@@ -198,7 +214,8 @@ CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY 
             rack->sessions[*handle] = session;
         }
         return rv;
-    });
+    };
+    return carriedOut(*reader, "C_OpenSession", [&] { return reader->onSlot(open); });
 }
 
 Session sessionOf(Rack& rack, CK_SESSION_HANDLE handle) {
@@ -218,11 +235,12 @@ struct OnSession<Member, CK_RV (*)(CK_SESSION_HANDLE, Rest...)> {
             return CKR_CRYPTOKI_NOT_INITIALIZED;
         }
         const Session session = sessionOf(*rack, handle);
-        return session.reader == nullptr ? CKR_SESSION_HANDLE_INVALID
-                                         : session.reader->onCard(session.card, [&](CK_FUNCTION_LIST& functions) {
-                                               return (functions.*Member)(session.inner, rest...);
-                                           });
+        const auto onCard = [&](CK_FUNCTION_LIST& functions) { return (functions.*Member)(session.inner, rest...); };
+        return session.reader == nullptr
+                   ? CKR_SESSION_HANDLE_INVALID
+                   : carriedOut(*session.reader, s_name, [&] { return session.reader->onCard(session.card, onCard); });
     }
+    static inline const char* s_name = "";
 };
 
 template <class Function>
@@ -231,6 +249,14 @@ template <auto Member>
 using Session_ = OnSession<Member, decltype(typeOf(Member))>;
 template <auto Member>
 using Slot_ = OnSlot<Member, decltype(typeOf(Member))>;
+
+CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
+    const CK_RV rv = Slot_<&CK_FUNCTION_LIST::C_GetTokenInfo>::call(slot, info);
+    if (const std::shared_ptr<Rack> rack = rackNow(); rv == CKR_OK && rack != nullptr) {
+        info->flags |= rack->readers[slot]->furtherFlags();
+    }
+    return rv;
+}
 
 CK_RV closeSession(CK_SESSION_HANDLE handle) {
     const CK_RV rv = Session_<&CK_FUNCTION_LIST::C_CloseSession>::call(handle);
@@ -274,13 +300,20 @@ CK_FUNCTION_LIST makeList() {
     list.C_GetFunctionStatus = notParallel;
     list.C_CancelFunction = notParallel;
     list.C_WaitForSlotEvent = noSlotEvents;
-#define RACK_SLOT(name) list.name = Slot_<&CK_FUNCTION_LIST::name>::call
+#define RACK_SLOT(name)                                                                                                \
+    list.name = Slot_<&CK_FUNCTION_LIST::name>::call;                                                                  \
+    Slot_<& CK_FUNCTION_LIST::name>::s_name = #name
     RACK_SLOT(C_GetTokenInfo);
+    list.C_GetTokenInfo = getTokenInfo;
+    Slot_<& CK_FUNCTION_LIST::C_CloseAllSessions>::s_name = "C_CloseAllSessions";
+    Session_<& CK_FUNCTION_LIST::C_CloseSession>::s_name = "C_CloseSession";
     RACK_SLOT(C_GetMechanismList);
     RACK_SLOT(C_GetMechanismInfo);
     RACK_SLOT(C_InitToken);
 #undef RACK_SLOT
-#define RACK_SESSION(name) list.name = Session_<&CK_FUNCTION_LIST::name>::call
+#define RACK_SESSION(name)                                                                                             \
+    list.name = Session_<&CK_FUNCTION_LIST::name>::call;                                                               \
+    Session_<& CK_FUNCTION_LIST::name>::s_name = #name
     RACK_SESSION(C_InitPIN);
     RACK_SESSION(C_SetPIN);
     RACK_SESSION(C_GetSessionInfo);

@@ -35,6 +35,7 @@ constexpr std::string_view kChecked = "p11host issue checks the card";
 void CardWork::generate(const Step& step) {
     checkKeySize(m_token, step.size);
     refuseTakenId(m_token, step.id);
+    m_begun = m_step;
     const NewKey key{step.id, step.label.expand(m_row), step.size, step.use};
     [[maybe_unused]] const ObjectView made = generateKey(m_token, key);
 }
@@ -48,10 +49,11 @@ void CardWork::import(const Step& step) {
                               "it is encrypted, and the plan's step has no \"passphrase\"",
                               "Name a secret in the step import-key.");
         }
-        return m_desk.secrets.value(step.passphrase, m_row);
+        return secret(step.passphrase);
     });
     checkImport(m_token, key);
     refuseTakenId(m_token, step.id);
+    m_begun = m_step;
     importKey(m_token, {std::move(key), step.id, step.label.expand(m_row), step.use});
 }
 
@@ -85,6 +87,7 @@ void CardWork::write(const Step& step) {
     if (added.label.empty()) {
         added.label = requireKey(m_token, step.id).label;
     }
+    m_begun = m_step;
     writeCertificate(m_token, added);
 }
 

@@ -1,6 +1,7 @@
 #include "host/desk/engine/CardWork.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "host/card/KeySteps.h"
 #include "host/card/NewPin.h"
@@ -25,22 +26,11 @@ bool needsUser(StepKind kind) {
 } // namespace
 
 CardWork::CardWork(const Plan& plan, const RowValues& row, Claim claim, Token& token, Desk desk)
-    : m_plan(plan), m_row(row), m_claim(std::move(claim)), m_token(token), m_desk(desk) {
+    : m_plan(plan), m_row(row), m_claim(std::move(claim)), m_token(token), m_desk(desk), m_blank(token.info()) {
     if (!m_claim.certificate.empty()) {
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(m_claim.certificate.data());
         m_certificate = x509::Certificate::read({bytes, m_claim.certificate.size()}, "the certificate in the journal");
     }
-}
-
-/// The request is not kept: who has to ask the authority makes it anew.
-std::size_t CardWork::firstStep() const {
-    auto first = static_cast<std::size_t>(m_claim.stepsDone);
-    if (first < m_plan.steps.size() && m_plan.steps[first].kind == StepKind::Certify) {
-        while (first > 0 && m_plan.steps[first].kind != StepKind::Request) {
-            --first;
-        }
-    }
-    return first;
 }
 
 void CardWork::run() {
@@ -48,19 +38,68 @@ void CardWork::run() {
     if (m_claim.isUnderWay) {
         undo(m_plan.steps[static_cast<std::size_t>(m_claim.stepsDone)]);
     }
-    for (std::size_t i = firstStep(); i < m_plan.steps.size(); ++i) {
-        const Step& step = m_plan.steps[i];
+    for (auto i = static_cast<std::size_t>(m_claim.stepsDone); i < m_plan.steps.size(); ++i) {
         endIfInterrupted();
-        const std::string name(nameOf(step.kind));
-        m_desk.journal.beginStep(m_claim, static_cast<int>(i) + 1, name);
-        m_begun = std::max(m_begun, i + 1);
-        m_desk.progress.tell({Event::Kind::Step, m_token.slot().name, m_claim.row, m_row.front(), name, ""});
-        if (needsUser(step.kind)) {
-            login();
-        }
-        doStep(step);
+        carryOut(i);
     }
     m_desk.journal.finish(m_claim);
+}
+
+void CardWork::carryOut(std::size_t number) {
+    const Step& step = m_plan.steps[number];
+    requireSameCard();
+    if (step.kind == StepKind::Certify && !m_requestedKey) {
+        requestAgain(number);
+    }
+    const std::string name(nameOf(step.kind));
+    m_step = number + 1;
+    m_desk.journal.beginStep(m_claim, static_cast<int>(m_step), name);
+    m_desk.progress.tell({Event::Kind::Step, m_token.slot().name, m_claim.row, m_row.front(), name, ""});
+    if (needsUser(step.kind)) {
+        login();
+    }
+    doStep(step);
+}
+
+/// Somebody may change the card between two steps, and while a program of the plan runs.
+void CardWork::requireSameCard() {
+    m_token.refresh();
+    const TokenView& now = m_token.info();
+    const bool isSame = m_claim.serial.empty()
+                            ? now.isInitialised == m_blank.isInitialised && now.serial == m_blank.serial
+                            : now.serial == m_claim.serial;
+    if (!isSame) {
+        throw CardFailure(ExitStatus::NoToken,
+                          "looking at the card in reader \"" + printable(m_token.slot().name) + "\"",
+                          "another card is in it", "Put the card back; work on it goes on.");
+    }
+}
+
+void CardWork::guardPin(PinRole role) {
+    try {
+        m_token.guardPin(role);
+    } catch (CardFailure& failure) {
+        if (failure.status == ExitStatus::Refused) {
+            failure.remedy = "A batch never sends a PIN that has one try left. Take another card.";
+        }
+        throw;
+    }
+}
+
+/// A secret of the plan, for the card that is in the reader still.
+WipedBytes CardWork::secret(const std::string& name) {
+    WipedBytes value = m_desk.secrets.value(name, m_row);
+    requireSameCard();
+    return value;
+}
+
+/// The request is not kept: who resumes work makes it anew.
+void CardWork::requestAgain(std::size_t number) {
+    const auto isRequest = [](const Step& step) { return step.kind == StepKind::Request; };
+    const auto behind = std::make_reverse_iterator(m_plan.steps.begin() + static_cast<std::ptrdiff_t>(number));
+    const auto before = std::find_if(behind, m_plan.steps.rend(), isRequest); // a plan has one before each certify
+    login();
+    request(*before);
 }
 
 void CardWork::doStep(const Step& step) {
@@ -87,10 +126,11 @@ void CardWork::doStep(const Step& step) {
 }
 
 void CardWork::initialise(const Step& step) {
+    const WipedBytes officerPin = secret(step.soPin);
     if (m_token.info().isInitialised) {
-        m_token.guardPin(PinRole::Officer);
+        guardPin(PinRole::Officer);
     }
-    initialiseToken(m_token, step.label.expand(m_row), m_desk.secrets.value(step.soPin, m_row));
+    initialiseToken(m_token, step.label.expand(m_row), officerPin);
     const std::string serial = m_token.info().serial;
     if (serial.empty()) {
         throw CardFailure(ExitStatus::Failed, "reading the serial number of " + m_token.name(), "the card has none",
@@ -113,23 +153,26 @@ void CardWork::setPin(const Step& step) {
         throw CardFailure(ExitStatus::Refused, "setting the user PIN of " + m_token.name(), *fault,
                           "Give the plan a secret that the cards take.");
     }
-    setUserPin(m_token, m_desk.secrets.value(m_plan.soPin(), m_row), m_pin);
+    const WipedBytes officerPin = secret(m_plan.soPin());
+    guardPin(PinRole::Officer);
+    setUserPin(m_token, officerPin, m_pin);
 }
 
 void CardWork::login() {
     if (m_isLoggedIn) {
         return;
     }
-    m_token.guardPin(PinRole::User);
     if (m_pin.empty()) {
-        m_pin = m_desk.secrets.value(m_plan.userPin(), m_row);
+        m_pin = secret(m_plan.userPin());
     }
+    guardPin(PinRole::User);
     m_token.login(m_pin);
     m_isLoggedIn = true;
 }
 
 /// A step that was interrupted begins again on a card that looks as it did before.
 void CardWork::undo(const Step& step) {
+    requireSameCard();
     if (makesObjects(step.kind)) {
         const std::string left = removeObjectsOf(step);
         if (!left.empty()) {
@@ -158,6 +201,7 @@ std::string CardWork::removeObjectsOf(const Step& step) {
 }
 
 std::string CardWork::rollBack() {
+    requireSameCard();
     std::string left;
     for (std::size_t i = m_begun; i > 0; --i) {
         const Step& step = m_plan.steps[i - 1];

@@ -28,8 +28,9 @@ public:
     /// All but `claim` have to outlive it.
     CardWork(const Plan& plan, const RowValues& row, Claim claim, Token& token, Desk desk);
 
-    /// Does what is left to do. CardFailure and UsageError when a step fails, ClaimLost, JournalError, ModuleError when
-    /// the card cannot be read, Interrupted between two steps.
+    /// Does what is left to do. CardFailure and UsageError when a step fails, with ExitStatus::NoToken when another
+    /// card is in the reader; ClaimLost, JournalError, ModuleError when the card cannot be read, Interrupted between
+    /// two steps.
     void run();
     /// Removes what the steps of this attempt have created, and returns what it cannot remove, one line an object.
     /// Throws as run.
@@ -38,6 +39,7 @@ public:
     [[nodiscard]] const std::string& serial() const noexcept { return m_claim.serial; }
 
 private:
+    void carryOut(std::size_t number);
     void doStep(const Step& step);
     void initialise(const Step& step);
     void setPin(const Step& step);
@@ -49,7 +51,10 @@ private:
     void name(const Step& step);
     void check(const Step& step);
 
-    [[nodiscard]] std::size_t firstStep() const;
+    void requireSameCard();
+    void guardPin(PinRole role);
+    [[nodiscard]] WipedBytes secret(const std::string& name);
+    void requestAgain(std::size_t number);
     void undo(const Step& step);
     [[nodiscard]] std::string removeObjectsOf(const Step& step);
     void login();
@@ -59,7 +64,9 @@ private:
     Claim m_claim;
     Token& m_token;
     Desk m_desk;
-    std::size_t m_begun = 0; ///< steps that this attempt has begun
+    TokenView m_blank;       ///< the card as it was before this attempt
+    std::size_t m_step = 0;  ///< the one under way, from 1
+    std::size_t m_begun = 0; ///< steps of this attempt that may have left something on the card
     WipedBytes m_pin;        ///< the user's, once it is known
     bool m_isLoggedIn = false;
     x509::Bytes m_subject; ///< of the request, DER

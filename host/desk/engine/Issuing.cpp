@@ -66,6 +66,7 @@ void Issuing::reap() {
         if (!worker->hasFailed()) {
             m_seen.erase(worker->slot());
         }
+        m_interruptions[worker->row()] += worker->wasInterrupted() ? 1 : 0;
         worker = m_workers.erase(worker);
     }
     if (!fault.empty()) {
@@ -124,11 +125,14 @@ void Issuing::poll() {
 void Issuing::lookAt(const std::vector<SlotView>& slots, bool isInitialised) {
     const std::vector<std::string> names = shownNames(slots);
     std::set<std::string> passed;
+    std::erase_if(m_seen, [&](const auto& seen) {
+        return std::none_of(slots.begin(), slots.end(), [&](const SlotView& slot) { return slot.id == seen.first; });
+    });
     for (std::size_t i = 0; i < slots.size(); ++i) {
         const SlotView& slot = slots[i];
         // The plug-in finds a reader by its name, and finds the first one of that name.
         const bool isFirst = passed.insert(slot.name).second;
-        if (!slot.token) {
+        if (!slot.token && slot.hasAnswered) {
             m_seen.erase(slot.id);
         }
         if (!slot.token || slot.token->isInitialised != isInitialised || !isMeant(names[i]) || isBusy(slot.id)) {
@@ -195,7 +199,8 @@ void Issuing::start(const SlotView& slot, const std::string& reader, std::option
     // A card that fails is not taken again before it was changed; one that is erased for another try is another card.
     m_seen[slot.id] = {cardIn(slot), !slot.token->isInitialised};
     m_hasAsked = false;
-    m_workers.emplace_back(m_bench, slot, reader, std::move(*claim));
+    const int interruptions = m_interruptions[claim->row];
+    m_workers.emplace_back(m_bench, slot, reader, std::move(*claim), interruptions);
 }
 
 } // namespace host::desk

@@ -51,8 +51,9 @@ private:
     std::vector<std::string> m_readers;
     std::set<std::string> m_labels;
     std::list<Worker> m_workers;
-    std::map<std::uint64_t, Seen> m_seen; ///< by slot
-    std::set<std::string> m_told;         ///< what was said about cards that are left alone
+    std::map<std::uint64_t, Seen> m_seen;        ///< by slot
+    std::map<std::int64_t, int> m_interruptions; ///< by row
+    std::set<std::string> m_told;                ///< what was said about cards that are left alone
     Clock::time_point m_nextLease;
     std::optional<Clock::time_point> m_onlyPinnedSince;
     bool m_hasAsked = false;

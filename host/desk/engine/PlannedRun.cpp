@@ -1,5 +1,6 @@
 #include "host/desk/engine/PlannedRun.h"
 
+#include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
 #include "platform/Program.h"
 #include "platform/Sleep.h"
@@ -32,6 +33,7 @@ bool runPlanned(const PlannedCommand& command, const RowValues& row, std::string
     }
     for (int i = 0; i <= command.retries; ++i) {
         if (i != 0) {
+            endIfInterrupted();
             platform::sleepFor(kBetweenTries);
         }
         platform::CommandResult result = platform::runCommand(arguments, input, {command.timeout, kMostOutput});

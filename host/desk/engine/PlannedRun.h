@@ -12,7 +12,8 @@ namespace host::desk {
 enum class Verdict { Taken, TryAgain, GiveUp };
 
 /// Runs a command of the plan for one person until `judge` takes its answer, gives up, or the tries are used up.
-/// Returns true when an answer was taken. `judge` gets each result, that of a failed start included.
+/// Returns true when an answer was taken. `judge` gets each result, that of a failed start included. Interrupted
+/// instead of a further try when the program was asked to end.
 bool runPlanned(const PlannedCommand& command, const RowValues& row, std::string_view input,
                 const std::function<Verdict(platform::CommandResult& result)>& judge);
 

@@ -2,10 +2,14 @@
 
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
+#include "platform/Interruption.h"
 
 namespace host::desk {
 
 namespace {
+
+/// How often a card that stays in its reader may say that it has gone.
+constexpr int kMostInterruptions = 3;
 
 /// Nobody sits at a card of a batch.
 class Nobody final : public Person {
@@ -29,9 +33,10 @@ CardFailure explained(const std::exception& error, const std::string& reader) {
 
 } // namespace
 
-Worker::Worker(const Bench& bench, SlotView slot, std::string reader, Claim claim)
+Worker::Worker(const Bench& bench, SlotView slot, std::string reader, Claim claim, int interruptions)
     : m_bench(bench), m_slot(std::move(slot)), m_reader(std::move(reader)), m_claim(std::move(claim)),
-      m_row(bench.persons.at(static_cast<std::size_t>(m_claim.row) - 1).values), m_thread([this] { work(); }) {}
+      m_row(bench.persons.at(static_cast<std::size_t>(m_claim.row) - 1).values), m_interruptions(interruptions),
+      m_thread([this] { work(); }) {}
 
 Worker::~Worker() {
     m_thread.join();
@@ -86,16 +91,25 @@ void Worker::carryOut(Token& token) {
     }
 }
 
-bool Worker::isGone(const std::string& serial) const {
+/// A card that was pulled out and put back is there again. One that says so time and again without having moved is
+/// broken.
+bool Worker::hasGoneAway(const CardFailure& failure, const CardWork* work) const {
     try {
         const SlotView now = m_bench.view.slot(m_slot.id);
-        return !now.token || (!serial.empty() && now.token->serial != serial);
+        const std::string& serial = work == nullptr ? m_slot.token->serial : work->serial();
+        if ((!now.token && now.hasAnswered) || (now.token && !serial.empty() && now.token->serial != serial)) {
+            return true;
+        }
     } catch (const ModuleError&) {
-        return true;
+        return true; // the reader has gone with it
     }
+    const bool saysSo = failure.status == ExitStatus::NoToken || failure.result == "CKR_DEVICE_REMOVED" ||
+                        failure.result == "CKR_TOKEN_NOT_PRESENT";
+    return saysSo && m_interruptions + 1 < kMostInterruptions;
 }
 
 void Worker::endInterrupted(const std::string& reason) {
+    m_wasInterrupted = true;
     m_bench.desk.journal.fail(m_claim, {AttemptState::Interrupted, RowState::Waiting, reason, ""});
     tell(Event::Kind::Interrupted, reason);
 }
@@ -117,9 +131,11 @@ std::string Worker::rolledBack(CardWork* work) const {
 void Worker::endFailed(const CardFailure& failure, CardWork* work) {
     const std::string what = failure.result.empty() ? "" : failure.result + ": ";
     std::string reason = failure.doing + ": " + what + failure.reason;
-    if (failure.status == ExitStatus::NoToken || isGone(work == nullptr ? m_slot.token->serial : work->serial())) {
-        endInterrupted("the card went away: " + reason);
-        return;
+    if (hasGoneAway(failure, work)) {
+        return endInterrupted("the card went away: " + reason);
+    }
+    if (m_bench.plan.onFailure == OnFailure::Rollback && platform::interruption() != 0) {
+        return endInterrupted("it was interrupted before it was rolled back: " + reason);
     }
     m_hasFailed = true;
     Journal::Failure end{AttemptState::Failed, RowState::Failed, "", failure.remedy};

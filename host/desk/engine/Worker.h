@@ -26,8 +26,9 @@ struct Bench {
 /// One card on its way: a thread with an executor of its own, from the claim to its end in the journal.
 class Worker {
 public:
-    /// `reader` is how a person knows the reader.
-    Worker(const Bench& bench, SlotView slot, std::string reader, Claim claim);
+    /// `reader` is how a person knows the reader; `interruptions` is how often this run has begun with the row and was
+    /// interrupted.
+    Worker(const Bench& bench, SlotView slot, std::string reader, Claim claim, int interruptions);
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
     /// Waits for the end.
@@ -35,6 +36,9 @@ public:
 
     [[nodiscard]] bool hasEnded() const noexcept { return m_hasEnded; }
     [[nodiscard]] std::uint64_t slot() const noexcept { return m_slot.id; }
+    [[nodiscard]] std::int64_t row() const noexcept { return m_claim.row; }
+    /// After the end: work stopped in the middle, and its row waits for the card.
+    [[nodiscard]] bool wasInterrupted() const noexcept { return m_wasInterrupted; }
     /// After the end: the card is not fit for another try as it is.
     [[nodiscard]] bool hasFailed() const noexcept { return m_hasFailed; }
     /// After the end: why the journal cannot be kept; empty when it can.
@@ -46,7 +50,7 @@ private:
     void carryOut(Token& token);
     void endFailed(const CardFailure& failure, CardWork* work);
     void endInterrupted(const std::string& reason);
-    [[nodiscard]] bool isGone(const std::string& serial) const;
+    [[nodiscard]] bool hasGoneAway(const CardFailure& failure, const CardWork* work) const;
     [[nodiscard]] std::string rolledBack(CardWork* work) const;
     void tell(Event::Kind kind, const std::string& text) const;
 
@@ -56,7 +60,9 @@ private:
     Claim m_claim;
     const RowValues& m_row;
     std::atomic<bool> m_hasEnded = false;
+    int m_interruptions;
     bool m_hasFailed = false;
+    bool m_wasInterrupted = false;
     std::string m_journalFault;
     std::thread m_thread; ///< last: it begins when all else is there
 };
