@@ -12,7 +12,7 @@ source "$here/../counting.sh"
 
 # begin_desk_test NAME BUILD: ends the test as skipped where something is not installed.
 begin_desk_test() {
-  local build module
+  local module
   build=$(cd "$2" && pwd)
   host=$build/bin/p11host
   module=$(ls /usr/lib/softhsm/libsofthsm2.so /usr/lib/*/softhsm/libsofthsm2.so 2>/dev/null | head -n1 || true)
