@@ -6,16 +6,16 @@
 #   source "$here/common.sh"
 #   begin_desk_test "issuing cards" BUILD
 #
-# The caller is in a temporary folder afterwards, which goes with it. $host is p11host.
+# The caller is in a temporary folder afterwards, which goes with it. $host is p11host of that build, for either system.
 # shellcheck source=../counting.sh
 source "$here/../counting.sh"
 
 # begin_desk_test NAME BUILD: ends the test as skipped where something is not installed.
 begin_desk_test() {
-  local module
+  root=$(cd "$here/../.." && pwd)
   build=$(cd "$2" && pwd)
-  host=$build/bin/p11host
-  module=$(ls /usr/lib/softhsm/libsofthsm2.so /usr/lib/*/softhsm/libsofthsm2.so 2>/dev/null | head -n1 || true)
+  # shellcheck source=../binary/systems.sh
+  source "$here/../binary/systems.sh"
   if [ -z "$module" ] || ! command -v openssl >/dev/null || ! command -v jq >/dev/null; then
     skip "$1" "it takes softhsm2, openssl and jq"
     finish
@@ -24,8 +24,35 @@ begin_desk_test() {
   work=$(mktemp -d "${TMPDIR:-/tmp}/issuing desk.XXXXXX")
   trap 'rm -rf "$work"' EXIT
   cd "$work"
-  export P11HOST_MODULE=$module SOFTHSM2_CONF=$work/softhsm2.conf SO_PIN=12345678 USER_PIN=123456
+  host=$build/bin/p11host
+  [ -z "$suffix" ] || run_under_wine
+  configuration=$work/softhsm2.conf
+  SOFTHSM2_CONF=$(path_for_program "$configuration")
+  export P11HOST_MODULE=$module SOFTHSM2_CONF SO_PIN=12345678 USER_PIN=123456
   make_authority
+}
+
+# A Windows program is started by a script of its name, and its authority is this script.
+run_under_wine() {
+  host=$work/p11host
+  printf '#!/bin/sh\nexec "%s" "%s" "$@"\n' "${runner[0]}" "$build/bin/p11host.exe" >"$host"
+  chmod +x "$host"
+  mkdir relay
+  (answer_relays) &
+  trap "kill $! 2>/dev/null; rm -rf \"\$work\"" EXIT
+}
+
+answer_relays() {
+  local request name
+  while sleep 0.05; do
+    for request in relay/*.request; do
+      [ -e "$request" ] || continue
+      name=${request%.request}
+      ./sign "$(basename "${name%.*}")" <"$request" >"$name.part" || : >"$name.part"
+      rm "$request"
+      mv "$name.part" "$name.answer"
+    done
+  done
 }
 
 # new_store NAME: an empty token store, which the module uses from now on.
@@ -37,11 +64,11 @@ new_store() {
 
 # use_store NAME [CONFIGURATION]: the module uses this store, or a configuration for it is written.
 use_store() {
-  printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' "$work/$1" \
-    >"${2:-$SOFTHSM2_CONF}"
+  printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' \
+    "$(path_for_program "$work/$1")" >"${2:-$configuration}"
 }
 
-# make_authority: "./sign ROW" signs a request; what it signs is kept as signed/ROW.NUMBER.
+# make_authority: "./sign ROW" signs a request; what it signs is kept as signed/ROW.NUMBER. $authority is its command.
 make_authority() {
   openssl req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -subj /CN=Authority -days 2 2>/dev/null
   mkdir signed
@@ -52,6 +79,10 @@ openssl x509 -req -CA ca.pem -CAkey ca.key -days 1 -set_serial "0x$number" -out 
   cat "signed/$1.$number"
 END_OF_SIGN
   chmod +x sign
+  authority='["./sign", "{number}"]'
+  if [ -n "$suffix" ]; then
+    authority=$(jq -cn --arg program "$(windows_path "$build/bin/relay.exe")" '[$program, "{number}"]')
+  fi
 }
 
 # plan AUTHORITY [MORE]: the plan of a test; the authority's command as JSON, and more members of the plan.
