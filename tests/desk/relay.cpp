@@ -1,6 +1,6 @@
 // Stands in for an authority under Wine, where a Windows program cannot run OpenSSL: hands its input to the script that
-// waits for it, and prints the answer. The files are relay/NAME.PROCESS.request and .answer; each is renamed into place,
-// so that nobody reads half of it. An empty answer is a refusal.
+// waits for it, and prints the answer. The files are relay/NAME.PROCESS.request and .answer; each is renamed into
+// place, so that nobody reads half of it. An empty answer is a refusal.
 //
 //   relay NAME
 #include <chrono>
