@@ -4,14 +4,15 @@
 
 # make_rack NAME...: readers 01, 02, … of these names, all empty. p11host uses them from now on.
 make_rack() {
-  local number=0 name
+  local number=0 folder name
   softhsm=$P11HOST_MODULE
   export P11HOST_MODULE=$build/bin/librack.so RACK_MODULE=$softhsm RACK_FOLDER=$work/readers
   mkdir -p readers cards
   for name in "$@"; do
     number=$((number + 1))
-    mkdir "readers/0$number"
-    echo "$name" >"readers/0$number/name"
+    folder=$(printf 'readers/%02d' "$number")
+    mkdir "$folder"
+    echo "$name" >"$folder/name"
   done
 }
 
