@@ -67,6 +67,16 @@ void keepStandardOutput() noexcept;
 /// when a library has closed the descriptor and its own file has the number, and before keepStandardOutput.
 [[nodiscard]] bool writeResult(const char* text, std::size_t length) noexcept;
 
+/// The window of a terminal, in characters.
+struct TerminalWindow {
+    std::size_t columns = 0;
+    std::size_t lines = 0;
+};
+
+/// The window of the terminal to which writeResult writes, as it is now, made ready for the escape sequences that move
+/// the cursor. nullopt when writeResult does not write to a terminal, or when it takes no such sequences.
+[[nodiscard]] std::optional<TerminalWindow> resultWindow() noexcept;
+
 /// Writes UTF-8 text to the standard error that keepStandardOutput found, at once. Failures are ignored, because no
 /// other place is left to report them.
 void writeMessage(const char* text, std::size_t length) noexcept;

@@ -108,14 +108,19 @@ ModuleView::ModuleView(const std::string& module) : m_module(std::make_unique<Mo
 
 ModuleView::~ModuleView() = default;
 
-std::vector<SlotView> ModuleView::slots() const {
+std::vector<std::uint64_t> ModuleView::slotNumbers() const {
     const ModuleCalls calls = m_module->calls();
     const auto ask = [&](CK_SLOT_ID* ids, CK_ULONG* count) {
         return calls.call<&CK_FUNCTION_LIST::C_GetSlotList>(CK_FALSE, ids, count);
     };
+    const std::vector<CK_SLOT_ID> ids = listOf<CK_SLOT_ID>(ask, kMostSlots, "C_GetSlotList");
+    return {ids.begin(), ids.end()};
+}
+
+std::vector<SlotView> ModuleView::slots() const {
     std::vector<SlotView> slots;
-    for (const CK_SLOT_ID id : listOf<CK_SLOT_ID>(ask, kMostSlots, "C_GetSlotList")) {
-        slots.push_back(slot(id));
+    for (const std::uint64_t number : slotNumbers()) {
+        slots.push_back(slot(number));
     }
     return slots;
 }

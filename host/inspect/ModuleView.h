@@ -45,7 +45,8 @@ inline constexpr std::uint64_t kRsaPkcs = 1;
 ///     const ModuleView view("libsofthsm2.so");
 ///     for (const SlotView& slot : view.slots()) { ... }
 ///
-/// Make it after the executor and let it go before: whoever initialised the module is the one who finalises it.
+/// Make it after the executor and let it go before: whoever initialised the module is the one who finalises it. Its
+/// operations may be called from several threads.
 class ModuleView {
 public:
     /// Loads the module with this UTF-8 file name. PluginError when it cannot be loaded or is no module, ModuleError
@@ -57,6 +58,8 @@ public:
 
     /// All slots, each with its token. ModuleError when the module does not list them.
     [[nodiscard]] std::vector<SlotView> slots() const;
+    /// The numbers of all slots. ModuleError as above.
+    [[nodiscard]] std::vector<std::uint64_t> slotNumbers() const;
     /// One slot anew.
     [[nodiscard]] SlotView slot(std::uint64_t id) const;
     /// What the token in the slot can do; empty when it does not tell.

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "host/plugin/Errors.h"
+#include "platform/CharacterWidth.h"
 #include "text/Base64.h"
 #include "text/Hexadecimal.h"
 #include "text/Utf8.h"
@@ -44,6 +45,38 @@ bool isUnprintable(char32_t character) noexcept {
     const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
     const bool isNoCharacter = character >= 0xFFFD && character <= 0xFFFF;
     return isControl || isNoCharacter || isDirection(character);
+}
+
+struct Character {
+    char32_t value = 0;
+    std::size_t bytes = 0;
+};
+
+/// The first character of UTF-8 text.
+Character firstCharacter(std::string_view utf8) noexcept {
+    const auto first = static_cast<unsigned char>(utf8.front());
+    const std::size_t length = first < 0x80U ? 1 : first < 0xE0U ? 2 : first < 0xF0U ? 3 : 4;
+    Character character{length == 1 ? first : first & (0x7FU >> length), 1};
+    while (character.bytes < std::min(length, utf8.size()) &&
+           (static_cast<unsigned char>(utf8[character.bytes]) & 0xC0U) == 0x80U) {
+        character.value = character.value << 6U | (static_cast<unsigned char>(utf8[character.bytes++]) & 0x3FU);
+    }
+    return character;
+}
+
+/// As many bytes of the text as take no more than this width.
+std::size_t bytesWithin(std::string_view utf8, std::size_t width) noexcept {
+    std::size_t end = 0;
+    std::size_t used = 0;
+    while (end < utf8.size()) {
+        const Character character = firstCharacter(utf8.substr(end));
+        used += platform::columnsOf(character.value);
+        if (used > width) {
+            break;
+        }
+        end += character.bytes;
+    }
+    return end;
 }
 
 /// The number of letters to insert, remove or replace on the way from one word to the other.
@@ -125,6 +158,25 @@ std::string printable(std::string_view utf8) {
 std::size_t columns(std::string_view utf8) noexcept {
     return static_cast<std::size_t>(std::count_if(
         utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+std::size_t shownWidth(std::string_view utf8) noexcept {
+    std::size_t width = 0;
+    while (!utf8.empty()) {
+        const Character character = firstCharacter(utf8);
+        width += platform::columnsOf(character.value);
+        utf8.remove_prefix(character.bytes);
+    }
+    return width;
+}
+
+std::string fitted(std::string_view utf8, std::size_t width) {
+    std::string text(utf8);
+    if (shownWidth(utf8) > width) {
+        text.resize(width == 0 ? 0 : bytesWithin(utf8, width - 1));
+        text += width == 0 ? "" : "…";
+    }
+    return text.append(width - shownWidth(text), ' ');
 }
 
 std::string_view trimmed(std::string_view text) noexcept {

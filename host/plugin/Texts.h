@@ -30,6 +30,10 @@ namespace host {
 [[nodiscard]] std::string printable(std::string_view utf8);
 /// The number of characters of UTF-8 text, which is the columns it takes for most scripts.
 [[nodiscard]] std::size_t columns(std::string_view utf8) noexcept;
+/// The columns that UTF-8 text takes on a terminal, wide and combining characters included.
+[[nodiscard]] std::size_t shownWidth(std::string_view utf8) noexcept;
+/// `utf8` filled with blanks to this width, or cut to it, with "…" at its end.
+[[nodiscard]] std::string fitted(std::string_view utf8, std::size_t width);
 /// `text` without blanks at its end.
 [[nodiscard]] std::string_view trimmed(std::string_view text) noexcept;
 

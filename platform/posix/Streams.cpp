@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -152,6 +153,16 @@ void keepStandardOutput() noexcept {
 
 bool writeResult(const char* text, std::size_t length) noexcept {
     return g_resultsIdentity.isStill(g_results) && writeAll(g_results, text, length);
+}
+
+std::optional<TerminalWindow> resultWindow() noexcept {
+    struct winsize size = {};
+    if (!g_resultsIdentity.isStill(g_results) || ::isatty(g_results) == 0) {
+        return std::nullopt;
+    }
+    // A terminal on a line does not know its size.
+    const bool isKnown = ::ioctl(g_results, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 && size.ws_row != 0;
+    return isKnown ? TerminalWindow{size.ws_col, size.ws_row} : TerminalWindow{80, 24};
 }
 
 void writeMessage(const char* text, std::size_t length) noexcept {

@@ -186,6 +186,21 @@ bool writeResult(const char* text, std::size_t length) noexcept {
     return writeAll(g_results, text, length);
 }
 
+std::optional<TerminalWindow> resultWindow() noexcept {
+    DWORD mode = 0;
+    CONSOLE_SCREEN_BUFFER_INFO info = {};
+    if (GetConsoleMode(g_results, &mode) == 0 || GetConsoleScreenBufferInfo(g_results, &info) == 0) {
+        return std::nullopt;
+    }
+    constexpr DWORD kSequences = ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING;
+    if ((mode & kSequences) != kSequences && SetConsoleMode(g_results, mode | kSequences) == 0) {
+        return std::nullopt; // Windows before 10
+    }
+    const SMALL_RECT& window = info.srWindow;
+    return TerminalWindow{static_cast<std::size_t>(window.Right - window.Left + 1),
+                          static_cast<std::size_t>(window.Bottom - window.Top + 1)};
+}
+
 void writeMessage(const char* text, std::size_t length) noexcept {
     [[maybe_unused]] const bool written = writeAll(GetStdHandle(STD_ERROR_HANDLE), text, length);
 }

@@ -5,12 +5,15 @@
 #include "host/cli/desk/DeskArguments.h"
 #include "host/cli/desk/IssueCommands.h"
 #include "host/cli/desk/ProgressLines.h"
+#include "host/cli/desk/TerminalProgress.h"
 #include "host/desk/engine/Issuing.h"
 #include "host/plugin/Answers.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
 #include "host/scripts/Secrets.h"
 #include "host/x509/Hash.h"
+#include "platform/Process.h"
+#include "platform/Streams.h"
 
 namespace host {
 
@@ -53,6 +56,11 @@ std::string stationOf(const CardArguments& arguments) {
     return station;
 }
 
+/// A trace on the same terminal would break what is redrawn, and a dumb terminal cannot go back.
+bool canRedraw(const Options& options) {
+    return options.trace != "-" && platform::environmentText("TERM") != "dumb" && platform::resultWindow().has_value();
+}
+
 std::unique_ptr<desk::Progress> progressOf(const Options& options, const Output& output) {
     const std::string how = options.card.value("--progress").value_or(options.json ? "json" : "auto");
     if (how == "json") {
@@ -63,6 +71,11 @@ std::unique_ptr<desk::Progress> progressOf(const Options& options, const Output&
     }
     if (how != "auto" && how != "lines") {
         throw UsageError("--progress takes auto, lines, json or none");
+    }
+    if (how == "auto" && canRedraw(options)) {
+        return std::make_unique<TerminalProgress>(output, [] {
+            return platform::resultWindow().value_or(platform::TerminalWindow{80, 24});
+        });
     }
     return std::make_unique<PlainProgress>(output);
 }
@@ -154,6 +167,7 @@ ExitStatus showPlan(const Options& options, const Output& output, const Work& wo
 }
 
 ExitStatus conclude(desk::Progress& progress, const desk::Journal::Totals& totals, desk::Outcome outcome) {
+    progress.tellStand({totals.done, totals.failed, totals.total()});
     if (outcome == desk::Outcome::Interrupted) {
         return ExitStatus::Failed; // the program says so and ends with the signal's status
     }

@@ -45,7 +45,7 @@ std::string sentence(const desk::Event& event) {
 
 } // namespace
 
-void PlainProgress::tell(const desk::Event& event) {
+std::string linesOf(const desk::Event& event) {
     std::string line = event.reader.empty() ? "" : printable(event.reader) + ": ";
     if (event.row != 0) {
         line += "row " + std::to_string(event.row) + ", " + printable(event.who) + ": ";
@@ -55,6 +55,11 @@ void PlainProgress::tell(const desk::Event& event) {
     if (remedy != std::string::npos) {
         line += "  " + printable(event.text.substr(remedy + 1)) + "\n";
     }
+    return line;
+}
+
+void PlainProgress::tell(const desk::Event& event) {
+    const std::string line = linesOf(event);
     const std::lock_guard<std::mutex> lock(m_mutex);
     // A reader of the lines who has gone does not end the batch.
     [[maybe_unused]] const bool isWritten = m_output.result(line);

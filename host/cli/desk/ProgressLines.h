@@ -1,13 +1,17 @@
 #pragma once
 
 #include <mutex>
+#include <string>
 
 #include "host/desk/engine/Progress.h"
 #include "host/plugin/Output.h"
 
 namespace host {
 
-/// Progress as plain lines for a person or a log: "Reader 1: row 3, Jane Doe: generate-key".
+/// An event as lines for a person or a log, made fit for a terminal: "Reader 1: row 3, Jane Doe: generate-key\n".
+[[nodiscard]] std::string linesOf(const desk::Event& event);
+
+/// Progress as plain lines.
 class PlainProgress final : public desk::Progress {
 public:
     explicit PlainProgress(const Output& output) : m_output(output) {}

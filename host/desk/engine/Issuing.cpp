@@ -1,8 +1,10 @@
 #include "host/desk/engine/Issuing.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "host/card/TokenChoice.h"
+#include "host/desk/engine/Look.h"
 #include "host/plugin/Texts.h"
 #include "platform/Interruption.h"
 #include "platform/Sleep.h"
@@ -34,6 +36,7 @@ Issuing::Issuing(const Bench& bench, std::string station, std::vector<std::strin
 
 Outcome Issuing::run() {
     m_bench.desk.journal.recover(m_station);
+    tellStand();
     Clock::time_point nextPoll = Clock::now();
     while (platform::interruption() == 0) {
         reap();
@@ -47,6 +50,10 @@ Outcome Issuing::run() {
         }
         platform::sleepFor(kGlance);
     }
+    if (!m_workers.empty()) {
+        m_bench.desk.progress.tell(
+            {Event::Kind::Note, "", 0, "", "", "stopping when the steps under way have ended; Ctrl-C stops at once"});
+    }
     while (!m_workers.empty()) { // each ends its step
         reap();
         keepLeases();
@@ -55,14 +62,21 @@ Outcome Issuing::run() {
     return Outcome::Interrupted;
 }
 
+void Issuing::tellStand() {
+    const Journal::Totals totals = m_bench.desk.journal.totals();
+    m_bench.desk.progress.tellStand({totals.done, totals.failed, totals.total()});
+}
+
 void Issuing::reap() {
     std::string fault;
+    bool hasFailed = false;
     for (auto worker = m_workers.begin(); worker != m_workers.end();) {
         if (!worker->hasEnded()) {
             ++worker;
             continue;
         }
         fault = worker->journalFault().empty() ? fault : worker->journalFault();
+        hasFailed = hasFailed || worker->hasFailed();
         if (!worker->hasFailed()) {
             m_seen.erase(worker->slot());
         }
@@ -73,6 +87,9 @@ void Issuing::reap() {
         m_workers.clear(); // waits for the others, which meet the same fault at their next step
         throw JournalError(fault);
     }
+    if (hasFailed) {
+        tellStand();
+    }
 }
 
 void Issuing::keepLeases() {
@@ -82,6 +99,7 @@ void Issuing::keepLeases() {
     m_nextLease = Clock::now() + kLeases;
     m_bench.desk.journal.renewLeases(m_station);
     m_bench.desk.journal.expireLeases();
+    tellStand();
     std::erase_if(m_seen, [](const auto& entry) { return !entry.second.isForGood; });
 }
 
@@ -89,12 +107,13 @@ bool Issuing::isFinished() {
     if (!m_workers.empty()) {
         return false;
     }
-    const Journal::Totals totals = m_bench.desk.journal.totals();
-    return totals.waiting == 0 && totals.running == 0;
+    return !m_bench.desk.journal.hasOpenRows();
 }
 
-bool Issuing::isBusy(std::uint64_t slot) const {
-    return std::any_of(m_workers.begin(), m_workers.end(), [&](const Worker& worker) { return worker.slot() == slot; });
+const Worker* Issuing::workerAt(std::uint64_t slot) const {
+    const auto worker =
+        std::find_if(m_workers.begin(), m_workers.end(), [&](const Worker& each) { return each.slot() == slot; });
+    return worker == m_workers.end() ? nullptr : &*worker;
 }
 
 bool Issuing::isMeant(const std::string& reader) const {
@@ -102,16 +121,39 @@ bool Issuing::isMeant(const std::string& reader) const {
                                             [&](const std::string& pattern) { return fitsGlob(reader, pattern); });
 }
 
+void Issuing::noteFault(const std::string& fault) {
+    if (!fault.empty() && m_told.insert(fault).second) {
+        m_bench.desk.progress.tell({Event::Kind::Note, "", 0, "", "", "the module: " + fault});
+    }
+}
+
+/// A card that is worked on is not looked at: that would take the module's time from the others.
+std::vector<SlotView> Issuing::look() {
+    std::vector<std::uint64_t> idle;
+    const std::vector<std::uint64_t> numbers = m_bench.view.slotNumbers();
+    std::copy_if(numbers.begin(), numbers.end(), std::back_inserter(idle),
+                 [&](std::uint64_t slot) { return workerAt(slot) == nullptr; });
+    Look look = lookAtSlots(m_bench.view, idle);
+    // A reader may vanish while it is looked at; one that stays away is not in the next list.
+    noteFault(look.fault);
+    std::vector<SlotView> slots;
+    auto seen = look.slots.begin();
+    for (const std::uint64_t number : numbers) {
+        if (const Worker* const worker = workerAt(number)) {
+            slots.push_back(worker->slotView());
+        } else if (seen != look.slots.end() && seen->id == number) {
+            slots.push_back(std::move(*seen++));
+        }
+    }
+    return slots;
+}
+
 void Issuing::poll() {
     std::vector<SlotView> slots;
     try {
-        slots = m_bench.view.slots();
+        slots = look();
     } catch (const ModuleError& error) {
-        // A reader may vanish while it is looked at; one that stays away is not in the next list.
-        if (m_told.insert(error.what()).second) {
-            m_bench.desk.progress.tell({Event::Kind::Note, "", 0, "", "", std::string("the module: ") + error.what()});
-        }
-        return;
+        return noteFault(error.what());
     }
     // Cards that the journal knows come first: their rows are not to go to blank ones.
     lookAt(slots, true);
@@ -135,7 +177,8 @@ void Issuing::lookAt(const std::vector<SlotView>& slots, bool isInitialised) {
         if (!slot.token && slot.hasAnswered) {
             m_seen.erase(slot.id);
         }
-        if (!slot.token || slot.token->isInitialised != isInitialised || !isMeant(names[i]) || isBusy(slot.id)) {
+        if (!slot.token || slot.token->isInitialised != isInitialised || !isMeant(names[i]) ||
+            workerAt(slot.id) != nullptr) {
             continue;
         }
         const auto seen = m_seen.find(slot.id);

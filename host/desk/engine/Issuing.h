@@ -36,14 +36,18 @@ private:
 
     [[nodiscard]] bool isFinished();
     void keepLeases();
+    void tellStand();
     void reap();
     void poll();
+    [[nodiscard]] std::vector<SlotView> look();
+    void noteFault(const std::string& fault);
     void lookAt(const std::vector<SlotView>& slots, bool isInitialised);
     void consider(const SlotView& slot, const std::string& reader);
     void considerBlank(const SlotView& slot, const std::string& reader);
     void start(const SlotView& slot, const std::string& reader, std::optional<Claim> claim);
     void leave(const SlotView& slot, const std::string& reader, const std::string& reason);
-    [[nodiscard]] bool isBusy(std::uint64_t slot) const;
+    /// Who works on the card in this slot; null when nobody does.
+    [[nodiscard]] const Worker* workerAt(std::uint64_t slot) const;
     [[nodiscard]] bool isMeant(const std::string& reader) const;
 
     const Bench& m_bench;

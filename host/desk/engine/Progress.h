@@ -28,6 +28,13 @@ struct Event {
     std::string text;
 };
 
+/// How far the desk is, with what other stations have done.
+struct Stand {
+    std::int64_t done = 0;
+    std::int64_t failed = 0;
+    std::int64_t total = 0; ///< rows, without those that were dropped
+};
+
 /// Where events go. Called from several threads.
 class Progress {
 public:
@@ -37,6 +44,8 @@ public:
     virtual ~Progress() = default;
 
     virtual void tell(const Event& event) = 0;
+    /// Said at the beginning, from time to time, and when a card has failed.
+    virtual void tellStand(const Stand& /*stand*/) {}
 };
 
 } // namespace host::desk

@@ -39,6 +39,8 @@ public:
     [[nodiscard]] std::int64_t row() const noexcept { return m_claim.row; }
     /// After the end: work stopped in the middle, and its row waits for the card.
     [[nodiscard]] bool wasInterrupted() const noexcept { return m_wasInterrupted; }
+    /// The slot as it was at the beginning.
+    [[nodiscard]] const SlotView& slotView() const noexcept { return m_slot; }
     /// After the end: the card is not fit for another try as it is.
     [[nodiscard]] bool hasFailed() const noexcept { return m_hasFailed; }
     /// After the end: why the journal cannot be kept; empty when it can.

@@ -159,6 +159,8 @@ public:
         [[nodiscard]] std::int64_t total() const noexcept { return waiting + running + done + failed; }
     };
     [[nodiscard]] Totals totals();
+    /// Returns true when a row waits or is under way. Does not look at all rows, as totals does.
+    [[nodiscard]] bool hasOpenRows();
 
     /// Everything, at one moment.
     [[nodiscard]] DeskRecord read();

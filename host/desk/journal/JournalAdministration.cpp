@@ -64,6 +64,15 @@ void Journal::drop(std::int64_t row) {
     });
 }
 
+bool Journal::hasOpenRows() {
+    return m_database->transact([](soci::session& sql) {
+        Number count = 0;
+        sql << "SELECT CASE WHEN EXISTS (SELECT 1 FROM person WHERE state IN ('waiting', 'running')) THEN 1 ELSE 0 END",
+            soci::into(count);
+        return count != 0;
+    });
+}
+
 Journal::Totals Journal::totals() {
     return m_database->transact([&](soci::session& sql) {
         Totals totals;

@@ -183,8 +183,8 @@ std::optional<Claim> Journal::claimCard(const std::string& station, const std::s
     return m_database->transact([&](soci::session& sql) -> std::optional<Claim> {
         Number row = 0;
         Number before = 0;
-        sql << "SELECT number, attempt FROM person WHERE state = 'waiting' AND EXISTS (SELECT 1 FROM attempt WHERE "
-               "attempt.number = person.attempt AND attempt.serial = :serial) LIMIT 1" +
+        sql << "SELECT number, attempt FROM person WHERE state = 'waiting' AND (number, attempt) IN (SELECT person, "
+               "number FROM attempt WHERE serial = :serial) LIMIT 1" +
                    std::string(m_database->takingRows()),
             soci::use(serial), soci::into(row), soci::into(before);
         if (!sql.got_data()) {

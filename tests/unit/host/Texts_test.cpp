@@ -31,6 +31,24 @@ TEST(Texts, columnsAreCharacters) {
     EXPECT_EQ(columns("a\xC3\xA4\xE2\x82\xAC"), 3U);
 }
 
+TEST(Texts, theWidthOnATerminalCountsWideAndCombiningCharacters) {
+    EXPECT_EQ(shownWidth(""), 0U);
+    EXPECT_EQ(shownWidth("aä€"), 3U);
+    EXPECT_EQ(shownWidth("中文"), 4U);
+    EXPECT_EQ(shownWidth("e\u0301"), 1U);
+    EXPECT_EQ(shownWidth("\xE4\xB8"), 1U) << "torn text is read to its end only";
+}
+
+TEST(Texts, fittedTextTakesAsMuchRoomAsItIsGiven) {
+    EXPECT_EQ(fitted("abc", 5), "abc  ");
+    EXPECT_EQ(fitted("abc", 3), "abc");
+    EXPECT_EQ(fitted("abcd", 3), "ab…");
+    EXPECT_EQ(fitted("中文字", 4), "中… ") << "no half of a character";
+    EXPECT_EQ(fitted("e\u0301e\u0301e", 2), "e\u0301…");
+    EXPECT_EQ(fitted("abc", 1), "…");
+    EXPECT_EQ(fitted("abc", 0), "");
+}
+
 TEST(Texts, trimmedTextHasNoBlanksAtItsEnd) {
     EXPECT_EQ(trimmed(" a b  "), " a b");
     EXPECT_EQ(trimmed("   "), "");
