@@ -207,31 +207,35 @@ void Issuing::consider(const SlotView& slot, const std::string& reader) {
     const Decision decision = decide(*slot.token, known, m_bench.plan, m_labels);
     switch (decision.use) {
     case CardUse::Blank:
-        return considerBlank(slot, reader);
+    case CardUse::Used:
+        return considerNew(slot, reader);
     case CardUse::Resume:
         return start(slot, reader, journal.claimToResume(m_station, reader, serial));
     case CardUse::Erase:
         return start(slot, reader, journal.claimToErase(m_station, reader, serial));
-    case CardUse::Used:
-        return start(slot, reader, journal.claimUsed(m_station, reader, serial));
     default:
         return leave(slot, reader, decision.reason);
     }
 }
 
-void Issuing::considerBlank(const SlotView& slot, const std::string& reader) {
+/// A card for the next person. A row that was interrupted waits for its own card first.
+void Issuing::considerNew(const SlotView& slot, const std::string& reader) {
     Journal& journal = m_bench.desk.journal;
-    std::optional<Claim> claim = journal.claimBlank(m_station, reader, Journal::Pinned::Leave);
-    if (claim) {
+    const auto claim = [&](Journal::Pinned pinned) {
+        return slot.token->isInitialised ? journal.claimUsed(m_station, reader, slot.token->serial, pinned)
+                                         : journal.claimBlank(m_station, reader, pinned);
+    };
+    std::optional<Claim> free = claim(Journal::Pinned::Leave);
+    if (free) {
         m_onlyPinnedSince.reset();
-        return start(slot, reader, std::move(claim));
+        return start(slot, reader, std::move(free));
     }
     if (!m_workers.empty()) {
         return;
     }
     m_onlyPinnedSince = m_onlyPinnedSince.value_or(Clock::now());
     if (Clock::now() - *m_onlyPinnedSince > kPatience) {
-        start(slot, reader, journal.claimBlank(m_station, reader, Journal::Pinned::Take));
+        start(slot, reader, claim(Journal::Pinned::Take));
     }
 }
 

@@ -43,7 +43,7 @@ private:
     void noteFault(const std::string& fault);
     void lookAt(const std::vector<SlotView>& slots, bool isInitialised);
     void consider(const SlotView& slot, const std::string& reader);
-    void considerBlank(const SlotView& slot, const std::string& reader);
+    void considerNew(const SlotView& slot, const std::string& reader);
     void start(const SlotView& slot, const std::string& reader, std::optional<Claim> claim);
     void leave(const SlotView& slot, const std::string& reader, const std::string& reason);
     /// Who works on the card in this slot; null when nobody does.

@@ -5,6 +5,7 @@
 
 #include <soci/sqlite3/soci-sqlite3.h>
 
+#include "host/desk/journal/DeskFile.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
 
@@ -91,7 +92,8 @@ void Database::open(IfMissing ifMissing) {
     if (ifMissing == IfMissing::Refuse && !fs::exists(pathOf(m_name), ignored)) {
         throw UsageError("--desk: there is no desk \"" + printable(m_name) + "\"");
     }
-    m_session.open(soci::sqlite3, "db=" + uriOf(m_name) + " timeout=10 synchronous=full");
+    checkDeskFile(pathOf(m_name), ifMissing);
+    m_session.open(soci::sqlite3, "db=" + uriOf(m_name) + " timeout=10");
     setUpSqlite();
 }
 
@@ -100,15 +102,16 @@ void Database::setUpSqlite() {
     int id = 0;
     int tables = 0;
     std::string check;
+    // Not a part of the text above: SOCI would leak the connection to a file that is no database.
+    m_session << "PRAGMA synchronous=FULL";
     m_session << "PRAGMA application_id", soci::into(id);
     m_session << "SELECT COUNT(*) FROM sqlite_master", soci::into(tables);
     if (id != kApplicationId && (id != 0 || tables != 0)) {
         throw UsageError("--desk: the file \"" + printable(m_name) + "\" is a database of another program");
     }
-    m_session << "PRAGMA quick_check(1)", soci::into(check);
+    m_session << "PRAGMA integrity_check(1)", soci::into(check);
     if (check != "ok") {
-        throw JournalError("the desk \"" + printable(m_name) + "\" is damaged (" + printable(check) +
-                           "); it was left as it is");
+        throw JournalError(damaged(check));
     }
     m_session << "PRAGMA journal_mode=WAL", soci::into(check);
     if (check != "wal") {
@@ -125,7 +128,18 @@ const char* Database::now() const noexcept {
                       : "CAST(EXTRACT(EPOCH FROM clock_timestamp()) * 1000000 AS BIGINT)";
 }
 
+std::string Database::damaged(const std::string& how) const {
+    return "the desk \"" + printable(m_name) + "\" is damaged or is no desk (" + printable(how) +
+           "); it was left as it is. Put a copy of it back, or save what can be read with \"sqlite3 FILE .recover\"";
+}
+
 std::string Database::explained(const soci::soci_error& error) const {
+    const std::string text = error.what();
+    for (const char* const damage : {"file is not a database", "database disk image is malformed"}) {
+        if (m_isSqlite && text.find(damage) != std::string::npos) {
+            return damaged(damage);
+        }
+    }
     return "the desk \"" + printable(m_name) + "\": " + printable(error.what());
 }
 

@@ -63,6 +63,7 @@ private:
 
     void open(IfMissing ifMissing);
     void setUpSqlite();
+    [[nodiscard]] std::string damaged(const std::string& how) const;
     [[nodiscard]] std::string explained(const soci::soci_error& error) const;
 
     std::string m_name;

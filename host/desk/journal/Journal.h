@@ -50,7 +50,7 @@ struct Claim {
     int failures = 0;        ///< earlier attempts of this row that failed
     int stepsDone = 0;       ///< of the plan, when work goes on
     bool isUnderWay = false; ///< the step behind them was begun, and how far it came is not known
-    std::string certificate; ///< PEM, when the authority has answered
+    std::string certificate; ///< PEM, the last one with which the authority has answered
 };
 
 /// What the journal knows of a card.
@@ -102,7 +102,7 @@ public:
     /// Renews the leases of a station.
     void renewLeases(const std::string& station);
 
-    /// Whether a blank card may take a row that waits for a card on which its work was interrupted.
+    /// Whether another card may take a row that waits for a card on which its work was interrupted.
     enum class Pinned { Leave, Take };
     /// Takes the first row that waits, for a blank card. What an earlier attempt got from the authority is noted for
     /// revocation. nullopt when no row waits.
@@ -113,9 +113,9 @@ public:
     /// Takes the row of a card that failed or was interrupted, to begin anew with the same card.
     [[nodiscard]] std::optional<Claim> claimToErase(const std::string& station, const std::string& reader,
                                                     const std::string& serial);
-    /// Takes the first row that waits for a used card that the journal does not know.
+    /// The same for a used card that the journal does not know.
     [[nodiscard]] std::optional<Claim> claimUsed(const std::string& station, const std::string& reader,
-                                                 const std::string& serial);
+                                                 const std::string& serial, Pinned pinned);
 
     /// What the journal knows of the card with this serial; nullopt when it knows nothing.
     [[nodiscard]] std::optional<KnownCard> findCard(const std::string& serial);

@@ -106,7 +106,10 @@ void readProgress(soci::session& sql, Claim& claim) {
         soci::use(attempt), soci::into(done);
     sql << "SELECT COUNT(*) FROM step WHERE attempt = :attempt AND number > :done", soci::use(attempt), soci::use(done),
         soci::into(underWay);
-    sql << "SELECT certificate FROM attempt WHERE number = :attempt", soci::use(attempt), soci::into(claim.certificate);
+    std::string all;
+    sql << "SELECT certificate FROM attempt WHERE number = :attempt", soci::use(attempt), soci::into(all);
+    const std::vector<std::string> certificates = certificatesIn(all);
+    claim.certificate = certificates.empty() ? "" : certificates.back();
     claim.stepsDone = static_cast<int>(done);
     claim.isUnderWay = underWay != 0;
 }
@@ -127,6 +130,13 @@ Claim resumeAttempt(soci::session& sql, const Database& database, Number row, Nu
         soci::use(before);
     takeRow(sql, database, claim);
     return claim;
+}
+
+const char* rowsFor(Journal::Pinned pinned) {
+    return pinned == Journal::Pinned::Take
+               ? ""
+               : " AND NOT EXISTS (SELECT 1 FROM attempt WHERE attempt.number = person.attempt AND attempt.serial <> "
+                 "'' AND attempt.state = 'interrupted')";
 }
 
 } // namespace
@@ -166,16 +176,12 @@ std::optional<Claim> Journal::claimRow(const std::string& rows, const std::strin
 }
 
 std::optional<Claim> Journal::claimBlank(const std::string& station, const std::string& reader, Pinned pinned) {
-    const char* const rows = pinned == Pinned::Take
-                                 ? ""
-                                 : " AND NOT EXISTS (SELECT 1 FROM attempt WHERE attempt.number = person.attempt AND "
-                                   "attempt.serial <> '' AND attempt.state = 'interrupted')";
-    return claimRow(rows, station, reader, "");
+    return claimRow(rowsFor(pinned), station, reader, "");
 }
 
 std::optional<Claim> Journal::claimUsed(const std::string& station, const std::string& reader,
-                                        const std::string& serial) {
-    return claimRow("", station, reader, serial);
+                                        const std::string& serial, Pinned pinned) {
+    return claimRow(rowsFor(pinned), station, reader, serial);
 }
 
 std::optional<Claim> Journal::claimCard(const std::string& station, const std::string& reader,

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/desk/journal/Database.h"
 
@@ -28,7 +29,9 @@ Number change(soci::session& sql, const std::string& statement, const Values&...
 /// Renews the lease. ClaimLost when the row is another station's.
 void requireClaim(soci::session& sql, const Database& database, const Claim& claim);
 
-/// Notes the certificate of an attempt for revocation, once.
+/// The certificates (PEM) of an attempt, in the order in which they came: a plan may have several.
+[[nodiscard]] std::vector<std::string> certificatesIn(const std::string& text);
+/// Notes the certificates of an attempt for revocation, each once.
 void revokeCertificateOf(soci::session& sql, const Database& database, std::int64_t attempt, const std::string& reason);
 /// Notes a certificate of an attempt for revocation.
 void noteRevocation(soci::session& sql, const Database& database, const Claim& claim, const std::string& pem,

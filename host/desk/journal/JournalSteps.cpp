@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 
@@ -58,6 +59,17 @@ AttemptState attemptStateOf(std::string_view word) {
     return static_cast<AttemptState>(placeOf(kAttemptStates, word));
 }
 
+std::vector<std::string> certificatesIn(const std::string& text) {
+    constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
+    std::vector<std::string> all;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t next = std::min(text.find(kBegin, begin + 1), text.size());
+        all.push_back(text.substr(begin, next - begin));
+        begin = next;
+    }
+    return all;
+}
+
 void requireClaim(soci::session& sql, const Database& database, const Claim& claim) {
     const Number row = claim.row;
     const Number attempt = claim.attempt;
@@ -88,16 +100,19 @@ void revokeCertificateOf(soci::session& sql, const Database& database, std::int6
                          const std::string& reason) {
     const Number number = attempt;
     Number row = 0;
-    std::string pem;
-    sql << "SELECT person, certificate FROM attempt WHERE number = :number AND certificate <> '' AND NOT EXISTS "
-           "(SELECT 1 FROM revocation WHERE revocation.attempt = attempt.number AND revocation.certificate = "
-           "attempt.certificate)",
-        soci::use(number), soci::into(row), soci::into(pem);
-    if (sql.got_data()) {
-        Claim claim;
-        claim.row = row;
-        claim.attempt = attempt;
-        noteRevocation(sql, database, claim, pem, reason);
+    std::string all;
+    sql << "SELECT person, certificate FROM attempt WHERE number = :number", soci::use(number), soci::into(row),
+        soci::into(all);
+    for (const std::string& pem : certificatesIn(all)) {
+        Number count = 0;
+        sql << "SELECT COUNT(*) FROM revocation WHERE attempt = :number AND certificate = :pem", soci::use(number),
+            soci::use(pem), soci::into(count);
+        if (count == 0) {
+            Claim claim;
+            claim.row = row;
+            claim.attempt = attempt;
+            noteRevocation(sql, database, claim, pem, reason);
+        }
     }
 }
 
@@ -146,7 +161,8 @@ void Journal::setCertificate(const Claim& claim, const std::string& pem) {
         const Number attempt = claim.attempt;
         requireClaim(sql, *m_database, claim);
         endStep(sql, *m_database, claim, 0);
-        sql << "UPDATE attempt SET certificate = :pem WHERE number = :attempt", soci::use(pem), soci::use(attempt);
+        sql << "UPDATE attempt SET certificate = certificate || :pem WHERE number = :attempt", soci::use(pem),
+            soci::use(attempt);
     });
 }
 
