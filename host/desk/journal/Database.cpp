@@ -5,6 +5,7 @@
 
 #include <soci/sqlite3/soci-sqlite3.h>
 
+#include "host/desk/journal/DatabaseUrl.h"
 #include "host/desk/journal/DeskFile.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
@@ -17,23 +18,8 @@ namespace fs = std::filesystem;
 
 /// Marks a file of SQLite as a desk: "P11D".
 constexpr int kApplicationId = 0x50313144;
-constexpr std::string_view kPostgresql = ZEL_DESK_POSTGRESQL;
-
-bool isUrl(std::string_view desk) {
-    return desk.substr(0, 13) == "postgresql://" || desk.substr(0, 11) == "postgres://";
-}
-
-/// A password would be seen by everybody who may list the processes.
-void refusePassword(const std::string& url) {
-    const std::size_t begin = url.find("://") + 3;
-    const std::string authority = url.substr(begin, url.find('/', begin) - begin);
-    const std::size_t user = authority.find('@');
-    if ((user != std::string::npos && authority.substr(0, user).find(':') != std::string::npos) ||
-        url.find("password=") != std::string::npos) {
-        throw UsageError("--desk: leave the password out of the URL; PostgreSQL reads it from the file that PGPASSFILE "
-                         "names (default: ~/.pgpass)");
-    }
-}
+/// Often enough for a server that goes away again and again.
+constexpr int kMostTries = 10;
 
 fs::path pathOf(const std::string& utf8) {
     return std::u8string(utf8.begin(), utf8.end());
@@ -59,35 +45,53 @@ std::string uriOf(const std::string& file) {
     return uri;
 }
 
-void loadPostgresql() {
-    if (kPostgresql.empty()) {
-        throw UsageError("--desk: on Windows a desk is a file; a database of PostgreSQL is used from Linux");
-    }
-    try {
-        soci::dynamic_backends::register_backend("postgresql", std::string(kPostgresql));
-    } catch (const soci::soci_error&) {
-        throw UsageError("--desk: the library " + std::string(kPostgresql) +
-                         " is missing; install the package libsoci-postgresql4.0");
-    }
-}
-
 } // namespace
 
-Database::Database(const std::string& desk, IfMissing ifMissing) : m_name(desk), m_isSqlite(!isUrl(desk)) {
+/// Rolled back unless committed.
+class Database::Transaction {
+public:
+    Transaction(soci::session& session, const char* begin) : m_session(session) { m_session << begin; }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    ~Transaction() {
+        if (!m_isOpen) {
+            return;
+        }
+        try {
+            m_session << "ROLLBACK";
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the database has ended it by itself
+        }
+    }
+    void commit() {
+        m_session << "COMMIT";
+        m_isOpen = false;
+    }
+
+private:
+    soci::session& m_session;
+    bool m_isOpen = true;
+};
+
+Database::Database(const std::string& desk, IfMissing ifMissing, ServerAccess access)
+    : m_name(desk), m_isSqlite(!isServerUrl(desk)), m_access(std::move(access)) {
+    if (!m_isSqlite) {
+        refusePassword(m_name);
+    } else if (!m_access.password.empty()) {
+        throw UsageError("--desk-password: a desk in a file has no password");
+    }
     try {
-        open(ifMissing);
+        if (m_isSqlite) {
+            openFile(ifMissing);
+        } else {
+            connect();
+            identify();
+        }
     } catch (const soci::soci_error& error) {
         throw JournalError(explained(error));
     }
 }
 
-void Database::open(IfMissing ifMissing) {
-    if (!m_isSqlite) {
-        refusePassword(m_name);
-        loadPostgresql();
-        m_session.open("postgresql", m_name);
-        return;
-    }
+void Database::openFile(IfMissing ifMissing) {
     std::error_code ignored;
     if (ifMissing == IfMissing::Refuse && !fs::exists(pathOf(m_name), ignored)) {
         throw UsageError("--desk: there is no desk \"" + printable(m_name) + "\"");
@@ -143,24 +147,37 @@ std::string Database::explained(const soci::soci_error& error) const {
     return "the desk \"" + printable(m_name) + "\": " + printable(error.what());
 }
 
-Database::Transaction::Transaction(soci::session& session, bool isSqlite) : m_session(session) {
+void Database::attempt(Kind kind, const Work& work) {
     // SQLite: takes the right to write at once, so that two stations wait for each other instead of failing.
-    m_session << (isSqlite ? "BEGIN IMMEDIATE" : "BEGIN");
+    const char* const change = m_isSqlite ? "BEGIN IMMEDIATE" : "BEGIN";
+    const char* const look = m_isSqlite ? "BEGIN" : "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY";
+    Transaction transaction(m_session, kind == Kind::Change ? change : look);
+    work(m_session);
+    if (kind == Kind::Change && !m_isSqlite) {
+        mark();
+    }
+    transaction.commit();
 }
 
-Database::Transaction::~Transaction() {
-    if (!m_isOpen) {
-        return;
+void Database::run(Kind kind, const Work& work) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_marked;
+    for (int i = 1;; ++i) {
+        try {
+            if (!m_gaveUp.empty()) {
+                throw JournalError(m_gaveUp);
+            }
+            return attempt(kind, work);
+        } catch (const soci::soci_error& error) {
+            if (m_isSqlite || m_session.is_connected() || i == kMostTries) {
+                throw JournalError(explained(error));
+            }
+        }
+        comeBack();
+        if (kind == Kind::Change && isDone()) {
+            return;
+        }
     }
-    try {
-        m_session << "ROLLBACK";
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the database has ended it by itself
-    }
-}
-
-void Database::Transaction::commit() {
-    m_session << "COMMIT";
-    m_isOpen = false;
 }
 
 } // namespace host::desk

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "host/desk/journal/DeskRecord.h"
+#include "text/Wiped.h"
 
 namespace platform {
 class FileLock;
@@ -26,6 +29,15 @@ public:
 
 /// What to do when the file of a desk is not there.
 enum class IfMissing { Make, Refuse };
+
+/// How a desk on a server is spoken to.
+struct ServerAccess {
+    WipedBytes password; ///< empty: the client library looks for it where PostgreSQL's programs do
+    /// How long the server may be away before work ends.
+    std::chrono::milliseconds patience{60'000};
+    /// Receives sentences for a person, when work waits for the server and when it goes on. Called from any thread.
+    std::function<void(const std::string& text)> tell;
+};
 
 /// What a desk is for. It does not change while the desk lives.
 struct DeskPlan {
@@ -74,6 +86,9 @@ inline constexpr std::int64_t kLeaseSeconds = 30;
 /// operations throw JournalError when the database fails, and those with a claim ClaimLost when it is lost. They may be
 /// called from several threads.
 ///
+/// When the server of a desk goes away, they wait for it, and what they do happens once, even if the answer to it was
+/// lost. After a JournalError because it stayed away nothing is tried any more.
+///
 ///     Journal journal("desk.db", IfMissing::Make);
 ///     journal.setUp(plan, rows);
 ///     const std::optional<Claim> claim = journal.claimBlank("north", "Reader 1", Pinned::Leave);
@@ -82,7 +97,7 @@ class Journal {
 public:
     /// Opens the desk: a file of SQLite, or a database of PostgreSQL that its URL names. UsageError for a file that is
     /// missing or no desk, and for a URL with a password in it. A damaged file is left as it is.
-    Journal(const std::string& desk, IfMissing ifMissing);
+    Journal(const std::string& desk, IfMissing ifMissing, ServerAccess access = {});
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
     ~Journal();
@@ -97,7 +112,8 @@ public:
     /// Ends what an earlier process of this station left under way: attempts are interrupted, their rows wait again.
     /// Call it when the station's name is held. Returns how many there were.
     int recover(const std::string& station);
-    /// The same for stations whose lease has ended.
+    /// The same for stations whose lease has ended. Nothing for 30 s after a server came back: the others have to find
+    /// it before they can renew theirs.
     int expireLeases();
     /// Renews the leases of a station.
     void renewLeases(const std::string& station);

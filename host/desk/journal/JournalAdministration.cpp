@@ -65,7 +65,7 @@ void Journal::drop(std::int64_t row) {
 }
 
 bool Journal::hasOpenRows() {
-    return m_database->transact([](soci::session& sql) {
+    return m_database->look([](soci::session& sql) {
         Number count = 0;
         sql << "SELECT CASE WHEN EXISTS (SELECT 1 FROM person WHERE state IN ('waiting', 'running')) THEN 1 ELSE 0 END",
             soci::into(count);
@@ -74,7 +74,7 @@ bool Journal::hasOpenRows() {
 }
 
 Journal::Totals Journal::totals() {
-    return m_database->transact([&](soci::session& sql) {
+    return m_database->look([&](soci::session& sql) {
         Totals totals;
         std::string state;
         Number count = 0;

@@ -146,6 +146,10 @@ int Journal::recover(const std::string& station) {
 }
 
 int Journal::expireLeases() {
+    const auto sinceReturn = m_database->sinceReturn();
+    if (sinceReturn && *sinceReturn < std::chrono::seconds(kLeaseSeconds)) {
+        return 0;
+    }
     return interruptAll(*m_database, "station <> :station AND lease < " + std::string(m_database->now()), "");
 }
 

@@ -110,7 +110,7 @@ void readRevocations(soci::session& sql, DeskRecord& record) {
 } // namespace
 
 DeskRecord Journal::read() {
-    return m_database->transact([&](soci::session& sql) {
+    return m_database->look([&](soci::session& sql) {
         DeskRecord record;
         readDesk(sql, *m_database, record);
         readRows(sql, record);

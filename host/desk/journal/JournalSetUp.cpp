@@ -42,9 +42,13 @@ bool hasTables(soci::session& sql, const Database& database) {
     return count != 0;
 }
 
-void makeTables(soci::session& sql, const DeskPlan& plan) {
+void makeTables(soci::session& sql, const Database& database, const DeskPlan& plan) {
     for (const char* const table : kTables) {
         sql << table;
+    }
+    if (!database.isSqlite()) {
+        // What a process did last: it looks here when the answer to a transaction was lost.
+        sql << "CREATE TABLE process (id TEXT PRIMARY KEY, number BIGINT NOT NULL)";
     }
     const std::string steps = nlohmann::json(plan.steps).dump();
     sql << "INSERT INTO desk VALUES (:format, :name, :digest, :steps, 0, 0)", soci::use(kFormat), soci::use(plan.name),
@@ -99,18 +103,10 @@ void compareRows(soci::session& sql, const std::vector<DeskRow>& rows) {
     addRows(sql, {rows.begin() + static_cast<std::ptrdiff_t>(count), rows.end()});
 }
 
-/// PostgreSQL gives the lock back when the connection ends.
-bool lockName(soci::session& sql, const std::string& station) {
-    Number isHeld = 0;
-    sql << "SELECT CASE WHEN pg_try_advisory_lock(5345, hashtext(:station)) THEN 1 ELSE 0 END", soci::use(station),
-        soci::into(isHeld);
-    return isHeld != 0;
-}
-
 } // namespace
 
-Journal::Journal(const std::string& desk, IfMissing ifMissing)
-    : m_database(std::make_unique<Database>(desk, ifMissing)) {}
+Journal::Journal(const std::string& desk, IfMissing ifMissing, ServerAccess access)
+    : m_database(std::make_unique<Database>(desk, ifMissing, std::move(access))) {}
 
 Journal::~Journal() = default;
 
@@ -120,8 +116,7 @@ void Journal::holdStation(const std::string& station) {
         m_station = std::make_unique<platform::FileLock>(m_database->name() + "." + station + ".lock");
         state = m_station->state();
     } else {
-        const bool isHeld = m_database->transact([&](soci::session& sql) { return lockName(sql, station); });
-        state = isHeld ? state : platform::FileLock::State::HeldByAnother;
+        state = m_database->holdName(station) ? state : platform::FileLock::State::HeldByAnother;
     }
     if (state == platform::FileLock::State::HeldByAnother) {
         throw UsageError("--station: another process works at this desk as \"" + printable(station) +
@@ -135,8 +130,12 @@ void Journal::holdStation(const std::string& station) {
 
 void Journal::setUp(const DeskPlan& plan, const std::vector<DeskRow>& rows) {
     m_database->transact([&](soci::session& sql) {
+        if (!m_database->isSqlite()) {
+            // Two stations that begin together make one desk.
+            sql << "SELECT pg_advisory_xact_lock(hashtextextended(current_schema(), 5346))";
+        }
         if (!hasTables(sql, *m_database)) {
-            makeTables(sql, plan);
+            makeTables(sql, *m_database, plan);
             addRows(sql, rows);
             return;
         }
@@ -146,7 +145,7 @@ void Journal::setUp(const DeskPlan& plan, const std::vector<DeskRow>& rows) {
 }
 
 void Journal::requireDesk() {
-    const bool isDesk = m_database->transact([&](soci::session& sql) { return hasTables(sql, *m_database); });
+    const bool isDesk = m_database->look([&](soci::session& sql) { return hasTables(sql, *m_database); });
     if (!isDesk) {
         throw UsageError("--desk: \"" + printable(m_database->name()) + "\" holds no desk");
     }

@@ -117,7 +117,7 @@ void revokeCertificateOf(soci::session& sql, const Database& database, std::int6
 }
 
 std::optional<KnownCard> Journal::findCard(const std::string& serial) {
-    return m_database->transact([&](soci::session& sql) -> std::optional<KnownCard> {
+    return m_database->look([&](soci::session& sql) -> std::optional<KnownCard> {
         Number row = 0;
         Number attempt = 0;
         Number latest = 0;
@@ -141,8 +141,9 @@ void Journal::beginStep(const Claim& claim, int number, const std::string& name)
         const Number step = number;
         requireClaim(sql, *m_database, claim);
         endStep(sql, *m_database, claim, 0);
-        sql << "INSERT INTO step SELECT :attempt, COUNT(*) + 1, :number, :name, " + std::string(m_database->now()) +
-                   ", NULL, 0 FROM step WHERE attempt = :same",
+        sql << "INSERT INTO step SELECT CAST(:attempt AS BIGINT), COUNT(*) + 1, CAST(:number AS BIGINT), CAST(:name AS "
+               "TEXT), " +
+                   std::string(m_database->now()) + ", NULL, 0 FROM step WHERE attempt = :same",
             soci::use(attempt), soci::use(step), soci::use(name), soci::use(attempt);
     });
 }

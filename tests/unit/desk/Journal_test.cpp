@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <algorithm>
 #include <fstream>
+#include <memory>
+#include <numeric>
 #include <thread>
 
 #include "host/desk/journal/Journal.h"
+#include "tests/unit/desk/Desks.h"
 #include "tests/unit/desk/Reading.h"
 
 namespace {
@@ -15,26 +18,15 @@ namespace fs = std::filesystem;
 const DeskPlan kDesk = {"employee card", "AB", {"init-token", "set-pin", "certify", "check"}};
 const std::vector<DeskRow> kRows = {{1, "Jane", "01"}, {2, "Joe", "02"}, {3, "Max", "03"}};
 
-/// A desk in a folder of its own, whose name no option parser likes.
-class JournalTest : public ::testing::Test {
+/// Each test runs on a desk in a file, whose name no option parser likes, or on a server's: see Desks.h.
+class JournalTest : public ::testing::TestWithParam<const char*> {
 protected:
-    JournalTest() {
-        fs::create_directories(m_folder);
-        m_journal.emplace(file(), IfMissing::Make);
+    JournalTest() : m_desk(tests::makeDesk(GetParam())) {
+        m_journal.emplace(m_desk->name(), IfMissing::Make);
         m_journal->setUp(kDesk, kRows);
     }
-    ~JournalTest() override {
-        m_journal.reset();
-        std::error_code ignored;
-        fs::remove_all(m_folder, ignored);
-    }
-    JournalTest(const JournalTest&) = delete;
-    JournalTest& operator=(const JournalTest&) = delete;
 
-    [[nodiscard]] std::string file() const {
-        const std::u8string name = (m_folder / u8"d\u00e9sk 'one' %41.db").u8string();
-        return {name.begin(), name.end()};
-    }
+    [[nodiscard]] std::string file() const { return m_desk->name(); }
     [[nodiscard]] Claim blank(const std::string& station = "a") {
         return m_journal->claimBlank(station, "Reader", Journal::Pinned::Leave).value();
     }
@@ -50,13 +42,16 @@ protected:
         m_journal->setUp(kDesk, kRows);
     }
 
-    fs::path m_folder = fs::temp_directory_path() /
-                        ("desk " + std::to_string(std::hash<std::thread::id>()(std::this_thread::get_id())) +
-                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::unique_ptr<tests::Desk> m_desk;
     std::optional<Journal> m_journal;
 };
 
-TEST_F(JournalTest, GivesEachRowToOneClaim) {
+class JournalFileTest : public JournalTest {};
+
+INSTANTIATE_TEST_SUITE_P(Databases, JournalTest, ::testing::ValuesIn(tests::databases()), tests::nameOfDatabase);
+INSTANTIATE_TEST_SUITE_P(Databases, JournalFileTest, ::testing::Values("file"), tests::nameOfDatabase);
+
+TEST_P(JournalTest, GivesEachRowToOneClaim) {
     EXPECT_EQ(1, blank("a").row);
     EXPECT_EQ(2, blank("b").row);
     EXPECT_EQ(3, blank("a").row);
@@ -64,7 +59,7 @@ TEST_F(JournalTest, GivesEachRowToOneClaim) {
     EXPECT_EQ(3, m_journal->totals().running);
 }
 
-TEST_F(JournalTest, KeepsWhatWasDone) {
+TEST_P(JournalTest, KeepsWhatWasDone) {
     const Claim claim = blank();
     m_journal->beginStep(claim, 1, "init-token");
     m_journal->setSerial(claim, "S1");
@@ -85,7 +80,7 @@ TEST_F(JournalTest, KeepsWhatWasDone) {
     EXPECT_EQ(RowState::Waiting, record.rows[1].state);
 }
 
-TEST_F(JournalTest, GoesOnWithAnInterruptedCard) {
+TEST_P(JournalTest, GoesOnWithAnInterruptedCard) {
     const Claim claim = blank();
     m_journal->beginStep(claim, 1, "init-token");
     m_journal->setSerial(claim, "S1");
@@ -104,7 +99,7 @@ TEST_F(JournalTest, GoesOnWithAnInterruptedCard) {
     EXPECT_TRUE(again.isUnderWay);
 }
 
-TEST_F(JournalTest, NotesACertificateOfWhichNobodyKnows) {
+TEST_P(JournalTest, NotesACertificateOfWhichNobodyKnows) {
     const Claim claim = blank();
     doSteps(claim, 1, 3); // the authority was asked
     restart();
@@ -115,7 +110,7 @@ TEST_F(JournalTest, NotesACertificateOfWhichNobodyKnows) {
     EXPECT_EQ(1, record.revocations[0].row);
 }
 
-TEST_F(JournalTest, NotesTheCertificateOfACardThatIsNotFinished) {
+TEST_P(JournalTest, NotesTheCertificateOfACardThatIsNotFinished) {
     const Claim claim = blank();
     m_journal->beginStep(claim, 1, "init-token");
     m_journal->setSerial(claim, "S1");
@@ -133,7 +128,7 @@ TEST_F(JournalTest, NotesTheCertificateOfACardThatIsNotFinished) {
     EXPECT_THROW(m_journal->beginStep(claim, 4, "check"), ClaimLost);
 }
 
-TEST_F(JournalTest, GivesAPinnedRowToABlankCardOnlyWhenAsked) {
+TEST_P(JournalTest, GivesAPinnedRowToABlankCardOnlyWhenAsked) {
     const Claim claim = blank();
     m_journal->beginStep(claim, 1, "init-token");
     m_journal->setSerial(claim, "S1");
@@ -145,7 +140,7 @@ TEST_F(JournalTest, GivesAPinnedRowToABlankCardOnlyWhenAsked) {
     EXPECT_FALSE(m_journal->findCard("S1")->isLatest);
 }
 
-TEST_F(JournalTest, AFailedRowWaitsAgainWhenAsked) {
+TEST_P(JournalTest, AFailedRowWaitsAgainWhenAsked) {
     const Claim claim = blank();
     m_journal->beginStep(claim, 1, "init-token");
     m_journal->setCertificate(claim, "PEM");
@@ -161,7 +156,7 @@ TEST_F(JournalTest, AFailedRowWaitsAgainWhenAsked) {
     EXPECT_EQ(1U, m_journal->read().revocations.size()) << "each certificate stands there once";
 }
 
-TEST_F(JournalTest, ALostCardIsIssuedAnew) {
+TEST_P(JournalTest, ALostCardIsIssuedAnew) {
     const Claim claim = blank();
     m_journal->beginStep(claim, 1, "init-token");
     m_journal->setSerial(claim, "S1");
@@ -174,7 +169,7 @@ TEST_F(JournalTest, ALostCardIsIssuedAnew) {
     EXPECT_EQ(1, blank().row);
 }
 
-TEST_F(JournalTest, ARowCanBeTakenOut) {
+TEST_P(JournalTest, ARowCanBeTakenOut) {
     const Claim claim = blank();
     EXPECT_EQ("--row: row 1 is running; wait until its card is done or failed",
               tests::refusal([&] { m_journal->drop(claim.row); }));
@@ -185,7 +180,7 @@ TEST_F(JournalTest, ARowCanBeTakenOut) {
     EXPECT_EQ(3, blank().row);
 }
 
-TEST_F(JournalTest, RefusesAnotherPlanAndAChangedList) {
+TEST_P(JournalTest, RefusesAnotherPlanAndAChangedList) {
     EXPECT_NE("", tests::refusal([&] { m_journal->setUp({"employee card", "CD", {}}, kRows); }));
     std::vector<DeskRow> rows = kRows;
     rows[1].digest = "FF";
@@ -199,7 +194,7 @@ TEST_F(JournalTest, RefusesAnotherPlanAndAChangedList) {
     EXPECT_NE("", tests::refusal([&] { m_journal->setUp(kDesk, kRows); })) << "a row is missing";
 }
 
-TEST_F(JournalTest, LeavesFilesAloneThatAreNoDesk) {
+TEST_P(JournalFileTest, LeavesFilesAloneThatAreNoDesk) {
     const std::string other = file() + ".txt";
     std::ofstream(fs::path(std::u8string(other.begin(), other.end()))) << std::string(4096, 'x');
     EXPECT_ANY_THROW(Journal(other, IfMissing::Make));
@@ -209,7 +204,7 @@ TEST_F(JournalTest, LeavesFilesAloneThatAreNoDesk) {
     EXPECT_FALSE(fs::exists(fs::path(file() + ".none")));
 }
 
-TEST_F(JournalTest, TellsADamagedDesk) {
+TEST_P(JournalFileTest, TellsADamagedDesk) {
     const Claim claim = blank();
     m_journal.reset();
     const std::string name = file();
@@ -221,7 +216,7 @@ TEST_F(JournalTest, TellsADamagedDesk) {
     EXPECT_THROW(Journal(file(), IfMissing::Make), JournalError);
 }
 
-TEST_F(JournalTest, AStationsNameIsHeldOnce) {
+TEST_P(JournalTest, AStationsNameIsHeldOnce) {
     m_journal->holdStation("north");
     Journal other(file(), IfMissing::Refuse);
     EXPECT_EQ("--station: another process works at this desk as \"north\"; give each station a name of its own with "
@@ -232,10 +227,84 @@ TEST_F(JournalTest, AStationsNameIsHeldOnce) {
     other.holdStation("north");
 }
 
+TEST_P(JournalTest, StationsThatRaceGetEachRowOnce) {
+    constexpr int kMany = 40;
+    std::vector<DeskRow> rows = kRows;
+    while (rows.size() < kMany) {
+        rows.push_back({static_cast<std::int64_t>(rows.size()) + 1, "Nobody", "00"});
+    }
+    std::vector<std::vector<std::int64_t>> taken(4);
+    std::vector<std::thread> stations;
+    for (std::size_t i = 0; i < taken.size(); ++i) {
+        stations.emplace_back([&, i] {
+            const std::string name = "station" + std::to_string(i);
+            Journal journal(file(), IfMissing::Make);
+            journal.holdStation(name);
+            journal.setUp(kDesk, rows); // all at once, with rows that are new
+            while (const auto claim = journal.claimBlank(name, "Reader", Journal::Pinned::Take)) {
+                journal.beginStep(*claim, 1, "init-token");
+                journal.setSerial(*claim, "S" + std::to_string(claim->row));
+                journal.renewLeases(name);
+                journal.expireLeases();
+                journal.finish(*claim);
+                taken[i].push_back(claim->row);
+            }
+        });
+    }
+    std::vector<std::int64_t> all;
+    for (std::size_t i = 0; i < taken.size(); ++i) {
+        stations[i].join();
+        all.insert(all.end(), taken[i].begin(), taken[i].end());
+    }
+    std::sort(all.begin(), all.end());
+    std::vector<std::int64_t> each(kMany);
+    std::iota(each.begin(), each.end(), 1);
+    EXPECT_EQ(each, all);
+    EXPECT_EQ(kMany, m_journal->totals().done);
+    EXPECT_EQ(static_cast<std::size_t>(kMany), m_journal->read().attempts.size());
+}
+
+TEST_P(JournalTest, TheRowsOfAStationThatNoLongerAnswersGoToOthers) {
+    const Claim claim = blank("north");
+    m_journal->beginStep(claim, 1, "init-token");
+    EXPECT_EQ(0, m_journal->expireLeases());
+    m_desk->endLeases();
+    EXPECT_EQ(1, m_journal->expireLeases());
+    EXPECT_EQ(1, blank("south").row);
+    // The first one was only stopped, and goes on.
+    m_journal->renewLeases("north");
+    EXPECT_THROW(m_journal->beginStep(claim, 2, "set-pin"), ClaimLost);
+    EXPECT_THROW(m_journal->setSerial(claim, "S1"), ClaimLost);
+    EXPECT_THROW(m_journal->finish(claim), ClaimLost);
+    EXPECT_THROW(m_journal->fail(claim, {AttemptState::Failed, RowState::Failed, "late", ""}), ClaimLost);
+    m_journal->revoke(claim, "PEM", "its row was lost");
+    EXPECT_EQ("PEM", m_journal->read().revocations.at(0).certificate);
+}
+
+TEST_P(JournalTest, KeepsTextsAsTheyAre) {
+    const std::string text = "Zo\xC3\xAB 'O''Brien'; \\ :row $1 \xE2\x82\xAC\xF0\x9F\x98\x80";
+    std::vector<DeskRow> rows = kRows;
+    rows.push_back({4, text, "04"});
+    m_journal->setUp(kDesk, rows);
+    const Claim claim = blank();
+    m_journal->setSerial(claim, text);
+    m_journal->setCertificate(claim, text);
+    m_journal->fail(claim, {AttemptState::Failed, RowState::Failed, text, text});
+    const DeskRecord record = m_journal->read();
+    EXPECT_EQ(text, record.rows[3].who);
+    EXPECT_EQ(text, record.rows[0].remedy);
+    EXPECT_EQ(text, record.attempts[0].serial);
+    EXPECT_EQ(text, record.revocations[0].certificate);
+    EXPECT_TRUE(m_journal->findCard(text).has_value());
+}
+
 TEST(Desk, TakesNoPasswordFromTheCommandLine) {
-    for (const char* const url : {"postgresql://me:secret@db/desk", "postgresql://db/desk?password=secret"}) {
+    for (const char* const url :
+         {"postgresql://me:secret@db/desk", "postgresql://me:sec/ret@db/desk", "postgresql://me:secret@db",
+          "postgres://db/desk?password=secret", "postgresql://db/desk?%70assword=secret",
+          "postgresql://db/desk?sslpassword=secret"}) {
         const std::string text = tests::refusal([&] { Journal(url, IfMissing::Make); });
-        EXPECT_NE(std::string::npos, text.find("PGPASSFILE"));
+        EXPECT_NE(std::string::npos, text.find("PGPASSFILE")) << url;
         EXPECT_EQ(std::string::npos, text.find("secret"));
     }
 }
