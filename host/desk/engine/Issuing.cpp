@@ -160,7 +160,11 @@ void Issuing::poll() {
     lookAt(slots, false);
     if (m_workers.empty() && !m_hasAsked) {
         m_hasAsked = true;
-        m_bench.desk.progress.tell({Event::Kind::Waiting, "", 0, "", "", "put a blank card into a reader"});
+        const bool isInterrupted = std::any_of(m_interruptions.begin(), m_interruptions.end(),
+                                               [](const auto& row) { return row.second != 0; });
+        m_bench.desk.progress.tell({Event::Kind::Waiting, "", 0, "", "",
+                                    isInterrupted ? "put the card back whose work was interrupted, or a blank one"
+                                                  : "put a blank card into a reader"});
     }
 }
 

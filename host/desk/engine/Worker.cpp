@@ -137,7 +137,6 @@ void Worker::endFailed(const CardFailure& failure, CardWork* work) {
     if (m_bench.plan.onFailure == OnFailure::Rollback && platform::interruption() != 0) {
         return endInterrupted("it was interrupted before it was rolled back: " + reason);
     }
-    m_hasFailed = true;
     Journal::Failure end{AttemptState::Failed, RowState::Failed, "", failure.remedy};
     if (m_bench.plan.onFailure == OnFailure::Rollback) {
         reason += rolledBack(work);
@@ -145,6 +144,8 @@ void Worker::endFailed(const CardFailure& failure, CardWork* work) {
     } else if (m_bench.plan.onFailure == OnFailure::Retry && m_claim.failures + 1 < m_bench.plan.attempts) {
         end.row = RowState::Waiting;
     }
+    const bool isAgain = end.row == RowState::Waiting && work != nullptr && !work->serial().empty();
+    m_hasFailed = !isAgain;
     end.reason = reason;
     m_bench.desk.journal.fail(m_claim, end);
     tell(Event::Kind::Failed, reason + "\n" + failure.remedy);
