@@ -24,13 +24,14 @@ bool isWide(char32_t character) noexcept {
                        [&](const Range& range) { return character >= range.first && character <= range.last; });
 }
 
-/// Marks that are drawn over a letter, and characters that join others.
+/// Marks that are drawn over a letter, and characters that join others. A letter that has its mark in it is called
+/// non-spacing, too.
 bool isDrawnOver(char32_t character) noexcept {
     const bool joins = (character >= 0x200B && character <= 0x200F) || (character >= 0xFE00 && character <= 0xFE0F);
     const auto unit = static_cast<wchar_t>(character);
     WORD type = 0;
     return joins || (character < 0x10000 && ::GetStringTypeW(CT_CTYPE3, &unit, 1, &type) != FALSE &&
-                     (type & C3_NONSPACING) != 0);
+                     (type & (C3_NONSPACING | C3_ALPHA)) == C3_NONSPACING);
 }
 
 } // namespace
