@@ -4,6 +4,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "host/card/Pins.h"
+#include "host/cli/card/TerminalPerson.h"
 #include "host/cli/desk/DeskArguments.h"
 #include "host/cli/desk/IssueCommands.h"
 #include "host/desk/journal/Journal.h"
@@ -53,6 +55,16 @@ void refuseStrayOptions(const Action& action, const CardArguments& arguments) {
     }
 }
 
+/// Reads where the password comes from. What stands there instead is not repeated: it may be the password.
+PinSource readPasswordSource(const std::string& text) {
+    try {
+        return readPinSource(text);
+    } catch (const UsageError&) {
+        throw UsageError("--desk-password: a password does not stand on the command line; say where it comes from: "
+                         "prompt, env:NAME, file:PATH, fd:N and command:PROGRAM");
+    }
+}
+
 ExitStatus runIssue(const Options& options, const Output& output) {
     const Action& action = actionOf(options.card.operands.front());
     refuseStrayOptions(action, options.card);
@@ -67,31 +79,33 @@ ExitStatus runIssue(const Options& options, const Output& output) {
 }
 
 CommandRow issueRow() {
-    return {"issue",
-            "issue a card to each person of a list",
-            {{"PLAN", "A plan; or one of status, retry, redo, drop, report and export"}},
-            {{"--cards", "FILE", "The list of persons, CSV in UTF-8; its first line names the columns"},
-             {"--desk", "DESK", "The journal: a file, or postgresql://HOST/DATABASE"},
-             {"--station", "NAME", "This process at a desk that several share; default: station"},
-             {"--readers", "GLOB", "Only readers whose names fit; repeatable", true},
-             {"--progress", "auto|lines|json|none", "How progress is shown; default: auto"},
-             {"--dry-run", "", "Check plan and list, show the readers, and touch nothing"},
-             {"--row", "N", "Of redo and drop: the row of the list"},
-             {"--format", "csv|jsonl", "Of export; default: csv"},
-             {"--out", "FILE", "Of report and export: write into FILE"}},
-            "Each person gets one card: the steps of the plan are done on it, and each is in the journal before it "
-            "begins. The same command goes on after an interruption, however it came.\n"
-            "  p11host issue plan.json --cards people.csv --desk desk.db --dry-run\n"
-            "  p11host issue plan.json --cards people.csv --desk desk.db\n"
-            "  p11host issue status --desk desk.db\n"
-            "  p11host issue retry --desk desk.db\n"
-            "  p11host issue redo --row 17 --desk desk.db\n"
-            "  p11host issue report --desk desk.db --out report.html\n"
-            "  p11host issue export --desk desk.db --out desk.csv\n"
-            "\"retry\" makes failed rows wait again, \"redo\" issues a lost card anew, and \"drop\" takes a row out "
-            "of the batch. Certificates that are on no good card stand in the answer of \"status\" for revocation.\n"
-            "Status 0 when every row is done, 1 when some failed, 2 for a plan or list that cannot be used, 130 after "
-            "Ctrl-C.\n"};
+    return {
+        "issue",
+        "issue a card to each person of a list",
+        {{"PLAN", "A plan; or one of status, retry, redo, drop, report and export"}},
+        {{"--cards", "FILE", "The list of persons, CSV in UTF-8; its first line names the columns"},
+         {"--desk", "DESK", "The journal: a file, or postgresql://HOST/DATABASE"},
+         {"--desk-password", "SOURCE", "Of the database's user; default: PostgreSQL's own ways, such as PGPASSFILE"},
+         {"--station", "NAME", "This process at a desk that several share; default: station"},
+         {"--readers", "GLOB", "Only readers whose names fit; repeatable", true},
+         {"--progress", "auto|lines|json|none", "How progress is shown; default: auto"},
+         {"--dry-run", "", "Check plan and list, show the readers, and touch nothing"},
+         {"--row", "N", "Of redo and drop: the row of the list"},
+         {"--format", "csv|jsonl", "Of export; default: csv"},
+         {"--out", "FILE", "Of report and export: write into FILE"}},
+        "Each person gets one card: the steps of the plan are done on it, and each is in the journal before it "
+        "begins. The same command goes on after an interruption, however it came.\n"
+        "  p11host issue plan.json --cards people.csv --desk desk.db --dry-run\n"
+        "  p11host issue plan.json --cards people.csv --desk desk.db\n"
+        "  p11host issue status --desk desk.db\n"
+        "  p11host issue retry --desk desk.db\n"
+        "  p11host issue redo --row 17 --desk desk.db\n"
+        "  p11host issue report --desk desk.db --out report.html\n"
+        "  p11host issue export --desk desk.db --out desk.csv\n"
+        "\"retry\" makes failed rows wait again, \"redo\" issues a lost card anew, and \"drop\" takes a row out "
+        "of the batch. Certificates that are on no good card stand in the answer of \"status\" for revocation.\n"
+        "Status 0 when every row is done, 1 when some failed, 2 for a plan or list that cannot be used, 130 after "
+        "Ctrl-C.\n"};
 }
 
 } // namespace
@@ -106,6 +120,18 @@ std::string requiredDesk(const Options& options) {
         throw UsageError("--desk is missing: a file for the journal, or the URL of a database of PostgreSQL");
     }
     return *desk;
+}
+
+desk::Journal openDesk(const Options& options, const Output& output, desk::IfMissing ifMissing,
+                       std::function<void(const std::string& text)> tell) {
+    const std::string desk = requiredDesk(options);
+    desk::ServerAccess access;
+    access.tell = tell ? std::move(tell) : [&output](const std::string& text) { output.message(text + "\n"); };
+    if (const std::optional<std::string> source = options.card.value("--desk-password")) {
+        TerminalPerson person(output);
+        access.password = readPassphrase(readPasswordSource(*source), "Password of the desk's database", person);
+    }
+    return desk::Journal(desk, ifMissing, std::move(access));
 }
 
 std::int64_t requiredRow(const Options& options) {

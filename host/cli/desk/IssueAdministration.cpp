@@ -47,8 +47,8 @@ std::string readableStatus(const desk::DeskRecord& record, const desk::Journal::
     return text;
 }
 
-desk::DeskRecord readDesk(const std::string& desk) {
-    desk::Journal journal(desk, desk::IfMissing::Refuse);
+desk::DeskRecord readDesk(const Options& options, const Output& output) {
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
     return journal.read();
 }
@@ -75,21 +75,21 @@ ExitStatus deliver(const Options& options, const Output& output, const std::stri
 } // namespace
 
 ExitStatus showDesk(const Options& options, const Output& output) {
-    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
     const desk::DeskRecord record = journal.read();
     return answer(output, options.json ? statusJson(record) : readableStatus(record, journal.totals()));
 }
 
 ExitStatus retryFailedRows(const Options& options, const Output& output) {
-    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
     return answerRows(options, output, "retry", journal.retryFailed());
 }
 
 ExitStatus redoRow(const Options& options, const Output& output) {
     const std::int64_t row = requiredRow(options);
-    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
     journal.redo(row);
     return answerRows(options, output, "redo", 1);
@@ -97,7 +97,7 @@ ExitStatus redoRow(const Options& options, const Output& output) {
 
 ExitStatus dropRow(const Options& options, const Output& output) {
     const std::int64_t row = requiredRow(options);
-    desk::Journal journal(requiredDesk(options), desk::IfMissing::Refuse);
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
     journal.drop(row);
     return answerRows(options, output, "drop", 1);
@@ -108,9 +108,8 @@ ExitStatus exportDesk(const Options& options, const Output& output) {
     if (format != "csv" && format != "jsonl") {
         throw UsageError("--format takes csv or jsonl");
     }
-    const std::string desk = requiredDesk(options);
-    checkOut(options, desk);
-    const desk::DeskRecord record = readDesk(desk);
+    checkOut(options, requiredDesk(options));
+    const desk::DeskRecord record = readDesk(options, output);
     std::string text;
     const auto add = [&](const std::string& line) { text += line; };
     format == "csv" ? view::exportCsv(record, add) : view::exportJsonLines(record, add);
@@ -121,9 +120,8 @@ ExitStatus reportOnDesk(const Options& options, const Output& output) {
     if (!options.card.has("--out")) {
         throw UsageError("--out is missing: the file for the page, such as report.html");
     }
-    const std::string desk = requiredDesk(options);
-    checkOut(options, desk);
-    return deliver(options, output, view::reportPageOf(readDesk(desk)));
+    checkOut(options, requiredDesk(options));
+    return deliver(options, output, view::reportPageOf(readDesk(options, output)));
 }
 
 } // namespace host

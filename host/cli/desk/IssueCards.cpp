@@ -186,13 +186,15 @@ ExitStatus issueCards(const Options& options, const Output& output) {
     if (options.card.has("--dry-run")) {
         return showPlan(options, output, work);
     }
-    const std::string file = requiredDesk(options);
+    [[maybe_unused]] const std::string named = requiredDesk(options); // before a module is loaded
     const desk::CardSecrets secrets(work.plan);
     const PluginLibrary plugin = PluginLibrary::load(pluginFile(options));
     // The first executor initialises the module, and finalises it after all others have gone.
     const Session session(plugin.plugin(), options.choice);
     const ModuleView view(options.choice.module);
-    desk::Journal journal(file, desk::IfMissing::Make);
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Make, [&](const std::string& text) {
+        progress->tell({desk::Event::Kind::Note, "", 0, "", "", text});
+    });
     journal.holdStation(station);
     journal.setUp(deskPlanOf(work.plan), rowsOf(work.persons));
     const desk::Bench bench{work.plan,       work.persons,   {journal, secrets, *progress},

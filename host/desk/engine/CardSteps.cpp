@@ -77,7 +77,12 @@ void CardWork::certify() {
         m_desk.journal.revoke(m_claim, pem, reason);
     };
     m_certificate = askAuthority(m_plan.authority, m_row, m_request, wanted, noteLost);
-    m_desk.journal.setCertificate(m_claim, m_certificate->pem());
+    try {
+        m_desk.journal.setCertificate(m_claim, m_certificate->pem());
+    } catch (const ClaimLost&) {
+        m_desk.journal.revoke(m_claim, m_certificate->pem(), "another station took the row while the authority signed");
+        throw;
+    }
 }
 
 void CardWork::write(const Step& step) {

@@ -22,16 +22,16 @@ constexpr std::chrono::milliseconds kGlance{100};
 constexpr int kMostGlances = 50;
 constexpr int kMostGlancesAtName = 30;
 
-/// Whatever the database's own settings are. The last ones end what the server keeps for a machine that was switched
-/// off: its transaction, its rows and its station's name.
+/// Whatever the database's own settings are. The last five end what the server keeps for a process that was stopped or
+/// whose machine was switched off, its transaction, its rows and its station's name, before others give up waiting.
 constexpr std::array kSettings = {
     "SET client_encoding = 'UTF8'",
     "SET client_min_messages = error",
     "SET synchronous_commit = on",
     "SET default_transaction_isolation = 'read committed'",
     "SET standard_conforming_strings = on",
-    "SET lock_timeout = '20s'",
-    "SET idle_in_transaction_session_timeout = '20s'",
+    "SET idle_in_transaction_session_timeout = '10s'",
+    "SET lock_timeout = '30s'",
     "SET tcp_keepalives_idle = 10",
     "SET tcp_keepalives_interval = 5",
     "SET tcp_keepalives_count = 2",
