@@ -16,8 +16,8 @@ struct Fault {
 };
 
 /// The calls on one reader: counted by function since C_Initialize, written to the file that RACK_CALLS names, and made
-/// to fail by the reader's file `fault`: "C_Sign 2 0x30" for the second C_Sign alone, "C_Sign 2 0x30 afterwards" when
-/// the card carries it out. May be used from several threads.
+/// to fail by the reader's file `fault`: "C_Sign 2 0x30" for the second C_Sign alone and "C_Sign 0 0x30" for each,
+/// "C_Sign 2 0x30 afterwards" when the card carries it out. May be used from several threads.
 class Calls {
 public:
     explicit Calls(std::filesystem::path folder) : m_folder(std::move(folder)) {}

@@ -99,6 +99,15 @@ TEST_P(JournalTest, GoesOnWithAnInterruptedCard) {
     EXPECT_TRUE(again.isUnderWay);
 }
 
+TEST_P(JournalTest, AUsedCardLeavesARowToItsInterruptedCard) {
+    for (const char* const serial : {"S1", "S2", "S3"}) {
+        m_journal->setSerial(blank(), serial);
+    }
+    m_journal->recover("a");
+    EXPECT_FALSE(m_journal->claimUsed("a", "Reader", "U", Journal::Pinned::Leave).has_value());
+    EXPECT_EQ(1, m_journal->claimUsed("a", "Reader", "U", Journal::Pinned::Take)->row);
+}
+
 TEST_P(JournalTest, NotesACertificateOfWhichNobodyKnows) {
     const Claim claim = blank();
     doSteps(claim, 1, 3); // the authority was asked
