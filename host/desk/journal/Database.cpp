@@ -45,6 +45,20 @@ std::string uriOf(const std::string& file) {
     return uri;
 }
 
+/// Servers explain themselves in several lines.
+std::string oneLine(const std::string& text) {
+    std::string line;
+    for (const char c : text) {
+        const bool isBlank = c == '\n' || c == '\t' || c == ' ';
+        if (!isBlank) {
+            line += c;
+        } else if (!line.empty() && line.back() != ' ') {
+            line += ' ';
+        }
+    }
+    return line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
 } // namespace
 
 /// Rolled back unless committed.
@@ -144,7 +158,7 @@ std::string Database::explained(const soci::soci_error& error) const {
             return damaged(damage);
         }
     }
-    return "the desk \"" + printable(m_name) + "\": " + printable(error.what());
+    return "the desk \"" + printable(m_name) + "\": " + printable(oneLine(text));
 }
 
 void Database::attempt(Kind kind, const Work& work) {
