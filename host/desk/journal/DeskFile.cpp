@@ -60,7 +60,7 @@ void checkDeskFile(const fs::path& file, IfMissing ifMissing) {
     if (isEmpty && hasStations(file)) {
         throw UsageError("--desk: the file " + shown(file) +
                          " is empty, and stations have worked with it: put a copy of it back, or the cards that it "
-                         "knew are issued twice");
+                         "knew are issued twice; for a new desk, remove the file");
     }
     if (isEmpty && ifMissing == IfMissing::Refuse) {
         throw UsageError("--desk: the file " + shown(file) + " is empty and holds no desk");
