@@ -31,8 +31,9 @@ std::string_view firstWord(std::string_view text) {
     return text.substr(0, text.find(' '));
 }
 
-/// The notes of this thread, the inner ones last: the log calls its receiver on the thread that writes.
-thread_local std::vector<FailureNotes*> t_notes;
+/// The innermost notes of this thread: the log calls its receiver on the thread that writes. A pointer, because the
+/// runtime of mingw-w64 destroys what belongs to a thread after it has freed its memory.
+thread_local FailureNotes* t_innermost = nullptr;
 
 std::mutex s_receiverLock;
 int s_receivers = 0;
@@ -77,8 +78,8 @@ std::optional<std::string> readRefusedParameter(std::string_view line) {
     return id.empty() ? std::nullopt : std::optional(std::string(id) + " is bad");
 }
 
-FailureNotes::FailureNotes() noexcept {
-    t_notes.push_back(this);
+FailureNotes::FailureNotes() noexcept : m_outer(t_innermost) {
+    t_innermost = this;
     const std::lock_guard<std::mutex> lock(s_receiverLock);
     if (++s_receivers == 1) {
         s_levels = kFailureLevel;
@@ -87,7 +88,13 @@ FailureNotes::FailureNotes() noexcept {
 }
 
 FailureNotes::~FailureNotes() {
-    std::erase(t_notes, this);
+    FailureNotes** link = &t_innermost;
+    while (*link != nullptr && *link != this) {
+        link = &(*link)->m_outer;
+    }
+    if (*link == this) {
+        *link = m_outer;
+    }
     const std::lock_guard<std::mutex> lock(s_receiverLock);
     if (--s_receivers == 0) {
         rylogSetReceiver(nullptr, nullptr, 0);
@@ -115,8 +122,8 @@ Failures FailureNotes::failures() const {
 }
 
 void FailureNotes::receive(void* /*context*/, const RylogRecord* record) {
-    if (!t_notes.empty()) {
-        t_notes.back()->note(record->text);
+    if (t_innermost != nullptr) {
+        t_innermost->note(record->text);
     }
 }
 

@@ -57,6 +57,7 @@ private:
     static void receive(void* context, const RylogRecord* record);
     void note(std::string_view line);
 
+    FailureNotes* m_outer; ///< of the same thread; null without one
     RefusedLogouts m_refusedLogouts;
     std::deque<FailedCall> m_calls;
     std::string m_parameter;
