@@ -28,6 +28,7 @@ int main(int count, char** arguments) {
         return 2;
     }
     const std::string name = "relay/" + std::string(arguments[1]) + "." + std::to_string(platform::processNumber());
+    std::filesystem::remove(name + ".answer"); // of an earlier process with the same number
     std::ofstream(name + ".new", std::ios::binary) << contents(std::cin);
     std::filesystem::rename(name + ".new", name + ".request");
     while (!std::filesystem::exists(name + ".answer")) {
