@@ -1,9 +1,6 @@
 // What a person reads about a failure: by the script, the PKCS #11 result and the circumstances.
 #include "host/plugin/Advice.h"
 
-#include <array>
-#include <thread>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -231,36 +228,6 @@ TEST(FailureNotes, failuresAreNotedWhileItLivesAndBounded) {
     EXPECT_EQ(notes.failures().calls.back().function, "C_Login");
     notes.clear();
     EXPECT_TRUE(notes.failures().calls.empty());
-}
-
-TEST(FailureNotes, belongToTheirThread) {
-    FailureNotes outer;
-    constexpr int kThreads = 4;
-    std::array<std::string, kThreads> functions;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&functions, thread] {
-            for (int round = 0; round < 100; ++round) {
-                std::thread([&functions, thread] {
-                    FailureNotes notes;
-                    rylogLog(L"m", 1, L"PKCS11Client::x : C_Test%d 0x05 : failed", thread);
-                    functions[static_cast<std::size_t>(thread)] = notes.failures().calls.at(0).function;
-                }).join();
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(functions, (std::array<std::string, kThreads>{"C_Test0", "C_Test1", "C_Test2", "C_Test3"}));
-    EXPECT_TRUE(outer.failures().calls.empty());
-    {
-        FailureNotes inner;
-        rylogLog(L"m", 1, L"PKCS11Client::x : C_Inner 0x05 : failed");
-    }
-    rylogLog(L"m", 1, L"PKCS11Client::x : C_Outer 0x05 : failed");
-    ASSERT_EQ(outer.failures().calls.size(), 1U);
-    EXPECT_EQ(outer.failures().calls[0].function, "C_Outer");
 }
 
 TEST(ResultNames, areThoseOfTheStandard) {
