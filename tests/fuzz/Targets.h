@@ -12,6 +12,7 @@ using Target = void(const std::uint8_t* data, std::size_t size);
 
 Target argument;       ///< the host's ID=VALUE
 Target base64;         ///< decoding and encoding against a plain model
+Target batch;          ///< the plan and the list of a batch
 Target format;         ///< the wide formatter against printf
 Target hexadecimal;    ///< as base64
 Target job;            ///< the host's job reader and its steps
