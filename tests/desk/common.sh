@@ -39,7 +39,7 @@ run_under_wine() {
   chmod +x "$host"
   mkdir relay
   (answer_relays) &
-  trap "kill $! 2>/dev/null; rm -rf \"\$work\"" EXIT
+  trap "kill $! 2>/dev/null || true; rm -rf \"\$work\"" EXIT
 }
 
 answer_relays() {
