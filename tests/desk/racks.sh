@@ -49,6 +49,7 @@ contents() { (cd "cards/$1" && find . -type f ! -name '*.lock' -exec sha256sum {
 begin_batch() {
   local desk=$1
   shift
+  : >events.log # not only when the process begins: what is waited for must not be there from the one before
   env --default-signal=INT "$host" issue plan.json --cards people.csv --desk "$desk" --progress json "$@" \
     >events.log 2>errors.log &
   batch=$!
