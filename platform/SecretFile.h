@@ -23,7 +23,7 @@ public:
 
 private:
     int m_descriptor = -1;
-    std::size_t m_size = 0;
+    [[maybe_unused]] std::size_t m_size = 0;
 };
 
 } // namespace platform

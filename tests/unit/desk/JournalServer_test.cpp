@@ -39,11 +39,14 @@ protected:
         };
         return access;
     }
-    /// As when the network breaks.
-    void endConnections() {
+    void terminateConnections() {
         m_desk->sql()
             << "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = current_database() AND "
                "pid <> pg_backend_pid()";
+    }
+    /// As when the network breaks.
+    void endConnections() {
+        terminateConnections();
         waitFor("SELECT COUNT(*) FROM pg_stat_activity WHERE datname = current_database() AND pid <> pg_backend_pid() "
                 "AND backend_type = 'client backend'",
                 0);
@@ -121,8 +124,11 @@ TEST_P(JournalServerTest, DoesNothingTwiceWhenTheAnswerToACommitIsLost) {
     std::optional<Claim> claim;
     std::thread station([&] { claim = blank(); });
     waitFor("SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event = 'SyncRep'", 1);
+    const int waiting = number("SELECT pid FROM pg_stat_activity WHERE wait_event = 'SyncRep'");
     sql << "ALTER SYSTEM RESET synchronous_standby_names"; // the server reads it later
-    endConnections();
+    terminateConnections();
+    // The station connects again at once.
+    waitFor("SELECT COUNT(*) FROM pg_stat_activity WHERE pid = " + std::to_string(waiting), 0);
     sql << "SELECT pg_reload_conf()";
     station.join();
     ASSERT_TRUE(claim.has_value());
