@@ -53,10 +53,10 @@ desk::DeskRecord readDesk(const Options& options, const Output& output) {
     return journal.read();
 }
 
-/// Nobody should learn that a file cannot be written when all else is done.
+/// Nobody should learn that a file cannot be written when all else is done. SQLite's own files are a part of the desk.
 void checkOut(const Options& options, const std::string& desk) {
     if (const std::optional<std::string> file = options.card.value("--out")) {
-        checkOutFile(*file, {desk});
+        checkOutFile(*file, {desk, desk + "-wal", desk + "-shm", desk + "-journal"});
     }
 }
 

@@ -180,6 +180,9 @@ ExitStatus conclude(desk::Progress& progress, const desk::Journal::Totals& total
 
 ExitStatus issueCards(const Options& options, const Output& output) {
     requireModule(options);
+    if (options.reader) {
+        throw UsageError("\"issue\" works in all readers, or in those of --readers GLOB; --reader is for one card");
+    }
     const Work work = readWork(options.card);
     const std::string station = stationOf(options.card);
     const std::unique_ptr<desk::Progress> progress = progressOf(options, output);

@@ -27,10 +27,11 @@ fs::path beside(const fs::path& file, const char* suffix) {
 }
 
 /// Returns true when a station has held its name here, which it does as soon as there is a desk.
-bool hasStations(const fs::path& file) {
-    const std::u8string begin = file.filename().u8string() + u8".";
-    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+bool hasStations(const fs::path& desk) {
     std::error_code ignored;
+    const fs::path file = fs::weakly_canonical(desk, ignored);
+    const std::u8string begin = file.filename().u8string() + u8".";
+    const fs::path folder = file.parent_path();
     for (const auto& entry : fs::directory_iterator(folder, ignored)) {
         const std::u8string name = entry.path().filename().u8string();
         if (name.compare(0, begin.size(), begin) == 0 && entry.path().extension() == ".lock") {

@@ -1,9 +1,11 @@
 #include <array>
+#include <filesystem>
 
 #include <nlohmann/json.hpp>
 
 #include "host/desk/journal/JournalParts.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 #include "platform/FileLock.h"
 
@@ -70,17 +72,27 @@ void addRows(soci::session& sql, const std::vector<DeskRow>& rows) {
     }
 }
 
-void comparePlan(soci::session& sql, const DeskPlan& plan) {
+void requireFormat(soci::session& sql) {
     Number format = 0;
-    std::string name;
-    std::string digest;
-    sql << "SELECT format, name, digest FROM desk", soci::into(format), soci::into(name), soci::into(digest);
+    sql << "SELECT format FROM desk", soci::into(format);
+    if (!sql.got_data()) {
+        throw JournalError("the desk has lost its head: its table \"desk\" is empty; put back a copy of it");
+    }
     if (format != kFormat) {
         throw UsageError("--desk: the desk was made by another version of this program");
     }
+}
+
+void comparePlan(soci::session& sql, const DeskPlan& plan) {
+    requireFormat(sql);
+    std::string name;
+    std::string digest;
+    sql << "SELECT name, digest FROM desk", soci::into(name), soci::into(digest);
     if (digest != plan.digest) {
-        throw UsageError("--desk: the desk belongs to another plan, \"" + printable(name) +
-                         "\", or the plan was changed; take a new desk for a new plan");
+        throw UsageError(
+            "--desk: the desk belongs to another plan, \"" + printable(name) +
+            "\", or the plan was changed. Take the plan as it was, or take a new desk for a new plan; a new "
+            "desk knows nothing of the cards that this one has issued");
     }
 }
 
@@ -113,7 +125,9 @@ Journal::~Journal() = default;
 void Journal::holdStation(const std::string& station) {
     platform::FileLock::State state = platform::FileLock::State::Taken;
     if (m_database->isSqlite()) {
-        m_station = std::make_unique<platform::FileLock>(m_database->name() + "." + station + ".lock");
+        // Beside the file itself: a desk has one station of a name, whichever link leads to it.
+        const std::string file = utf8Of(std::filesystem::weakly_canonical(pathOf(m_database->name())));
+        m_station = std::make_unique<platform::FileLock>(file + "." + station + ".lock");
         state = m_station->state();
     } else {
         state = m_database->holdName(station) ? state : platform::FileLock::State::HeldByAnother;
@@ -145,7 +159,13 @@ void Journal::setUp(const DeskPlan& plan, const std::vector<DeskRow>& rows) {
 }
 
 void Journal::requireDesk() {
-    const bool isDesk = m_database->look([&](soci::session& sql) { return hasTables(sql, *m_database); });
+    const bool isDesk = m_database->look([&](soci::session& sql) {
+        const bool hasDesk = hasTables(sql, *m_database);
+        if (hasDesk) {
+            requireFormat(sql);
+        }
+        return hasDesk;
+    });
     if (!isDesk) {
         throw UsageError("--desk: \"" + printable(m_database->name()) + "\" holds no desk");
     }

@@ -19,12 +19,30 @@ std::string fileValue(std::string_view value) {
     return std::string(value);
 }
 
-/// An argument that begins with a value must not become an option.
+/// A value in a command's argument does not lead out of the folder that the plan names.
+std::string argumentValue(std::string_view value) {
+    for (std::size_t begin = 0; begin <= value.size();) {
+        const std::size_t end = std::min(value.find_first_of("/\\", begin), value.size());
+        if (value.substr(begin, end - begin) == "..") {
+            throw UsageError("\"" + printable(value) + "\" would lead a command to another folder");
+        }
+        begin = end + 1;
+    }
+    return std::string(value);
+}
+
+/// An argument that begins with a value must become neither an option nor a path of the value's own choice.
 void checkArguments(const PlannedCommand& command, const RowValues& row) {
     for (const Template& argument : command.arguments) {
-        const std::string text = argument.beginsWithColumn() ? argument.expand(row) : "";
+        const std::string text = argument.expand(row, argumentValue);
+        if (!argument.beginsWithColumn()) {
+            continue;
+        }
         if (text.substr(0, 1) == "-") {
             throw UsageError("\"" + printable(text) + "\" would be an option of a command");
+        }
+        if (text.find_first_of("/\\") == 0 || text.substr(1, 2) == ":\\" || text.substr(1, 2) == ":/") {
+            throw UsageError("\"" + printable(text) + "\" would lead a command to another folder");
         }
     }
 }

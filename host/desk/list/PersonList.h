@@ -28,7 +28,7 @@ struct ListedPerson {
 
 /// Makes of every row what the plan's steps make of it, as far as that takes no card. UsageError as above for a label,
 /// a subject or a further name that cannot be had, for a value that would be an option of a command, and for one that
-/// would leave the folder of a key file.
+/// would leave the folder of a key file or of a command's argument.
 void checkPersons(const std::vector<ListedPerson>& persons, const std::string& file, const Plan& plan);
 
 /// A value in a subject, so that it stays one value: "A/B" becomes "A\/B".

@@ -97,6 +97,14 @@ TEST(PersonCheck, LetsNoValueBecomeAnOption) {
               checkOf(tests::kPlan, "number,name\n-out,Jane\n"));
 }
 
+TEST(PersonCheck, LetsNoValueLeadACommandToAnotherFolder) {
+    for (const char* const value : {"../x", "x/../../y", "..", "/etc/passwd", "\\\\server", "C:/x"}) {
+        EXPECT_EQ("people.csv:2: \"" + std::string(value) + "\" would lead a command to another folder",
+                  checkOf(tests::kPlan, "number,name\n" + std::string(value) + ",Jane\n"));
+    }
+    EXPECT_EQ("", checkOf(tests::kPlan, "number,name\na/b..c,Jane\n"));
+}
+
 TEST(PersonCheck, LetsNoValueNameAnotherFolder) {
     const std::string plan = tests::planWith(R"({"generate-key": {"id": "01", "label": "{name}", "size": 2048}})",
                                              R"({"import-key": {"id": "01", "file": "keys/{number}.pem"}})");
