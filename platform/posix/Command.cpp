@@ -173,7 +173,7 @@ private:
         }
     }
 
-    /// Reads a piece; 0 when there is none now, and the pipe is closed at its end.
+    /// Reads a piece and returns its length; 0 when nothing can be read now. Closes the pipe at its end.
     std::size_t read(Pipe& pipe) noexcept {
         const ssize_t count = ::read(pipe.ours.number(), m_piece.data(), m_piece.size());
         if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) {

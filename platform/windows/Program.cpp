@@ -22,7 +22,7 @@ HANDLE openNull() noexcept {
     return null == INVALID_HANDLE_VALUE ? nullptr : null;
 }
 
-/// Our standard error as a handle that a program inherits; null when there is none.
+/// Our standard error as a handle that a program inherits; null when we have no standard error.
 HANDLE ownErrors() noexcept {
     const HANDLE process = GetCurrentProcess();
     HANDLE errors = nullptr;

@@ -6,7 +6,8 @@
 #   source "$here/common.sh"
 #   begin_desk_test "issuing cards" BUILD
 #
-# The caller is in a temporary folder afterwards, which goes with it. $host is p11host of that build, for either system.
+# Afterwards the caller is in a temporary folder, which is removed when the script ends. $host is p11host of that build,
+# for either system.
 # shellcheck source=../counting.sh
 source "$here/../counting.sh"
 

@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kLongestValue = 1024;
 
-/// The length of the UTF-8 character at the beginning of `text`; 0 when there is none (RFC 3629).
+/// The length of the UTF-8 character at the beginning of `text` (RFC 3629); 0 for other bytes.
 std::size_t characterLength(std::string_view text) noexcept {
     const auto at = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
     const unsigned int first = at(0);

@@ -22,7 +22,7 @@ struct JsonTree {
     std::vector<JsonTree> items;     ///< of List
     std::vector<JsonMember> members; ///< of Object, in their order
 
-    /// The member with this name; null when there is none.
+    /// The member with this name, or null.
     [[nodiscard]] const JsonTree* find(std::string_view name) const noexcept;
 };
 

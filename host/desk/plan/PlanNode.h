@@ -45,7 +45,7 @@ public:
     [[nodiscard]] std::string text(std::size_t longest, std::size_t shortest = 1) const;
     /// A whole number within these bounds; a fault and `smallest` otherwise.
     [[nodiscard]] int number(int smallest, int largest) const;
-    /// The place of this value's text among `words`; a fault and 0 when it is none of them.
+    /// The place of this value's text among `words`. Another text is a fault, and the answer is 0.
     [[nodiscard]] std::size_t oneOf(const std::vector<std::string>& words) const;
     /// The items of a list; a fault when there are fewer than `fewest` or more than `most`.
     [[nodiscard]] std::vector<PlanNode> list(std::size_t fewest, std::size_t most) const;

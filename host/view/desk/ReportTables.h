@@ -12,7 +12,7 @@ namespace host::view {
 [[nodiscard]] std::string failureSection(const desk::DeskRecord& record);
 /// Cards that were begun and are not in anybody's hands: failed, interrupted, rolled back, replaced.
 [[nodiscard]] std::string givenUpSection(const desk::DeskRecord& record);
-/// Certificates that somebody has to revoke; says so when there is none.
+/// Certificates that somebody has to revoke, or a sentence that nothing has to be revoked.
 [[nodiscard]] std::string revocationSection(const desk::DeskRecord& record);
 /// What each step took.
 [[nodiscard]] std::string stepSection(const desk::DeskRecord& record);
