@@ -27,11 +27,23 @@ std::string utcText(std::time_t moment) {
            two(time.minutes().count()) + ":" + two(time.seconds().count()) + "Z";
 }
 
-/// The certificate in an answer; nullopt with the reason.
-std::optional<x509::Certificate> certificateIn(const WipedBytes& answer, std::string& reason) {
+/// The certificate in an answer, which may hold the authority's own as well: that of the key, else the first one that
+/// is no authority's. nullopt with the reason.
+std::optional<x509::Certificate> certificateIn(const WipedBytes& answer, const x509::PublicKey& key,
+                                               std::string& reason) {
     try {
-        return x509::Certificate::read({reinterpret_cast<const std::uint8_t*>(answer.data()), answer.size()},
-                                       "the authority's answer");
+        std::optional<x509::Certificate> other;
+        for (x509::Certificate& certificate : x509::Certificate::readAll(
+                 {reinterpret_cast<const std::uint8_t*>(answer.data()), answer.size()}, "the authority's answer")) {
+            if (certificate.publicKey == key) {
+                return std::move(certificate);
+            }
+            if (!other && !certificate.isAuthority) {
+                other = std::move(certificate);
+            }
+        }
+        reason = other ? "" : "the authority's answer holds certificates of authorities alone";
+        return other;
     } catch (const UsageError& error) {
         reason = printable(error.what());
         return std::nullopt;
@@ -65,7 +77,7 @@ x509::Certificate askAuthority(const PlannedCommand& command, const RowValues& r
         }
         // Whatever the program says about itself, a certificate that it prints exists.
         std::string unread;
-        certificate = certificateIn(result.output, unread);
+        certificate = certificateIn(result.output, wanted.key, unread);
         if (reason.empty()) {
             reason = certificate ? faultOf(*certificate, wanted, utcText(std::time(nullptr))) : unread;
         }
