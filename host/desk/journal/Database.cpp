@@ -8,6 +8,7 @@
 #include "host/desk/journal/DatabaseUrl.h"
 #include "host/desk/journal/DeskFile.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 
 namespace host::desk {
@@ -20,10 +21,6 @@ namespace fs = std::filesystem;
 constexpr int kApplicationId = 0x50313144;
 /// Often enough for a server that goes away again and again.
 constexpr int kMostTries = 10;
-
-fs::path pathOf(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
 
 bool isAsciiWord(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
@@ -130,6 +127,11 @@ void Database::setUpSqlite() {
     m_session << "PRAGMA integrity_check(1)", soci::into(check);
     if (check != "ok") {
         throw JournalError(damaged(check));
+    }
+    if (id != kApplicationId) {
+        // Names and certificates are nobody else's business. SQLite gives its other files the rights of this one.
+        std::error_code ignored; // a file system without rights
+        fs::permissions(pathOf(m_name), fs::perms::owner_read | fs::perms::owner_write, ignored);
     }
     m_session << "PRAGMA journal_mode=WAL", soci::into(check);
     if (check != "wal") {

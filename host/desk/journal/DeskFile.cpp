@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
 #include "host/plugin/Texts.h"
 
 namespace host::desk {
@@ -16,8 +17,7 @@ namespace fs = std::filesystem;
 constexpr std::size_t kLogHeader = 32;
 
 std::string shown(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return "\"" + printable({reinterpret_cast<const char*>(text.data()), text.size()}) + "\"";
+    return "\"" + printable(utf8Of(path)) + "\"";
 }
 
 fs::path beside(const fs::path& file, const char* suffix) {

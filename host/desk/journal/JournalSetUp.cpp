@@ -126,7 +126,8 @@ void Journal::holdStation(const std::string& station) {
     platform::FileLock::State state = platform::FileLock::State::Taken;
     if (m_database->isSqlite()) {
         // Beside the file itself: a desk has one station of a name, whichever link leads to it.
-        const std::string file = utf8Of(std::filesystem::weakly_canonical(pathOf(m_database->name())));
+        std::error_code ignored;
+        const std::string file = utf8Of(std::filesystem::weakly_canonical(pathOf(m_database->name()), ignored));
         m_station = std::make_unique<platform::FileLock>(file + "." + station + ".lock");
         state = m_station->state();
     } else {
