@@ -15,7 +15,7 @@ namespace {
         number, #number                                                                                                \
     }
 constexpr auto kMechanisms = [] {
-    constexpr NamedNumber kNames[] = {
+    constexpr NamedNumber kListed[] = {
         NAME(CKM_RSA_PKCS_KEY_PAIR_GEN),
         NAME(CKM_RSA_PKCS),
         NAME(CKM_RSA_9796),
@@ -351,9 +351,9 @@ constexpr auto kMechanisms = [] {
         NAME(CKM_EDDSA),
     };
     // Names of one number keep their order; std::stable_sort cannot run in the compiler.
-    std::array<NamedNumber, std::size(kNames)> names{};
+    std::array<NamedNumber, std::size(kListed)> names{};
     auto end = names.begin();
-    for (const NamedNumber& name : kNames) {
+    for (const NamedNumber& name : kListed) {
         const auto place = std::ranges::upper_bound(names.begin(), end, name.number, {}, &NamedNumber::number);
         std::move_backward(place, end, end + 1);
         *place = name;

@@ -6,7 +6,7 @@ namespace text {
 
 namespace {
 
-constexpr unsigned int kNoDigit = 0x10;
+constexpr unsigned int kNotADigit = 0x10;
 
 unsigned int digitOf(wchar_t character) noexcept {
     if (character >= L'0' && character <= L'9') {
@@ -15,7 +15,7 @@ unsigned int digitOf(wchar_t character) noexcept {
     if (character >= L'A' && character <= L'F') {
         return static_cast<unsigned int>(character - L'A') + 10;
     }
-    return character >= L'a' && character <= L'f' ? static_cast<unsigned int>(character - L'a') + 10 : kNoDigit;
+    return character >= L'a' && character <= L'f' ? static_cast<unsigned int>(character - L'a') + 10 : kNotADigit;
 }
 
 } // namespace
@@ -29,8 +29,8 @@ SecretBuffer decodeHexadecimal(std::wstring_view digits) {
             continue;
         }
         const unsigned int high = digitOf(digits[at++]);
-        const unsigned int low = at < digits.size() ? digitOf(digits[at++]) : kNoDigit;
-        if (high == kNoDigit || low == kNoDigit) {
+        const unsigned int low = at < digits.size() ? digitOf(digits[at++]) : kNotADigit;
+        if (high == kNotADigit || low == kNotADigit) {
             return {};
         }
         bytes.data()[count++] = static_cast<std::uint8_t>(high << 4 | low);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "text/SecureZero.h"
@@ -28,6 +29,10 @@ struct WipingAllocator {
 };
 
 using WipedBytes = std::vector<char, WipingAllocator<char>>;
+[[nodiscard]] inline std::string_view charactersOf(const WipedBytes& bytes) noexcept {
+    return {bytes.data(), bytes.size()};
+}
+
 using WipedText = std::vector<wchar_t, WipingAllocator<wchar_t>>;
 
 /// Overwrites the stack below the caller's frame, where functions that have returned leave short texts and saved

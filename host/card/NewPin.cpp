@@ -1,14 +1,11 @@
 #include "host/card/NewPin.h"
 
-#include <algorithm>
+#include "host/plugin/Texts.h"
 
 namespace host {
 
 std::optional<std::string> faultOfNewPin(const WipedBytes& pin, const TokenView& token) {
-    const bool isTypable = std::none_of(pin.begin(), pin.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
-    });
-    if (!isTypable) {
+    if (hasControl({pin.data(), pin.size()})) {
         return "it holds a control character, which nobody can type";
     }
     if (pin.size() >= token.shortestPin && pin.size() <= token.longestPin.value_or(pin.size())) {

@@ -10,10 +10,6 @@ namespace {
 constexpr std::size_t kLongestShown = 64;
 constexpr const char* kSecret = "(secret)";
 
-std::string_view view(const WipedBytes& bytes) {
-    return {bytes.data(), bytes.size()};
-}
-
 /// Long values, such as certificates, are cut for the eye.
 std::string shortened(const std::string& text) {
     return text.size() <= kLongestShown ? text
@@ -47,12 +43,12 @@ ScriptCall& ScriptCall::base64(std::string_view id, std::string_view value) {
 }
 
 ScriptCall& ScriptCall::secret(std::string_view id, const WipedBytes& value) {
-    return add(makeParameter(id, "text", view(value)), id, kSecret);
+    return add(makeParameter(id, "text", charactersOf(value)), id, kSecret);
 }
 
 ScriptCall& ScriptCall::secretBase64(std::string_view id, const WipedBytes& value) {
     Zel::Parameter parameter(Zel::ParameterEncoding::Base64, toTString(id), Zel::ParameterType::Binary,
-                             toBase64(view(value)));
+                             toBase64(charactersOf(value)));
     return add(parameter, id, kSecret);
 }
 

@@ -17,10 +17,7 @@ void checkTokenLabel(const std::string& label) {
     if (label.empty() || label.size() > kLabelLength) {
         throw UsageError("a token's label has 1 to 32 bytes, and this one has " + std::to_string(label.size()));
     }
-    const bool hasControl = std::any_of(label.begin(), label.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
-    });
-    if (hasControl || toUtf8(toTString(label)) != label) {
+    if (hasControl(label) || toUtf8(toTString(label)) != label) {
         throw UsageError("a token's label is readable UTF-8 text without control characters");
     }
 }

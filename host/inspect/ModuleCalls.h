@@ -40,4 +40,7 @@ private:
     CK_FUNCTION_LIST* m_functions;
 };
 
+/// Throws a ModuleError unless `rv`, which this function answered, is CKR_OK.
+void requireOk(CK_RV rv, const char* function);
+
 } // namespace host

@@ -18,17 +18,11 @@ namespace {
 constexpr CK_ULONG kMostSlots = 1U << 16U;
 constexpr CK_ULONG kMostMechanisms = 1U << 12U;
 
-void check(CK_RV rv, const char* function) {
-    if (rv != CKR_OK) {
-        throw ModuleError(function, cryptoki::resultName(static_cast<std::uint32_t>(rv)));
-    }
-}
-
 /// A read-only session of its own.
 class ReadSession {
 public:
     ReadSession(const ModuleCalls& module, std::uint64_t slot) : m_module(module) {
-        check(module.call<&CK_FUNCTION_LIST::C_OpenSession>(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &m_session),
+        requireOk(module.call<&CK_FUNCTION_LIST::C_OpenSession>(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &m_session),
               "C_OpenSession");
     }
     ReadSession(const ReadSession&) = delete;
@@ -47,11 +41,11 @@ private:
 template <class Element, class Ask>
 std::vector<Element> listOf(const Ask& ask, CK_ULONG most, const char* function) {
     CK_ULONG count = 0;
-    check(ask(static_cast<Element*>(nullptr), &count), function);
-    check(count > most ? CKR_GENERAL_ERROR : CKR_OK, function);
+    requireOk(ask(static_cast<Element*>(nullptr), &count), function);
+    requireOk(count > most ? CKR_GENERAL_ERROR : CKR_OK, function);
     std::vector<Element> elements(count);
     if (count != 0) {
-        check(ask(elements.data(), &count), function);
+        requireOk(ask(elements.data(), &count), function);
     }
     elements.resize(std::min<std::size_t>(count, elements.size()));
     return elements;
@@ -62,6 +56,12 @@ std::vector<Element> listOf(const Ask& ask, CK_ULONG most, const char* function)
 ModuleError::ModuleError(std::string function, std::string result)
     : std::runtime_error(function + " answered " + result), m_function(std::move(function)),
       m_result(std::move(result)) {}
+
+void requireOk(CK_RV rv, const char* function) {
+    if (rv != CKR_OK) {
+        throw ModuleError(function, cryptoki::resultName(static_cast<std::uint32_t>(rv)));
+    }
+}
 
 /// The loaded module; finalised by whoever initialised it.
 struct ModuleView::Module {
@@ -97,7 +97,7 @@ struct ModuleView::Module {
         arguments.flags = CKF_OS_LOCKING_OK;
         const CK_RV rv = calls().call<&CK_FUNCTION_LIST::C_Initialize>(&arguments);
         isOurs = rv == CKR_OK;
-        check(rv == CKR_CRYPTOKI_ALREADY_INITIALIZED ? CKR_OK : rv, "C_Initialize");
+        requireOk(rv == CKR_CRYPTOKI_ALREADY_INITIALIZED ? CKR_OK : rv, "C_Initialize");
     }
 };
 
@@ -130,7 +130,7 @@ SlotView ModuleView::slot(std::uint64_t id) const {
     SlotView view;
     view.id = id;
     CK_SLOT_INFO info{};
-    check(calls.call<&CK_FUNCTION_LIST::C_GetSlotInfo>(id, &info), "C_GetSlotInfo");
+    requireOk(calls.call<&CK_FUNCTION_LIST::C_GetSlotInfo>(id, &info), "C_GetSlotInfo");
     view.name = readerName(info);
     CK_TOKEN_INFO token{};
     const CK_RV rv = calls.call<&CK_FUNCTION_LIST::C_GetTokenInfo>(id, &token);

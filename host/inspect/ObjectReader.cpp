@@ -16,12 +16,6 @@ constexpr std::size_t kLongestAttribute = std::size_t{1} << 20;
 constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 constexpr CK_ATTRIBUTE_TYPE kContainerName = CKA_VENDOR_DEFINED | 8U;
 
-void check(CK_RV rv, const char* function) {
-    if (rv != CKR_OK) {
-        throw ModuleError(function, cryptoki::resultName(static_cast<std::uint32_t>(rv)));
-    }
-}
-
 /// One object whose attributes are read one by one: a token answers for those that it has.
 class Attributes {
 public:
@@ -173,7 +167,7 @@ ObjectView readObject(const Attributes& attributes) {
 std::vector<CK_OBJECT_HANDLE> findObjects(const ModuleCalls& module, CK_SESSION_HANDLE session) {
     CK_BBOOL isOnToken = CK_TRUE;
     CK_ATTRIBUTE searched = {CKA_TOKEN, &isOnToken, sizeof isOnToken};
-    check(module.call<&CK_FUNCTION_LIST::C_FindObjectsInit>(session, &searched, 1), "C_FindObjectsInit");
+    requireOk(module.call<&CK_FUNCTION_LIST::C_FindObjectsInit>(session, &searched, 1), "C_FindObjectsInit");
     std::vector<CK_OBJECT_HANDLE> found;
     CK_RV rv = CKR_OK;
     for (CK_ULONG count = 1; rv == CKR_OK && count != 0 && found.size() <= kMostObjects;) {
@@ -185,7 +179,7 @@ std::vector<CK_OBJECT_HANDLE> findObjects(const ModuleCalls& module, CK_SESSION_
         }
     }
     [[maybe_unused]] const CK_RV ended = module.call<&CK_FUNCTION_LIST::C_FindObjectsFinal>(session);
-    check(found.size() > kMostObjects ? CKR_GENERAL_ERROR : rv, "C_FindObjects");
+    requireOk(found.size() > kMostObjects ? CKR_GENERAL_ERROR : rv, "C_FindObjects");
     return found;
 }
 

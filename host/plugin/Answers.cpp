@@ -45,11 +45,8 @@ std::string shown(const Zel::Parameter& parameter) {
 }
 
 bool isReadable(const std::string& text) {
-    const bool hasControl = std::any_of(text.begin(), text.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
-    });
     // Text that `printable` has to change is not meant for a person.
-    return !hasControl && printable(text) == text;
+    return printable(text) == text;
 }
 
 struct Explained {

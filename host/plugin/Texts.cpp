@@ -155,6 +155,12 @@ std::string printable(std::string_view utf8) {
     return toUtf8(Zel::TString(shown.data(), static_cast<int>(shown.size())));
 }
 
+bool hasControl(std::string_view text) noexcept {
+    return std::any_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
+    });
+}
+
 std::size_t columns(std::string_view utf8) noexcept {
     return static_cast<std::size_t>(std::count_if(
         utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));

@@ -10,6 +10,9 @@
 
 namespace host {
 
+/// What some programs write at the beginning of UTF-8 text.
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 /// The framework's text from UTF-8, and back. Malformed input becomes U+FFFD. No copy of the text stays behind on the
 /// way in.
 [[nodiscard]] Zel::TString toTString(std::string_view utf8);
@@ -28,6 +31,8 @@ namespace host {
 /// Text fit for a terminal and for XML: "?" replaces malformed UTF-8, control characters (a terminal may take them as
 /// orders), characters that turn the direction of the text around them, U+FFFE and U+FFFF.
 [[nodiscard]] std::string printable(std::string_view utf8);
+/// Returns true when `text` has a control character of ASCII.
+[[nodiscard]] bool hasControl(std::string_view text) noexcept;
 /// The number of characters of UTF-8 text, which is the columns it takes for most scripts.
 [[nodiscard]] std::size_t columns(std::string_view utf8) noexcept;
 /// The columns that UTF-8 text takes on a terminal, wide and combining characters included.

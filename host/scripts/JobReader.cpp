@@ -17,11 +17,6 @@ constexpr std::size_t kLargest = std::size_t{256} << 20;
 constexpr std::size_t kMostKeys = 4096;
 constexpr int kDeepest = 16;
 constexpr std::string_view kBlank = " \t\r\n";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-std::string_view view(const WipedBytes& bytes) {
-    return {bytes.data(), bytes.size()};
-}
 
 std::string_view withoutLeadingBlanks(std::string_view text) {
     const std::size_t first = text.find_first_not_of(kBlank);
@@ -114,7 +109,7 @@ std::optional<RawStep> JobReader::next() {
         return nextInDocument();
     }
     std::optional<WipedBytes> line = readLine();
-    while (line && withoutLeadingBlanks(view(*line)).empty()) {
+    while (line && withoutLeadingBlanks(charactersOf(*line)).empty()) {
         line = readLine();
     }
     if (!line) {
@@ -122,13 +117,13 @@ std::optional<RawStep> JobReader::next() {
     }
     const bool isFirst = m_isFirst;
     m_isFirst = false;
-    if (isFirst && beginsDocument(view(*line))) {
+    if (isFirst && beginsDocument(charactersOf(*line))) {
         return startDocument(std::move(*line));
     }
     RawStep step;
     step.where = "line " + std::to_string(m_line);
     try {
-        const std::string_view text = view(*line);
+        const std::string_view text = charactersOf(*line);
         step.value = parseJson(text.substr(0, text.find_last_not_of(kBlank) + 1));
     } catch (const UsageError& error) {
         step.error = std::string(error.what()) + "; a line is one step, such as {\"call\":\"getVersion\"}";
@@ -142,7 +137,7 @@ std::optional<RawStep> JobReader::startDocument(WipedBytes text) {
     RawStep failed;
     failed.where = "job";
     try {
-        JobJson document = parseJson(view(text));
+        JobJson document = parseJson(charactersOf(text));
         if (document.is_object() && document.size() == 1 && document.contains("steps")) {
             m_steps = std::move(document["steps"]);
         } else if (document.is_array()) {
@@ -209,7 +204,7 @@ WipedBytes JobReader::takeLine(std::size_t length) {
     text::secureZero(start, length);
     m_taken += length;
     ++m_line;
-    if (m_line == 1 && view(line).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+    if (m_line == 1 && charactersOf(line).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         line.erase(line.begin(), line.begin() + kByteOrderMark.size());
     }
     return line;

@@ -16,10 +16,6 @@ using Zel::ParameterEncoding;
 using Zel::ParameterType;
 using Zel::TString;
 
-std::string_view view(const WipedBytes& bytes) {
-    return {bytes.data(), bytes.size()};
-}
-
 Parameter hexadecimal(const TString& id, const TString& digits) {
     return {ParameterEncoding::Hexadecimal, id, ParameterType::Raw, digits};
 }
@@ -29,7 +25,7 @@ Parameter base64(const TString& id, const TString& text) {
 }
 
 Parameter textOf(const TString& id, const WipedBytes& secret) {
-    return hexadecimal(id, toHexadecimal(view(secret)));
+    return hexadecimal(id, toHexadecimal(charactersOf(secret)));
 }
 
 struct Maker {
@@ -52,7 +48,7 @@ const std::array<Maker, 8> kMakers = {{
      [](const TString& id, std::string_view value) { return base64(id, toTString(value)); }},
     {{"file", "file:PATH     the bytes of a file, passed as Base64 text"},
      [](const TString& id, std::string_view value) {
-         return base64(id, toBase64(view(readFile(std::string(value)))));
+         return base64(id, toBase64(charactersOf(readFile(std::string(value)))));
      }},
     {{"env", "env:NAME      a secret from an environment variable, passed as text: does"},
      [](const TString& id, std::string_view value) { return textOf(id, secretFromEnvironment(std::string(value))); }},
@@ -103,7 +99,7 @@ Parameter plainParameter(std::string_view id, std::string_view value) {
 }
 
 Parameter fileParameter(std::string_view id, const WipedBytes& bytes) {
-    return base64(toTString(id), toBase64(view(bytes)));
+    return base64(toTString(id), toBase64(charactersOf(bytes)));
 }
 
 Parameter makeParameter(std::string_view id, std::string_view kind, std::string_view value) {

@@ -19,7 +19,6 @@ namespace {
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 constexpr std::size_t kLargestSecret = std::size_t{64} << 10;
 constexpr std::size_t kLongestLine = 4096;
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// Everything up to the end of `stream`; nothing when it cannot be read, UsageError when it is more than `limit`.
 std::optional<WipedBytes> readAll(platform::InputStream& stream, std::size_t limit, const std::string& what) {
@@ -82,7 +81,7 @@ void cutLineEnd(WipedBytes& text) {
 
 /// The first line of a text, for a secret that is kept in a file or printed by a program.
 WipedBytes firstLineOf(WipedBytes text, const std::string& what) {
-    const std::string_view view(text.data(), text.size());
+    const std::string_view view = charactersOf(text);
     // Windows programs write it; as a PIN its bytes would cost a try.
     if (view.substr(0, 2) == "\xFF\xFE" || view.substr(0, 2) == "\xFE\xFF") {
         throw UsageError(what + " is UTF-16; write it as UTF-8");

@@ -45,9 +45,9 @@ Json missingJson(const std::string& file) {
     return list;
 }
 
-class Examination {
+class ModuleExaminer {
 public:
-    explicit Examination(const CallReport& report) : m_report(report) {}
+    explicit ModuleExaminer(const CallReport& report) : m_report(report) {}
 
     void run(const std::string& module) {
         if (load(module) && readFunctions() && initialise()) {
@@ -238,7 +238,7 @@ private:
 } // namespace
 
 void examineModule(const std::string& module, const CallReport& report) {
-    Examination(report).run(module);
+    ModuleExaminer(report).run(module);
     report.fact("ended", true);
 }
 

@@ -12,7 +12,7 @@ namespace host {
 
 namespace {
 
-std::string seconds(std::chrono::nanoseconds duration) {
+std::string secondsText(std::chrono::nanoseconds duration) {
     return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(duration).count()) + " s";
 }
 
@@ -31,7 +31,7 @@ void addEnd(const Examination& examination, Findings& findings) {
     } else if (examination.isInterrupted) {
         findings.push_back(
             {Level::Fault,
-             examination.underWay + " was under way for " + seconds(examination.waited) + " when you interrupted it",
+             examination.underWay + " was under way for " + secondsText(examination.waited) + " when you interrupted it",
              kHangs});
     } else {
         findings.push_back({Level::Fault,

@@ -21,7 +21,7 @@ constexpr std::array<ProductRow, 4> kProducts = {{
     {Product::Trust, "p11-kit's trust module", "PKCS#11 Kit Trust Module", "PKCS#11 Kit"},
 }};
 
-bool holds(std::string_view text, std::string_view part) {
+bool hasPart(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
@@ -129,7 +129,7 @@ const char* nameOf(Product product) {
 
 std::optional<Product> productOf(std::string_view manufacturer, std::string_view description) {
     const auto* const found = std::find_if(kProducts.begin(), kProducts.end(), [&](const ProductRow& row) {
-        return holds(manufacturer, row.manufacturer) && holds(description, row.description);
+        return hasPart(manufacturer, row.manufacturer) && hasPart(description, row.description);
     });
     return found == kProducts.end() ? std::nullopt : std::optional(found->product);
 }

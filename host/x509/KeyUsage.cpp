@@ -9,17 +9,17 @@ namespace host::x509 {
 
 namespace {
 
-constexpr std::array<std::string_view, KeyUsage().size()> kNames{
+constexpr std::array<std::string_view, KeyUsage().size()> kUsages{
     "digitalSignature", "nonRepudiation", "keyEncipherment", "dataEncipherment", "keyAgreement",
     "keyCertSign",      "cRLSign",        "encipherOnly",    "decipherOnly"};
 
 std::size_t bitOf(std::string_view name) {
-    const auto found = std::find(kNames.begin(), kNames.end(), name);
-    if (found != kNames.end()) {
-        return static_cast<std::size_t>(found - kNames.begin());
+    const auto found = std::find(kUsages.begin(), kUsages.end(), name);
+    if (found != kUsages.end()) {
+        return static_cast<std::size_t>(found - kUsages.begin());
     }
     std::string names;
-    for (const std::string_view known : kNames) {
+    for (const std::string_view known : kUsages) {
         names.append(names.empty() ? "" : ", ").append(known);
     }
     throw UsageError("\"" + std::string(name) + "\" is no key usage; there are " + names);
@@ -31,7 +31,7 @@ std::vector<std::string> usageNames(KeyUsage usage) {
     std::vector<std::string> names;
     for (std::size_t bit = 0; bit < usage.size(); ++bit) {
         if (usage.test(bit)) {
-            names.emplace_back(kNames[bit]);
+            names.emplace_back(kUsages[bit]);
         }
     }
     return names;

@@ -15,7 +15,7 @@ x509::ByteView viewOf(std::string_view bytes) noexcept {
 }
 
 x509::ByteView viewOf(const WipedBytes& bytes) noexcept {
-    return viewOf(std::string_view(bytes.data(), bytes.size()));
+    return viewOf(charactersOf(bytes));
 }
 
 std::string textOf(const x509::Bytes& bytes) {

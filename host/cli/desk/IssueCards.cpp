@@ -27,10 +27,6 @@ struct Work {
     std::vector<desk::ListedPerson> persons;
 };
 
-std::string_view viewOf(const WipedBytes& bytes) {
-    return {bytes.data(), bytes.size()};
-}
-
 Work readWork(const CardArguments& arguments) {
     const std::string& file = arguments.operands.front();
     const std::optional<std::string> list = arguments.value("--cards");
@@ -38,9 +34,9 @@ Work readWork(const CardArguments& arguments) {
         throw UsageError("--cards is missing: the list of persons, a CSV file");
     }
     Work work;
-    work.plan = desk::readPlan(viewOf(readFile(file)), printable(file));
+    work.plan = desk::readPlan(charactersOf(readFile(file)), printable(file));
     const WipedBytes bytes = readFile(*list);
-    work.persons = desk::readPersonList(viewOf(bytes), *list, work.plan.columns);
+    work.persons = desk::readPersonList(charactersOf(bytes), *list, work.plan.columns);
     desk::checkPersons(work.persons, *list, work.plan);
     return work;
 }

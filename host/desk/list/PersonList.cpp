@@ -12,7 +12,6 @@ namespace host::desk {
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kLongestValue = 1024;
 
 /// The length of the UTF-8 character at the beginning of `text` (RFC 3629); 0 for other bytes.
@@ -46,12 +45,6 @@ std::optional<std::size_t> lineOutsideUtf8(std::string_view text) noexcept {
         text.remove_prefix(length);
     }
     return std::nullopt;
-}
-
-bool hasControl(std::string_view value) noexcept {
-    return std::any_of(value.begin(), value.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
-    });
 }
 
 std::string withoutBlanks(const std::string& value) {

@@ -6,16 +6,6 @@
 
 namespace host::desk {
 
-namespace {
-
-bool hasControl(std::string_view text) {
-    return std::any_of(text.begin(), text.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
-    });
-}
-
-} // namespace
-
 void PlanNode::fault(const std::string& text) const {
     m_faults.lines.push_back(m_faults.file + ":" + std::to_string(m_tree.line) + ": " +
                              (m_path.empty() ? "" : printable(m_path) + ": ") + text);

@@ -114,7 +114,7 @@ std::vector<Period> busyPeriodsOf(const DeskRecord& record, Moment longestPause)
     return periods;
 }
 
-const char* nameOf(desk::AttemptState state) noexcept {
+const char* phraseFor(desk::AttemptState state) noexcept {
     switch (state) {
     case desk::AttemptState::Running:
         return "under way";
@@ -128,22 +128,6 @@ const char* nameOf(desk::AttemptState state) noexcept {
         return "rolled back";
     case desk::AttemptState::Replaced:
         return "replaced";
-    }
-    return "";
-}
-
-const char* nameOf(desk::RowState state) noexcept {
-    switch (state) {
-    case desk::RowState::Waiting:
-        return "waiting";
-    case desk::RowState::Running:
-        return "running";
-    case desk::RowState::Done:
-        return "done";
-    case desk::RowState::Failed:
-        return "failed";
-    case desk::RowState::Dropped:
-        return "dropped";
     }
     return "";
 }

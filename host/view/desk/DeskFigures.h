@@ -45,13 +45,15 @@ struct StepTotal {
 /// When an attempt ended; one without an end of its own when its last step did, or now while it is under way.
 [[nodiscard]] desk::Moment endOf(const desk::AttemptRecord& attempt, desk::Moment now);
 
+/// Longer than a card takes, shorter than a break of the person at the readers.
+inline constexpr desk::Moment kLongestPause = desk::Moment{300} * 1'000'000;
+
 /// From when to when work was under way: times that overlap or have a pause of at most `longestPause` between them are
 /// one. In their order.
 using Period = std::pair<desk::Moment, desk::Moment>;
 [[nodiscard]] std::vector<Period> busyPeriodsOf(const desk::DeskRecord& record, desk::Moment longestPause);
 
 /// "done", "rolled back".
-[[nodiscard]] const char* nameOf(desk::AttemptState state) noexcept;
-[[nodiscard]] const char* nameOf(desk::RowState state) noexcept;
+[[nodiscard]] const char* phraseFor(desk::AttemptState state) noexcept;
 
 } // namespace host::view

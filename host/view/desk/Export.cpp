@@ -82,8 +82,8 @@ std::string secondsText(desk::Moment length) {
 }
 
 std::string csvOf(const RowRecord& row, const AttemptRecord& attempt) {
-    return csvLine({std::to_string(row.row), row.who, nameOf(row.state), std::to_string(attempt.attempt),
-                    nameOf(attempt.state), attempt.station, attempt.reader, attempt.serial, momentText(attempt.begun),
+    return csvLine({std::to_string(row.row), row.who, desk::nameOf(row.state), std::to_string(attempt.attempt),
+                    phraseFor(attempt.state), attempt.station, attempt.reader, attempt.serial, momentText(attempt.begun),
                     attempt.ended ? momentText(*attempt.ended) : "",
                     attempt.ended ? secondsText(std::max<desk::Moment>(*attempt.ended - attempt.begun, 0)) : "",
                     std::to_string(attempt.steps.size()), attempt.reason, attempt.remedy});
@@ -109,7 +109,7 @@ Json jsonOf(const AttemptRecord& attempt) {
         steps.push_back(jsonOf(step));
     }
     return {{"card", attempt.attempt},
-            {"state", nameOf(attempt.state)},
+            {"state", phraseFor(attempt.state)},
             {"station", attempt.station},
             {"reader", attempt.reader},
             {"serial", attempt.serial},
@@ -149,7 +149,7 @@ void exportCsv(const DeskRecord& record, const LineSink& write) {
             write(csvOf(row, *attempt));
         }
         if (ofThis.empty()) {
-            write(csvLine({std::to_string(row.row), row.who, nameOf(row.state), "", "", "", "", "", "", "", "", "",
+            write(csvLine({std::to_string(row.row), row.who, desk::nameOf(row.state), "", "", "", "", "", "", "", "", "",
                            row.reason, row.remedy}));
         }
     }
@@ -161,7 +161,7 @@ void exportJsonLines(const DeskRecord& record, const LineSink& write) {
     for (const RowRecord& row : record.rows) {
         const Json object = {{"row", row.row},
                              {"who", row.who},
-                             {"state", nameOf(row.state)},
+                             {"state", desk::nameOf(row.state)},
                              {"reason", row.reason},
                              {"remedy", row.remedy},
                              {"cards", listOf(ofRow(attempts, row.row))},

@@ -21,7 +21,6 @@ using desk::AttemptState;
 using desk::Moment;
 
 constexpr Moment kSecond = 1'000'000;
-constexpr Moment kLongestPause = 300 * kSecond;
 constexpr double kWidth = 1280;
 constexpr double kGutter = 250;
 constexpr double kRight = 24;
@@ -201,7 +200,7 @@ private:
         std::string text;
         double x = kGutter;
         for (std::size_t i = 0; i < kStates.size(); ++i) {
-            const std::string name = nameOf(kStates[i].state);
+            const std::string name = phraseFor(kStates[i].state);
             text += rectangle(x, 10, 14, 12, fillOf(i)) + "/>\n" + label(x + 19, 20, name);
             x += 46 + kLetter * static_cast<double>(name.size());
         }
@@ -257,7 +256,7 @@ private:
     }
 
     [[nodiscard]] std::string titleOf(const Bar& bar) const {
-        const char* const state = nameOf(kStates[bar.state].state);
+        const char* const state = phraseFor(kStates[bar.state].state);
         if (bar.count > 1) {
             return std::to_string(bar.count) + " cards, the worst " + state;
         }

@@ -17,9 +17,6 @@ namespace {
 
 using desk::DeskRecord;
 
-/// Longer than a card takes, shorter than a break of the person at the readers.
-constexpr desk::Moment kLongestPause = desk::Moment{300} * 1'000'000;
-
 /// How long any reader worked, in microseconds.
 desk::Moment busyTimeOf(const DeskRecord& record) {
     desk::Moment sum = 0;

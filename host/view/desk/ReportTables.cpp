@@ -133,7 +133,7 @@ std::string givenUpSection(const DeskRecord& record) {
     const std::string rows = rowsOf(attempts.size(), [&](std::size_t i) {
         const AttemptRecord& attempt = *attempts[i];
         return people.cells(attempt.row) + cell(attempt.serial) + cell(attempt.reader) + cell(attempt.station) +
-               cell(instantText(nanosecondsOf(attempt.begun)).substr(0, 19)) + cell(nameOf(attempt.state)) +
+               cell(instantText(nanosecondsOf(attempt.begun)).substr(0, 19)) + cell(phraseFor(attempt.state)) +
                cell(attempt.reason);
     });
     return section("Cards that were begun and not given out", table("given-up",
