@@ -11,6 +11,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # stands in an unnamed namespace therefore has a name of its own within its folder.
 option(CMAKE_UNITY_BUILD "Compile the sources of a target several at a time" ON)
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)
+# Users wait for the token, and -O3 takes a fifth longer to compile.
+string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
 
 # On Windows a program finds its libraries beside itself.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
