@@ -2,7 +2,7 @@
 
 #include "tests/conformance/PinTest.h"
 
-namespace Conformance {
+namespace Conformance::AuthenticateTests {
 
 using Fake::Function;
 using Fake::Role;
@@ -556,4 +556,4 @@ TEST_F(Authenticate, twoInstancesDoNotShareAPin) {
     expectRefused(other.execute(kScript), message("PIN parameter not found"));
 }
 
-} // namespace Conformance
+} // namespace Conformance::AuthenticateTests

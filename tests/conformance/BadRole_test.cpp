@@ -6,7 +6,7 @@
 #include "tests/conformance/TokenTest.h"
 #include "tests/conformance/Utf8.h"
 
-namespace Conformance {
+namespace Conformance::BadRoleTests {
 
 namespace {
 
@@ -46,4 +46,4 @@ INSTANTIATE_TEST_SUITE_P(Scripts, BadRole,
                                          Script{"deauthenticate", plugin::scripts::deauthenticate}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
-} // namespace Conformance
+} // namespace Conformance::BadRoleTests

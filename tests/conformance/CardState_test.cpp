@@ -3,7 +3,7 @@
 #include "client/PKCS11Client.h"
 #include "tests/conformance/TokenTest.h"
 
-namespace Conformance {
+namespace Conformance::CardStateTests {
 
 using Fake::Function;
 
@@ -373,4 +373,4 @@ TEST_F(AuthenticatorState, countersOfTheTokenAreSeen) {
     expectOutputs(execute(kScript, pinId("SO")), lastTryAt("2"));
 }
 
-} // namespace Conformance
+} // namespace Conformance::CardStateTests

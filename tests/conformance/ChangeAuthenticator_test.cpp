@@ -2,7 +2,7 @@
 
 #include "tests/conformance/PinTest.h"
 
-namespace Conformance {
+namespace Conformance::ChangeAuthenticatorTests {
 
 using Fake::Function;
 using Fake::Role;
@@ -506,4 +506,4 @@ TEST_F(ChangeAuthenticator, noTraceShowsAPin) {
     }
 }
 
-} // namespace Conformance
+} // namespace Conformance::ChangeAuthenticatorTests

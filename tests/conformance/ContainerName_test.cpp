@@ -4,7 +4,7 @@
 
 #include <new>
 
-namespace Conformance {
+namespace Conformance::ContainerNameTests {
 
 using Fake::Function;
 
@@ -507,4 +507,4 @@ TEST_F(ContainerName, ofAUserWhoWasLoggedInBeforeNobodyIsLoggedOut) {
                  kInit, kFind, kFinal, kSet});
 }
 
-} // namespace Conformance
+} // namespace Conformance::ContainerNameTests

@@ -2,7 +2,7 @@
 
 #include "tests/conformance/PinTest.h"
 
-namespace Conformance {
+namespace Conformance::DeauthenticateTests {
 
 using Fake::Function;
 using Fake::Role;
@@ -147,4 +147,4 @@ INSTANTIATE_TEST_SUITE_P(
                       StateRow{5, "USER", "80ed"}, StateRow{5, "SO", "80ed"},
                       StateRow{static_cast<CK_STATE>(-1), "USER", "80ed"}, StateRow{33005, "SO", "80ed"}));
 
-} // namespace Conformance
+} // namespace Conformance::DeauthenticateTests

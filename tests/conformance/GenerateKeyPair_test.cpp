@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-namespace Conformance {
+namespace Conformance::GenerateKeyPairTests {
 
 using Fake::Function;
 
@@ -809,4 +809,4 @@ TEST_F(GenerateKeyPair, aModulusShorterThanAnnouncedIsTakenAsItIs) {
 }
 
 } // namespace
-} // namespace Conformance
+} // namespace Conformance::GenerateKeyPairTests

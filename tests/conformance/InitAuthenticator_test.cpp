@@ -2,7 +2,7 @@
 
 #include "tests/conformance/PinTest.h"
 
-namespace Conformance {
+namespace Conformance::InitAuthenticatorTests {
 
 using Fake::Function;
 using Fake::Role;
@@ -728,4 +728,4 @@ TEST_F(UnlockAuthenticator, noTraceShowsAPinOrKey) {
     }
 }
 
-} // namespace Conformance
+} // namespace Conformance::InitAuthenticatorTests

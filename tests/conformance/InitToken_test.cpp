@@ -2,7 +2,7 @@
 
 #include "tests/conformance/PinTest.h"
 
-namespace Conformance {
+namespace Conformance::InitTokenTests {
 
 using Fake::Function;
 using Fake::Role;
@@ -365,4 +365,4 @@ TEST_P(InitToken, noTraceShowsTheKey) {
     }
 }
 
-} // namespace Conformance
+} // namespace Conformance::InitTokenTests

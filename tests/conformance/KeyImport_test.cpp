@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace Conformance {
+namespace Conformance::KeyImportTests {
 
 using Fake::Function;
 
@@ -825,4 +825,4 @@ TEST_F(KeyImport, aPrivateKeyAloneLooksForNothingEvenWithAnId) {
     expectCalls(loggedIn({privateCall(" CKA_ID=01")}));
 }
 
-} // namespace Conformance
+} // namespace Conformance::KeyImportTests

@@ -3,7 +3,7 @@
 #include "tests/conformance/SessionTest.h"
 #include "util/Conversions.h"
 
-namespace Conformance {
+namespace Conformance::LoginAsUserTests {
 
 using Fake::Function;
 
@@ -296,4 +296,4 @@ INSTANTIATE_TEST_SUITE_P(
                       LoginRow{CKS_RW_SO_FUNCTIONS, true, true}, LoginRow{5, false, false},
                       LoginRow{33005, false, false}, LoginRow{static_cast<CK_STATE>(-1), false, false}));
 
-} // namespace Conformance
+} // namespace Conformance::LoginAsUserTests

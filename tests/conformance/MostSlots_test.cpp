@@ -3,7 +3,7 @@
 #include "tests/conformance/TokenTest.h"
 #include "token/Slots.h"
 
-namespace Conformance {
+namespace Conformance::MostSlotsTests {
 
 class MostSlots : public GateTest {
 protected:
@@ -30,4 +30,4 @@ TEST_F(MostSlots, oneMoreIsNotAskedFor) {
     expectTraceAt(1, {{1, "PKCS11Client::getSlotVectormalloc error"}});
 }
 
-} // namespace Conformance
+} // namespace Conformance::MostSlotsTests

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/conformance/Harness.h"
+#include "tests/conformance/SearchTrace.h"
 
 #include <string>
 #include <vector>
@@ -14,11 +15,6 @@ struct ShownAttribute {
     CK_ATTRIBUTE_TYPE type;
     std::string dump;
 };
-
-/// The bytes of a number in a template, as a dump shows them.
-[[nodiscard]] inline std::string numberDump(CK_ULONG number) {
-    return Fake::hex(Fake::ulongBytes(number));
-}
 
 /// One "--> Template[n].type" for each attribute.
 [[nodiscard]] inline Trace typeLines(const std::string& method, const std::vector<CK_ATTRIBUTE_TYPE>& types) {

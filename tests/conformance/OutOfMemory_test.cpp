@@ -6,7 +6,7 @@
 
 #include <new>
 
-namespace Conformance {
+namespace Conformance::OutOfMemoryTests {
 namespace {
 
 class OutOfMemory : public PluginTest {};
@@ -64,4 +64,4 @@ TEST_F(OutOfMemory, aHostWithoutItGetsTheExecutorsOwnException) {
 }
 
 } // namespace
-} // namespace Conformance
+} // namespace Conformance::OutOfMemoryTests

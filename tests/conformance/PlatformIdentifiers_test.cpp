@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace Conformance {
+namespace Conformance::PlatformIdentifiersTests {
 
 using Fake::Function;
 
@@ -363,4 +363,4 @@ TEST_F(PlatformIdentifiers, anOpenSessionIsKeptThoughItIsOnAnotherSlot) {
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetTokenInfo(0x12)"});
 }
 
-} // namespace Conformance
+} // namespace Conformance::PlatformIdentifiersTests

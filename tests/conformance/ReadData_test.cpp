@@ -4,7 +4,7 @@
 #include "tests/conformance/SearchTrace.h"
 #include "tests/fake/TemplateText.h"
 
-namespace Conformance {
+namespace Conformance::ReadDataTests {
 
 using Fake::Function;
 
@@ -735,4 +735,4 @@ TEST_F(ReadData, anEmptyValueIsAnEmptyOutput) {
 }
 
 } // namespace
-} // namespace Conformance
+} // namespace Conformance::ReadDataTests

@@ -3,7 +3,7 @@
 #include "tests/conformance/Repeated.h"
 #include "tests/conformance/SearchTrace.h"
 
-namespace Conformance {
+namespace Conformance::ReadKeyTests {
 
 using Fake::Function;
 
@@ -487,4 +487,4 @@ TEST_F(ReadKey, aCountAboveOneIsTakenAsOne) {
 }
 
 } // namespace
-} // namespace Conformance
+} // namespace Conformance::ReadKeyTests

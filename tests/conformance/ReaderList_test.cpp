@@ -2,7 +2,7 @@
 
 #include "tests/conformance/TokenTest.h"
 
-namespace Conformance {
+namespace Conformance::ReaderListTests {
 
 using Fake::Function;
 
@@ -204,4 +204,4 @@ TEST_F(ReaderList, itsParametersAreNotLookedAt) {
     expectTraceAt(1, {});
 }
 
-} // namespace Conformance
+} // namespace Conformance::ReaderListTests

@@ -4,7 +4,7 @@
 #include "tests/conformance/Repeated.h"
 #include "zel/ClientOperationException.h"
 
-namespace Conformance {
+namespace Conformance::RemoveDataTests {
 
 using Fake::Function;
 
@@ -647,4 +647,4 @@ TEST_F(RemoveData, aBadPinIdLeavesAsAnExceptionBeforeAnyCall) {
     expectCalls({});
 }
 
-} // namespace Conformance
+} // namespace Conformance::RemoveDataTests

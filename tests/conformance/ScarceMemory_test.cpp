@@ -12,7 +12,7 @@
 
 #include <algorithm>
 
-namespace Conformance {
+namespace Conformance::ScarceMemoryTests {
 
 using Fake::Function;
 using plugin::onEntry;
@@ -184,4 +184,4 @@ TEST_F(ScarceMemory, aBufferThatFindsNoneIsNull) {
     EXPECT_FALSE(SecretBuffer::tryAllocate(kLong / 2).isNull());
 }
 
-} // namespace Conformance
+} // namespace Conformance::ScarceMemoryTests

@@ -2,7 +2,7 @@
 
 #include "tests/conformance/SessionTest.h"
 
-namespace Conformance {
+namespace Conformance::SessionTests {
 
 using Fake::Function;
 
@@ -444,4 +444,4 @@ TEST_F(LastTry, aFailureIsReturnedWhateverTheModuleWrote) {
                       {16, "PKCS11Client::isLastTry"}});
 }
 
-} // namespace Conformance
+} // namespace Conformance::SessionTests

@@ -5,7 +5,7 @@
 #include "tests/fake/TemplateText.h"
 #include "zel/ClientOperationException.h"
 
-namespace Conformance {
+namespace Conformance::SignDataTests {
 
 using Fake::Function;
 
@@ -646,4 +646,4 @@ TEST_F(SignData, eachRequestSignsItsOwnDataWhenNobodyListens) {
 }
 
 } // namespace
-} // namespace Conformance
+} // namespace Conformance::SignDataTests

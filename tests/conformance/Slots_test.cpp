@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace Conformance {
+namespace Conformance::SlotsTests {
 
 using Fake::Function;
 
@@ -469,4 +469,4 @@ TEST_F(SlotLookup, aNameThatIsThePrefixAloneFindsABlankReader) {
     EXPECT_EQ(lookupWithPrefix("503A", "503A"), 0x12U);
 }
 
-} // namespace Conformance
+} // namespace Conformance::SlotsTests

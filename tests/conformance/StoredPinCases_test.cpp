@@ -2,7 +2,7 @@
 
 #include "tests/conformance/PinTest.h"
 
-namespace Conformance {
+namespace Conformance::StoredPinCasesTests {
 
 using Fake::Role;
 
@@ -52,4 +52,4 @@ TEST_F(StoredPinCases, loggingOutLooksForItsIdentifierExactly) {
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
 }
 
-} // namespace Conformance
+} // namespace Conformance::StoredPinCasesTests

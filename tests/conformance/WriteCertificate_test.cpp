@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace Conformance {
+namespace Conformance::WriteCertificateTests {
 
 using Fake::Function;
 
@@ -426,4 +426,4 @@ TEST_F(WriteCertificate, theBytesOfTheCertificateAndItsAttributesAreNotTraced) {
     }
 }
 
-} // namespace Conformance
+} // namespace Conformance::WriteCertificateTests

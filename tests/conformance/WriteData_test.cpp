@@ -3,7 +3,7 @@
 #include "tests/conformance/ObjectTest.h"
 #include "zel/ClientOperationException.h"
 
-namespace Conformance {
+namespace Conformance::WriteDataTests {
 
 using Fake::Function;
 
@@ -226,4 +226,4 @@ TEST_F(WriteData, aBadPinIdLeavesAsAnExceptionBeforeAnyCall) {
     expectCalls({});
 }
 
-} // namespace Conformance
+} // namespace Conformance::WriteDataTests

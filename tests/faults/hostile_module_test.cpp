@@ -410,14 +410,14 @@ TEST_P(HostileModule, endsInAClearCode) {
     expectUsable();
 }
 
-const auto kNameOf = [](const auto& hostile) { return hostile.param.name; };
+const auto kNameOfCase = [](const auto& hostile) { return hostile.param.name; };
 
-INSTANTIATE_TEST_SUITE_P(Silent, HostileModule, ::testing::ValuesIn(silentCases()), kNameOf);
-INSTANTIATE_TEST_SUITE_P(Counts, HostileModule, ::testing::ValuesIn(countCases()), kNameOf);
-INSTANTIATE_TEST_SUITE_P(Lengths, HostileModule, ::testing::ValuesIn(lengthCases()), kNameOf);
-INSTANTIATE_TEST_SUITE_P(Texts, HostileModule, ::testing::ValuesIn(textCases()), kNameOf);
-INSTANTIATE_TEST_SUITE_P(Handles, HostileModule, ::testing::ValuesIn(handleCases()), kNameOf);
-INSTANTIATE_TEST_SUITE_P(Vanishing, HostileModule, ::testing::ValuesIn(vanishCases()), kNameOf);
+INSTANTIATE_TEST_SUITE_P(Silent, HostileModule, ::testing::ValuesIn(silentCases()), kNameOfCase);
+INSTANTIATE_TEST_SUITE_P(Counts, HostileModule, ::testing::ValuesIn(countCases()), kNameOfCase);
+INSTANTIATE_TEST_SUITE_P(Lengths, HostileModule, ::testing::ValuesIn(lengthCases()), kNameOfCase);
+INSTANTIATE_TEST_SUITE_P(Texts, HostileModule, ::testing::ValuesIn(textCases()), kNameOfCase);
+INSTANTIATE_TEST_SUITE_P(Handles, HostileModule, ::testing::ValuesIn(handleCases()), kNameOfCase);
+INSTANTIATE_TEST_SUITE_P(Vanishing, HostileModule, ::testing::ValuesIn(vanishCases()), kNameOfCase);
 
 } // namespace
 

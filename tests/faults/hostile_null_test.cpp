@@ -12,7 +12,7 @@ namespace {
 
 using Fake::Function;
 
-const char* const kStories[] = {"OneReader",
+const char* const kNullStories[] = {"OneReader",
                                 "FirstReader",
                                 "StateOfUserWithoutSession",
                                 "LoginOfUser",
@@ -51,7 +51,7 @@ void PrintTo(const Lack& lack, std::ostream* out) {
 
 std::vector<Lack> allLacks() {
     std::vector<Lack> lacks;
-    for (const char* name : kStories) {
+    for (const char* name : kNullStories) {
         const Story story = storyNamed(name);
         std::set<std::string> seen;
         for (const Step& step : story.steps) {

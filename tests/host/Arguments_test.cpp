@@ -10,14 +10,14 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-Outcome host(Words arguments, const std::string& input = "", const Environment& environment = {}) {
+Outcome runArguments(Words arguments, const std::string& input = "", const Environment& environment = {}) {
     arguments.insert(arguments.begin(), hostProgram());
     return run(arguments, input, environment);
 }
 
 Outcome sign(Words arguments, const Environment& environment = {}) {
     arguments.insert(arguments.begin(), {"--plugin", doublePlugin(), "--module", "m", "--json", "--raw", "writeData"});
-    return host(arguments, "", environment);
+    return runArguments(arguments, "", environment);
 }
 
 std::string answered(const std::string& parameters) {
@@ -26,7 +26,7 @@ std::string answered(const std::string& parameters) {
 }
 
 TEST(Arguments, helpGoesToStandardOutputAndNamesEveryCommandAndStatus) {
-    const Outcome help = host({"--help"});
+    const Outcome help = runArguments({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.errors, "");
     for (const char* word : {"--plugin", "--module", "--reader-prefix", "--reader", "--trace", "--trace-levels",
@@ -37,34 +37,34 @@ TEST(Arguments, helpGoesToStandardOutputAndNamesEveryCommandAndStatus) {
 }
 
 TEST(Arguments, helpAndTheVersionHaveSeveralNames) {
-    EXPECT_EQ(host({"help"}).output, host({"--help"}).output);
-    EXPECT_EQ(host({"help", "signData"}).output, host({"signData", "-h"}).output);
-    EXPECT_EQ(host({"-V"}).output, host({"--version"}).output);
-    EXPECT_THAT(host({"-V"}).output, ::testing::StartsWith("p11host "));
-    const Outcome unknown = host({"help", "sigData"});
+    EXPECT_EQ(runArguments({"help"}).output, runArguments({"--help"}).output);
+    EXPECT_EQ(runArguments({"help", "signData"}).output, runArguments({"signData", "-h"}).output);
+    EXPECT_EQ(runArguments({"-V"}).output, runArguments({"--version"}).output);
+    EXPECT_THAT(runArguments({"-V"}).output, ::testing::StartsWith("p11host "));
+    const Outcome unknown = runArguments({"help", "sigData"});
     EXPECT_EQ(unknown.status, 2);
     EXPECT_EQ(unknown.errors, "p11host: there is no command \"sigData\" (did you mean \"signData\"?).\n");
-    const Outcome nothing = host({});
+    const Outcome nothing = runArguments({});
     EXPECT_EQ(nothing.status, 2);
-    EXPECT_EQ(nothing.errors.substr(0, host({"help"}).output.size()), host({"help"}).output);
+    EXPECT_EQ(nothing.errors.substr(0, runArguments({"help"}).output.size()), runArguments({"help"}).output);
 }
 
 TEST(Arguments, aValueThatNamesACommandIsNoSecondCommand) {
-    const Outcome list = host({"--reader", "readers", "scripts"});
+    const Outcome list = runArguments({"--reader", "readers", "scripts"});
     EXPECT_EQ(list.status, 0);
-    EXPECT_EQ(list.output, host({"scripts"}).output);
-    const Outcome wrong = host({"--reader", "readers", "sigData"});
+    EXPECT_EQ(list.output, runArguments({"scripts"}).output);
+    const Outcome wrong = runArguments({"--reader", "readers", "sigData"});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_EQ(wrong.errors, "p11host: there is no command \"sigData\" (did you mean \"signData\"?).\n"
                             "  \"p11host --help\" shows what is right.\n");
-    const Outcome two = host({"scripts", "readers"});
+    const Outcome two = runArguments({"scripts", "readers"});
     EXPECT_EQ(two.status, 2);
     EXPECT_EQ(two.errors, "p11host: \"scripts\" takes no such argument.\n"
                           "  \"p11host scripts --help\" shows what is right.\n");
 }
 
 TEST(Arguments, helpOfAScriptListsParametersOutputsAndErrors) {
-    const Outcome help = host({"signData", "--help"});
+    const Outcome help = runArguments({"signData", "--help"});
     EXPECT_EQ(help.status, 0);
     for (const char* word : {"ALGOID=1.2.840.113549.1.1.1", "KEYID=hex:", "DATA=file:", "PIN=prompt:", "SIGNEDDATA",
                              "33011 (status 4)", "secret:PATH"}) {
@@ -73,7 +73,7 @@ TEST(Arguments, helpOfAScriptListsParametersOutputsAndErrors) {
 }
 
 TEST(Arguments, scriptsListsAllInOrder) {
-    const Outcome list = host({"scripts", "--json"});
+    const Outcome list = runArguments({"scripts", "--json"});
     EXPECT_EQ(list.status, 0);
     std::vector<std::string> names;
     const nlohmann::json answer = nlohmann::json::parse(list.output);
@@ -88,7 +88,7 @@ TEST(Arguments, scriptsListsAllInOrder) {
 }
 
 TEST(Arguments, unknownCommandIsUsageAndSuggestsTheRightOne) {
-    const Outcome wrong = host({"redaers"});
+    const Outcome wrong = runArguments({"redaers"});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_EQ(wrong.output, "");
     EXPECT_EQ(wrong.errors, "p11host: there is no command \"redaers\" (did you mean \"readers\"?).\n"
@@ -96,15 +96,15 @@ TEST(Arguments, unknownCommandIsUsageAndSuggestsTheRightOne) {
 }
 
 TEST(Arguments, missingCommandAndUnknownOptionAreUsage) {
-    EXPECT_EQ(host({}).status, 2);
-    const Outcome option = host({"readers", "--modul=secret"});
+    EXPECT_EQ(runArguments({}).status, 2);
+    const Outcome option = runArguments({"readers", "--modul=secret"});
     EXPECT_EQ(option.status, 2);
     EXPECT_THAT(option.errors, HasSubstr("there is no option \"--modul\""));
     EXPECT_THAT(option.errors, Not(HasSubstr("secret")));
 }
 
 TEST(Arguments, missingModuleIsUsage) {
-    const Outcome wrong = host({"--plugin", doublePlugin(), "readers"}, "", {{"P11HOST_MODULE", ""}});
+    const Outcome wrong = runArguments({"--plugin", doublePlugin(), "readers"}, "", {{"P11HOST_MODULE", ""}});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_EQ(wrong.errors, "p11host: no PKCS#11 module is named; give --module FILE, or set P11HOST_MODULE\n"
                             "  \"p11host readers --help\" shows what is right.\n");
@@ -112,7 +112,7 @@ TEST(Arguments, missingModuleIsUsage) {
 
 TEST(Arguments, moduleComesFromTheEnvironment) {
     const File calls("");
-    const Outcome fine = host({"--plugin", doublePlugin(), "getCardState"}, "",
+    const Outcome fine = runArguments({"--plugin", doublePlugin(), "getCardState"}, "",
                               {{"P11HOST_MODULE", "from-env"}, {"P11HOST_TEST_CALLS", calls.path()}});
     EXPECT_EQ(fine.status, 0);
     EXPECT_THAT(calls.content(), HasSubstr("newInstance DLLNAME=from-env\n"));
@@ -142,7 +142,7 @@ TEST(Arguments, secretsComeFromEnvironmentAndFilesAndArePassedAsText) {
 
 TEST(Arguments, aSecretComesFromStandardInputAsADescriptor) {
     const Outcome fine =
-        host({"--plugin", doublePlugin(), "--module", "m", "--json", "--raw", "writeData", "PIN=fd:0"}, "1234\n");
+        runArguments({"--plugin", doublePlugin(), "--module", "m", "--json", "--raw", "writeData", "PIN=fd:0"}, "1234\n");
     EXPECT_EQ(fine.output, answered(R"(,{"id":"PIN","encoding":4,"type":0,"value":"31323334"})"));
 }
 

@@ -14,9 +14,9 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* kMake = "{\"call\":\"newInstance\",\"parameters\":{\"DLLNAME\":\"m\"}}\n";
+constexpr const char* kMakeExecutor = "{\"call\":\"newInstance\",\"parameters\":{\"DLLNAME\":\"m\"}}\n";
 
-Words host(const Words& more) {
+Words withPlugin(const Words& more) {
     Words arguments = {hostProgram(), "--plugin", doublePlugin(), "--module", "m"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
@@ -25,7 +25,7 @@ Words host(const Words& more) {
 TEST(Interrupted, theScriptEndsFirst) {
     const File calls("");
     const File held("");
-    Child child(host({"--json", "--raw", "writeData", "HOLD=" + held.path(), "SLEEP=500"}),
+    Child child(withPlugin({"--json", "--raw", "writeData", "HOLD=" + held.path(), "SLEEP=500"}),
                 {{"P11HOST_TEST_CALLS", calls.path()}}, Child::Console::Own);
     ASSERT_TRUE(waitFor(calls, "execute"));
     ASSERT_TRUE(child.interrupt(SIGINT));
@@ -40,8 +40,8 @@ TEST(Interrupted, theScriptEndsFirst) {
 TEST(Interrupted, aJobEndsBehindTheStepThatIsUnderWay) {
     const File calls("");
     const File held("");
-    Child child(host({"run", "-"}), {{"P11HOST_TEST_CALLS", calls.path()}}, Child::Console::Own);
-    child.write(std::string(kMake) +
+    Child child(withPlugin({"run", "-"}), {{"P11HOST_TEST_CALLS", calls.path()}}, Child::Console::Own);
+    child.write(std::string(kMakeExecutor) +
                 "{\"call\":\"execute\",\"operation\":{\"script\":\"writeData\","
                 "\"parameters\":{\"HOLD\":\"" +
                 held.path() + "\",\"SLEEP\":\"500\"}}}\n{\"call\":\"getName\"}\n");
@@ -57,8 +57,8 @@ TEST(Interrupted, aJobEndsBehindTheStepThatIsUnderWay) {
 
 TEST(Interrupted, aJobThatWaitsForItsNextStepEnds) {
     const File calls("");
-    Child child(host({"run", "-"}), {{"P11HOST_TEST_CALLS", calls.path()}}, Child::Console::Own);
-    child.write(kMake);
+    Child child(withPlugin({"run", "-"}), {{"P11HOST_TEST_CALLS", calls.path()}}, Child::Console::Own);
+    child.write(kMakeExecutor);
     EXPECT_THAT(child.readLine(), HasSubstr("\"executor\":true"));
     ASSERT_TRUE(child.interrupt(SIGINT));
     EXPECT_EQ(child.readAll(), "");

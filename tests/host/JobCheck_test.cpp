@@ -9,7 +9,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-Outcome host(const Words& words, const File& calls, const std::string& input = "") {
+Outcome runRecorded(const Words& words, const File& calls, const std::string& input = "") {
     Words arguments = {hostProgram(), "--plugin", doublePlugin(), "--module", "m"};
     arguments.insert(arguments.end(), words.begin(), words.end());
     return run(arguments, input, {{"P11HOST_TEST_CALLS", calls.path()}});
@@ -51,10 +51,10 @@ line 12: not JSON at column 9: unexpected end of input; expected '[', '{', or a 
 TEST(JobCheck, listsEveryErrorWithItsLineAndCallsNothing) {
     const File calls("");
     const File job(kSlips);
-    const Outcome checked = host({"run", "--check", job.path()}, calls);
+    const Outcome checked = runRecorded({"run", "--check", job.path()}, calls);
     EXPECT_EQ(checked.status, 2);
     EXPECT_EQ(checked.output, kFound);
-    EXPECT_EQ(host({"--check", "run", "-"}, calls, kSlips).output, kFound);
+    EXPECT_EQ(runRecorded({"--check", "run", "-"}, calls, kSlips).output, kFound);
     EXPECT_EQ(calls.content(), "");
 }
 
@@ -65,14 +65,14 @@ TEST(JobCheck, aRightJobHasNoErrors) {
 {"call":"execute","operation":{"script":"removeData","parameters":{"OBJ_TYPE":"CERTIFICATE","ID":{"hex":"01"}}}},
 {"call":"execute","operation":{"script":"signData","parameters":{"KEYID":{"hex":"01"}}}},
 {"call":"execute","operation":null}]})";
-    EXPECT_EQ(host({"run", "--check", "-"}, calls, job).output, "no errors in 5 steps\n");
-    EXPECT_EQ(host({"run", "--check", "--json", "-"}, calls, job).output, "{\"steps\":5,\"faults\":[]}\n");
+    EXPECT_EQ(runRecorded({"run", "--check", "-"}, calls, job).output, "no errors in 5 steps\n");
+    EXPECT_EQ(runRecorded({"run", "--check", "--json", "-"}, calls, job).output, "{\"steps\":5,\"faults\":[]}\n");
     EXPECT_EQ(calls.content(), "");
 }
 
 TEST(JobCheck, isJsonForAProgram) {
     const File calls("");
-    EXPECT_EQ(host({"--json", "run", "--check", "-"}, calls, "[{\"call\":\"newInstance\"},{\"call\":7}]").output,
+    EXPECT_EQ(runRecorded({"--json", "run", "--check", "-"}, calls, "[{\"call\":\"newInstance\"},{\"call\":7}]").output,
               "{\"steps\":2,\"faults\":[{\"step\":1,\"where\":\"step 1\",\"error\":\"call must be text, not a "
               "number\"}]}\n");
 }
@@ -81,7 +81,7 @@ TEST(JobCheck, aFileIsLookedAtBeforeItsFirstStep) {
     const File calls("");
     const File job("{\"call\":\"newInstance\"}\n{\"call\":\"getVersion\",\"no\":1}\n{\"call\":\"initialize\","
                    "\"accessParameters\":{\"PIN\":{\"txt\":\"4711\"}}}\n");
-    const Outcome refused = host({"run", job.path()}, calls);
+    const Outcome refused = runRecorded({"run", job.path()}, calls);
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(
         refused.output,
@@ -97,13 +97,13 @@ TEST(JobCheck, aFileWithSlipsOfItsParametersAloneIsCarriedOut) {
     const File calls("");
     const File job("{\"call\":\"newInstance\"}\n{\"call\":\"initialize\"}\n"
                    "{\"call\":\"execute\",\"operation\":{\"script\":\"writeData\",\"parameters\":{\"A\":\"b\"}}}\n");
-    EXPECT_EQ(host({"run", job.path()}, calls).status, 0) << "jobs are raw: they are made by programs";
+    EXPECT_EQ(runRecorded({"run", job.path()}, calls).status, 0) << "jobs are raw: they are made by programs";
     EXPECT_THAT(calls.content(), HasSubstr("writeData 1"));
 }
 
 TEST(JobCheck, anAnswerWithAFailureSaysWhatItMeans) {
     const File calls("");
-    const Outcome failed = host({"run", "-"}, calls,
+    const Outcome failed = runRecorded({"run", "-"}, calls,
                                 "{\"call\":\"newInstance\"}\n{\"call\":\"execute\",\"operation\":{\"script\":"
                                 "\"writeData\",\"parameters\":{\"ANSWER\":\"80eb\"}}}\n");
     EXPECT_THAT(

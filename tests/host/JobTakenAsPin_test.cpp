@@ -10,20 +10,20 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-const std::string kMake = "{\"call\":\"newInstance\",\"parameters\":{\"DLLNAME\":\"m\"}}\n";
+const std::string kFirstStep = "{\"call\":\"newInstance\",\"parameters\":{\"DLLNAME\":\"m\"}}\n";
 
 std::string execute(const std::string& pin) {
     return "{\"call\":\"execute\",\"operation\":{\"script\":\"authenticate\",\"parameters\":{\"PIN\":" + pin + "}}}\n";
 }
 
-Outcome job(const std::string& steps) {
-    return run({hostProgram(), "--plugin", doublePlugin(), "run", "-"}, kMake + steps + "{\"call\":\"isLocal\"}\n");
+Outcome runJob(const std::string& steps) {
+    return run({hostProgram(), "--plugin", doublePlugin(), "run", "-"}, kFirstStep + steps + "{\"call\":\"isLocal\"}\n");
 }
 
 class JobTakenAsPin : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(JobTakenAsPin, isRefusedAndTheFollowingStepsAreAnswered) {
-    const Outcome outcome = job(execute(GetParam()));
+    const Outcome outcome = runJob(execute(GetParam()));
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.output, HasSubstr("{\"step\":1,\"error\":\"line 2: "));
     EXPECT_THAT(outcome.output, Not(HasSubstr("isLocal\\\"")));
@@ -34,12 +34,12 @@ INSTANTIATE_TEST_SUITE_P(Sources, JobTakenAsPin, ::testing::Values("{\"fd\":0}",
 
 TEST(StandardInput, thatGivesTheJobIsNamed) {
     EXPECT_THAT(
-        job(execute("{\"fd\":0}")).output,
+        runJob(execute("{\"fd\":0}")).output,
         HasSubstr("PIN: descriptor 0 (which in \\\"run -\\\" gives the job) is empty; a secret is expected there"));
 }
 
 TEST(StandardInput, ofAJobFromAFileIsStillASource) {
-    const File steps(kMake + execute("{\"fd\":0}"));
+    const File steps(kFirstStep + execute("{\"fd\":0}"));
     const Outcome outcome = run({hostProgram(), "--plugin", doublePlugin(), "run", steps.path()}, "1234\n");
     EXPECT_THAT(outcome.output, HasSubstr("\"value\":\"31323334\"}"));
 }

@@ -14,7 +14,7 @@ using namespace tests;
 namespace {
 
 constexpr std::size_t kWriters = 3;
-constexpr CK_ULONG kCalls = 2000;
+constexpr CK_ULONG kCallsEach = 2000;
 
 constexpr const char* kIsWriter = "WATCH_TEST_IS_WRITER";
 
@@ -29,7 +29,7 @@ TEST(SeveralProcessesWriter, MakesCalls) {
     ASSERT_TRUE(watch.isLoaded());
     CK_FUNCTION_LIST* list = nullptr;
     ASSERT_EQ(reinterpret_cast<CK_C_GetFunctionList>(watch.symbol("C_GetFunctionList"))(&list), CKR_OK);
-    for (CK_ULONG i = 0; i < kCalls; ++i) {
+    for (CK_ULONG i = 0; i < kCallsEach; ++i) {
         EXPECT_EQ(list->C_CloseSession(i), CKR_OK);
     }
     EXPECT_EQ(list->C_Finalize(nullptr), CKR_OK);
@@ -62,7 +62,7 @@ protected:
             numbers[line["process"].get<std::uint64_t>()].insert(line["n"].get<std::uint64_t>());
         }
         std::multiset<std::uint64_t> wanted;
-        for (std::uint64_t n = 1; n <= kCalls + 2; ++n) {
+        for (std::uint64_t n = 1; n <= kCallsEach + 2; ++n) {
             wanted.insert(n);
         }
         EXPECT_EQ(numbers.size(), kWriters);

@@ -15,7 +15,7 @@ using ::testing::HasSubstr;
 
 constexpr const char* kRule = "; it must be a file of your own, no link and no pipe\n";
 
-Outcome host(const Words& words, const Environment& environment) {
+Outcome runTraced(const Words& words, const Environment& environment) {
     Words arguments = {hostProgram(), "--plugin", doublePlugin(), "--module", "m"};
     arguments.insert(arguments.end(), words.begin(), words.end());
     return run(arguments, "", environment);
@@ -26,11 +26,11 @@ protected:
     ~RefusedTraceFile() override { ::unlink(m_refused.c_str()); }
 
     void expectRefusal() const {
-        const Outcome option = host({"--trace", m_refused, "getCardState"}, {{"P11HOST_TEST_CALLS", m_calls.path()}});
+        const Outcome option = runTraced({"--trace", m_refused, "getCardState"}, {{"P11HOST_TEST_CALLS", m_calls.path()}});
         EXPECT_EQ(option.status, 2);
         EXPECT_EQ(option.errors, "p11host: cannot write the trace to \"" + m_refused + "\"" + kRule);
         const Outcome variable =
-            host({"getCardState"}, {{"P11HOST_TEST_CALLS", m_calls.path()}, {"RYLOG_FILE", m_refused}});
+            runTraced({"getCardState"}, {{"P11HOST_TEST_CALLS", m_calls.path()}, {"RYLOG_FILE", m_refused}});
         EXPECT_EQ(variable.status, 2);
         EXPECT_EQ(variable.errors,
                   std::string("p11host: cannot write the trace to the file that RYLOG_FILE names") + kRule);

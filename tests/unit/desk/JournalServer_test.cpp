@@ -15,7 +15,7 @@ namespace {
 
 using namespace host::desk;
 
-const DeskPlan kDesk = {"employee card", "AB", {"init-token", "certify"}};
+const DeskPlan kServersDesk = {"employee card", "AB", {"init-token", "certify"}};
 
 class JournalServerTest : public ::testing::TestWithParam<const char*> {
 protected:
@@ -28,7 +28,7 @@ protected:
 
     void setUp() {
         m_journal->holdStation("north");
-        m_journal->setUp(kDesk, {{1, "Jane", "01"}, {2, "Joe", "02"}});
+        m_journal->setUp(kServersDesk, {{1, "Jane", "01"}, {2, "Joe", "02"}});
     }
     ServerAccess access() {
         ServerAccess access;
@@ -173,7 +173,7 @@ TEST_P(JournalServerTest, TakesNoMoreRightsThanItNeeds) {
     access.password.assign(password.begin(), password.end());
     Journal station(url, IfMissing::Refuse, access);
     station.holdStation("south");
-    station.setUp(kDesk, {{1, "Jane", "01"}, {2, "Joe", "02"}, {3, "Max", "03"}});
+    station.setUp(kServersDesk, {{1, "Jane", "01"}, {2, "Joe", "02"}, {3, "Max", "03"}});
     station.recover("south");
     const Claim claim = station.claimBlank("south", "Reader", Journal::Pinned::Leave).value();
     station.beginStep(claim, 2, "certify");
@@ -196,7 +196,7 @@ TEST_P(JournalServerTest, GivesUpWhenTheServerStaysAway) {
     ServerAccess access;
     access.patience = std::chrono::milliseconds(600);
     Journal station(m_desk->name(), IfMissing::Make, access);
-    station.setUp(kDesk, {{1, "Jane", "01"}});
+    station.setUp(kServersDesk, {{1, "Jane", "01"}});
     std::string url = tests::serverUrl();
     soci::session beside("postgresql", url.replace(url.find("/desk?"), 6, "/postgres?"));
     beside << "ALTER DATABASE desk ALLOW_CONNECTIONS false";

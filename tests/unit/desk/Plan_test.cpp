@@ -8,7 +8,7 @@ using namespace host::desk;
 using tests::kPlan;
 using tests::planWith;
 
-std::string faultsOf(const std::string& json) {
+std::string faultsOfPlan(const std::string& json) {
     return tests::refusal([&] { [[maybe_unused]] const Plan plan = readPlan(json, "plan.json"); });
 }
 
@@ -35,21 +35,21 @@ TEST(Plan, IsReadAsItStands) {
 
 TEST(Plan, SaysWhereItIsWrong) {
     EXPECT_EQ("plan.json:13: steps[1].set-pin.pin: \"secrets\" has no secret of this name (did you mean \"pin\"?)",
-              faultsOf(planWith(R"({"pin": "pin"})", R"({"pin": "pim"})")));
+              faultsOfPlan(planWith(R"({"pin": "pin"})", R"({"pin": "pim"})")));
     EXPECT_EQ("plan.json:14: steps[2].generate-key.size: 1024 or 2048 is expected here",
-              faultsOf(planWith("2048", "512")));
+              faultsOfPlan(planWith("2048", "512")));
     EXPECT_EQ("plan.json:8: usedCard: one of these is expected here: refuse, erase",
-              faultsOf(planWith("\"refuse\"", "\"keep\"")));
+              faultsOfPlan(planWith("\"refuse\"", "\"keep\"")));
     EXPECT_EQ("plan.json:8: there is no \"usedCards\" here (did you mean \"usedCard\"?)",
-              faultsOf(planWith("usedCard", "usedCards")));
+              faultsOfPlan(planWith("usedCard", "usedCards")));
     EXPECT_EQ("plan.json:1: \"columns\" is missing",
-              faultsOf(R"({"plan": "x", "secrets": {}, "steps": [{"certify": 1}]})").substr(0, 33));
+              faultsOfPlan(R"({"plan": "x", "secrets": {}, "steps": [{"certify": 1}]})").substr(0, 33));
 }
 
 TEST(Plan, NamesAllFaultsAtOnce) {
     std::string plan = planWith("2048", "512");
     plan.replace(plan.find("refuse"), 6, "keep");
-    const std::string faults = faultsOf(plan);
+    const std::string faults = faultsOfPlan(plan);
     EXPECT_NE(std::string::npos, faults.find("plan.json:8: "));
     EXPECT_NE(std::string::npos, faults.find("\nplan.json:14: "));
 }
@@ -57,43 +57,43 @@ TEST(Plan, NamesAllFaultsAtOnce) {
 TEST(Plan, WantsStepsInAnOrderThatWorks) {
     EXPECT_EQ(
         "plan.json:12: steps[0].set-pin: the first step has to be init-token",
-        faultsOf(planWith(R"({"init-token": {"label": "{name}", "soPin": "so"}})", R"({"set-pin": {"pin": "pin"}})"))
+        faultsOfPlan(planWith(R"({"init-token": {"label": "{name}", "soPin": "so"}})", R"({"set-pin": {"pin": "pin"}})"))
             .substr(0, 67));
     EXPECT_EQ("plan.json:18: steps[6].check: no key with this id is made before it",
-              faultsOf(planWith(R"({"check": {"id": "01"}})", R"({"check": {"id": "02"}})")));
+              faultsOfPlan(planWith(R"({"check": {"id": "01"}})", R"({"check": {"id": "02"}})")));
     EXPECT_EQ("plan.json:17: steps[5].write-certificate: the certificate belongs to the key of the request, which has "
               "another id",
-              faultsOf(planWith(R"({"write-certificate": {"id": "01"}})", R"({"write-certificate": {"id": "02"}})")));
+              faultsOfPlan(planWith(R"({"write-certificate": {"id": "01"}})", R"({"write-certificate": {"id": "02"}})")));
     EXPECT_EQ("plan.json:1: the last certificate is written to the card by no step",
-              faultsOf(planWith(R"(  {"write-certificate": {"id": "01"}},)", "")));
+              faultsOfPlan(planWith(R"(  {"write-certificate": {"id": "01"}},)", "")));
 }
 
 TEST(Plan, RefusesASecretThatWouldBeLostWithAnInterruptedCard) {
     EXPECT_EQ("plan.json:12: steps[0].init-token.soPin: this secret cannot be random: an interrupted card could not be "
               "erased without it",
-              faultsOf(planWith(R"("soPin": "so")", R"("soPin": "pin")")));
+              faultsOfPlan(planWith(R"("soPin": "so")", R"("soPin": "pin")")));
 }
 
 TEST(Plan, TakesNoProgramFromTheList) {
     EXPECT_EQ("plan.json:10: authority.command[0]: the program cannot come from the list",
-              faultsOf(planWith("./sign-request", "{name}")));
+              faultsOfPlan(planWith("./sign-request", "{name}")));
 }
 
 TEST(Plan, NeverQuotesWhatMayBeASecret) {
     for (const std::string& plan :
          {planWith(R"({"env": "SO_PIN"})", R"("87654321")"), planWith(R"({"env": "SO_PIN"})", R"({"pin": "87654321"})"),
           planWith(R"({"env": "SO_PIN"})", R"({"env": "87654321)")}) {
-        const std::string faults = faultsOf(plan);
+        const std::string faults = faultsOfPlan(plan);
         EXPECT_FALSE(faults.empty());
         EXPECT_EQ(std::string::npos, faults.find("87654321")) << faults;
     }
 }
 
 TEST(Plan, IsRefusedWithItsLineWhenItIsNoJson) {
-    EXPECT_EQ("plan.json:3: not JSON: ", faultsOf("{\n\"plan\": \"x\",\n,}").substr(0, 23));
-    EXPECT_EQ("plan.json:2: the name \"a\" stands twice in one object", faultsOf("{\"a\": 1,\n\"a\": 2}"));
+    EXPECT_EQ("plan.json:3: not JSON: ", faultsOfPlan("{\n\"plan\": \"x\",\n,}").substr(0, 23));
+    EXPECT_EQ("plan.json:2: the name \"a\" stands twice in one object", faultsOfPlan("{\"a\": 1,\n\"a\": 2}"));
     EXPECT_EQ("plan.json:1: lists and objects stand more than 16 deep in each other",
-              faultsOf(std::string(1000, '[') + std::string(1000, ']')));
+              faultsOfPlan(std::string(1000, '[') + std::string(1000, ']')));
 }
 
 TEST(Template, PutsValuesWhereColumnsStand) {

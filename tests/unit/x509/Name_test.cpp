@@ -19,7 +19,7 @@ std::string textOf(std::string_view subject) {
     return nameText(parseSubject(subject), "name");
 }
 
-std::string refusal(std::string_view subject) {
+std::string refusalOf(std::string_view subject) {
     return errorOf([&] { return parseSubject(subject); });
 }
 
@@ -38,27 +38,27 @@ TEST(Subject, takesEscapesAndDottedTypes) {
 }
 
 TEST(Subject, saysWhatIsWrong) {
-    EXPECT_EQ(refusal(""), "subject: it begins with a slash, as in \"/O=Example/CN=Jane Doe\"");
-    EXPECT_EQ(refusal("CN=a"), refusal(""));
-    EXPECT_THAT(refusal("/"), HasSubstr("\"\" is no type that is known; there are C, ST, L"));
-    EXPECT_THAT(refusal("/CN=a//O=b"), HasSubstr("\"\" is no type"));
-    EXPECT_THAT(refusal("/cn=a"), HasSubstr("\"cn\" is no type"));
-    EXPECT_THAT(refusal("/CN"), HasSubstr("\"CN\" has no value"));
-    EXPECT_THAT(refusal("/CN="), HasSubstr("\"CN\" has no value"));
-    EXPECT_THAT(refusal("/CN=a+b"), HasSubstr("write \"\\+\" for a plus sign"));
-    EXPECT_THAT(refusal("/CN=a\\"), HasSubstr("a backslash stands before"));
-    EXPECT_THAT(refusal("/CN=\\n"), HasSubstr("a backslash stands before"));
-    EXPECT_THAT(refusal("/CN=a\nb"), HasSubstr("control characters"));
-    EXPECT_THAT(refusal("/CN=\xFC"), HasSubstr("not UTF-8"));
-    EXPECT_THAT(refusal("/C=Germany"), HasSubstr("7 characters; a country has 2 letters"));
-    EXPECT_THAT(refusal("/C=D"), HasSubstr("1 characters; a country has 2 letters"));
-    EXPECT_THAT(refusal("/CN=" + std::string(65, 'a')), HasSubstr("65 characters; at most 64 fit"));
-    EXPECT_THAT(refusal("/emailAddress=j\xC3\xBC@x"), HasSubstr("certificates do not allow there"));
-    EXPECT_THAT(refusal("/serialNumber=a_b"), HasSubstr("certificates do not allow there"));
-    EXPECT_THAT(refusal("/9.9.9=a"), HasSubstr("\"9.9.9\" is no identifier"));
-    EXPECT_THAT(refusal("/2.4294967295=a"), HasSubstr("is no identifier"));
-    EXPECT_THAT(refusal("/1.2.99999999999999999999999=a"), HasSubstr("is no identifier")) << "beyond any integer";
-    EXPECT_EQ(refusal("/CN=" + std::string(64, 'a')), "no error");
+    EXPECT_EQ(refusalOf(""), "subject: it begins with a slash, as in \"/O=Example/CN=Jane Doe\"");
+    EXPECT_EQ(refusalOf("CN=a"), refusalOf(""));
+    EXPECT_THAT(refusalOf("/"), HasSubstr("\"\" is no type that is known; there are C, ST, L"));
+    EXPECT_THAT(refusalOf("/CN=a//O=b"), HasSubstr("\"\" is no type"));
+    EXPECT_THAT(refusalOf("/cn=a"), HasSubstr("\"cn\" is no type"));
+    EXPECT_THAT(refusalOf("/CN"), HasSubstr("\"CN\" has no value"));
+    EXPECT_THAT(refusalOf("/CN="), HasSubstr("\"CN\" has no value"));
+    EXPECT_THAT(refusalOf("/CN=a+b"), HasSubstr("write \"\\+\" for a plus sign"));
+    EXPECT_THAT(refusalOf("/CN=a\\"), HasSubstr("a backslash stands before"));
+    EXPECT_THAT(refusalOf("/CN=\\n"), HasSubstr("a backslash stands before"));
+    EXPECT_THAT(refusalOf("/CN=a\nb"), HasSubstr("control characters"));
+    EXPECT_THAT(refusalOf("/CN=\xFC"), HasSubstr("not UTF-8"));
+    EXPECT_THAT(refusalOf("/C=Germany"), HasSubstr("7 characters; a country has 2 letters"));
+    EXPECT_THAT(refusalOf("/C=D"), HasSubstr("1 characters; a country has 2 letters"));
+    EXPECT_THAT(refusalOf("/CN=" + std::string(65, 'a')), HasSubstr("65 characters; at most 64 fit"));
+    EXPECT_THAT(refusalOf("/emailAddress=j\xC3\xBC@x"), HasSubstr("certificates do not allow there"));
+    EXPECT_THAT(refusalOf("/serialNumber=a_b"), HasSubstr("certificates do not allow there"));
+    EXPECT_THAT(refusalOf("/9.9.9=a"), HasSubstr("\"9.9.9\" is no identifier"));
+    EXPECT_THAT(refusalOf("/2.4294967295=a"), HasSubstr("is no identifier"));
+    EXPECT_THAT(refusalOf("/1.2.99999999999999999999999=a"), HasSubstr("is no identifier")) << "beyond any integer";
+    EXPECT_EQ(refusalOf("/CN=" + std::string(64, 'a')), "no error");
 }
 
 TEST(NameText, escapesWhatCannotBeShown) {

@@ -26,7 +26,7 @@ PrivateKey readPlain(std::string_view file) {
     return PrivateKey::read(viewOf(file), kName, noPassphrase());
 }
 
-std::string derOf(std::string_view pem) {
+std::string bytesOfPem(std::string_view pem) {
     const std::vector<host::x509::PemBlock> blocks = host::x509::readPem(viewOf(pem), kName);
     const std::span<const std::uint8_t> der = blocks.front().bytes.bytes();
     return {der.begin(), der.end()};
@@ -43,8 +43,8 @@ std::string refusal(std::string_view file) {
 } // namespace
 
 TEST(PrivateKeyFile, isTakenInEachForm) {
-    const std::string pkcs8 = derOf(vectors::kPkcs8);
-    const std::string pkcs1 = derOf(vectors::kPkcs1);
+    const std::string pkcs8 = bytesOfPem(vectors::kPkcs8);
+    const std::string pkcs1 = bytesOfPem(vectors::kPkcs1);
     for (const std::string_view file :
          {vectors::kPkcs8, vectors::kPkcs1, std::string_view(pkcs8), std::string_view(pkcs1)}) {
         const PrivateKey key = readPlain(file);
@@ -54,10 +54,10 @@ TEST(PrivateKeyFile, isTakenInEachForm) {
 }
 
 TEST(PrivateKeyFile, isDecrypted) {
-    const std::string der = derOf(vectors::kEncrypted);
+    const std::string der = bytesOfPem(vectors::kEncrypted);
     for (const std::string_view file : {vectors::kEncrypted, vectors::kScrypt, std::string_view(der)}) {
         const PrivateKey key = PrivateKey::read(viewOf(file), kName, passphrase("geheim"));
-        EXPECT_EQ(bytesOf(key.pkcs8), derOf(vectors::kPkcs8));
+        EXPECT_EQ(bytesOf(key.pkcs8), bytesOfPem(vectors::kPkcs8));
     }
 }
 
@@ -88,12 +88,12 @@ TEST(PrivateKeyFile, namesAnotherKindOfFile) {
     EXPECT_THAT(refusal(vectors::kEcKey), HasSubstr("not an RSA key, but of the algorithm ECDSA"));
     EXPECT_THAT(refusal(vectors::kEcOldKey), HasSubstr("\"EC PRIVATE KEY\" is not an RSA key"));
     EXPECT_EQ(refusal(vectors::kCertificate), "file \"x\": no \"PRIVATE KEY\" is in this PEM file");
-    EXPECT_THAT(refusal(derOf(vectors::kCertificate)), StartsWith("file \"x\": not "));
+    EXPECT_THAT(refusal(bytesOfPem(vectors::kCertificate)), StartsWith("file \"x\": not "));
     EXPECT_THAT(refusal(""), StartsWith("file \"x\": not a private key in PEM or DER ("));
 }
 
 TEST(PrivateKeyFile, refusesEachDamagedOne) {
-    const std::string der = derOf(vectors::kPkcs8);
+    const std::string der = bytesOfPem(vectors::kPkcs8);
     for (std::size_t length = 0; length < der.size(); ++length) {
         EXPECT_NE(refusal(der.substr(0, length)), "no error") << length;
     }
@@ -106,7 +106,7 @@ TEST(PrivateKeyFile, refusesEachDamagedOne) {
 }
 
 TEST(PrivateKeyFile, refusesADerivationThatTakesHours) {
-    std::string der = derOf(vectors::kEncrypted);
+    std::string der = bytesOfPem(vectors::kEncrypted);
     const std::string rounds("\x02\x02\x08\x00", 4); // 2048
     const std::size_t place = der.find(rounds);
     ASSERT_NE(place, std::string::npos);
