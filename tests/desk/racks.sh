@@ -73,12 +73,10 @@ has_events() { [ "$(events "$1" | wc -l)" -ge "${2:-1}" ]; }
 
 # batch_ends NAME STATUS: waits for the end of the batch, which has to have this status.
 batch_ends() {
-  local watchdog ended=0
-  (sleep 120 && kill -9 "$batch") >/dev/null 2>&1 &
-  watchdog=$!
+  local ended=0
+  # Not a part of this shell that waits beside it: killed before it has begun, it would run this shell's trap.
+  timeout 120 tail --pid="$batch" -s 0.1 -f /dev/null || kill -9 "$batch"
   wait "$batch" || ended=$?
-  kill "$watchdog" 2>/dev/null || true
-  wait "$watchdog" 2>/dev/null || true
   same "$1" "$2" "$ended"
   [ "$2" = "$ended" ] || tail -n 20 events.log errors.log
 }
