@@ -48,22 +48,28 @@ std::string readableStatus(const desk::DeskRecord& record, const desk::Journal::
 }
 
 desk::DeskRecord readDesk(const Options& options, const Output& output) {
-    desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Look);
     journal.requireDesk();
     return journal.read();
 }
 
 /// Nobody should learn that a file cannot be written when all else is done. SQLite's own files are a part of the desk.
 void checkOut(const Options& options, const std::string& desk) {
-    if (const std::optional<std::string> file = options.card.value("--out")) {
+    const std::optional<std::string> file = options.card.value("--out");
+    if (file && *file != "/dev/stdout" && *file != "/dev/stderr") {
         checkOutFile(*file, {desk, desk + "-wal", desk + "-shm", desk + "-journal"});
     }
 }
 
 ExitStatus deliver(const Options& options, const Output& output, const std::string& text) {
     const std::optional<std::string> file = options.card.value("--out");
-    if (!file) {
+    // Standard output may lead to a file that others write, too, which must not be replaced.
+    if (!file || *file == "/dev/stdout") {
         return answer(output, text);
+    }
+    if (*file == "/dev/stderr") {
+        output.message(text);
+        return ExitStatus::Success;
     }
     if (const std::optional<std::string> reason = replaceFile(*file, text)) {
         complain(output, "cannot write the file \"" + *file + "\": " + *reason);
@@ -75,7 +81,7 @@ ExitStatus deliver(const Options& options, const Output& output, const std::stri
 } // namespace
 
 ExitStatus showDesk(const Options& options, const Output& output) {
-    desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
+    desk::Journal journal = openDesk(options, output, desk::IfMissing::Look);
     journal.requireDesk();
     const desk::DeskRecord record = journal.read();
     return answer(output, options.json ? statusJson(record) : readableStatus(record, journal.totals()));

@@ -1,6 +1,8 @@
 #include "host/desk/journal/Database.h"
 
 #include <filesystem>
+#include <fstream>
+#include <random>
 #include <string_view>
 
 #include <soci/sqlite3/soci-sqlite3.h>
@@ -40,6 +42,15 @@ std::string uriOf(const std::string& file) {
         }
     }
     return uri;
+}
+
+/// Whether SQLite can write the file and those that it keeps beside it.
+bool canBeChanged(const fs::path& file) {
+    const std::string probe = ".probe" + std::to_string(std::random_device()());
+    std::error_code ignored;
+    return std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).is_open() &&
+           fs::create_directory(besideDesk(file, probe.c_str()), ignored) &&
+           fs::remove(besideDesk(file, probe.c_str()), ignored);
 }
 
 /// Servers explain themselves in several lines.
@@ -87,6 +98,9 @@ Database::Database(const std::string& desk, IfMissing ifMissing, ServerAccess ac
     : m_name(desk), m_isSqlite(!isServerUrl(desk)), m_access(std::move(access)) {
     if (!m_isSqlite) {
         refusePassword(m_name);
+    } else if (isKeyValueText(m_name)) {
+        throw UsageError("--desk: a database of PostgreSQL is named by a URL, such as postgresql://USER@HOST/DATABASE, "
+                         "and a file of such a name as ./NAME");
     } else if (!m_access.password.empty()) {
         throw UsageError("--desk-password: a desk in a file has no password");
     }
@@ -104,21 +118,80 @@ Database::Database(const std::string& desk, IfMissing ifMissing, ServerAccess ac
 
 void Database::openFile(IfMissing ifMissing) {
     std::error_code ignored;
-    if (ifMissing == IfMissing::Refuse && !fs::exists(pathOf(m_name), ignored)) {
+    if (ifMissing != IfMissing::Make && !fs::exists(pathOf(m_name), ignored)) {
         throw UsageError("--desk: there is no desk \"" + printable(m_name) + "\"");
     }
     checkDeskFile(pathOf(m_name), ifMissing);
+    if (ifMissing == IfMissing::Look && !canBeChanged(pathOf(m_name))) {
+        openForReading();
+        return;
+    }
     m_session.open(soci::sqlite3, "db=" + uriOf(m_name) + " timeout=10");
     setUpSqlite();
 }
 
+/// Makes no file beside the desk: in a folder of other people it would be in the way of their stations.
+void Database::openForReading() {
+    std::error_code error;
+    const fs::path file = pathOf(m_name);
+    const fs::path log = besideDesk(file, "-wal");
+    if (!std::ifstream(file, std::ios::binary).is_open()) {
+        throw UsageError("--desk: the file \"" + printable(m_name) + "\" cannot be read; ask its owner for the right");
+    }
+    const bool hasLog = fs::exists(log, error) && fs::file_size(log, error) != 0;
+    if (hasLog && (!std::ifstream(log).is_open() || !std::ifstream(besideDesk(file, "-shm")).is_open())) {
+        throw UsageError("--desk: the last steps of the desk stand in \"" + printable(m_name) +
+                         "-wal\", which cannot be read without \"" + printable(m_name) +
+                         "-shm\"; ask for the right to read both, or have the owner run \"p11host issue status\"");
+    }
+    if (!hasLog) {
+        m_written = fs::last_write_time(file);
+    }
+    m_session.open(soci::sqlite3,
+                   "db=" + uriOf(m_name) + (hasLog ? "?mode=ro&readonly_shm=1" : "?immutable=1") + " timeout=10");
+    requireOurs();
+}
+
+/// A file without a log is read as it stands: a station that begins meanwhile shows in what it writes.
+void Database::requireUnchanged() const {
+    std::error_code error;
+    const fs::path file = pathOf(m_name);
+    const fs::path log = besideDesk(file, "-wal");
+    const bool hasLog = fs::exists(log, error) && fs::file_size(log, error) != 0;
+    if (m_written && (hasLog || fs::last_write_time(file, error) != *m_written)) {
+        throw JournalError("the desk \"" + printable(m_name) +
+                           "\" was changed while it was read; run the command again");
+    }
+}
+
 /// Nothing is written to a file that is no desk, or that is damaged.
 void Database::setUpSqlite() {
+    // Not a part of the text above: SOCI would leak the connection to a file that is no database.
+    m_session << "PRAGMA synchronous=FULL";
+    requireOurs();
+    int id = 0;
+    std::string mode;
+    m_session << "PRAGMA application_id", soci::into(id);
+    if (id != kApplicationId) {
+        // Names and certificates are nobody else's business. SQLite gives its other files the rights of this one.
+        std::error_code ignored; // a file system without rights
+        fs::permissions(pathOf(m_name), fs::perms::owner_read | fs::perms::owner_write, ignored);
+    }
+    m_session << "PRAGMA journal_mode=WAL", soci::into(mode);
+    if (mode != "wal") {
+        throw JournalError("the desk \"" + printable(m_name) +
+                           "\" cannot be kept safely where it is; put the file on a local disk");
+    }
+    if (id != kApplicationId) {
+        m_session << "PRAGMA application_id=" + std::to_string(kApplicationId);
+    }
+}
+
+/// Refuses a file that is no desk, or that is damaged.
+void Database::requireOurs() {
     int id = 0;
     int tables = 0;
     std::string check;
-    // Not a part of the text above: SOCI would leak the connection to a file that is no database.
-    m_session << "PRAGMA synchronous=FULL";
     m_session << "PRAGMA application_id", soci::into(id);
     m_session << "SELECT COUNT(*) FROM sqlite_master", soci::into(tables);
     if (id != kApplicationId && (id != 0 || tables != 0)) {
@@ -127,19 +200,6 @@ void Database::setUpSqlite() {
     m_session << "PRAGMA integrity_check(1)", soci::into(check);
     if (check != "ok") {
         throw JournalError(damaged(check));
-    }
-    if (id != kApplicationId) {
-        // Names and certificates are nobody else's business. SQLite gives its other files the rights of this one.
-        std::error_code ignored; // a file system without rights
-        fs::permissions(pathOf(m_name), fs::perms::owner_read | fs::perms::owner_write, ignored);
-    }
-    m_session << "PRAGMA journal_mode=WAL", soci::into(check);
-    if (check != "wal") {
-        throw JournalError("the desk \"" + printable(m_name) +
-                           "\" cannot be kept safely where it is; put the file on a local disk");
-    }
-    if (id != kApplicationId) {
-        m_session << "PRAGMA application_id=" + std::to_string(kApplicationId);
     }
 }
 
@@ -160,7 +220,15 @@ std::string Database::explained(const soci::soci_error& error) const {
             return damaged(damage);
         }
     }
-    return "the desk \"" + printable(m_name) + "\": " + printable(oneLine(text));
+    std::string remedy;
+    for (const char* const denied : {"readonly database", "unable to open database file", "permission denied"}) {
+        if (text.find(denied) != std::string::npos) {
+            remedy = m_isSqlite ? "; to change a desk takes the right to write the file and its folder, and \"issue "
+                                  "status\", \"report\" and \"export\" take the right to read it"
+                                : "; ask the owner of the database for the right";
+        }
+    }
+    return "the desk \"" + printable(m_name) + "\": " + printable(oneLine(text)) + remedy;
 }
 
 void Database::attempt(Kind kind, const Work& work) {
@@ -169,6 +237,7 @@ void Database::attempt(Kind kind, const Work& work) {
     const char* const look = m_isSqlite ? "BEGIN" : "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY";
     Transaction transaction(m_session, kind == Kind::Change ? change : look);
     work(m_session);
+    requireUnchanged();
     if (kind == Kind::Change && !m_isSqlite) {
         mark();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -72,7 +73,10 @@ private:
     void run(Kind kind, const Work& work);
     void attempt(Kind kind, const Work& work);
     void openFile(IfMissing ifMissing);
+    void openForReading();
+    void requireOurs();
     void setUpSqlite();
+    void requireUnchanged() const;
     [[nodiscard]] std::string damaged(const std::string& how) const;
     [[nodiscard]] std::string explained(const soci::soci_error& error) const;
 
@@ -89,6 +93,7 @@ private:
 
     std::string m_name;
     bool m_isSqlite;
+    std::optional<std::filesystem::file_time_type> m_written; ///< of a file that is read without locks: when it was
     ServerAccess m_access;
     std::mutex m_mutex;
     soci::session m_session;

@@ -1,5 +1,6 @@
 #include "host/desk/journal/DatabaseUrl.h"
 
+#include <algorithm>
 #include <array>
 
 #include "host/plugin/Errors.h"
@@ -16,6 +17,11 @@ constexpr std::array<std::array<std::string_view, 2>, 5> kLimits = {{{"connect_t
                                                                      {"keepalives_count", "2"},
                                                                      {"tcp_user_timeout", "15000"}}};
 
+/// With which the other form of a connection's text may begin.
+constexpr std::array<std::string_view, 12> kKeys = {"host",    "hostaddr",        "port",    "dbname",
+                                                    "user",    "password",        "service", "passfile",
+                                                    "sslmode", "connect_timeout", "options", "application_name"};
+
 /// With "%70" as "p".
 std::string decoded(std::string_view text) {
     std::string plain;
@@ -31,6 +37,14 @@ std::string decoded(std::string_view text) {
 
 bool isServerUrl(std::string_view desk) {
     return desk.substr(0, 13) == "postgresql://" || desk.substr(0, 11) == "postgres://";
+}
+
+bool isKeyValueText(std::string_view desk) {
+    const std::size_t begin = std::min(desk.find_first_not_of(" \t\n"), desk.size());
+    const std::size_t end = std::min(desk.find_first_of("= \t\n", begin), desk.size());
+    const std::size_t sign = std::min(desk.find_first_not_of(" \t\n", end), desk.size());
+    const auto found = std::find(kKeys.begin(), kKeys.end(), desk.substr(begin, end - begin));
+    return found != kKeys.end() && desk.substr(sign, 1) == "=";
 }
 
 void refusePassword(const std::string& url) {

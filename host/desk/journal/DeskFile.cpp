@@ -20,12 +20,6 @@ std::string shown(const fs::path& path) {
     return "\"" + printable(utf8Of(path)) + "\"";
 }
 
-fs::path beside(const fs::path& file, const char* suffix) {
-    fs::path path = file;
-    path += suffix;
-    return path;
-}
-
 /// Returns true when a station has held its name here, which it does as soon as there is a desk.
 bool hasStations(const fs::path& desk) {
     std::error_code ignored;
@@ -52,6 +46,12 @@ bool isLog(const fs::path& log) {
 
 } // namespace
 
+fs::path besideDesk(const fs::path& file, const char* suffix) {
+    fs::path path = file;
+    path += suffix;
+    return path;
+}
+
 void checkDeskFile(const fs::path& file, IfMissing ifMissing) {
     std::error_code ignored;
     if (fs::is_directory(file, ignored)) {
@@ -63,11 +63,11 @@ void checkDeskFile(const fs::path& file, IfMissing ifMissing) {
                          " is empty, and stations have worked with it: put a copy of it back, or the cards that it "
                          "knew are issued twice; for a new desk, remove the file");
     }
-    if (isEmpty && ifMissing == IfMissing::Refuse) {
+    if (isEmpty && ifMissing != IfMissing::Make) {
         throw UsageError("--desk: the file " + shown(file) + " is empty and holds no desk");
     }
-    if (!isLog(beside(file, "-wal"))) {
-        throw UsageError("--desk: the file " + shown(beside(file, "-wal")) +
+    if (!isLog(besideDesk(file, "-wal"))) {
+        throw UsageError("--desk: the file " + shown(besideDesk(file, "-wal")) +
                          " is damaged, which holds the desk's last steps; it was left as it is. Put a copy of both "
                          "files back");
     }

@@ -11,4 +11,7 @@ namespace host::desk {
 /// for a log that another program has overwritten. Writes nothing.
 void checkDeskFile(const std::filesystem::path& file, IfMissing ifMissing);
 
+/// The file that SQLite keeps beside a desk, by its suffix ("-wal").
+[[nodiscard]] std::filesystem::path besideDesk(const std::filesystem::path& file, const char* suffix);
+
 } // namespace host::desk

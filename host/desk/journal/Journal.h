@@ -27,8 +27,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// What to do when the file of a desk is not there.
-enum class IfMissing { Make, Refuse };
+/// What to do when the file of a desk is not there. `Look` refuses as `Refuse` does, and opens the desk for reading:
+/// the right to read the file is enough, and nothing is written beside it then.
+enum class IfMissing { Make, Refuse, Look };
 
 /// How a desk on a server is spoken to.
 struct ServerAccess {
