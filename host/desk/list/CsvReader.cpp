@@ -79,10 +79,17 @@ std::optional<CsvRow> CsvReader::next() {
 
 char separatorOf(std::string_view text) noexcept {
     std::ptrdiff_t semicolons = 0;
+    std::size_t tabs = 0;
+    bool hasOther = false;
     bool isQuoted = false;
     for (const char c : text.substr(0, text.find('\n'))) {
         isQuoted = c == '"' ? !isQuoted : isQuoted;
         semicolons += isQuoted ? 0 : (c == ';' ? 1 : (c == ',' ? -1 : 0));
+        hasOther = hasOther || (!isQuoted && (c == ';' || c == ','));
+        tabs += !isQuoted && c == '\t' ? 1 : 0;
+    }
+    if (tabs != 0 && !hasOther) {
+        return '\t';
     }
     return semicolons > 0 ? ';' : ',';
 }

@@ -38,7 +38,8 @@ private:
     std::size_t m_line = 1;
 };
 
-/// The separator of a list: semicolon when its first line has more of them than commas outside quotes.
+/// The separator of a list: semicolon when its first line has more of them than commas outside quotes, a tab
+/// when it has tabs and neither of them.
 [[nodiscard]] char separatorOf(std::string_view text) noexcept;
 
 } // namespace host::desk

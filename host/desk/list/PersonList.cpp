@@ -52,6 +52,15 @@ std::string withoutBlanks(const std::string& value) {
     return first == std::string::npos ? "" : value.substr(first, value.find_last_not_of(" \t") - first + 1);
 }
 
+/// The first names, and how many there are when these are not all.
+std::string fewOf(const std::vector<std::string>& names) {
+    constexpr std::size_t kMostShown = 10;
+    if (names.size() <= kMostShown) {
+        return joined(names);
+    }
+    return joined({names.begin(), names.begin() + kMostShown}) + ", ... (" + std::to_string(names.size()) + " in all)";
+}
+
 /// Where the plan's columns stand in the file.
 class Header {
 public:
@@ -64,7 +73,7 @@ public:
             m_places.push_back(static_cast<std::size_t>(found - names.begin()));
             if (found == names.end()) {
                 faults.add(row.line, "the list has no column \"" + printable(column) + "\"" +
-                                         suggestion(column, names) + "; its columns are " + printable(joined(names)));
+                                         suggestion(column, names) + "; its columns are " + printable(fewOf(names)));
             } else if (std::find(found + 1, names.end(), column) != names.end()) {
                 faults.add(row.line, "the column \"" + printable(column) + "\" stands twice in the list");
             }
@@ -144,6 +153,11 @@ std::vector<ListedPerson> readPersonList(std::string_view csv, const std::string
     const std::optional<CsvRow> first = reader.next();
     if (!first) {
         throw UsageError(printable(file) + ":1: the list is empty; its first line names the columns");
+    }
+    if (csv.find('\n') == std::string_view::npos && csv.find('\r') != std::string_view::npos) {
+        throw UsageError(printable(file) +
+                         ":1: the lines of the list end with CR alone; save it with line ends of LF or CR LF (in a "
+                         "spreadsheet: \"CSV UTF-8\")");
     }
     const Header header(*first, columns, faults);
     faults.end();

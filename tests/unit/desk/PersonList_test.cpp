@@ -49,6 +49,23 @@ TEST(PersonList, RefusesOtherEncodingsWithTheLine) {
     EXPECT_EQ("", faultsOf("number,name\n1,\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\n"));
 }
 
+TEST(PersonList, TakesTabsForSeparators) {
+    EXPECT_EQ((RowValues{"1", "Doe, Jane"}), read("number\tname\n1\tDoe, Jane\n").at(0).values);
+}
+
+TEST(PersonList, RefusesLinesThatEndWithCarriageReturnsAlone) {
+    EXPECT_EQ("people.csv:1: the lines of the list end with CR alone; save it with line ends of LF or CR LF (in a "
+              "spreadsheet: \"CSV UTF-8\")",
+              faultsOf("number,name\r1,Jane\r"));
+}
+
+TEST(PersonList, NamesTheFirstColumnsOfMany) {
+    EXPECT_EQ(
+        "people.csv:1: the list has no column \"number\"; its columns are a, b, c, d, e, f, g, h, i, j, ... (12 in "
+        "all)",
+        faultsOf("a,b,c,d,e,f,g,h,i,j,k,name\n"));
+}
+
 TEST(PersonList, FindsTheSamePersonTwice) {
     EXPECT_EQ("people.csv:4: the number \"1\" stands in line 2 already",
               faultsOf("number,name\n1,Jane\n2,Joe\n1 ,Jane Doe\n"));
