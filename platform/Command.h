@@ -49,4 +49,7 @@ struct CommandLimits {
 [[nodiscard]] CommandResult runCommand(const std::vector<std::string>& arguments, std::string_view input,
                                        const CommandLimits& limits);
 
+/// Returns true when runCommand would find this program, and this user may start it.
+[[nodiscard]] bool isStartable(const std::string& program);
+
 } // namespace platform

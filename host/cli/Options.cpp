@@ -94,13 +94,31 @@ std::vector<std::string> commandNames(const CLI::App& app) {
     return names;
 }
 
+/// The options of the program and of the chosen command.
+std::vector<std::string> optionNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    std::vector<const CLI::App*> takers(1, &app);
+    for (const CLI::App* chosen : app.get_subcommands()) {
+        takers.push_back(chosen);
+    }
+    for (const CLI::App* taker : takers) {
+        for (const CLI::Option* option : taker->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return names;
+}
+
 /// What is wrong, without the arguments' values, which may be secrets.
 std::string usageText(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<CLI::App*> chosen = app.get_subcommands();
     const std::vector<std::string> extras = app.remaining(true);
     const bool isOption = !extras.empty() && extras.front().substr(0, 2) == "--";
     if (isOption) {
-        return "there is no option \"" + extras.front().substr(0, extras.front().find('=')) + "\"";
+        const std::string option = extras.front().substr(0, extras.front().find('='));
+        return "there is no option \"" + option + "\"" + suggestion(option, optionNames(app));
     }
     if (chosen.empty() && !extras.empty()) {
         return "there is no command \"" + extras.front() + "\"" + suggestion(extras.front(), commandNames(app));

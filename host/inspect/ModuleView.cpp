@@ -23,7 +23,7 @@ class ReadSession {
 public:
     ReadSession(const ModuleCalls& module, std::uint64_t slot) : m_module(module) {
         requireOk(module.call<&CK_FUNCTION_LIST::C_OpenSession>(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &m_session),
-              "C_OpenSession");
+                  "C_OpenSession");
     }
     ReadSession(const ReadSession&) = delete;
     ReadSession& operator=(const ReadSession&) = delete;

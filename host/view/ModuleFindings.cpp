@@ -29,10 +29,10 @@ void addEnd(const Examination& examination, Findings& findings) {
                             examination.underWay + " " + examination.stopped + "; the examination was ended there",
                             examination.isOverdue ? kHangs : "Ask the vendor, and send the report."});
     } else if (examination.isInterrupted) {
-        findings.push_back(
-            {Level::Fault,
-             examination.underWay + " was under way for " + secondsText(examination.waited) + " when you interrupted it",
-             kHangs});
+        findings.push_back({Level::Fault,
+                            examination.underWay + " was under way for " + secondsText(examination.waited) +
+                                " when you interrupted it",
+                            kHangs});
     } else {
         findings.push_back({Level::Fault,
                             "the module ended the process in " + examination.underWay + " (" + examination.end + ")",

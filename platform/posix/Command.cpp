@@ -7,6 +7,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -241,6 +242,30 @@ CommandResult runCommand(const std::vector<std::string>& arguments, std::string_
         result.end = running.drain() ? End::Ended : End::TooMuch;
     }
     return result;
+}
+
+bool isStartable(const std::string& program) {
+    const auto isProgram = [](const std::string& file) {
+        struct stat status = {};
+        return ::stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(file.c_str(), X_OK) == 0;
+    };
+    if (program.find('/') != std::string::npos) {
+        return isProgram(program);
+    }
+    std::string path = environmentText("PATH");
+    path = path.empty() ? "/bin:/usr/bin" : path;
+    std::string_view folders = path;
+    while (true) {
+        const std::size_t end = folders.find(':');
+        const std::string_view folder = folders.substr(0, end);
+        if (!program.empty() && isProgram((folder.empty() ? "." : std::string(folder)) + "/" + program)) {
+            return true;
+        }
+        if (end == std::string_view::npos) {
+            return false;
+        }
+        folders.remove_prefix(end + 1);
+    }
 }
 
 } // namespace platform

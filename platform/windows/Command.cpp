@@ -8,6 +8,7 @@
 #include <windows.h>
 
 #include "platform/windows/Spawn.h"
+#include "text/Utf8.h"
 
 namespace platform {
 
@@ -252,6 +253,11 @@ CommandResult runCommand(const std::vector<std::string>& arguments, std::string_
         result.status = running.status();
     }
     return result;
+}
+
+bool isStartable(const std::string& program) {
+    const DWORD attributes = GetFileAttributesW(text::toWide(program).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
 } // namespace platform

@@ -113,7 +113,7 @@ TEST(Arguments, missingModuleIsUsage) {
 TEST(Arguments, moduleComesFromTheEnvironment) {
     const File calls("");
     const Outcome fine = runArguments({"--plugin", doublePlugin(), "getCardState"}, "",
-                              {{"P11HOST_MODULE", "from-env"}, {"P11HOST_TEST_CALLS", calls.path()}});
+                                      {{"P11HOST_MODULE", "from-env"}, {"P11HOST_TEST_CALLS", calls.path()}});
     EXPECT_EQ(fine.status, 0);
     EXPECT_THAT(calls.content(), HasSubstr("newInstance DLLNAME=from-env\n"));
 }
@@ -141,8 +141,8 @@ TEST(Arguments, secretsComeFromEnvironmentAndFilesAndArePassedAsText) {
 }
 
 TEST(Arguments, aSecretComesFromStandardInputAsADescriptor) {
-    const Outcome fine =
-        runArguments({"--plugin", doublePlugin(), "--module", "m", "--json", "--raw", "writeData", "PIN=fd:0"}, "1234\n");
+    const Outcome fine = runArguments(
+        {"--plugin", doublePlugin(), "--module", "m", "--json", "--raw", "writeData", "PIN=fd:0"}, "1234\n");
     EXPECT_EQ(fine.output, answered(R"(,{"id":"PIN","encoding":4,"type":0,"value":"31323334"})"));
 }
 

@@ -104,8 +104,8 @@ TEST(JobCheck, aFileWithSlipsOfItsParametersAloneIsCarriedOut) {
 TEST(JobCheck, anAnswerWithAFailureSaysWhatItMeans) {
     const File calls("");
     const Outcome failed = runRecorded({"run", "-"}, calls,
-                                "{\"call\":\"newInstance\"}\n{\"call\":\"execute\",\"operation\":{\"script\":"
-                                "\"writeData\",\"parameters\":{\"ANSWER\":\"80eb\"}}}\n");
+                                       "{\"call\":\"newInstance\"}\n{\"call\":\"execute\",\"operation\":{\"script\":"
+                                       "\"writeData\",\"parameters\":{\"ANSWER\":\"80eb\"}}}\n");
     EXPECT_THAT(
         failed.output,
         HasSubstr(

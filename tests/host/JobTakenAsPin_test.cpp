@@ -17,7 +17,8 @@ std::string execute(const std::string& pin) {
 }
 
 Outcome runJob(const std::string& steps) {
-    return run({hostProgram(), "--plugin", doublePlugin(), "run", "-"}, kFirstStep + steps + "{\"call\":\"isLocal\"}\n");
+    return run({hostProgram(), "--plugin", doublePlugin(), "run", "-"},
+               kFirstStep + steps + "{\"call\":\"isLocal\"}\n");
 }
 
 class JobTakenAsPin : public ::testing::TestWithParam<const char*> {};

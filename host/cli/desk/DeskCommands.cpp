@@ -2,6 +2,8 @@
 
 #include <array>
 #include <charconv>
+#include <filesystem>
+#include <stdexcept>
 #include <string_view>
 
 #include "host/card/Pins.h"
@@ -10,10 +12,18 @@
 #include "host/cli/desk/IssueCommands.h"
 #include "host/desk/journal/Journal.h"
 #include "host/plugin/Errors.h"
+#include "host/plugin/Paths.h"
+#include "host/plugin/Texts.h"
 
 namespace host {
 
 namespace {
+
+/// The desk could not even be opened.
+class DeskNotOpened : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 struct Action {
     std::string_view word;
@@ -38,6 +48,20 @@ const Action& actionOf(const std::string& word) {
         }
     }
     return kIssue;
+}
+
+/// A word that is no file and nearly an action is no plan.
+void refuseMisspeltAction(const std::string& word) {
+    std::vector<std::string> words;
+    for (const Action& action : kActions) {
+        words.emplace_back(action.word);
+    }
+    std::error_code ignored;
+    const bool isPath = word.find_first_of("./\\") != std::string::npos;
+    const std::string meant = isPath ? "" : suggestion(word, words);
+    if (!meant.empty() && !std::filesystem::exists(pathOf(word), ignored)) {
+        throw UsageError("\"" + printable(word) + "\" is no file, and \"issue\" has no such action" + meant);
+    }
 }
 
 /// An option of another action would have no effect.
@@ -67,9 +91,17 @@ PinSource readPasswordSource(const std::string& text) {
 
 ExitStatus runIssue(const Options& options, const Output& output) {
     const Action& action = actionOf(options.card.operands.front());
+    if (action.run == kIssue.run) {
+        refuseMisspeltAction(options.card.operands.front());
+    }
     refuseStrayOptions(action, options.card);
     try {
         return action.run(options, output);
+    } catch (const DeskNotOpened& error) {
+        complain(output, error.what());
+        output.message("  No card was begun, and nothing was changed. Run the command again when the desk can be "
+                       "used.\n");
+        return ExitStatus::Failed;
     } catch (const desk::JournalError& error) {
         complain(output, error.what());
         output.message("  What was done before is in the desk. The same command goes on when the desk can be used "
@@ -131,7 +163,11 @@ desk::Journal openDesk(const Options& options, const Output& output, desk::IfMis
         TerminalPerson person(output);
         access.password = readPassphrase(readPasswordSource(*source), "Password of the desk's database", person);
     }
-    return desk::Journal(desk, ifMissing, std::move(access));
+    try {
+        return desk::Journal(desk, ifMissing, std::move(access));
+    } catch (const desk::JournalError& error) {
+        throw DeskNotOpened(error.what());
+    }
 }
 
 std::int64_t requiredRow(const Options& options) {

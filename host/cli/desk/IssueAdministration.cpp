@@ -22,10 +22,28 @@ ExitStatus answer(const Output& output, const std::string& text) {
     return ExitStatus::Failed;
 }
 
-ExitStatus answerRows(const Options& options, const Output& output, const std::string& action, std::int64_t rows) {
-    return answer(output, options.json ? jsonLine({{"command", "issue " + action}, {"ok", true}, {"rows", rows}})
-                                       : std::to_string(rows) + (rows == 1 ? " row" : " rows") + ".\n");
+using Persons = std::vector<desk::Journal::Person>;
+
+/// Whose rows were changed, and what comes next.
+ExitStatus answerRows(const Options& options, const Output& output, const std::string& action, const Persons& persons,
+                      const std::string& next) {
+    Json list = Json::array();
+    std::string text;
+    for (const desk::Journal::Person& person : persons) {
+        list.push_back({{"row", person.row}, {"who", person.who}});
+        text += "Row " + std::to_string(person.row) + ", " + printable(person.who) + ".\n";
+    }
+    return answer(output, options.json ? jsonLine({{"command", "issue " + action},
+                                                   {"ok", true},
+                                                   {"rows", persons.size()},
+                                                   {"persons", std::move(list)}})
+                                       : text + next + "\n");
 }
+
+constexpr const char* kGoOn =
+    "The command that began the batch goes on with it: p11host issue PLAN --cards FILE --desk "
+    "DESK.";
+constexpr const char* kRevocations = " A certificate that it had is listed for revocation: p11host issue status.";
 
 /// What a person wants to know: how far the batch is, and what asks for a decision.
 std::string readableStatus(const desk::DeskRecord& record, const desk::Journal::Totals& totals) {
@@ -90,23 +108,28 @@ ExitStatus showDesk(const Options& options, const Output& output) {
 ExitStatus retryFailedRows(const Options& options, const Output& output) {
     desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
-    return answerRows(options, output, "retry", journal.retryFailed());
+    const Persons persons = journal.retryFailed();
+    return answerRows(options, output, "retry", persons,
+                      persons.empty() ? "No row has failed, so nothing was changed."
+                                      : "Failed rows that wait to be issued again: " + std::to_string(persons.size()) +
+                                            ". " + kGoOn);
 }
 
 ExitStatus redoRow(const Options& options, const Output& output) {
     const std::int64_t row = requiredRow(options);
     desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
-    journal.redo(row);
-    return answerRows(options, output, "redo", 1);
+    const desk::Journal::Person person = journal.redo(row);
+    return answerRows(options, output, "redo", {person},
+                      "It waits for a new card." + std::string(kRevocations) + " " + kGoOn);
 }
 
 ExitStatus dropRow(const Options& options, const Output& output) {
     const std::int64_t row = requiredRow(options);
     desk::Journal journal = openDesk(options, output, desk::IfMissing::Refuse);
     journal.requireDesk();
-    journal.drop(row);
-    return answerRows(options, output, "drop", 1);
+    const desk::Journal::Person person = journal.drop(row);
+    return answerRows(options, output, "drop", {person}, "It is out of the batch." + std::string(kRevocations));
 }
 
 ExitStatus exportDesk(const Options& options, const Output& output) {

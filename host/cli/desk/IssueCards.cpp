@@ -7,6 +7,7 @@
 #include "host/cli/desk/ProgressLines.h"
 #include "host/cli/desk/TerminalProgress.h"
 #include "host/desk/engine/Issuing.h"
+#include "host/desk/engine/PlannedRun.h"
 #include "host/plugin/Answers.h"
 #include "host/plugin/Errors.h"
 #include "host/plugin/Texts.h"
@@ -139,6 +140,7 @@ Json readersOf(const Options& options) {
 }
 
 ExitStatus showPlan(const Options& options, const Output& output, const Work& work) {
+    desk::requirePrograms(work.plan);
     [[maybe_unused]] const desk::CardSecrets secrets(work.plan); // each can be had
     const Json readers = readersOf(options);
     const std::vector<std::string> steps = namesOfSteps(work.plan);
@@ -186,6 +188,7 @@ ExitStatus issueCards(const Options& options, const Output& output) {
         return showPlan(options, output, work);
     }
     [[maybe_unused]] const std::string named = requiredDesk(options); // before a module is loaded
+    desk::requirePrograms(work.plan);
     const desk::CardSecrets secrets(work.plan);
     const PluginLibrary plugin = PluginLibrary::load(pluginFile(options));
     // The first executor initialises the module, and finalises it after all others have gone.

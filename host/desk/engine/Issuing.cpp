@@ -16,6 +16,7 @@ namespace {
 constexpr std::chrono::milliseconds kPoll{500};
 constexpr std::chrono::milliseconds kGlance{50}; ///< how often the end of a worker and Ctrl-C are noticed
 constexpr std::chrono::seconds kLeases{10};
+constexpr std::size_t kMostNamed = 10;
 /// How long rows wait for their interrupted cards while blank ones are there.
 constexpr std::chrono::seconds kPatience{30};
 
@@ -160,12 +161,29 @@ void Issuing::poll() {
     lookAt(slots, false);
     if (m_workers.empty() && !m_hasAsked) {
         m_hasAsked = true;
+        notePatterns(slots);
         const bool isInterrupted = std::any_of(m_interruptions.begin(), m_interruptions.end(),
                                                [](const auto& row) { return row.second != 0; });
         m_bench.desk.progress.tell({Event::Kind::Waiting, "", 0, "", "",
                                     isInterrupted ? "put the card back whose work was interrupted, or a blank one"
                                                   : "put a blank card into a reader"});
     }
+}
+
+/// Patterns that fit no reader are most likely misspelt.
+void Issuing::notePatterns(const std::vector<SlotView>& slots) {
+    const std::vector<std::string> names = shownNames(slots);
+    if (std::any_of(names.begin(), names.end(), [&](const std::string& name) { return isMeant(name); })) {
+        return;
+    }
+    std::string readers;
+    for (std::size_t i = 0; i < std::min(names.size(), kMostNamed); ++i) {
+        readers += (i == 0 ? ": \"" : ", \"") + names[i] + "\"";
+    }
+    const std::string more = names.size() > kMostNamed ? ", and more" : "";
+    m_bench.desk.progress.tell(
+        {Event::Kind::Note, "", 0, "", "",
+         names.empty() ? "the module shows no reader" : "--readers fits none of the readers" + readers + more});
 }
 
 void Issuing::lookAt(const std::vector<SlotView>& slots, bool isInitialised) {

@@ -41,6 +41,7 @@ private:
     void poll();
     [[nodiscard]] std::vector<SlotView> look();
     void noteFault(const std::string& fault);
+    void notePatterns(const std::vector<SlotView>& slots);
     void lookAt(const std::vector<SlotView>& slots, bool isInitialised);
     void consider(const SlotView& slot, const std::string& reader);
     void considerNew(const SlotView& slot, const std::string& reader);

@@ -45,6 +45,24 @@ bool runPlanned(const PlannedCommand& command, const RowValues& row, std::string
     return false;
 }
 
+void requirePrograms(const Plan& plan) {
+    std::string faults;
+    const auto look = [&](const std::string& place, const PlannedCommand& command) {
+        const std::string program = command.arguments.empty() ? "" : command.arguments.front().expand({});
+        if (!program.empty() && !platform::isStartable(program)) {
+            faults += (faults.empty() ? "" : "\n") + place + ": the program \"" + printable(program) +
+                      "\" is not there, or may not be executed";
+        }
+    };
+    for (const auto& [name, source] : plan.secrets) {
+        look("secrets." + printable(name), source.command);
+    }
+    look("authority", plan.authority);
+    if (!faults.empty()) {
+        throw UsageError(faults);
+    }
+}
+
 std::string faultOf(const PlannedCommand& command, const platform::CommandResult& result) {
     const std::string program = "the program \"" + printable(command.arguments.front().expand({})) + "\" ";
     switch (result.end) {

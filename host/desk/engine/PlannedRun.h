@@ -21,4 +21,8 @@ bool runPlanned(const PlannedCommand& command, const RowValues& row, std::string
 /// with status 0.
 [[nodiscard]] std::string faultOf(const PlannedCommand& command, const platform::CommandResult& result);
 
+/// UsageError that names all programs of the plan that cannot be started: the authority's, those that print secrets and
+/// those that random PINs are handed to.
+void requirePrograms(const Plan& plan);
+
 } // namespace host::desk

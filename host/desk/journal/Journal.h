@@ -158,13 +158,18 @@ public:
     /// The attempt ends. Unless it is Interrupted, its certificate is noted for revocation.
     void fail(const Claim& claim, const Failure& failure);
 
-    /// Makes failed rows wait again; returns how many.
-    int retryFailed();
+    /// A row and whose it is.
+    struct Person {
+        std::int64_t row = 0;
+        std::string who;
+    };
+    /// Makes failed rows wait again, and returns them in their order.
+    std::vector<Person> retryFailed();
     /// Makes the row of a lost card wait again; its certificate is noted for revocation. UsageError when it is not
     /// done.
-    void redo(std::int64_t row);
-    /// Takes a row out of the batch that waits or failed. UsageError when it is not there, under way or done.
-    void drop(std::int64_t row);
+    Person redo(std::int64_t row);
+    /// Takes a row out of the batch that waits or failed. UsageError when it is not there, under way, done or dropped.
+    Person drop(std::int64_t row);
 
     /// How many rows are in each state.
     struct Totals {

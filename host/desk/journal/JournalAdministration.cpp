@@ -8,14 +8,15 @@ namespace {
 struct RowNow {
     RowState state = RowState::Waiting;
     Number attempt = 0;
+    std::string who;
 };
 
 RowNow requireRow(soci::session& sql, const Database& database, std::int64_t row) {
     const Number number = row;
     RowNow now;
     std::string state;
-    sql << "SELECT state, attempt FROM person WHERE number = :number" + std::string(database.takingRows()),
-        soci::use(number), soci::into(state), soci::into(now.attempt);
+    sql << "SELECT state, attempt, who FROM person WHERE number = :number" + std::string(database.takingRows()),
+        soci::use(number), soci::into(state), soci::into(now.attempt), soci::into(now.who);
     if (!sql.got_data()) {
         throw UsageError("--row: the desk has no row " + std::to_string(row) + ", or a station works on it just now");
     }
@@ -29,15 +30,29 @@ RowNow requireRow(soci::session& sql, const Database& database, std::int64_t row
 
 } // namespace
 
-int Journal::retryFailed() {
+std::vector<Journal::Person> Journal::retryFailed() {
     return m_database->transact([&](soci::session& sql) {
-        return static_cast<int>(
-            change(sql, "UPDATE person SET state = 'waiting', reason = '', remedy = '' WHERE state = 'failed'"));
+        std::vector<Person> persons;
+        Number row = 0;
+        std::string who;
+        soci::statement select =
+            (sql.prepare << "SELECT number, who FROM person WHERE state = 'failed' ORDER BY number" +
+                                std::string(m_database->takingRows()),
+             soci::into(row), soci::into(who));
+        select.execute();
+        while (select.fetch()) {
+            persons.push_back({row, who});
+        }
+        for (const Person& person : persons) {
+            row = person.row;
+            sql << "UPDATE person SET state = 'waiting', reason = '', remedy = '' WHERE number = :row", soci::use(row);
+        }
+        return persons;
     });
 }
 
-void Journal::redo(std::int64_t row) {
-    m_database->transact([&](soci::session& sql) {
+Journal::Person Journal::redo(std::int64_t row) {
+    return m_database->transact([&](soci::session& sql) {
         const Number number = row;
         const RowNow now = requireRow(sql, *m_database, row);
         if (now.state != RowState::Done) {
@@ -46,11 +61,12 @@ void Journal::redo(std::int64_t row) {
         revokeCertificateOf(sql, *m_database, now.attempt, "the card was lost, and another one is issued");
         sql << "UPDATE attempt SET state = 'replaced' WHERE number = :attempt", soci::use(now.attempt);
         sql << "UPDATE person SET state = 'waiting' WHERE number = :number", soci::use(number);
+        return Person{row, now.who};
     });
 }
 
-void Journal::drop(std::int64_t row) {
-    m_database->transact([&](soci::session& sql) {
+Journal::Person Journal::drop(std::int64_t row) {
+    return m_database->transact([&](soci::session& sql) {
         const Number number = row;
         const RowNow now = requireRow(sql, *m_database, row);
         if (now.state == RowState::Running) {
@@ -59,8 +75,12 @@ void Journal::drop(std::int64_t row) {
         if (now.state == RowState::Done) {
             refuse(row, now.state, "its card is issued; revoke its certificate at the authority");
         }
+        if (now.state == RowState::Dropped) {
+            refuse(row, now.state, "it is out of the batch already");
+        }
         revokeCertificateOf(sql, *m_database, now.attempt, "the row was taken out of the batch");
         sql << "UPDATE person SET state = 'dropped' WHERE number = :number", soci::use(number);
+        return Person{row, now.who};
     });
 }
 

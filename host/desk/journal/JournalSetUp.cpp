@@ -89,6 +89,13 @@ void comparePlan(soci::session& sql, const DeskPlan& plan) {
     std::string digest;
     sql << "SELECT name, digest FROM desk", soci::into(name), soci::into(digest);
     if (digest != plan.digest) {
+        Number attempts = 0;
+        sql << "SELECT COUNT(*) FROM attempt", soci::into(attempts);
+        if (attempts == 0) {
+            throw UsageError(
+                "--desk: the plan was changed since the desk was made, and no card was begun with it: remove "
+                "the desk, and run the command again");
+        }
         throw UsageError(
             "--desk: the desk belongs to another plan, \"" + printable(name) +
             "\", or the plan was changed. Take the plan as it was, or take a new desk for a new plan; a new "

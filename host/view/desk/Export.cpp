@@ -83,8 +83,8 @@ std::string secondsText(desk::Moment length) {
 
 std::string csvOf(const RowRecord& row, const AttemptRecord& attempt) {
     return csvLine({std::to_string(row.row), row.who, desk::nameOf(row.state), std::to_string(attempt.attempt),
-                    phraseFor(attempt.state), attempt.station, attempt.reader, attempt.serial, momentText(attempt.begun),
-                    attempt.ended ? momentText(*attempt.ended) : "",
+                    phraseFor(attempt.state), attempt.station, attempt.reader, attempt.serial,
+                    momentText(attempt.begun), attempt.ended ? momentText(*attempt.ended) : "",
                     attempt.ended ? secondsText(std::max<desk::Moment>(*attempt.ended - attempt.begun, 0)) : "",
                     std::to_string(attempt.steps.size()), attempt.reason, attempt.remedy});
 }
@@ -149,8 +149,8 @@ void exportCsv(const DeskRecord& record, const LineSink& write) {
             write(csvOf(row, *attempt));
         }
         if (ofThis.empty()) {
-            write(csvLine({std::to_string(row.row), row.who, desk::nameOf(row.state), "", "", "", "", "", "", "", "", "",
-                           row.reason, row.remedy}));
+            write(csvLine({std::to_string(row.row), row.who, desk::nameOf(row.state), "", "", "", "", "", "", "", "",
+                           "", row.reason, row.remedy}));
         }
     }
 }

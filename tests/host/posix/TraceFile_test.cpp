@@ -26,7 +26,8 @@ protected:
     ~RefusedTraceFile() override { ::unlink(m_refused.c_str()); }
 
     void expectRefusal() const {
-        const Outcome option = runTraced({"--trace", m_refused, "getCardState"}, {{"P11HOST_TEST_CALLS", m_calls.path()}});
+        const Outcome option =
+            runTraced({"--trace", m_refused, "getCardState"}, {{"P11HOST_TEST_CALLS", m_calls.path()}});
         EXPECT_EQ(option.status, 2);
         EXPECT_EQ(option.errors, "p11host: cannot write the trace to \"" + m_refused + "\"" + kRule);
         const Outcome variable =

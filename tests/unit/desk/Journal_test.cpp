@@ -158,7 +158,11 @@ TEST_P(JournalTest, AFailedRowWaitsAgainWhenAsked) {
     EXPECT_EQ("no key", m_journal->read().rows[0].reason);
     EXPECT_TRUE(m_journal->read().attempts[0].steps[0].ended.has_value());
     EXPECT_EQ(1U, m_journal->read().revocations.size());
-    EXPECT_EQ(1, m_journal->retryFailed());
+    const std::vector<Journal::Person> persons = m_journal->retryFailed();
+    ASSERT_EQ(1U, persons.size());
+    EXPECT_EQ(1, persons[0].row);
+    EXPECT_EQ(m_journal->read().rows[0].who, persons[0].who);
+    EXPECT_EQ(0U, m_journal->retryFailed().size());
     const Claim again = blank();
     EXPECT_EQ(1, again.row);
     EXPECT_EQ(1, again.failures);
@@ -172,7 +176,7 @@ TEST_P(JournalTest, ALostCardIsIssuedAnew) {
     m_journal->setCertificate(claim, "PEM");
     EXPECT_NE("", tests::refusal([&] { m_journal->redo(1); }));
     m_journal->finish(claim);
-    m_journal->redo(1);
+    EXPECT_EQ(m_journal->read().rows[0].who, m_journal->redo(1).who);
     EXPECT_EQ(AttemptState::Replaced, m_journal->findCard("S1")->state);
     EXPECT_EQ("PEM", m_journal->read().revocations.at(0).certificate);
     EXPECT_EQ(1, blank().row);
@@ -183,14 +187,22 @@ TEST_P(JournalTest, ARowCanBeTakenOut) {
     EXPECT_EQ("--row: row 1 is running; wait until its card is done or failed",
               tests::refusal([&] { m_journal->drop(claim.row); }));
     EXPECT_NE("", tests::refusal([&] { m_journal->drop(17); }));
-    m_journal->drop(2);
+    EXPECT_EQ(2, m_journal->drop(2).row);
+    EXPECT_EQ("--row: row 2 is dropped; it is out of the batch already", tests::refusal([&] { m_journal->drop(2); }));
     EXPECT_EQ(1, m_journal->totals().dropped);
     EXPECT_EQ(2, m_journal->totals().total());
     EXPECT_EQ(3, blank().row);
 }
 
 TEST_P(JournalTest, RefusesAnotherPlanAndAChangedList) {
-    EXPECT_NE("", tests::refusal([&] { m_journal->setUp({"employee card", "CD", {}}, kRows); }));
+    const auto change = [&] { m_journal->setUp({"employee card", "CD", {}}, kRows); };
+    EXPECT_EQ(
+        "--desk: the plan was changed since the desk was made, and no card was begun with it: remove the desk, and "
+        "run the command again",
+        tests::refusal(change));
+    [[maybe_unused]] const Claim begun = blank();
+    EXPECT_EQ(0U,
+              tests::refusal(change).find("--desk: the desk belongs to another plan, \"employee card\", or the plan"));
     std::vector<DeskRow> rows = kRows;
     rows[1].digest = "FF";
     EXPECT_EQ("--cards: row 2 of the list, \"Joe\", is not as it was when the desk was made; rows may be added at the "

@@ -61,9 +61,9 @@ TEST(PersonList, RefusesLinesThatEndWithCarriageReturnsAlone) {
 
 TEST(PersonList, NamesTheFirstColumnsOfMany) {
     EXPECT_EQ(
-        "people.csv:1: the list has no column \"number\"; its columns are a, b, c, d, e, f, g, h, i, j, ... (12 in "
+        "people.csv:1: the list has no column \"name\"; its columns are number, b, c, d, e, f, g, h, i, j, ... (12 in "
         "all)",
-        faultsOf("a,b,c,d,e,f,g,h,i,j,k,name\n"));
+        faultsOf("number,b,c,d,e,f,g,h,i,j,k,l\n"));
 }
 
 TEST(PersonList, FindsTheSamePersonTwice) {

@@ -55,15 +55,16 @@ TEST(Plan, NamesAllFaultsAtOnce) {
 }
 
 TEST(Plan, WantsStepsInAnOrderThatWorks) {
-    EXPECT_EQ(
-        "plan.json:12: steps[0].set-pin: the first step has to be init-token",
-        faultsOfPlan(planWith(R"({"init-token": {"label": "{name}", "soPin": "so"}})", R"({"set-pin": {"pin": "pin"}})"))
-            .substr(0, 67));
+    EXPECT_EQ("plan.json:12: steps[0].set-pin: the first step has to be init-token",
+              faultsOfPlan(
+                  planWith(R"({"init-token": {"label": "{name}", "soPin": "so"}})", R"({"set-pin": {"pin": "pin"}})"))
+                  .substr(0, 67));
     EXPECT_EQ("plan.json:18: steps[6].check: no key with this id is made before it",
               faultsOfPlan(planWith(R"({"check": {"id": "01"}})", R"({"check": {"id": "02"}})")));
-    EXPECT_EQ("plan.json:17: steps[5].write-certificate: the certificate belongs to the key of the request, which has "
-              "another id",
-              faultsOfPlan(planWith(R"({"write-certificate": {"id": "01"}})", R"({"write-certificate": {"id": "02"}})")));
+    EXPECT_EQ(
+        "plan.json:17: steps[5].write-certificate: the certificate belongs to the key of the request, which has "
+        "another id",
+        faultsOfPlan(planWith(R"({"write-certificate": {"id": "01"}})", R"({"write-certificate": {"id": "02"}})")));
     EXPECT_EQ("plan.json:1: the last certificate is written to the card by no step",
               faultsOfPlan(planWith(R"(  {"write-certificate": {"id": "01"}},)", "")));
 }

@@ -235,4 +235,13 @@ TEST(FileLockOfAFile, saysWhyItCannotBeTaken) {
     EXPECT_NE(FileLock::lastError(), "");
 }
 
+TEST(Commands, AreFoundWhereTheyWouldBeStarted) {
+    EXPECT_TRUE(platform::isStartable(helper()));
+    const std::string folder = helper().substr(0, helper().find_last_of("/\\"));
+    EXPECT_FALSE(platform::isStartable(folder));
+    EXPECT_FALSE(platform::isStartable(helper() + ".missing"));
+    EXPECT_FALSE(platform::isStartable("no-program-has-this-name"));
+    EXPECT_FALSE(platform::isStartable(""));
+}
+
 } // namespace
