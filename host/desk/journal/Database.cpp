@@ -201,6 +201,11 @@ void Database::requireOurs() {
     if (check != "ok") {
         throw JournalError(damaged(check));
     }
+    // A desk has tables alone; a view in a table's place may never end.
+    m_session << "SELECT COUNT(*) FROM sqlite_master WHERE type IN ('view', 'trigger')", soci::into(tables);
+    if (tables != 0) {
+        throw JournalError(damaged("it has views or triggers, which this program does not make"));
+    }
 }
 
 const char* Database::now() const noexcept {

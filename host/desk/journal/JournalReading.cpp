@@ -14,7 +14,13 @@ void readDesk(soci::session& sql, const Database& database, DeskRecord& record) 
     sql << "SELECT name, steps, " + std::string(database.now()) + " FROM desk", soci::into(record.plan),
         soci::into(steps), soci::into(read);
     record.read = read;
-    record.steps = nlohmann::json::parse(steps).get<std::vector<std::string>>();
+    const nlohmann::json list = nlohmann::json::parse(steps, nullptr, false);
+    for (const nlohmann::json& step : list) {
+        if (!list.is_array() || !step.is_string()) {
+            throw JournalError("the desk's steps are no list of names; put back a copy of it");
+        }
+        record.steps.push_back(step.get<std::string>());
+    }
 }
 
 void readRows(soci::session& sql, DeskRecord& record) {
