@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "host/plugin/Errors.h"
+#include "host/plugin/Texts.h"
 #include "host/scripts/MaskedSecret.h"
 #include "platform/Console.h"
 #include "platform/Process.h"

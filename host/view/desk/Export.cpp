@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/desk/journal/Journal.h"
 #include "host/view/Shown.h"
 #include "host/view/desk/DeskFigures.h"
 
