@@ -15,12 +15,12 @@ void readDesk(soci::session& sql, const Database& database, DeskRecord& record) 
         soci::into(steps), soci::into(read);
     record.read = read;
     const nlohmann::json list = nlohmann::json::parse(steps, nullptr, false);
-    for (const nlohmann::json& step : list) {
-        if (!list.is_array() || !step.is_string()) {
-            throw JournalError("the desk's steps are no list of names; put back a copy of it");
-        }
-        record.steps.push_back(step.get<std::string>());
+    const bool isList = list.is_array() && std::all_of(list.begin(), list.end(),
+                                                       [](const nlohmann::json& step) { return step.is_string(); });
+    if (!isList) { // text that is no JSON, too
+        throw JournalError("the desk's steps are no list of names; put back a copy of it");
     }
+    record.steps = list.get<std::vector<std::string>>();
 }
 
 void readRows(soci::session& sql, DeskRecord& record) {
