@@ -53,10 +53,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 if(CMAKE_CROSSCOMPILING AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # In the ABI of Microsoft's compiler the types of an unnamed namespace are named after a hash of the source's path, as
-  # the compiler is given it: here by a path that is the same wherever this tree is.
+  # the compiler is given it: here by a path that is the same wherever this tree and what is built of it are.
   file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/source SYMBOLIC)
-  string(JOIN " " CMAKE_CXX_COMPILE_OBJECT "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS> -o <OBJECT>"
-         "-c \"source/$$(realpath --relative-to='${PROJECT_SOURCE_DIR}' <SOURCE>)\"")
+  string(JOIN " " CMAKE_CXX_COMPILE_OBJECT "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS> -o <OBJECT> -c"
+         "\"$$(realpath -s <SOURCE> | sed -e 's|^${PROJECT_BINARY_DIR}/||' -e 's|^${PROJECT_SOURCE_DIR}/|source/|')\"")
 endif()
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
