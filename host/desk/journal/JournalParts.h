@@ -26,6 +26,9 @@ Number change(soci::session& sql, const std::string& statement, const Values&...
     return prepared.get_affected_rows();
 }
 
+/// The names of the plan's steps as the desk keeps them. JournalError when the text is no list of names.
+[[nodiscard]] std::vector<std::string> stepNamesOf(const std::string& json);
+
 /// Renews the lease. ClaimLost when the row is another station's.
 void requireClaim(soci::session& sql, const Database& database, const Claim& claim);
 

@@ -1,7 +1,5 @@
 #include <algorithm>
 
-#include <nlohmann/json.hpp>
-
 #include "host/desk/journal/JournalParts.h"
 
 namespace host::desk {
@@ -14,13 +12,7 @@ void readDesk(soci::session& sql, const Database& database, DeskRecord& record) 
     sql << "SELECT name, steps, " + std::string(database.now()) + " FROM desk", soci::into(record.plan),
         soci::into(steps), soci::into(read);
     record.read = read;
-    const nlohmann::json list = nlohmann::json::parse(steps, nullptr, false);
-    const bool isList = list.is_array() && std::all_of(list.begin(), list.end(),
-                                                       [](const nlohmann::json& step) { return step.is_string(); });
-    if (!isList) { // text that is no JSON, too
-        throw JournalError("the desk's steps are no list of names; put back a copy of it");
-    }
-    record.steps = list.get<std::vector<std::string>>();
+    record.steps = stepNamesOf(steps);
 }
 
 void readRows(soci::session& sql, DeskRecord& record) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <filesystem>
 
@@ -72,19 +73,22 @@ void addRows(soci::session& sql, const std::vector<DeskRow>& rows) {
     }
 }
 
-void requireFormat(soci::session& sql) {
+/// Refuses a desk of another version, and one whose head was edited.
+void requireHead(soci::session& sql) {
     Number format = 0;
-    sql << "SELECT format FROM desk", soci::into(format);
+    std::string steps;
+    sql << "SELECT format, steps FROM desk", soci::into(format), soci::into(steps);
     if (!sql.got_data()) {
         throw JournalError("the desk has lost its head: its table \"desk\" is empty; put back a copy of it");
     }
     if (format != kFormat) {
         throw UsageError("--desk: the desk was made by another version of this program");
     }
+    [[maybe_unused]] const std::vector<std::string> names = stepNamesOf(steps);
 }
 
 void comparePlan(soci::session& sql, const DeskPlan& plan) {
-    requireFormat(sql);
+    requireHead(sql);
     std::string name;
     std::string digest;
     sql << "SELECT name, digest FROM desk", soci::into(name), soci::into(digest);
@@ -166,11 +170,21 @@ void Journal::setUp(const DeskPlan& plan, const std::vector<DeskRow>& rows) {
     });
 }
 
+std::vector<std::string> stepNamesOf(const std::string& json) {
+    const nlohmann::json list = nlohmann::json::parse(json, nullptr, false);
+    const bool isList = list.is_array() && std::all_of(list.begin(), list.end(),
+                                                       [](const nlohmann::json& step) { return step.is_string(); });
+    if (!isList) { // text that is no JSON, too
+        throw JournalError("the desk's steps are no list of names; put back a copy of it");
+    }
+    return list.get<std::vector<std::string>>();
+}
+
 void Journal::requireDesk() {
     const bool isDesk = m_database->look([&](soci::session& sql) {
         const bool hasDesk = hasTables(sql, *m_database);
         if (hasDesk) {
-            requireFormat(sql);
+            requireHead(sql);
         }
         return hasDesk;
     });
