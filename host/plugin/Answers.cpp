@@ -96,7 +96,11 @@ Json thrownJson(const Thrown& thrown) {
 }
 
 std::string jsonLine(const Json& value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    std::string text = value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    if (isObeyedByTerminals(text)) {
+        text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
+    }
+    return text + "\n";
 }
 
 std::string readableHexadecimal(const std::string& digits) {

@@ -16,7 +16,8 @@ using Json = nlohmann::ordered_json;
 [[nodiscard]] Json responseJson(const Zel::ClientOperationResponse* response);
 /// {"type":…,"code":…,"message":…}; the code is null when the exception has none.
 [[nodiscard]] Json thrownJson(const Thrown& thrown);
-/// One line with its line end. Nothing in the value can break it: malformed UTF-8 becomes U+FFFD.
+/// One line with its line end. Nothing in the value can break it: malformed UTF-8 becomes U+FFFD. A line with a
+/// character that a terminal obeys, or that turns the text around it, is ASCII, with each other character escaped.
 [[nodiscard]] std::string jsonLine(const Json& value);
 
 /// An answer's parameters but for "ERROR", one line each, for a person: hexadecimal text that stands for readable text

@@ -40,11 +40,14 @@ bool isDirection(char32_t character) noexcept {
            (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
 }
 
-/// A terminal may take control characters as orders, and XML does not allow the last ones.
+/// A terminal may take control characters as orders.
+bool isObeyed(char32_t character) noexcept {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0) || isDirection(character);
+}
+
+/// XML does not allow the last ones either.
 bool isUnprintable(char32_t character) noexcept {
-    const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
-    const bool isNoCharacter = character >= 0xFFFD && character <= 0xFFFF;
-    return isControl || isNoCharacter || isDirection(character);
+    return isObeyed(character) || (character >= 0xFFFD && character <= 0xFFFF);
 }
 
 struct Character {
@@ -153,6 +156,11 @@ std::string printable(std::string_view utf8) {
     std::wstring shown(wide.data(), wide.length());
     std::replace_if(shown.begin(), shown.end(), isUnprintable, L'?');
     return toUtf8(Zel::TString(shown.data(), static_cast<int>(shown.size())));
+}
+
+bool isObeyedByTerminals(std::string_view utf8) {
+    const Zel::TString wide = toTString(utf8);
+    return std::any_of(wide.data(), wide.data() + wide.length(), isObeyed);
 }
 
 bool hasControl(std::string_view text) noexcept {

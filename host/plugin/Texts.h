@@ -31,6 +31,8 @@ inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 /// Text fit for a terminal and for XML: "?" replaces malformed UTF-8, control characters (a terminal may take them as
 /// orders), characters that turn the direction of the text around them, U+FFFE and U+FFFF.
 [[nodiscard]] std::string printable(std::string_view utf8);
+/// Returns true when UTF-8 text has control characters or ones that turn the direction of the text around them.
+[[nodiscard]] bool isObeyedByTerminals(std::string_view utf8);
 /// Returns true when `text` has a control character of ASCII.
 [[nodiscard]] bool hasControl(std::string_view text) noexcept;
 /// The number of characters of UTF-8 text, which is the columns it takes for most scripts.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <unordered_set>
 
 #include <nlohmann/json.hpp>
 
@@ -96,7 +97,7 @@ public:
     bool end_object() override { return close(); }
     bool end_array() override { return close(); }
     bool key(string_t& name) override {
-        if (m_open.back()->find(name) != nullptr) {
+        if (!m_names.back().insert(name).second) {
             fail("the name \"" + printable(name) + "\" stands twice in one object");
         }
         m_open.back()->members.push_back({name, {}});
@@ -130,18 +131,21 @@ private:
             fail("lists and objects stand more than " + std::to_string(kDeepest) + " deep in each other");
         }
         m_open.push_back(add(kind));
+        m_names.emplace_back();
         return true;
     }
 
     bool close() {
         m_open.pop_back();
+        m_names.pop_back();
         return true;
     }
 
     std::string m_file;
     const Position& m_position;
     JsonTree m_root;
-    std::vector<JsonTree*> m_open; ///< only the innermost one grows, so that these stay valid
+    std::vector<JsonTree*> m_open;                        ///< only the innermost one grows: these stay valid
+    std::vector<std::unordered_set<std::string>> m_names; ///< of the members of each
 };
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/desk/journal/Journal.h"
+#include "host/plugin/Answers.h"
 #include "host/view/Shown.h"
 #include "host/view/desk/DeskFigures.h"
 
@@ -17,7 +18,6 @@ namespace host::view {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using desk::AttemptRecord;
 using desk::DeskRecord;
 using desk::RowRecord;
@@ -167,7 +167,7 @@ void exportJsonLines(const DeskRecord& record, const LineSink& write) {
                              {"remedy", row.remedy},
                              {"cards", listOf(ofRow(attempts, row.row))},
                              {"revoke", listOf(ofRow(revocations, row.row))}};
-        write(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+        write(jsonLine(object));
     }
 }
 

@@ -37,6 +37,18 @@ TEST(Answers, anExceptionInJson) {
               "{\"type\":\"T\",\"code\":null,\"message\":\"\xEF\xBF\xBD\"}\n");
 }
 
+// A JSON reader gives back the same text.
+TEST(Answers, whatATerminalObeysIsEscaped) {
+    EXPECT_EQ(jsonLine("\xC3\xA4"), "\"\xC3\xA4\"\n");
+    EXPECT_EQ(jsonLine("\xC3\xA4\xC2\x9B"
+                       "1m"),
+              "\"\\u00e4\\u009b1m\"\n");
+    EXPECT_EQ(jsonLine("\xE2\x80\xAE"
+                       "txt"),
+              "\"\\u202etxt\"\n");
+    EXPECT_EQ(Json::parse(jsonLine("\xE2\x80\xAE\xFF")), Json("\xE2\x80\xAE\xEF\xBF\xBD"));
+}
+
 TEST(Answers, readableOutputs) {
     EXPECT_EQ(readableAnswer(listOf({output(L"ERROR", L"0")})), "done\n");
     EXPECT_EQ(readableAnswer(listOf({output(L"ERROR", L"0"), output(L"COUNT", L"b"), output(L"AUTHSTATE", L"3", 0),
