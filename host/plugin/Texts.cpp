@@ -198,6 +198,10 @@ std::string_view trimmed(std::string_view text) noexcept {
     return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
 }
 
+bool contains(const std::vector<std::string>& list, std::string_view word) {
+    return std::find(list.begin(), list.end(), word) != list.end();
+}
+
 std::optional<std::string> closest(std::string_view word, const std::vector<std::string>& candidates) {
     const std::string meant = lowerCase(word);
     std::optional<std::string> best;

@@ -44,6 +44,8 @@ inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 /// `text` without blanks at its end.
 [[nodiscard]] std::string_view trimmed(std::string_view text) noexcept;
 
+/// Returns true when `word` is in the list.
+[[nodiscard]] bool contains(const std::vector<std::string>& list, std::string_view word);
 /// The candidate that a misspelt word was most likely meant to be; nothing when none is close.
 [[nodiscard]] std::optional<std::string> closest(std::string_view word, const std::vector<std::string>& candidates);
 /// Returns true when two words differ in case at most.

@@ -4,22 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "host/scripts/Parameters.h"
 #include "host/scripts/Scripts.h"
-#include "text/Wiped.h"
+#include "host/scripts/ValueCheck.h"
 
 namespace host {
-
-/// Where the parameters of a script stand: on a command line, where nothing comes from elsewhere, or in a job, where an
-/// earlier step may have given what is missing, and PINs may be hexadecimal text.
-enum class Place { Command, Job };
-
-/// A parameter to be checked.
-struct CheckedParameter {
-    WrittenParameter written;
-    std::optional<int> encoding = std::nullopt; ///< of a parameter in a job's list, whose value has no kind
-    WipedBytes file = {};                       ///< the bytes of the file that it names, as DER, once it is checked
-};
 
 /// Something that is wrong with the parameters of a script.
 struct Fault {
