@@ -87,11 +87,7 @@ void showNotes(const view::Timeline& timeline, Form form, const Output& output) 
 
 ExitStatus deliver(const std::string& text, const std::optional<std::string>& file, const Output& output) {
     if (!file) {
-        if (output.result(text)) {
-            return ExitStatus::Success;
-        }
-        complain(output, "cannot write the result to standard output");
-        return ExitStatus::Failed;
+        return writeResult(output, text);
     }
     const std::optional<std::string> reason = replaceFile(*file, text);
     if (reason) {

@@ -21,4 +21,12 @@ void complain(const Output& output, std::string_view text) {
     }
 }
 
+ExitStatus writeResult(const Output& output, std::string_view text, ExitStatus status) {
+    if (output.result(text)) {
+        return status;
+    }
+    complain(output, "cannot write the result to standard output");
+    return status == ExitStatus::Success ? ExitStatus::Failed : status;
+}
+
 } // namespace host

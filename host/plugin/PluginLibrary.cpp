@@ -28,6 +28,15 @@ bool namesModule(const Zel::Parameter& parameter) {
     return parameter.getId().compareIgnoreCase(L"DLLNAME") == 0;
 }
 
+/// Beside the executable, else in ../lib.
+std::string defaultPath() {
+    if (const std::optional<std::string> path = ownLibrary(P11HOST_PLUGIN_NAME)) {
+        return *path;
+    }
+    throw PluginError(std::string("there is no ") + P11HOST_PLUGIN_NAME +
+                      " beside the executable or in ../lib; name the plug-in with --plugin FILE");
+}
+
 } // namespace
 
 std::string libraryFile(const std::string& name) {
@@ -68,7 +77,7 @@ ExecutorPtr newExecutor(const Plugin& plugin, ParameterList* parameters) {
 
 PluginLibrary PluginLibrary::load(const std::string& name) {
     PluginLibrary library;
-    const std::string path = libraryFile(name);
+    const std::string path = libraryFile(name.empty() ? defaultPath() : name);
     searchBeside(path);
     library.m_library = platform::DynamicLibrary::load(toTString(path).c_str());
     if (!library.m_library.isLoaded()) {
@@ -81,14 +90,6 @@ PluginLibrary PluginLibrary::load(const std::string& name) {
         throw PluginError("\"" + printable(path) + "\" is no plug-in: it does not offer newInstance and freeInstance");
     }
     return library;
-}
-
-std::string PluginLibrary::defaultPath() {
-    if (const std::optional<std::string> path = ownLibrary(P11HOST_PLUGIN_NAME)) {
-        return *path;
-    }
-    throw PluginError(std::string("there is no ") + P11HOST_PLUGIN_NAME +
-                      " beside the executable or in ../lib; name the plug-in with --plugin FILE");
 }
 
 } // namespace host

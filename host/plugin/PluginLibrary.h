@@ -47,13 +47,9 @@ using ExecutorPtr = std::unique_ptr<Zel::ClientOperationExecutor, FreeExecutor>;
 /// A loaded plug-in. It must outlive its executors.
 class PluginLibrary {
 public:
-    /// Loads the plug-in with this UTF-8 file name (see libraryFile). PluginError when it cannot be loaded, or lacks
-    /// one of the two functions.
+    /// Loads the plug-in with this UTF-8 file name (see libraryFile); when it is empty, the one beside the executable,
+    /// else in ../lib. PluginError when it is not there, cannot be loaded, or lacks one of the two functions.
     [[nodiscard]] static PluginLibrary load(const std::string& name);
-
-    /// The plug-in's path when the user names none: beside the executable, else in ../lib. PluginError when it is in
-    /// neither place.
-    [[nodiscard]] static std::string defaultPath();
 
     [[nodiscard]] const Plugin& plugin() const noexcept { return m_plugin; }
 

@@ -126,7 +126,7 @@ PinSource CardRun::pinSource(const char* option) const {
 
 const ModuleView& CardRun::view() {
     if (!m_view) {
-        m_plugin = PluginLibrary::load(m_options.plugin.empty() ? PluginLibrary::defaultPath() : m_options.plugin);
+        m_plugin = PluginLibrary::load(m_options.plugin);
         ModuleChoice module = m_options.choice;
         module.module = m_module;
         m_session.emplace(m_plugin->plugin(), module);

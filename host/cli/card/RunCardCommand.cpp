@@ -9,15 +9,6 @@ namespace host {
 
 namespace {
 
-/// Writes a result; a failure when nobody takes it.
-ExitStatus writeResult(const Output& output, const std::string& text, ExitStatus status) {
-    if (output.result(text)) {
-        return status;
-    }
-    complain(output, "cannot write the result to standard output");
-    return status == ExitStatus::Success ? ExitStatus::Failed : status;
-}
-
 /// How far a command has come that has several steps.
 struct Progress {
     std::vector<std::string> done;

@@ -14,14 +14,6 @@ namespace host {
 
 namespace {
 
-ExitStatus answer(const Output& output, const std::string& text) {
-    if (output.result(text)) {
-        return ExitStatus::Success;
-    }
-    complain(output, "cannot write the result to standard output");
-    return ExitStatus::Failed;
-}
-
 using Persons = std::vector<desk::Journal::Person>;
 
 /// Whose rows were changed, and what comes next.
@@ -33,11 +25,11 @@ ExitStatus answerRows(const Options& options, const Output& output, const std::s
         list.push_back({{"row", person.row}, {"who", person.who}});
         text += "Row " + std::to_string(person.row) + ", " + printable(person.who) + ".\n";
     }
-    return answer(output, options.json ? jsonLine({{"command", "issue " + action},
-                                                   {"ok", true},
-                                                   {"rows", persons.size()},
-                                                   {"persons", std::move(list)}})
-                                       : text + next + "\n");
+    return writeResult(output, options.json ? jsonLine({{"command", "issue " + action},
+                                                        {"ok", true},
+                                                        {"rows", persons.size()},
+                                                        {"persons", std::move(list)}})
+                                            : text + next + "\n");
 }
 
 constexpr const char* kGoOn =
@@ -83,7 +75,7 @@ ExitStatus deliver(const Options& options, const Output& output, const std::stri
     const std::optional<std::string> file = options.card.value("--out");
     // Standard output may lead to a file that others write, too, which must not be replaced.
     if (!file || *file == "/dev/stdout") {
-        return answer(output, text);
+        return writeResult(output, text);
     }
     if (*file == "/dev/stderr") {
         output.message(text);
@@ -102,7 +94,7 @@ ExitStatus showDesk(const Options& options, const Output& output) {
     desk::Journal journal = openDesk(options, output, desk::IfMissing::Look);
     journal.requireDesk();
     const desk::DeskRecord record = journal.read();
-    return answer(output, options.json ? statusJson(record) : readableStatus(record, journal.totals()));
+    return writeResult(output, options.json ? statusJson(record) : readableStatus(record, journal.totals()));
 }
 
 ExitStatus retryFailedRows(const Options& options, const Output& output) {

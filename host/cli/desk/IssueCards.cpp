@@ -111,17 +111,13 @@ void requireModule(const Options& options) {
     }
 }
 
-std::string pluginFile(const Options& options) {
-    return options.plugin.empty() ? PluginLibrary::defaultPath() : options.plugin;
-}
-
 std::vector<std::string> namesOfSteps(const desk::Plan& plan) {
     return deskPlanOf(plan).steps;
 }
 
 /// Which readers there are and which of them take part.
 Json readersOf(const Options& options) {
-    const PluginLibrary plugin = PluginLibrary::load(pluginFile(options));
+    const PluginLibrary plugin = PluginLibrary::load(options.plugin);
     const Session session(plugin.plugin(), options.choice);
     const ModuleView view(options.choice.module);
     const std::vector<SlotView> slots = view.slots();
@@ -148,7 +144,7 @@ ExitStatus showPlan(const Options& options, const Output& output, const Work& wo
         const Json line = {{"command", "issue"},     {"ok", true},     {"dryRun", true},
                            {"plan", work.plan.name}, {"steps", steps}, {"rows", work.persons.size()},
                            {"readers", readers}};
-        return output.result(jsonLine(line)) ? ExitStatus::Success : ExitStatus::Failed;
+        return writeResult(output, jsonLine(line));
     }
     std::string text = "Plan \"" + printable(work.plan.name) + "\" for " + std::to_string(work.persons.size()) +
                        " persons. Each card gets these steps:\n";
@@ -161,7 +157,7 @@ ExitStatus showPlan(const Options& options, const Output& output, const Work& wo
             "  " + printable(reader["reader"].get<std::string>()) + " (" + reader["state"].get<std::string>() + ")\n";
     }
     text += readers.empty() ? "  none\n" : "";
-    return output.result(text + "Nothing was changed.\n") ? ExitStatus::Success : ExitStatus::Failed;
+    return writeResult(output, text + "Nothing was changed.\n");
 }
 
 ExitStatus conclude(desk::Progress& progress, const desk::Journal::Totals& totals, desk::Outcome outcome) {
@@ -190,7 +186,7 @@ ExitStatus issueCards(const Options& options, const Output& output) {
     [[maybe_unused]] const std::string named = requiredDesk(options); // before a module is loaded
     desk::requirePrograms(work.plan);
     const desk::CardSecrets secrets(work.plan);
-    const PluginLibrary plugin = PluginLibrary::load(pluginFile(options));
+    const PluginLibrary plugin = PluginLibrary::load(options.plugin);
     // The first executor initialises the module, and finalises it after all others have gone.
     const Session session(plugin.plugin(), options.choice);
     const ModuleView view(options.choice.module);
