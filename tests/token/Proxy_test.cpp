@@ -87,6 +87,7 @@ std::vector<std::string> opened(const std::string& messages) {
 
 // Each package may bring a module that the proxy loads besides; on every machine OpenSC's, which we use as a tool.
 TEST_F(Proxy, noModuleOfAnotherPackageIsLoaded) {
+    EXPECT_NE(folder.run("grep libsofthsm2 /proc/$PPID/maps"), "") << "this process is not the one that is looked at";
     EXPECT_EQ(modules(), modulesOfEarlierTests);
     plugin.free();
     setVariable("P11_KIT_DEBUG", "lib");
