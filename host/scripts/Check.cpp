@@ -81,15 +81,15 @@ const ScriptParameter* findRow(const Script& script, std::string_view id, Place 
     return row == script.parameters.end() ? nullptr : &*row;
 }
 
-using Parameters = std::vector<CheckedParameter>;
+using CheckedParameters = std::vector<CheckedParameter>;
 
-auto findParameter(const Parameters& parameters, std::string_view id) {
+auto findParameter(const CheckedParameters& parameters, std::string_view id) {
     return std::find_if(parameters.begin(), parameters.end(),
                         [&](const CheckedParameter& entry) { return entry.written.id == id; });
 }
 
 /// The OBJ_TYPE that decides what else the script looks at; empty when it is missing or unknown.
-std::string objectOf(const Script& script, const Parameters& parameters) {
+std::string objectOf(const Script& script, const CheckedParameters& parameters) {
     const ScriptParameter* row = findRow(script, kObjectType);
     const auto given = findParameter(parameters, kObjectType);
     const bool isRight = row != nullptr && given != parameters.end() && given->written.kind.empty() &&
@@ -97,7 +97,7 @@ std::string objectOf(const Script& script, const Parameters& parameters) {
     return isRight ? std::string(given->written.value) : "";
 }
 
-std::string faultAt(const Script& script, Parameters& parameters, std::size_t index, const std::string& object,
+std::string faultAt(const Script& script, CheckedParameters& parameters, std::size_t index, const std::string& object,
                     Place place) {
     const std::string_view id = parameters[index].written.id;
     const ScriptParameter* row = findRow(script, id, place);
@@ -118,7 +118,8 @@ std::string faultAt(const Script& script, Parameters& parameters, std::size_t in
 }
 
 /// Conditions that hang on OBJ_TYPE are left out as long as that is not right.
-bool isMissing(const ScriptParameter& row, const Parameters& parameters, const std::string& object, Place place) {
+bool isMissing(const ScriptParameter& row, const CheckedParameters& parameters, const std::string& object,
+               Place place) {
     const bool isNeeded = row.need == Need::Always || (row.need == Need::Alone && place == Place::Command);
     return isNeeded && looksAt(row, object) &&
            std::none_of(parameters.begin(), parameters.end(), [&](const CheckedParameter& entry) {

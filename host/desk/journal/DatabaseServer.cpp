@@ -17,8 +17,8 @@ namespace host::desk {
 namespace {
 
 constexpr std::string_view kPostgresql = ZEL_DESK_POSTGRESQL;
-constexpr std::chrono::milliseconds kBetweenTries{500};
-constexpr std::chrono::milliseconds kGlance{100};
+constexpr std::chrono::milliseconds kBetweenServerTries{500};
+constexpr std::chrono::milliseconds kServerGlance{100};
 constexpr int kMostGlances = 50;
 constexpr int kMostGlancesAtName = 30;
 
@@ -124,7 +124,7 @@ bool Database::holdName(const std::string& station) {
         bool isHeld = lockName(m_session, station);
         // The server takes a moment to notice that a process was killed.
         for (int i = 0; i < kMostGlancesAtName && !isHeld; ++i) {
-            platform::sleepFor(kGlance);
+            platform::sleepFor(kServerGlance);
             isHeld = lockName(m_session, station);
         }
         m_station = isHeld ? station : "";
@@ -176,7 +176,7 @@ bool Database::endOldConnection() {
         if (left == 0) {
             return true;
         }
-        platform::sleepFor(kGlance);
+        platform::sleepFor(kServerGlance);
     }
     return false;
 }
@@ -211,7 +211,7 @@ void Database::comeBack() {
         if (platform::interruption() != 0) {
             giveUp("the work was interrupted while the server of the desk was away: " + fault);
         }
-        platform::sleepFor(kBetweenTries);
+        platform::sleepFor(kBetweenServerTries);
     }
     m_return = Clock::now();
     tell("the server of the desk is back, and work goes on");
