@@ -90,13 +90,14 @@ Child::Child(const Words& arguments, const Environment& environment, Console con
     const DWORD flags = console == Console::Own ? CREATE_NO_WINDOW : CREATE_NEW_PROCESS_GROUP;
     const BOOL started =
         CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr, &start, &process);
+    const DWORD error = GetLastError();
     for (const auto& [name, value] : environment) {
         SetEnvironmentVariableW(text::toWide(name).c_str(), nullptr);
     }
     CloseHandle(childInput);
     CloseHandle(childOutput);
     if (started == 0) {
-        throw std::runtime_error("cannot start " + arguments.front());
+        throw std::runtime_error("cannot start " + arguments.front() + ", error " + std::to_string(error));
     }
     CloseHandle(process.hThread);
     m_system->process = process.hProcess;

@@ -74,7 +74,7 @@ void setVariable(const std::string& name, const std::string& value) {
 
 std::string makeTemporaryFolder() {
     // Not Windows' own folder: this name is one to the shell too, because the current drive is the system below.
-    const char* parent = std::getenv("TMPDIR");
+    const char* parent = std::getenv("TEST_FOLDER");
     const std::string start =
         std::string(parent == nullptr ? "/tmp" : parent) + "/token-test-" + std::to_string(GetCurrentProcessId()) + "-";
     for (int i = 0; i < 10000; ++i) {
