@@ -15,7 +15,8 @@ if(ZEL_SANITIZE MATCHES address)
                            "|token-(card-life|doctor|examples).*|binary-(files|life-cycle|package)")
 elseif(MINGW)
   # The tier msvc runs them on the same sources and the same Wine.
-  string(APPEND long_tests "|unit-(framework|platform|util|crypto|client|host)|watch-tests|hostile-tests|fault-matrix")
+  string(APPEND long_tests "|unit-(framework|platform|util|crypto|client|host)|watch-tests|watch-record-and-replay"
+                           "|conformance-tests|host-tests|hostile-tests|fault-matrix")
 endif()
 # Builds the programs of such tests.
 add_custom_target(long-tests)
