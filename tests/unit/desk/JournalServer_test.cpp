@@ -16,6 +16,7 @@ namespace {
 using namespace host::desk;
 
 const DeskPlan kServersDesk = {"employee card", "AB", {"init-token", "certify"}};
+constexpr const char* kWaitingCommits = "SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event = 'SyncRep'";
 
 class JournalServerTest : public ::testing::TestWithParam<const char*> {
 protected:
@@ -61,6 +62,25 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         ASSERT_EQ(answer, number(question)) << question;
+    }
+    /// From now on a commit waits for a second server that is not there: it is on disk, and its answer does not come.
+    /// The server reads its settings some time after it was asked to: commits of the test's own show when it has. Ends
+    /// all connections.
+    void haveCommitsWait() {
+        m_desk->sql() << "ALTER SYSTEM SET synchronous_standby_names = 'nobody'";
+        m_desk->sql() << "SELECT pg_reload_conf()";
+        std::thread commits([] {
+            soci::session session("postgresql", tests::serverUrl());
+            try {
+                for (;;) {
+                    session << "SELECT txid_current()";
+                }
+            } catch (const soci::soci_error&) { // the connection was ended
+            }
+        });
+        waitFor(kWaitingCommits, 1);
+        endConnections();
+        commits.join();
     }
     [[nodiscard]] Claim blank() { return m_journal->claimBlank("north", "Reader", Journal::Pinned::Leave).value(); }
 
@@ -118,12 +138,10 @@ TEST_P(JournalServerTest, StopsWhenAnotherProcessHasTakenTheName) {
 TEST_P(JournalServerTest, DoesNothingTwiceWhenTheAnswerToACommitIsLost) {
     setUp();
     soci::session& sql = m_desk->sql();
-    // A commit waits for a second server that is not there: it is on disk, and its answer does not come.
-    sql << "ALTER SYSTEM SET synchronous_standby_names = 'nobody'";
-    sql << "SELECT pg_reload_conf()";
+    haveCommitsWait();
     std::optional<Claim> claim;
     std::thread station([&] { claim = blank(); });
-    waitFor("SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event = 'SyncRep'", 1);
+    waitFor(kWaitingCommits, 1);
     const int waiting = number("SELECT pid FROM pg_stat_activity WHERE wait_event = 'SyncRep'");
     sql << "ALTER SYSTEM RESET synchronous_standby_names"; // the server reads it later
     terminateConnections();
