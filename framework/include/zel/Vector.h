@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -156,9 +157,7 @@ void Vector<T>::grow(std::uint32_t count) {
         throw std::out_of_range("Current size superior at next capacity");
     }
     T** const elements = static_cast<T**>(allocate(std::size_t{capacity} * sizeof(T*)));
-    for (std::uint32_t i = 0; i < m_ulSize; ++i) {
-        elements[i] = m_ppElements[i];
-    }
+    std::copy_n(m_ppElements, m_ulSize, elements);
     release(m_ppElements);
     m_ppElements = elements;
     m_ulCapacity = capacity;
