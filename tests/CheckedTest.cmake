@@ -1,9 +1,9 @@
 # add_checked_test(name command…): a test of CTest's, whose cases tests/run-program counts.
 set(run_program ${CMAKE_CURRENT_LIST_DIR}/run-program)
 # Begun first, so that none of them runs alone at the end.
-set(longest_tests desk-terminal desk-stations desk-issue desk-failures desk-rack desk-every-call binary-deb binary-msi
-    customer-framework watch-record-and-replay hostile-tests token-tests secrets-tests host-tests fault-matrix docs-pages
-    conformance-tests)
+set(longest_tests desk-terminal desk-stations desk-issue desk-failures desk-rack desk-every-call desk-journal binary-deb
+    binary-msi binary-life-cycle binary-package customer-framework watch-record-and-replay token-opencryptoki hostile-tests
+    token-tests secrets-tests host-tests fault-matrix docs-pages conformance-tests)
 
 # What ./test runs only when it is asked for "long": what takes a minute and more and seldom breaks, and what another
 # tier shows every time.
