@@ -9,16 +9,13 @@ namespace host {
 
 namespace {
 
-x509::ByteView viewOf(const std::string& bytes) {
-    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
-}
-
 FoundKey keyOf(const ObjectView& object, const std::string& name) {
-    return {x509::PublicKey(viewOf(object.modulus), viewOf(object.exponent), name), object.label, object.usage};
+    return {x509::PublicKey(x509::viewOf(object.modulus), x509::viewOf(object.exponent), name), object.label,
+            object.usage};
 }
 
 FoundKey certifiedKey(const ObjectView& object, const std::string& name) {
-    const x509::Certificate certificate = x509::Certificate::read(viewOf(object.value), name);
+    const x509::Certificate certificate = x509::Certificate::read(x509::viewOf(object.value), name);
     if (!certificate.publicKey) {
         throw UsageError(name + ": its key is not an RSA key");
     }

@@ -57,7 +57,7 @@ x509::Bytes digestOfFile(const std::string& path, x509::Hash hash) {
             endIfInterrupted();
             throw UsageError("cannot read file \"" + path + "\": " + platform::InputStream::lastError());
         }
-        hasher.update({reinterpret_cast<const std::uint8_t*>(piece.data()), *count});
+        hasher.update(x509::viewOf(std::string_view(piece.data(), *count)));
     } while (*count != 0);
     return hasher.finish();
 }

@@ -13,7 +13,6 @@ namespace host {
 namespace {
 
 constexpr std::size_t kLongestDescription = 64;
-constexpr unsigned int kNoSuchSlot = 33001;
 constexpr const char* kSlash = "2F";
 
 std::string valueOf(const ParameterList& answer, const char* id) {

@@ -11,7 +11,6 @@ namespace host {
 
 namespace {
 
-constexpr unsigned int kNoSuchSlot = 33001;
 constexpr unsigned int kBadParameter = 33004;
 constexpr unsigned int kAnyOther = 33013;
 

@@ -17,6 +17,9 @@ struct ClientCode {
     ExitStatus status;
 };
 
+/// The code of a slot that is not there.
+inline constexpr unsigned int kNoSuchSlot = 33001;
+
 /// The entry of a code; for an unknown code an entry with code 0xFFFFFFFF.
 [[nodiscard]] const ClientCode& clientCode(unsigned int code) noexcept;
 

@@ -16,7 +16,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kLongestLine = std::size_t{16} << 20U;
+constexpr std::size_t kLongestReportLine = std::size_t{16} << 20U;
 
 /// What a program prints, read line by line as far as it may go.
 class Reading {
@@ -84,7 +84,7 @@ private:
             takeLine();
             m_line.clear();
         }
-        if (m_line.size() > kLongestLine) {
+        if (m_line.size() > kLongestReportLine) {
             m_result.stopped = "printed a line of more than 16 MiB into the report";
         }
     }

@@ -8,7 +8,7 @@ using Fake::Function;
 
 namespace {
 
-constexpr const char* kUserPin = "31323334";
+constexpr const char* kPinBytes = "31323334";
 
 Failure badPinId(const std::string& value) {
     return {"ClientOperationException", "80ec", "Bad parameter PINID: " + value};
@@ -83,7 +83,7 @@ TEST_F(AccessParameters, emptyVectorsAreNoItems) {
 TEST_F(AccessParameters, allIdentifiersInTwoVectors) {
     const Params access = Params()
                               .hex("readerName", "41")
-                              .hex("PIN", kUserPin)
+                              .hex("PIN", kPinBytes)
                               .hex("OLD_PIN", "31313131")
                               .hex("NEW_PIN", "32323232")
                               .plain("PINID", "USER")
@@ -203,8 +203,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(AccessParameters, aPinIsHeldAsTheHexOfItsBytes) {
     for (const Params& params :
-         {Params().text("PIN", "1234"), Params().bytes("PIN", kUserPin), Params().hex("PIN", kUserPin),
-          Params().plain("PIN", kUserPin), Params().rawText("PIN", kUserPin)}) {
+         {Params().text("PIN", "1234"), Params().bytes("PIN", kPinBytes), Params().hex("PIN", kPinBytes),
+          Params().plain("PIN", kPinBytes), Params().rawText("PIN", kPinBytes)}) {
         EXPECT_EQ(plugin.initialize(params), std::nullopt);
         resolveReader();
         expectError(execute("authenticate", Params().plain("AUTH_TYPE", "STATIC")), "0");
@@ -223,7 +223,7 @@ TEST_F(AccessParameters, valuesSurviveTerminateAndTheNextInitialize) {
 }
 
 TEST_F(AccessParameters, aNewExecutorKnowsNothingOfAnEarlierOne) {
-    EXPECT_EQ(plugin.initialize(Params().plain("readerName", "R").hex("PIN", kUserPin)), std::nullopt);
+    EXPECT_EQ(plugin.initialize(Params().plain("readerName", "R").hex("PIN", kPinBytes)), std::nullopt);
     plugin.free();
     plugin = Executor(creation());
     forget();
@@ -313,7 +313,7 @@ TEST_F(AccessParameters, afterABadPinIdTerminateIsNotNeeded) {
 class AuthType : public AccessParameters, public testing::WithParamInterface<std::string> {};
 
 TEST_P(AuthType, otherThanStaticLeavesItNotGiven) {
-    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kUserPin).plain("AUTH_TYPE", GetParam())), std::nullopt);
+    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kPinBytes).plain("AUTH_TYPE", GetParam())), std::nullopt);
     resolveReader();
     expectError(execute("authenticate"), "80ec");
     expectTraceAt(1, failure("PKCS11Client::authenticate: AUTH_TYPE parameter not found"));
@@ -321,7 +321,7 @@ TEST_P(AuthType, otherThanStaticLeavesItNotGiven) {
 }
 
 TEST_P(AuthType, otherThanStaticLeavesItAsItWas) {
-    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kUserPin).plain("AUTH_TYPE", "STATIC"),
+    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kPinBytes).plain("AUTH_TYPE", "STATIC"),
                                 Params().plain("AUTH_TYPE", GetParam())),
               std::nullopt);
     resolveReader();
@@ -333,7 +333,7 @@ INSTANTIATE_TEST_SUITE_P(Values, AuthType,
                          testing::Values("static", "Static", "STATIC ", "DYNAMIC", "", "1", "535441544943"));
 
 TEST_F(AccessParameters, anAuthTypeIsTheRawValueWhateverItsEncoding) {
-    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kUserPin).text("AUTH_TYPE", "STATIC")), std::nullopt);
+    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kPinBytes).text("AUTH_TYPE", "STATIC")), std::nullopt);
     resolveReader();
     expectError(execute("authenticate"), "0");
 }
@@ -341,7 +341,7 @@ TEST_F(AccessParameters, anAuthTypeIsTheRawValueWhateverItsEncoding) {
 TEST_F(AccessParameters, authTypeSurvivesTerminate) {
     EXPECT_EQ(plugin.initialize(Params().plain("AUTH_TYPE", "STATIC")), std::nullopt);
     plugin.terminate();
-    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kUserPin)), std::nullopt);
+    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kPinBytes)), std::nullopt);
     resolveReader();
     expectError(execute("authenticate"), "0");
 }
@@ -365,7 +365,7 @@ TEST_F(AccessParameters, terminateWithoutSession) {
 }
 
 TEST_F(AccessParameters, terminateClosesTheSession) {
-    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kUserPin).plain("AUTH_TYPE", "STATIC")), std::nullopt);
+    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kPinBytes).plain("AUTH_TYPE", "STATIC")), std::nullopt);
     resolveReader();
     run("authenticate");
     plugin.terminate();
@@ -379,7 +379,7 @@ TEST_F(AccessParameters, terminateClosesTheSession) {
 }
 
 TEST_F(AccessParameters, aSessionThatCannotBeClosedIsToldTwiceAndForgotten) {
-    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kUserPin).plain("AUTH_TYPE", "STATIC")), std::nullopt);
+    EXPECT_EQ(plugin.initialize(Params().hex("PIN", kPinBytes).plain("AUTH_TYPE", "STATIC")), std::nullopt);
     resolveReader();
     run("authenticate");
     fake.answerNext(Function::C_CloseSession, CKR_DEVICE_ERROR);

@@ -40,8 +40,6 @@ constexpr ScriptName kScripts[] = {
     {"endSynchronization", "endSynchronisation"},
 };
 
-const Failure kNotValidated = {"ClientOperationException", "80ec", "Plugin not validated"};
-
 Trace unknownType(const std::string& type) {
     return {
         {1, "PKCS11Client::execute:Unknown Operation Script type: client.p11.Larkspur required and not " + type + "!"}};

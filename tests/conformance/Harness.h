@@ -48,6 +48,9 @@ struct Failure {
     bool operator==(const Failure&) const = default;
 };
 
+/// What an executor throws that could not be made ready.
+inline const Failure kNotValidated = {"ClientOperationException", "80ec", "Plugin not validated"};
+
 /// What one `execute` gave: a response (its id and outputs), or null, or an exception.
 struct Result {
     bool null = false; ///< null came back instead of a response

@@ -10,8 +10,6 @@ using Fake::When;
 
 namespace {
 
-const Failure kNotValidated = {"ClientOperationException", "80ec", "Plugin not validated"};
-
 Trace bindFailed(CK_RV rv) {
     return {{1, textf("PKCS11Client::PKCS11Client: C_GetFunctionList failed 0x%x", low(rv))}};
 }

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -38,6 +37,11 @@ Outcome run(const Words& arguments, const std::string& input, const Environment&
     return result;
 }
 
+std::string contentOf(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
 File::File(const std::string& content, const std::string& name) : m_path(freshName() + name) {
     std::ofstream(utf8Path(m_path), std::ios::binary) << content;
 }
@@ -48,8 +52,7 @@ File::~File() {
 }
 
 std::string File::content() const {
-    std::ifstream stream(utf8Path(m_path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    return contentOf(utf8Path(m_path));
 }
 
 void File::append(const std::string& text) const {

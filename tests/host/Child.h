@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -53,6 +54,9 @@ struct Outcome {
 };
 
 [[nodiscard]] Outcome run(const Words& arguments, const std::string& input = "", const Environment& environment = {});
+
+/// All that a file holds; empty when it cannot be read.
+[[nodiscard]] std::string contentOf(const std::filesystem::path& file);
 
 /// A file of this run in the current folder, with this content; removed when the object goes.
 class File {

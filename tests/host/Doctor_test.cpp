@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -51,11 +50,6 @@ std::string findings(const json& answer, const std::string& level) {
         text += finding.at("level") == level ? finding.at("text").get<std::string>() + "\n" : "";
     }
     return text;
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

@@ -1,6 +1,5 @@
 // p11host loads no library from the current directory, where anybody may have put one.
 #include <filesystem>
-#include <fstream>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -41,8 +40,7 @@ protected:
         const Outcome outcome = run(words, input, {{"P11HOST_TEST_LOADED", "marks"}});
         // None of them is a PKCS#11 module, but a job is content with an executor that has no functions.
         EXPECT_THAT(outcome.status, ::testing::AnyOf(0, 3)) << outcome.errors;
-        std::ifstream marks("marks", std::ios::binary);
-        return {std::istreambuf_iterator<char>(marks), std::istreambuf_iterator<char>()};
+        return contentOf("marks");
     }
 
     static std::string withModule(const std::string& name) {

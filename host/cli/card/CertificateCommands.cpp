@@ -24,7 +24,7 @@ namespace {
 /// The one certificate of a file. A chain is refused: which of its certificates is meant would be a guess.
 x509::Certificate readCertificateFile(const std::string& path) {
     const WipedBytes file = readFile(path);
-    std::vector<x509::Certificate> certificates = x509::Certificate::readAll(viewOf(file), fileName(path));
+    std::vector<x509::Certificate> certificates = x509::Certificate::readAll(x509::viewOf(file), fileName(path));
     if (certificates.size() != 1) {
         throw UsageError(fileName(path) + ": " + std::to_string(certificates.size()) +
                          " certificates are in it; give each in a file of its own");

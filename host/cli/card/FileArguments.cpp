@@ -10,14 +10,6 @@ std::string fileName(const std::string& path) {
     return "file \"" + path + "\"";
 }
 
-x509::ByteView viewOf(std::string_view bytes) noexcept {
-    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
-}
-
-x509::ByteView viewOf(const WipedBytes& bytes) noexcept {
-    return viewOf(charactersOf(bytes));
-}
-
 std::string textOf(const x509::Bytes& bytes) {
     return {bytes.begin(), bytes.end()};
 }

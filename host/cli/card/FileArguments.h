@@ -5,7 +5,6 @@
 #include "host/cli/card/CardRun.h"
 #include "host/x509/Hash.h"
 #include "host/x509/PublicKey.h"
-#include "text/Wiped.h"
 
 // What the commands for keys, certificates and signatures share: files, forms and hashes.
 
@@ -16,8 +15,6 @@ inline constexpr CardOption kHashOption = {"--hash", "sha1|sha224|sha256|sha384|
 
 /// `file "a.pem"`, as errors name it.
 [[nodiscard]] std::string fileName(const std::string& path);
-[[nodiscard]] x509::ByteView viewOf(std::string_view bytes) noexcept;
-[[nodiscard]] x509::ByteView viewOf(const WipedBytes& bytes) noexcept;
 [[nodiscard]] std::string textOf(const x509::Bytes& bytes);
 
 /// The value of --hash. UsageError for an unknown one.

@@ -14,7 +14,7 @@ namespace {
 void answerNewKey(CardRun& run, const NewKey& key, const ObjectView& made) {
     if (!run.isDryRun()) {
         answerKeyPair(run, key.id, key.label,
-                      x509::PublicKey(viewOf(made.modulus), viewOf(made.exponent), "the new public key"));
+                      x509::PublicKey(x509::viewOf(made.modulus), x509::viewOf(made.exponent), "the new public key"));
     }
 }
 

@@ -15,7 +15,7 @@ x509::PrivateKey readKeyFile(CardRun& run) {
     const std::optional<std::string> source = run.arguments().value("--passphrase");
     const PinSource from = source ? readPinSource(*source) : PinSource();
     const WipedBytes file = readFile(path);
-    return x509::PrivateKey::read(viewOf(file), fileName(path), [&] {
+    return x509::PrivateKey::read(x509::viewOf(file), fileName(path), [&] {
         return readPassphrase(from, "Passphrase of " + fileName(path), run.person());
     });
 }

@@ -15,8 +15,7 @@ namespace {
 /// What is written in a certificate; nothing for one that cannot be read.
 std::optional<x509::Certificate> certificateOf(const ObjectView& object) {
     try {
-        const auto* bytes = reinterpret_cast<const std::uint8_t*>(object.value.data());
-        return x509::Certificate::read({bytes, object.value.size()}, "the certificate");
+        return x509::Certificate::read(x509::viewOf(object.value), "the certificate");
     } catch (const UsageError&) {
         return std::nullopt;
     }

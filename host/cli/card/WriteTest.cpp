@@ -126,11 +126,11 @@ private:
     void generate() {
         checkKeySize(m_token, "2048");
         const ObjectView made = generateKey(m_token, {m_id, kLabel, "2048", {}});
-        m_key.emplace(viewOf(made.modulus), viewOf(made.exponent), "the public key of the test");
+        m_key.emplace(x509::viewOf(made.modulus), x509::viewOf(made.exponent), "the public key of the test");
     }
 
     void sign() {
-        const x509::Bytes digest = x509::digestOf(x509::Hash::Sha256, viewOf(std::string_view(kLabel)));
+        const x509::Bytes digest = x509::digestOf(x509::Hash::Sha256, x509::viewOf(std::string_view(kLabel)));
         const SignedDigest made = signDigest(m_token, m_id, x509::Hash::Sha256, digest);
         if (!m_key->verify(x509::Hash::Sha256, digest, made.signature)) {
             throw x509::SignatureError("the signature does not belong to the public key");

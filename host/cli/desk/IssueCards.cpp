@@ -81,8 +81,7 @@ std::unique_ptr<desk::Progress> progressOf(const Options& options, const Output&
 std::string digestOf(const desk::RowValues& values) {
     x509::Hasher hasher(x509::Hash::Sha256);
     for (const std::string& value : values) {
-        const std::string part = std::to_string(value.size()) + ":" + value;
-        hasher.update({reinterpret_cast<const std::uint8_t*>(part.data()), part.size()});
+        hasher.update(x509::viewOf(std::to_string(value.size()) + ":" + value));
     }
     const x509::Bytes digest = hasher.finish();
     return hexadecimalText({reinterpret_cast<const char*>(digest.data()), digest.size()});

@@ -33,8 +33,8 @@ std::optional<x509::Certificate> certificateIn(const WipedBytes& answer, const x
                                                std::string& reason) {
     try {
         std::optional<x509::Certificate> other;
-        for (x509::Certificate& certificate : x509::Certificate::readAll(
-                 {reinterpret_cast<const std::uint8_t*>(answer.data()), answer.size()}, "the authority's answer")) {
+        for (x509::Certificate& certificate :
+             x509::Certificate::readAll(x509::viewOf(answer), "the authority's answer")) {
             if (certificate.publicKey == key) {
                 return std::move(certificate);
             }

@@ -19,10 +19,6 @@ namespace host::desk {
 
 namespace {
 
-x509::ByteView viewOf(const WipedBytes& bytes) {
-    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
-}
-
 x509::Bytes bytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
@@ -43,7 +39,7 @@ void CardWork::generate(const Step& step) {
 void CardWork::import(const Step& step) {
     const std::string path = step.file.expand(m_row);
     const WipedBytes file = readFile(path);
-    x509::PrivateKey key = x509::PrivateKey::read(viewOf(file), "file \"" + printable(path) + "\"", [&] {
+    x509::PrivateKey key = x509::PrivateKey::read(x509::viewOf(file), "file \"" + printable(path) + "\"", [&] {
         if (step.passphrase.empty()) {
             throw CardFailure(ExitStatus::Failed, "reading the key file \"" + printable(path) + "\"",
                               "it is encrypted, and the plan's step has no \"passphrase\"",

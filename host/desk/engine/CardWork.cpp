@@ -28,8 +28,7 @@ bool needsUser(StepKind kind) {
 CardWork::CardWork(const Plan& plan, const RowValues& row, Claim claim, Token& token, Desk desk)
     : m_plan(plan), m_row(row), m_claim(std::move(claim)), m_token(token), m_desk(desk), m_blank(token.info()) {
     if (!m_claim.certificate.empty()) {
-        const auto* bytes = reinterpret_cast<const std::uint8_t*>(m_claim.certificate.data());
-        m_certificate = x509::Certificate::read({bytes, m_claim.certificate.size()}, "the certificate in the journal");
+        m_certificate = x509::Certificate::read(x509::viewOf(m_claim.certificate), "the certificate in the journal");
     }
 }
 

@@ -90,8 +90,7 @@ void readDocument(const PlanNode& document, Plan& plan, const PlanFaults& faults
 }
 
 std::string digestText(std::string_view bytes) {
-    const x509::Bytes digest =
-        x509::digestOf(x509::Hash::Sha256, {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    const x509::Bytes digest = x509::digestOf(x509::Hash::Sha256, x509::viewOf(bytes));
     return hexadecimalText({reinterpret_cast<const char*>(digest.data()), digest.size()});
 }
 

@@ -84,9 +84,8 @@ std::string certificateCells(const RevocationRecord& revocation) {
     const std::string pem =
         "<details><summary>PEM</summary><pre>" + escaped(revocation.certificate) + "</pre></details></td>";
     try {
-        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(revocation.certificate.data());
         const x509::Certificate certificate =
-            x509::Certificate::read({bytes, revocation.certificate.size()}, "the certificate");
+            x509::Certificate::read(x509::viewOf(revocation.certificate), "the certificate");
         return cell(certificate.serialText) + "<td>" + escaped(certificate.subjectText) + "<br>issued by " +
                escaped(certificate.issuerText) + pem;
     } catch (const UsageError&) {

@@ -4,6 +4,13 @@
 
 namespace Faults {
 
+inline constexpr const char* kNewPin = "35363738";
+inline constexpr const char* kTokenInfo = "C_GetTokenInfo(0x11)";
+
+[[nodiscard]] inline std::string logout(const std::string& session) {
+    return "C_Logout(" + session + ")";
+}
+
 /// The session on which a script that needs the user works, and whether the script's own call logged the user in.
 struct Frame {
     std::string session;

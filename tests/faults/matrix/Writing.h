@@ -21,4 +21,12 @@ struct Working {
     return ends(working.error, after, joined(further, frame.logout()), working.outputs);
 }
 
+/// The logout that ends what the script began; when it fails, the script has done its work all the same.
+inline void addLogout(Body& body, const Frame& frame) {
+    if (frame.loggedIn) {
+        const std::string logout = frame.call("C_Logout");
+        body.steps.push_back({logout, ends(body.good.error, body.good.after, {logout}, body.good.outputs), {}});
+    }
+}
+
 } // namespace Faults

@@ -7,7 +7,6 @@ namespace Faults {
 
 namespace {
 
-const char* const kTokenInfo = "C_GetTokenInfo(0x11)";
 const char* const kWrongPin = "39393939";
 
 std::string loginOf(bool isOfficer, const std::string& session) {

@@ -7,8 +7,6 @@ namespace Faults {
 
 namespace {
 
-const char* const kNewPin = "35363738";
-
 struct Role {
     std::string id;
     std::string oldPin;
@@ -23,10 +21,6 @@ std::string login(const Role& role, const std::string& session) {
 
 std::string setPin(const Role& role, const std::string& session) {
     return "C_SetPIN(" + session + ", " + role.oldPin + ", " + kNewPin + ")";
-}
-
-std::string logout(const std::string& session) {
-    return "C_Logout(" + session + ")";
 }
 
 /// What the executor and the token know after a change that worked.

@@ -34,13 +34,6 @@ void addInnerLogin(Body& body, const Frame& frame, const Outcome& stale) {
         {getSessionInfo(frame.session), endsLoggedOut(frame), {{CKR_SESSION_HANDLE_INVALID, refused}}});
 }
 
-void addLogout(Body& body, const Frame& frame) {
-    if (frame.loggedIn) {
-        const std::string logout = frame.call("C_Logout");
-        body.steps.push_back({logout, ends(body.good.error, body.good.after, {logout}), {}});
-    }
-}
-
 Body namedBody(const Frame& frame) {
     const Frame fresh{frame.session == "0x1" ? "0x2" : "0x3", true};
     const Outcome searching = endsLoggedOut(frame, {.search = true});

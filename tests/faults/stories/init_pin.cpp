@@ -7,9 +7,7 @@ namespace Faults {
 
 namespace {
 
-const char* const kNewPin = "35363738";
 const char* const kWrongKey = "3939393939393939";
-const char* const kTokenInfo = "C_GetTokenInfo(0x11)";
 
 std::string login(const std::string& session, const std::string& key = kSoPin) {
     return "C_Login(" + session + ", CKU_SO, " + key + ")";
@@ -17,10 +15,6 @@ std::string login(const std::string& session, const std::string& key = kSoPin) {
 std::string initPin(const std::string& session) {
     return "C_InitPIN(" + session + ", " + kNewPin + ")";
 }
-std::string logout(const std::string& session) {
-    return "C_Logout(" + session + ")";
-}
-
 /// The executor keeps the PIN that the operation brought, whatever becomes of it.
 Now given(const Now& now) {
     return now.keeping(kNewPin);

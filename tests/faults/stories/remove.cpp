@@ -14,7 +14,7 @@ struct Sweep {
 };
 
 /// The logout is tried until the token agrees; its refusal takes the place of everything but a client code.
-void addLogout(Body& body, const Frame& frame) {
+void addLogoutOfRemoval(Body& body, const Frame& frame) {
     if (frame.loggedIn) {
         const std::string logout = frame.call("C_Logout");
         const std::string error = body.good.error == "0" ? kMapped : body.good.error;
@@ -45,7 +45,7 @@ BodyOf removing(const std::vector<Sweep>& sweeps) {
         for (const Sweep& sweep : sweeps) {
             addSweep(body, frame, sweep);
         }
-        addLogout(body, frame);
+        addLogoutOfRemoval(body, frame);
         return body;
     };
 }
@@ -57,7 +57,7 @@ BodyOf findingNothing(const std::string& searched) {
         body.good = ends("80f3", frame.ended());
         addSweep(body, frame, {searched, {}});
         body.steps.back().otherwise = goesOnTo(frame.ended().search());
-        addLogout(body, frame);
+        addLogoutOfRemoval(body, frame);
         return body;
     };
 }
@@ -70,7 +70,7 @@ Furnish holding(const std::vector<CK_OBJECT_CLASS>& classes) {
     };
 }
 
-const Sweep kCertificate = {"[CKA_CLASS=1 CKA_ID=01]", {"0x101"}};
+const Sweep kCertificateSweep = {"[CKA_CLASS=1 CKA_ID=01]", {"0x101"}};
 
 } // namespace
 
@@ -82,7 +82,8 @@ std::vector<Story> removeStories() {
         stories.push_back(loggedInStory(name, start, "removeData", given, furnish, body));
     };
     for (const Start start : {Start::NoSession, Start::ReadOnly, Start::Public, Start::UserIn, Start::OfficerIn}) {
-        add("RemoveCertificate", start, params("CERTIFICATE"), holding({CKO_CERTIFICATE}), removing({kCertificate}));
+        add("RemoveCertificate", start, params("CERTIFICATE"), holding({CKO_CERTIFICATE}),
+            removing({kCertificateSweep}));
     }
     for (const Start start : {Start::NoSession, Start::UserIn}) {
         add("RemoveKeyPair", start, params("KEY_PAIR"), holding({CKO_PRIVATE_KEY, CKO_PUBLIC_KEY}),

@@ -13,13 +13,6 @@ std::string errorOf(const Frame& frame) {
 }
 
 /// Until the token agrees; never in "ERROR".
-void addLogout(Body& body, const Frame& frame) {
-    if (frame.loggedIn) {
-        const std::string logout = frame.call("C_Logout");
-        body.steps.push_back({logout, ends(body.good.error, body.good.after, {logout}, body.good.outputs), {}});
-    }
-}
-
 void addSearch(Body& body, const Frame& frame) {
     const Outcome failed = endsLoggedOut(frame, {.error = errorOf(frame)});
     const Outcome searching = endsLoggedOut(frame, {.error = errorOf(frame), .search = true});
@@ -54,7 +47,7 @@ Body noKeyBody(const Frame& frame) {
     return body;
 }
 
-void addKey(Fake::Module& fake) {
+void addSigningKey(Fake::Module& fake) {
     fake.addObject(Fake::Attributes()
                        .number(CKA_CLASS, CKO_PRIVATE_KEY)
                        .hex(CKA_ID, "01")
@@ -67,7 +60,7 @@ std::vector<Story> signStories() {
     const Params params = Params().plain("ALGOID", "1.2.840.113549.1.1.1").hex("KEYID", "01").base64("DATA", "AQI=");
     std::vector<Story> stories;
     for (const Start start : {Start::NoSession, Start::ReadOnly, Start::Public, Start::UserIn, Start::OfficerIn}) {
-        stories.push_back(loggedInStory("Sign", start, "signData", params, addKey, signBody));
+        stories.push_back(loggedInStory("Sign", start, "signData", params, addSigningKey, signBody));
         stories.push_back(loggedInStory("SignWithoutKey", start, "signData", params, {}, noKeyBody));
     }
     return stories;

@@ -7,8 +7,6 @@ namespace Faults {
 
 namespace {
 
-const char* const kTokenInfo = "C_GetTokenInfo(0x11)";
-
 Story stateStory(const std::string& name, Start start, const std::string& role, const std::string& state) {
     Story story;
     story.name = name;

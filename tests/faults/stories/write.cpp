@@ -8,16 +8,9 @@ namespace Faults {
 
 namespace {
 
-const OpenSslKey& kKey = kRsa1024Exponent3;
+const OpenSslKey& kWrittenKey = kRsa1024Exponent3;
 
 /// The logout is tried until the token agrees, and never reaches "ERROR".
-void addLogout(Body& body, const Frame& frame) {
-    if (frame.loggedIn) {
-        const std::string logout = frame.call("C_Logout");
-        body.steps.push_back({logout, ends(body.good.error, body.good.after, {logout}), {}});
-    }
-}
-
 Body certificateBody(const Frame& frame) {
     Body body;
     body.steps = {{frame.call("C_CreateObject", "[CKA_CLASS=1 CKA_TOKEN=true CKA_PRIVATE=false "
@@ -32,16 +25,18 @@ Body certificateBody(const Frame& frame) {
 std::string privateKeyCall(const Frame& frame) {
     return frame.call("C_CreateObject",
                       std::string("[CKA_CLASS=3 CKA_TOKEN=true CKA_PRIVATE=true CKA_KEY_TYPE=0 CKA_PRIME_1=") +
-                          kKey.prime1 + " CKA_PRIME_2=" + kKey.prime2 + " CKA_EXPONENT_1=" + kKey.exponent1 +
-                          " CKA_EXPONENT_2=" + kKey.exponent2 + " CKA_COEFFICIENT=" + kKey.coefficient +
-                          " CKA_MODULUS=" + kKey.modulus + " CKA_PUBLIC_EXPONENT=" + kKey.publicExponent +
-                          " CKA_PRIVATE_EXPONENT=" + kKey.privateExponent + " CKA_ID=01]");
+                          kWrittenKey.prime1 + " CKA_PRIME_2=" + kWrittenKey.prime2 +
+                          " CKA_EXPONENT_1=" + kWrittenKey.exponent1 + " CKA_EXPONENT_2=" + kWrittenKey.exponent2 +
+                          " CKA_COEFFICIENT=" + kWrittenKey.coefficient + " CKA_MODULUS=" + kWrittenKey.modulus +
+                          " CKA_PUBLIC_EXPONENT=" + kWrittenKey.publicExponent +
+                          " CKA_PRIVATE_EXPONENT=" + kWrittenKey.privateExponent + " CKA_ID=01]");
 }
 
 std::string publicKeyCall(const Frame& frame, const std::string& tail = "") {
     return frame.call("C_CreateObject",
                       std::string("[CKA_CLASS=2 CKA_TOKEN=true CKA_PRIVATE=false CKA_KEY_TYPE=0 CKA_MODULUS=") +
-                          kKey.modulus + " CKA_PUBLIC_EXPONENT=" + kKey.publicExponent + " CKA_ID=01" + tail + "]");
+                          kWrittenKey.modulus + " CKA_PUBLIC_EXPONENT=" + kWrittenKey.publicExponent + " CKA_ID=01" +
+                          tail + "]");
 }
 
 Body privateKeyBody(const Frame& frame) {
@@ -53,7 +48,7 @@ Body privateKeyBody(const Frame& frame) {
 }
 
 /// A search that failed is not ended.
-void addSearch(Body& body, const Frame& frame) {
+void addPublicKeySearch(Body& body, const Frame& frame) {
     const Outcome searching = endsLoggedOut(frame, {.search = true});
     body.steps.push_back({frame.call("C_FindObjectsInit", "[CKA_CLASS=2 CKA_ID=01]"), endsLoggedOut(frame), {}});
     body.steps.push_back({frame.call("C_FindObjects", "max=1"), searching, {}});
@@ -63,7 +58,7 @@ void addSearch(Body& body, const Frame& frame) {
 /// A refused public key is tried once more, with the length of its modulus.
 Body keyPairBody(const Frame& frame) {
     Body body = {{{privateKeyCall(frame), endsLoggedOut(frame), {}}}, ends("0", frame.ended())};
-    addSearch(body, frame);
+    addPublicKeySearch(body, frame);
     const Outcome again = endsLoggedOut(frame, {.error = "0"}, {publicKeyCall(frame, " CKA_MODULUS_BITS=1024")});
     body.steps.push_back({publicKeyCall(frame), again, {}});
     addLogout(body, frame);
@@ -73,7 +68,7 @@ Body keyPairBody(const Frame& frame) {
 /// The public key is there already: it is kept.
 Body halfPairBody(const Frame& frame) {
     Body body = {{{privateKeyCall(frame), endsLoggedOut(frame), {}}}, ends("0", frame.ended())};
-    addSearch(body, frame);
+    addPublicKeySearch(body, frame);
     addLogout(body, frame);
     return body;
 }
@@ -90,7 +85,7 @@ Params keyParams(const std::string& type) {
         .plain("OBJ_TYPE", type)
         .plain("ALGOID", "1.2.840.113549.1.1.1")
         .plain("KEYENCODING", "PKCS8.clear")
-        .bytes("KEYVALUE", kKey.pkcs8)
+        .bytes("KEYVALUE", kWrittenKey.pkcs8)
         .hex("ID", "01");
 }
 

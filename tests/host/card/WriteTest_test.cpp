@@ -6,7 +6,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 
 #include <nlohmann/json.hpp>
 
@@ -63,11 +62,6 @@ std::string findings(const json& report) {
         text += said.rfind("write test: ", 0) == 0 ? said + " | " + finding.at("remedy").get<std::string>() + "\n" : "";
     }
     return text;
-}
-
-std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // Whatever is answered: nobody's card is locked by a test.

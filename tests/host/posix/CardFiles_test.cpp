@@ -49,10 +49,7 @@ protected:
         EXPECT_EQ(outcome.status, status) << outcome.errors;
         return json::parse(outcome.output);
     }
-    [[nodiscard]] std::string contentOf(const std::string& name) const {
-        std::ifstream stream(at(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    }
+    [[nodiscard]] std::string contentOf(const std::string& name) const { return tests::contentOf(at(name)); }
     /// The key of key.pem with the identifier 01, and its certificate in a file.
     void importedKey() const {
         ASSERT_EQ(withPin({"import-key", at("key.pem"), "--id", "01", "--label", "mine"}).status, 0);

@@ -24,14 +24,15 @@ protected:
     }
 };
 
-Words sign(const Words& more) {
+Words signOnTerminal(const Words& more) {
     Words arguments = {hostProgram(), "--plugin", doublePlugin(), "--module", "m", "--raw", "writeData"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
 }
 
 TEST_F(Terminal, aPromptReadsWithoutEchoWhateverSizeTheTerminalGets) {
-    const TerminalOutcome outcome = runOnTerminal(sign({"--json", "PIN=prompt:"}), {{"PIN: ", "7531\n", true}});
+    const TerminalOutcome outcome =
+        runOnTerminal(signOnTerminal({"--json", "PIN=prompt:"}), {{"PIN: ", "7531\n", true}});
     const std::string& shown = outcome.shown;
     EXPECT_THAT(outcome.echoes, ElementsAre(false));
     EXPECT_TRUE(outcome.isRestored);
@@ -41,19 +42,19 @@ TEST_F(Terminal, aPromptReadsWithoutEchoWhateverSizeTheTerminalGets) {
 }
 
 TEST_F(Terminal, aQuestionStandsThereOnceAndHasOneColon) {
-    const std::string shown = runOnTerminal(sign({"PIN=prompt:Your PIN:"}), {{"PIN: ", "7531\n"}}).shown;
+    const std::string shown = runOnTerminal(signOnTerminal({"PIN=prompt:Your PIN:"}), {{"PIN: ", "7531\n"}}).shown;
     EXPECT_THAT(shown, HasSubstr("Your PIN: "));
     EXPECT_EQ(shown.find("Your PIN"), shown.rfind("Your PIN"));
     EXPECT_THAT(shown, Not(HasSubstr("::")));
 }
 
 TEST_F(Terminal, anInterruptAtThePromptSaysThatTheTokenIsAsItWas) {
-    EXPECT_THAT(runOnTerminal(sign({"PIN=prompt:"}), {{"PIN: ", "12\x03"}}).shown,
+    EXPECT_THAT(runOnTerminal(signOnTerminal({"PIN=prompt:"}), {{"PIN: ", "12\x03"}}).shown,
                 HasSubstr("p11host: interrupted before \"writeData\" was begun; the token is as it was"));
 }
 
 TEST_F(Terminal, anInterruptAtThePromptEndsTheProgram) {
-    const TerminalOutcome outcome = runOnTerminal(sign({"PIN=prompt:"}), {{"PIN: ", "12\x03"}});
+    const TerminalOutcome outcome = runOnTerminal(signOnTerminal({"PIN=prompt:"}), {{"PIN: ", "12\x03"}});
     const std::string& shown = outcome.shown;
     EXPECT_TRUE(outcome.isRestored) << "the terminal stays without echo";
     EXPECT_THAT(shown, HasSubstr("status 130"));
@@ -62,20 +63,20 @@ TEST_F(Terminal, anInterruptAtThePromptEndsTheProgram) {
 }
 
 TEST_F(Terminal, aSlowOperationTurnsASpinnerAndCleansItUp) {
-    const std::string shown = runOnTerminal(sign({"SLEEP=1200"}), {}, {{"TERM", "xterm"}}).shown;
+    const std::string shown = runOnTerminal(signOnTerminal({"SLEEP=1200"}), {}, {{"TERM", "xterm"}}).shown;
     // How often it turns and which second it shows depends on what else the machine does.
     EXPECT_THAT(shown, ContainsRegex("\r[-|/\\\\] writing to the token, [0-9]+ s"));
     EXPECT_THAT(shown, HasSubstr("\r                           \r"));
 }
 
 TEST_F(Terminal, aDumbOneShowsNoSpinner) {
-    EXPECT_THAT(runOnTerminal(sign({"SLEEP=1200"}), {}, {{"TERM", "dumb"}}).shown,
+    EXPECT_THAT(runOnTerminal(signOnTerminal({"SLEEP=1200"}), {}, {{"TERM", "dumb"}}).shown,
                 Not(HasSubstr("writing to the token")));
 }
 
 TEST(Descriptors, withoutATerminalAPromptIsRefusedAndSaysWhatToDo) {
     // A session of its own has no controlling terminal.
-    Words arguments = sign({"PIN=prompt:"});
+    Words arguments = signOnTerminal({"PIN=prompt:"});
     arguments.insert(arguments.begin(), "/usr/bin/setsid");
     arguments.insert(arguments.begin() + 1, "--wait");
     const Outcome refused = run(arguments);
@@ -86,7 +87,7 @@ TEST(Descriptors, withoutATerminalAPromptIsRefusedAndSaysWhatToDo) {
 TEST(Descriptors, aSecretComesFromAnOpenDescriptor) {
     const File secret("geheim\n");
     const int descriptor = ::open(secret.path().c_str(), O_RDONLY);
-    const Outcome fine = run(sign({"--json", "PIN=fd:" + std::to_string(descriptor)}));
+    const Outcome fine = run(signOnTerminal({"--json", "PIN=fd:" + std::to_string(descriptor)}));
     ::close(descriptor);
     EXPECT_EQ(fine.status, 0);
     EXPECT_THAT(fine.output, HasSubstr("{\"id\":\"PIN\",\"encoding\":4,\"type\":0,\"value\":\"67656865696D\"}"));

@@ -22,13 +22,7 @@ using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-std::string contentOf(const std::string& file) {
-    std::ostringstream content;
-    content << std::ifstream(file).rdbuf();
-    return content.str();
-}
-
-std::vector<json> linesOf(const std::string& file) {
+std::vector<json> recordsOf(const std::string& file) {
     std::vector<json> lines;
     std::istringstream content(contentOf(file));
     for (std::string line; std::getline(content, line);) {
@@ -39,7 +33,7 @@ std::vector<json> linesOf(const std::string& file) {
 
 std::set<std::string> callsOf(const std::string& file) {
     std::set<std::string> calls;
-    for (const json& line : linesOf(file)) {
+    for (const json& line : recordsOf(file)) {
         calls.insert(line.at("call").get<std::string>());
     }
     return calls;
@@ -84,9 +78,9 @@ TEST_F(Watch, recordsAnyCommandAndChangesNoAnswer) {
     EXPECT_TRUE(callsOf(record()).contains("C_GetSlotInfo"));
     EXPECT_EQ(modeOf(record()), 0600U);
     // Another command appends to it.
-    const std::size_t lines = linesOf(record()).size();
+    const std::size_t lines = recordsOf(record()).size();
     EXPECT_EQ(watched({"getReaderList"}).status, 0);
-    EXPECT_GT(linesOf(record()).size(), lines);
+    EXPECT_GT(recordsOf(record()).size(), lines);
 }
 
 TEST_F(Watch, recordsAJob) {
@@ -104,7 +98,7 @@ TEST_F(Watch, ofAFileThatOthersCouldRead) {
     ASSERT_EQ(::chmod(record().c_str(), 0666), 0);
     EXPECT_EQ(watched({"readers"}).errors, "");
     EXPECT_EQ(modeOf(record()), 0600U);
-    EXPECT_FALSE(linesOf(record()).empty());
+    EXPECT_FALSE(recordsOf(record()).empty());
 }
 
 TEST_F(Watch, intoAFolderThatIsNotThere) {
@@ -157,7 +151,7 @@ TEST_F(Watch, withALimitHasTwoFilesAtMost) {
     EXPECT_EQ(files, 2U);
     for (const std::string& file : {record(), record() + ".1"}) {
         EXPECT_EQ(modeOf(file), 0600U);
-        EXPECT_FALSE(linesOf(file).empty());
+        EXPECT_FALSE(recordsOf(file).empty());
         EXPECT_LT(contentOf(file).size(), 6000U);
     }
 }
@@ -182,7 +176,7 @@ TEST_F(Watch, ofAKilledHostHasEachCallThatEnded) {
     ASSERT_THAT(child.readLine(), HasSubstr("READERS"));
     ASSERT_EQ(::kill(static_cast<pid_t>(child.process()), SIGKILL), 0);
     EXPECT_EQ(child.wait(), -1);
-    const std::vector<json> lines = linesOf(record());
+    const std::vector<json> lines = recordsOf(record());
     ASSERT_FALSE(lines.empty());
     for (std::size_t i = 0; i < lines.size(); ++i) {
         EXPECT_EQ(lines[i].at("n"), i + 1);
@@ -193,7 +187,7 @@ TEST_F(Watch, ofAKilledHostHasEachCallThatEnded) {
 TEST_F(Watch, ofSeveralHostsAtOnce) {
     const std::size_t calls = [&] {
         EXPECT_EQ(watched({"readers"}).status, 0);
-        return linesOf(record()).size();
+        return recordsOf(record()).size();
     }();
     constexpr int kHosts = 4;
     {
@@ -203,7 +197,7 @@ TEST_F(Watch, ofSeveralHostsAtOnce) {
         }
     }
     std::map<std::uint64_t, std::size_t> processes;
-    for (const json& line : linesOf(record())) {
+    for (const json& line : recordsOf(record())) {
         ++processes[line.at("process").get<std::uint64_t>()];
     }
     EXPECT_EQ(processes.size(), kHosts + 1U);

@@ -50,6 +50,11 @@ private:
     std::filesystem::path m_path;
 };
 
+inline std::string utf8NameOf(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
 inline std::string contentsOf(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};

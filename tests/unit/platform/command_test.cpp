@@ -56,11 +56,6 @@ std::string hexadecimal(const std::string& text) {
     return digits;
 }
 
-std::string utf8NameOf(const std::filesystem::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 /// A file whose lock another process holds as long as it lives.
 class Command : public testing::Test {
 protected:

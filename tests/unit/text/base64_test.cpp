@@ -11,19 +11,19 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-Bytes bytesOf(const std::string& text) {
+Bytes asBytes(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
 /// Nothing, or the bytes; the input in a block of exactly its size.
-std::optional<Bytes> decode(const std::wstring& text) {
+std::optional<Bytes> decodeGroups(const std::wstring& text) {
     const std::unique_ptr<wchar_t[]> input(new wchar_t[text.size()]);
     text.copy(input.get(), text.size());
     const SecretBuffer bytes = text::decodeBase64({input.get(), text.size()});
     return bytes.isNull() ? std::nullopt : std::optional<Bytes>({bytes.data(), bytes.data() + bytes.size()});
 }
 
-std::wstring encode(const Bytes& bytes) {
+std::wstring encodeGroups(const Bytes& bytes) {
     const std::size_t needed = text::base64Length(bytes.size());
     const std::unique_ptr<wchar_t[]> output(new wchar_t[needed]);
     text::encodeBase64(bytes, output.get());
@@ -37,16 +37,16 @@ TEST(Base64, ReadsAndWritesTheKnownTexts) {
         {"\x01\x02", L"AQI="}, {"\xFB\xFF\xBF", L"+/+/"}, {"The quick brown fox", L"VGhlIHF1aWNrIGJyb3duIGZveA=="},
     };
     for (const auto& [bytes, text] : table) {
-        EXPECT_EQ(decode(text), bytesOf(bytes)) << bytes;
-        EXPECT_EQ(encode(bytesOf(bytes)), text) << bytes;
+        EXPECT_EQ(decodeGroups(text), asBytes(bytes)) << bytes;
+        EXPECT_EQ(encodeGroups(asBytes(bytes)), text) << bytes;
     }
-    EXPECT_EQ(encode({}), L"");
+    EXPECT_EQ(encodeGroups({}), L"");
 }
 
 TEST(Base64, AllowsWhiteSpaceAroundGroups) {
-    EXPECT_EQ(decode(L"Zm9v YmFy"), bytesOf("foobar"));
-    EXPECT_EQ(decode(L" \tZm9v\r\nYmE=\r\n"), bytesOf("fooba"));
-    EXPECT_EQ(decode(L"Zm9v\n\n\nYg== "), bytesOf("foob"));
+    EXPECT_EQ(decodeGroups(L"Zm9v YmFy"), asBytes("foobar"));
+    EXPECT_EQ(decodeGroups(L" \tZm9v\r\nYmE=\r\n"), asBytes("fooba"));
+    EXPECT_EQ(decodeGroups(L"Zm9v\n\n\nYg== "), asBytes("foob"));
 }
 
 TEST(Base64, RefusesEverythingElse) {
@@ -97,14 +97,14 @@ TEST(Base64, RefusesEverythingElse) {
         L"-----BEGIN CERTIFICATE-----\nZm9v\n-----END CERTIFICATE-----\n",
     };
     for (const std::wstring& text : table) {
-        EXPECT_EQ(decode(text), std::nullopt) << testing::PrintToString(text);
+        EXPECT_EQ(decodeGroups(text), std::nullopt) << testing::PrintToString(text);
     }
 }
 
 // As the Windows decoder has it: encoders that leave rubbish in the bits that no byte takes exist.
 TEST(Base64, IgnoresTheBitsThatNoByteTakes) {
-    EXPECT_EQ(decode(L"Zh=="), bytesOf("f"));
-    EXPECT_EQ(decode(L"Zm9="), bytesOf("fo"));
+    EXPECT_EQ(decodeGroups(L"Zh=="), asBytes("f"));
+    EXPECT_EQ(decodeGroups(L"Zm9="), asBytes("fo"));
 }
 
 TEST(Base64, WritesOneLineOfAnyLengthAndReadsItBack) {
@@ -117,10 +117,10 @@ TEST(Base64, WritesOneLineOfAnyLengthAndReadsItBack) {
         for (std::size_t i = 0; i < length; ++i) {
             bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
         }
-        const std::wstring text = encode(bytes);
+        const std::wstring text = encodeGroups(bytes);
         EXPECT_EQ(text.size(), (length + 2) / 3 * 4);
         EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos);
-        EXPECT_EQ(decode(text), bytes);
+        EXPECT_EQ(decodeGroups(text), bytes);
     }
 }
 

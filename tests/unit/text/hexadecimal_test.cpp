@@ -12,7 +12,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 /// Nothing, or the bytes; the input in a block of exactly its size.
-std::optional<Bytes> decode(const std::wstring& text) {
+std::optional<Bytes> decodePairs(const std::wstring& text) {
     const std::unique_ptr<wchar_t[]> input(new wchar_t[text.size()]);
     text.copy(input.get(), text.size());
     const SecretBuffer bytes = text::decodeHexadecimal({input.get(), text.size()});
@@ -20,11 +20,11 @@ std::optional<Bytes> decode(const std::wstring& text) {
 }
 
 TEST(Hexadecimal, TakesPairsOfDigitsOfEitherCase) {
-    EXPECT_EQ(decode(L"0AFF"), (Bytes{0x0A, 0xFF}));
-    EXPECT_EQ(decode(L"0aff"), (Bytes{0x0A, 0xFF}));
-    EXPECT_EQ(decode(L"fF0a"), (Bytes{0xFF, 0x0A}));
-    EXPECT_EQ(decode(L"00"), (Bytes{0x00}));
-    EXPECT_EQ(decode(L"0123456789ABCDEFabcdef"),
+    EXPECT_EQ(decodePairs(L"0AFF"), (Bytes{0x0A, 0xFF}));
+    EXPECT_EQ(decodePairs(L"0aff"), (Bytes{0x0A, 0xFF}));
+    EXPECT_EQ(decodePairs(L"fF0a"), (Bytes{0xFF, 0x0A}));
+    EXPECT_EQ(decodePairs(L"00"), (Bytes{0x00}));
+    EXPECT_EQ(decodePairs(L"0123456789ABCDEFabcdef"),
               (Bytes{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF}));
 }
 
@@ -37,12 +37,12 @@ TEST(Hexadecimal, TakesEveryByte) {
         text += digits[value % 16];
         expected.push_back(static_cast<std::uint8_t>(value));
     }
-    EXPECT_EQ(decode(text), expected);
+    EXPECT_EQ(decodePairs(text), expected);
 }
 
 TEST(Hexadecimal, AllowsWhiteSpaceAroundPairs) {
-    EXPECT_EQ(decode(L"0A FF"), (Bytes{0x0A, 0xFF}));
-    EXPECT_EQ(decode(L" \t0A\r\n\r\nFF12 \n"), (Bytes{0x0A, 0xFF, 0x12}));
+    EXPECT_EQ(decodePairs(L"0A FF"), (Bytes{0x0A, 0xFF}));
+    EXPECT_EQ(decodePairs(L" \t0A\r\n\r\nFF12 \n"), (Bytes{0x0A, 0xFF, 0x12}));
 }
 
 TEST(Hexadecimal, RefusesEverythingElse) {
@@ -74,7 +74,7 @@ TEST(Hexadecimal, RefusesEverythingElse) {
         std::wstring(1, static_cast<wchar_t>(-1)) + L"0",
     };
     for (const std::wstring& text : table) {
-        EXPECT_EQ(decode(text), std::nullopt) << testing::PrintToString(text);
+        EXPECT_EQ(decodePairs(text), std::nullopt) << testing::PrintToString(text);
     }
 }
 
@@ -93,7 +93,7 @@ TEST(Hexadecimal, TakesLongTexts) {
     for (int i = 0; i < 100000; ++i) {
         text += L"A5";
     }
-    EXPECT_EQ(decode(text), Bytes(100000, 0xA5));
+    EXPECT_EQ(decodePairs(text), Bytes(100000, 0xA5));
 }
 
 } // namespace

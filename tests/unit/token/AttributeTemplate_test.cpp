@@ -20,9 +20,9 @@ static_assert(!std::is_copy_constructible_v<AttributeTemplate>);
 static_assert(!std::is_copy_assignable_v<AttributeTemplate>);
 static_assert(!std::is_move_constructible_v<AttributeTemplate>);
 
-constexpr std::string_view kSecret = "prime-number-of-nobody-0123456789";
+constexpr std::string_view kPrime = "prime-number-of-nobody-0123456789";
 
-std::span<const std::uint8_t> bytesOf(std::string_view text) {
+std::span<const std::uint8_t> viewOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
@@ -67,14 +67,14 @@ TEST(AttributeTemplate, PresetTypesAreNoEntries) {
 TEST(AttributeTemplate, OwnsACopyOfTheBytes) {
     AttributeTemplate attributes(kRoom);
     std::string source("a\0b", 3);
-    attributes.setBytes(CKA_ID, bytesOf(source));
+    attributes.setBytes(CKA_ID, viewOf(source));
     source = "xyz";
     EXPECT_EQ(valueOf(attributes.entries()[0]), std::string("a\0b", 3));
 }
 
 TEST(AttributeTemplate, TakesABuffer) {
     AttributeTemplate attributes(kRoom);
-    SecretBuffer buffer = SecretBuffer::copyOf(bytesOf("label"));
+    SecretBuffer buffer = SecretBuffer::copyOf(viewOf("label"));
     const void* const memory = buffer.data();
     attributes.setBytes(CKA_LABEL, std::move(buffer));
     const CK_ATTRIBUTE& entry = attributes.entries()[0];
@@ -138,7 +138,7 @@ TEST(AttributeTemplate, AnUnwrittenEntryIsFoundByWhatItWasMeantFor) {
 
 TEST(AttributeTemplate, HandsOutAFreshCopyEachTime) {
     AttributeTemplate attributes(kRoom);
-    attributes.setBytes(CKA_ID, bytesOf("01"));
+    attributes.setBytes(CKA_ID, viewOf("01"));
     CK_ATTRIBUTE* entries = attributes.entries();
     entries[0].type = CKA_LABEL;
     entries[0].pValue = nullptr;
@@ -150,28 +150,28 @@ TEST(AttributeTemplate, HandsOutAFreshCopyEachTime) {
 }
 
 TEST(AttributeTemplate, WipesItsValuesWhenItGoes) {
-    const TestHeap::Watch watch(kSecret);
+    const TestHeap::Watch watch(kPrime);
     {
         AttributeTemplate attributes(kRoom);
-        attributes.setBytes(CKA_PRIME_1, bytesOf(kSecret));
-        attributes.setBytes(CKA_PRIME_2, SecretBuffer::copyOf(bytesOf(kSecret)));
+        attributes.setBytes(CKA_PRIME_1, viewOf(kPrime));
+        attributes.setBytes(CKA_PRIME_2, SecretBuffer::copyOf(viewOf(kPrime)));
     }
     EXPECT_GE(watch.blocks(), 2U);
     EXPECT_EQ(watch.leaks(), 0U);
 }
 
 TEST(AttributeTemplate, WipesWhatItOverwritesAndWhatFindsNoRoom) {
-    const TestHeap::Watch watch(kSecret);
+    const TestHeap::Watch watch(kPrime);
     AttributeTemplate attributes(kRoom);
-    attributes.setBytes(CKA_PRIME_1, bytesOf(kSecret));
+    attributes.setBytes(CKA_PRIME_1, viewOf(kPrime));
     attributes.endFixed();
-    attributes.setBytes(CKA_PRIME_1, bytesOf("another"));
+    attributes.setBytes(CKA_PRIME_1, viewOf("another"));
     EXPECT_GE(watch.blocks(), 1U);
     EXPECT_EQ(watch.leaks(), 0U);
     for (CK_ATTRIBUTE_TYPE type = 0; type < AttributeTemplate::kCapacity; ++type) {
-        attributes.setBytes(CKA_VENDOR_DEFINED + type, bytesOf(kSecret));
+        attributes.setBytes(CKA_VENDOR_DEFINED + type, viewOf(kPrime));
     }
-    attributes.setBytes(CKA_PRIME_2, SecretBuffer::copyOf(bytesOf(kSecret)));
+    attributes.setBytes(CKA_PRIME_2, SecretBuffer::copyOf(viewOf(kPrime)));
     EXPECT_EQ(watch.leaks(), 0U);
 }
 

@@ -8,6 +8,7 @@
 
 #include "ry/rylog.h"
 #include "tests/heap/Heap.h"
+#include "tests/unit/util/WideText.h"
 
 namespace {
 
@@ -15,10 +16,6 @@ using Zel::Parameter;
 using Zel::ParameterEncoding;
 using Zel::ParameterType;
 using Zel::TString;
-
-std::wstring str(const TString& text) {
-    return {text.data(), text.length()};
-}
 
 std::wstring hexOf(const std::vector<std::uint8_t>& bytes) {
     return str(Binary2TStringHex(bytes.data(), bytes.size()));

@@ -5,15 +5,12 @@
 #include <filesystem>
 #include <string>
 
-#include "../platform/Fixture.h"
+#include "tests/unit/platform/Fixture.h"
+#include "tests/unit/util/WideText.h"
 
 using namespace plugin;
 
 namespace {
-
-std::wstring str(const Zel::TString& text) {
-    return {text.data(), text.length()};
-}
 
 std::wstring pluginLibrary() {
     return std::filesystem::path(PLUGIN_LIBRARY).wstring();

@@ -2,15 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "../platform/Fixture.h"
+#include "tests/unit/platform/Fixture.h"
+#include "tests/unit/util/WideText.h"
 
 using namespace plugin;
 
 namespace {
-
-std::wstring str(const Zel::TString& text) {
-    return {text.data(), text.length()};
-}
 
 std::wstring versionOfFile(const std::filesystem::path& file) {
     return str(fileVersionText(Zel::TString(file.wstring().c_str())));

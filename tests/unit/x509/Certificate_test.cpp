@@ -9,13 +9,13 @@
 
 using host::x509::Certificate;
 using host::x509::usageNames;
+using host::x509::viewOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using tests::errorOf;
 using tests::hexadecimal;
 using tests::kName;
-using tests::viewOf;
 
 namespace {
 

@@ -9,13 +9,13 @@
 #include "text/Base64.h"
 
 using host::x509::PrivateKey;
+using host::x509::viewOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using tests::errorOf;
 using tests::kName;
 using tests::noPassphrase;
 using tests::passphrase;
-using tests::viewOf;
 
 namespace {
 

@@ -11,7 +11,6 @@ using ::testing::HasSubstr;
 using tests::errorOf;
 using tests::hexadecimal;
 using tests::kName;
-using tests::viewOf;
 
 namespace {
 

@@ -12,10 +12,6 @@ namespace tests {
 
 inline constexpr const char* kName = "file \"x\"";
 
-inline host::x509::ByteView viewOf(std::string_view text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 inline std::string hexadecimal(host::x509::ByteView bytes) {
     std::string digits(bytes.size() * 2, '\0');
     text::encodeHexadecimal(bytes, digits.data());

@@ -12,11 +12,6 @@ namespace {
 
 using platform::InputStream;
 
-std::string utf8NameOf(const std::filesystem::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 /// All that can be read, so many bytes at a time.
 std::string restOf(InputStream& stream, std::size_t room) {
     std::string text;

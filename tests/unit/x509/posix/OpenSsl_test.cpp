@@ -17,7 +17,6 @@ using ::testing::HasSubstr;
 using tests::hexadecimal;
 using tests::kName;
 using tests::passphrase;
-using tests::viewOf;
 
 namespace {
 
