@@ -14,7 +14,6 @@ using Fake::Function;
 namespace {
 
 const std::string kScript = "generateKeyPair";
-const std::string kRsa = "1.2.840.113549.1.1.1";
 const std::string kHead = "PKCS11Client::generateKeyPair: ";
 
 /// C0 01 02 … 7E 01: the scripted module's first modulus of 1024 bits.

@@ -14,7 +14,6 @@ namespace {
 
 const std::string kScript = "writeData";
 const std::string kMethod = "writeKey";
-const std::string kRsa = "1.2.840.113549.1.1.1";
 
 Params keyOf(const std::string& objectType, const OpenSslKey& key = kRsa1024Exponent3) {
     return Params()

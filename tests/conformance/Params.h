@@ -23,6 +23,9 @@ struct Destroy {
 };
 using ParameterVector = std::unique_ptr<Zel::Vector<Zel::Parameter>, Destroy>;
 
+/// The name of RSA keys in ALGOID.
+inline constexpr const char* kRsa = "1.2.840.113549.1.1.1";
+
 /// A vector of parameters, or no vector at all. `Params()` is an empty vector.
 class Params {
 public:

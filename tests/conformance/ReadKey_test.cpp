@@ -11,7 +11,6 @@ namespace {
 
 const std::string kScript = "readData";
 const std::string kMethod = "readKey";
-const std::string kRsa = "1.2.840.113549.1.1.1";
 const SearchEntry kClassEntry = {0x00, numberDump(2)};
 
 const Output kDone = {"ERROR", 2, 3, "0"};
@@ -197,9 +196,8 @@ INSTANTIATE_TEST_SUITE_P(
     Keywords, ReadKeyTerm,
     ::testing::Values(
         KeyTermRow{"none", Params(), "[CKA_CLASS=2]"},
-        KeyTermRow{"algorithm", Params().plain("ALGOID", "1.2.840.113549.1.1.1"), "[CKA_CLASS=2 CKA_KEY_TYPE=0]"},
-        KeyTermRow{"algorithmWhateverTheEncoding", Params().add("ALGOID", 1, 2, "1.2.840.113549.1.1.1"),
-                   "[CKA_CLASS=2 CKA_KEY_TYPE=0]"},
+        KeyTermRow{"algorithm", Params().plain("ALGOID", kRsa), "[CKA_CLASS=2 CKA_KEY_TYPE=0]"},
+        KeyTermRow{"algorithmWhateverTheEncoding", Params().add("ALGOID", 1, 2, kRsa), "[CKA_CLASS=2 CKA_KEY_TYPE=0]"},
         KeyTermRow{"label", Params().hex("LABEL", "4142"), "[CKA_CLASS=2 CKA_LABEL=4142]"},
         KeyTermRow{"labelUpToTheFirstZero", Params().hex("LABEL", "410042"), "[CKA_CLASS=2 CKA_LABEL=41]"},
         KeyTermRow{"labelBeginningWithZero", Params().hex("LABEL", "00"), "[CKA_CLASS=2 CKA_LABEL=empty]"},
@@ -219,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(
                        .hex("ID", "03")
                        .hex("SUBJECT", "02")
                        .hex("LABEL", "01")
-                       .plain("ALGOID", "1.2.840.113549.1.1.1"),
+                       .plain("ALGOID", kRsa),
                    "[CKA_CLASS=2 CKA_MODIFIABLE=false CKA_PRIVATE=false CKA_TOKEN=true CKA_ID=03 CKA_SUBJECT=02 "
                    "CKA_LABEL=01 CKA_KEY_TYPE=0]"},
         KeyTermRow{"keywordsOfCertificatesAreIgnored",
@@ -244,7 +242,7 @@ TEST_F(ReadKey, anUndecodableLabelKeepsTheTypeThatItsPlaceIsPresetTo) {
     };
     Params before;
     std::string entries = "[CKA_CLASS=2";
-    for (const Place& place : std::vector<Place>{{"CKA_TOKEN", "ALGOID", "1.2.840.113549.1.1.1", " CKA_KEY_TYPE=0"},
+    for (const Place& place : std::vector<Place>{{"CKA_TOKEN", "ALGOID", kRsa, " CKA_KEY_TYPE=0"},
                                                  {"CKA_PRIVATE", "MODIFIABLE", "1", " CKA_MODIFIABLE=true"},
                                                  {"CKA_KEY_TYPE", "PRIVATE", "0", " CKA_PRIVATE=false"},
                                                  {"CKA_MODIFIABLE", "TOKEN", "1", " CKA_TOKEN=true"},
@@ -315,7 +313,7 @@ TEST_F(ReadKey, aNinthEntryIsToldInTheWholeTraceAndTheSessionStaysOpen) {
 
     expectOutputs(result, {errorIs("80ec")});
     expectCalls({"C_OpenSession(0x11, flags=0x4)"});
-    expectTrace(framed(params, badParameter("ALGOID: " + kRsa), result));
+    expectTrace(framed(params, badParameter("ALGOID: " + std::string(kRsa)), result));
     EXPECT_EQ(fake.sessionCount(), 1U);
 }
 

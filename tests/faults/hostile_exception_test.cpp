@@ -13,9 +13,8 @@ namespace Faults {
 namespace {
 
 using Conformance::Executor;
+using Conformance::kRsa;
 using Conformance::Params;
-
-const char* const kRsa = "1.2.840.113549.1.1.1";
 
 struct Kind {
     Thrown thrown;

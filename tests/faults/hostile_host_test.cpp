@@ -172,8 +172,6 @@ void PrintTo(const Request& request, std::ostream* out) {
     *out << request.name;
 }
 
-const char* const kRsa = "1.2.840.113549.1.1.1";
-
 std::vector<Request> nothingGiven() {
     const struct {
         const char* script;

@@ -37,6 +37,11 @@ Outcome run(const Words& arguments, const std::string& input, const Environment&
     return result;
 }
 
+Words with(Words words, const Words& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
 std::string contentOf(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};

@@ -55,6 +55,9 @@ struct Outcome {
 
 [[nodiscard]] Outcome run(const Words& arguments, const std::string& input = "", const Environment& environment = {});
 
+/// The words of a command, and more behind them.
+[[nodiscard]] Words with(Words words, const Words& more);
+
 /// All that a file holds; empty when it cannot be read.
 [[nodiscard]] std::string contentOf(const std::filesystem::path& file);
 

@@ -17,7 +17,6 @@ using namespace Conformance;
 
 namespace {
 
-constexpr const char* kRsa = "1.2.840.113549.1.1.1";
 constexpr unsigned long kWarmUp = 1000;
 constexpr long kMostGrowth = 1L << 20;
 

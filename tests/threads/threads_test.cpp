@@ -18,7 +18,6 @@ namespace {
 
 constexpr int kThreads = 16;
 constexpr int kRounds = 12;
-constexpr const char* kRsa = "1.2.840.113549.1.1.1";
 
 /// Runs `work` on all threads at once.
 void onAllThreads(const std::function<void(int)>& work) {

@@ -13,11 +13,11 @@
 namespace Token {
 
 using Conformance::Executor;
+using Conformance::kRsa;
 using Conformance::Params;
 using Conformance::Result;
 using Where = std::source_location;
 
-inline constexpr const char* kRsa = "1.2.840.113549.1.1.1";
 inline constexpr const char* kOfficerPin = "87654321";
 inline constexpr const char* kUserPin = "123456";
 

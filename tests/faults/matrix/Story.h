@@ -14,6 +14,7 @@
 
 namespace Faults {
 
+using Conformance::kRsa;
 using Conformance::Output;
 using Conformance::Params;
 using Calls = std::vector<std::string>;

@@ -35,11 +35,8 @@ Body generateBody(const Frame& frame) {
 } // namespace
 
 std::vector<Story> generateStories() {
-    const Params params = Params()
-                              .plain("ALGOID", "1.2.840.113549.1.1.1")
-                              .plain("KEYSIZE", "1024")
-                              .base64("PUBLICEXPONENT", "AQAB")
-                              .hex("ID", "01");
+    const Params params =
+        Params().plain("ALGOID", kRsa).plain("KEYSIZE", "1024").base64("PUBLICEXPONENT", "AQAB").hex("ID", "01");
     std::vector<Story> stories;
     for (const Start start : {Start::NoSession, Start::ReadOnly, Start::Public, Start::UserIn, Start::OfficerIn}) {
         stories.push_back(loggedInStory("GenerateKeyPair", start, "generateKeyPair", params, {}, generateBody));

@@ -57,7 +57,7 @@ void addSigningKey(Fake::Module& fake) {
 } // namespace
 
 std::vector<Story> signStories() {
-    const Params params = Params().plain("ALGOID", "1.2.840.113549.1.1.1").hex("KEYID", "01").base64("DATA", "AQI=");
+    const Params params = Params().plain("ALGOID", kRsa).hex("KEYID", "01").base64("DATA", "AQI=");
     std::vector<Story> stories;
     for (const Start start : {Start::NoSession, Start::ReadOnly, Start::Public, Start::UserIn, Start::OfficerIn}) {
         stories.push_back(loggedInStory("Sign", start, "signData", params, addSigningKey, signBody));

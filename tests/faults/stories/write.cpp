@@ -83,7 +83,7 @@ Body nothingBody(const Frame& frame) {
 Params keyParams(const std::string& type) {
     return Params()
         .plain("OBJ_TYPE", type)
-        .plain("ALGOID", "1.2.840.113549.1.1.1")
+        .plain("ALGOID", kRsa)
         .plain("KEYENCODING", "PKCS8.clear")
         .bytes("KEYVALUE", kWrittenKey.pkcs8)
         .hex("ID", "01");

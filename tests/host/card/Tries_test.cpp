@@ -37,13 +37,8 @@ Answer answer(const std::string& token, const Words& words) {
     return {line, outcome.status, trace.content()};
 }
 
-const Words kLogin = {"objects", "--pin", "env:P11HOST_TEST_PIN"};
+const Words kSignedIn = {"objects", "--pin", "env:P11HOST_TEST_PIN"};
 const Words kUnlock = {"unlock-pin", "--so-pin", "env:P11HOST_TEST_SO", "--new-pin", "env:P11HOST_TEST_NEW"};
-
-Words with(Words words, const Words& more) {
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
-}
 
 std::string stateOf(const std::string& token) {
     return answer(token, {"readers"}).line.at("readers").at(0).at("state");
@@ -58,12 +53,12 @@ TEST(Tries, areShown) {
 }
 
 TEST(Tries, theLastOneIsNotSpentWithoutAYes) {
-    const Answer stopped = answer("user=1", with(kLogin, {"--last-try", "stop"}));
+    const Answer stopped = answer("user=1", with(kSignedIn, {"--last-try", "stop"}));
     EXPECT_EQ(stopped.status, 9);
     EXPECT_THAT(stopped.line.at("error").at("reason").get<std::string>(),
                 HasSubstr("one try is left; no PIN was sent"));
     EXPECT_THAT(stopped.trace, Not(HasSubstr("C_Login")));
-    const Answer sent = answer("user=1", with(kLogin, {"--last-try", "go"}));
+    const Answer sent = answer("user=1", with(kSignedIn, {"--last-try", "go"}));
     EXPECT_EQ(sent.status, 0);
     EXPECT_THAT(sent.trace, HasSubstr("C_Login"));
     const Answer officer = answer("so=1", with(kUnlock, {"--last-try", "stop"}));
@@ -72,7 +67,7 @@ TEST(Tries, theLastOneIsNotSpentWithoutAYes) {
 }
 
 TEST(Tries, aLockedPinIsNotSentAndTheRemedyIsNamed) {
-    const Answer locked = answer("user=0", with(kLogin, {"--last-try", "go"}));
+    const Answer locked = answer("user=0", with(kSignedIn, {"--last-try", "go"}));
     EXPECT_EQ(locked.status, 6);
     EXPECT_THAT(locked.line.at("error").at("remedy").get<std::string>(), HasSubstr("p11host unlock-pin"));
     EXPECT_THAT(locked.trace, Not(HasSubstr("C_Login")));

@@ -31,7 +31,7 @@ Environment environmentOf(const std::string& token) {
             {"P11HOST_READER", ""},        {"P11HOST_TOKEN", ""},        {"P11HOST_URI", ""}};
 }
 
-Ending doctor(const std::string& token, const Words& words, Environment more = {}) {
+Ending examined(const std::string& token, const Words& words, Environment more = {}) {
     const File trace("");
     Words arguments = {hostProgram(), "--json", "--trace", trace.path(), "doctor", "--write-test", "--yes"};
     arguments.insert(arguments.end(), words.begin(), words.end());
@@ -42,13 +42,8 @@ Ending doctor(const std::string& token, const Words& words, Environment more = {
 
 const Words kNamed = {"--token", "Fake Token", "--pin", "env:P11HOST_TEST_PIN"};
 
-Words with(Words words, const Words& more) {
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
-}
-
 Ending writeTest(const std::string& token) {
-    Ending ended = doctor(token, kNamed);
+    Ending ended = examined(token, kNamed);
     EXPECT_TRUE(ended.line.is_object()) << ended.errors;
     ended.line = ended.line.is_object() ? ended.line : json::object();
     return ended;
@@ -66,13 +61,13 @@ std::string findings(const json& report) {
 
 // Whatever is answered: nobody's card is locked by a test.
 TEST(WriteTest, neverSpendsTheLastTry) {
-    const Ending last = doctor("user=1", kNamed);
+    const Ending last = examined("user=1", kNamed);
     EXPECT_EQ(last.status, 9);
     EXPECT_THAT(last.line.at("error").at("reason").get<std::string>(), HasSubstr("one try is left; no PIN was sent"));
     EXPECT_THAT(last.line.at("error").at("remedy").get<std::string>(), HasSubstr("in another command"));
     EXPECT_THAT(last.trace, Not(HasSubstr("C_Login")));
-    EXPECT_EQ(doctor("user=1", with(kNamed, {"--last-try", "go"})).status, 2) << "there is no such option";
-    const Ending locked = doctor("user=0", kNamed);
+    EXPECT_EQ(examined("user=1", with(kNamed, {"--last-try", "go"})).status, 2) << "there is no such option";
+    const Ending locked = examined("user=0", kNamed);
     EXPECT_EQ(locked.status, 6);
     EXPECT_THAT(locked.trace, Not(HasSubstr("C_Login")));
 }
@@ -82,12 +77,12 @@ TEST(WriteTest, wantsTheTokenOnTheCommandLine) {
     const Words pin = {"--pin", "env:P11HOST_TEST_PIN"};
     for (const auto& [variable, value] : Environment{
              {"P11HOST_TOKEN", "Fake Token"}, {"P11HOST_URI", "pkcs11:token=Fake%20Token"}, {"P11HOST_READER", "x"}}) {
-        const Ending ended = doctor("", pin, {{variable, value}});
+        const Ending ended = examined("", pin, {{variable, value}});
         EXPECT_EQ(ended.status, 2) << variable;
         EXPECT_THAT(ended.errors, HasSubstr("name it on the command line"));
     }
-    EXPECT_EQ(doctor("", with(pin, {"--uri", "pkcs11:object=x"})).status, 2);
-    EXPECT_EQ(doctor("user=0", with(pin, {"--uri", "pkcs11:token=Fake%20Token"})).status, 6) << "the token is found";
+    EXPECT_EQ(examined("", with(pin, {"--uri", "pkcs11:object=x"})).status, 2);
+    EXPECT_EQ(examined("user=0", with(pin, {"--uri", "pkcs11:token=Fake%20Token"})).status, 6) << "the token is found";
 }
 
 // A step that the module refuses is said.
@@ -145,8 +140,8 @@ TEST(WriteTest, saysThatItCouldNotLook) {
 
 // What ended another process would end this one.
 TEST(WriteTest, isNotMadeWithAModuleThatCrashes) {
-    const Ending ended =
-        doctor("", {"--module", beside(DOCTOR_MODULE), "--reader", "Reader of the tests"}, {{"DOCTOR_FAULT", "exit"}});
+    const Ending ended = examined("", {"--module", beside(DOCTOR_MODULE), "--reader", "Reader of the tests"},
+                                  {{"DOCTOR_FAULT", "exit"}});
     EXPECT_EQ(ended.status, 9) << ended.errors;
     EXPECT_THAT(ended.errors, HasSubstr("the module ended the process in C_GetSlotInfo"));
     EXPECT_THAT(ended.errors, HasSubstr("nothing was written"));
@@ -156,7 +151,7 @@ TEST(WriteTest, isNotMadeWithAModuleThatCrashes) {
 TEST(WriteTest, leavesAReportWhenTheModuleEndsTheProcess) {
     const File name("");
     const std::filesystem::path folder = name.path() + ".report";
-    const Ending ended = doctor("exit-in-generate", with(kNamed, {"--out", folder.string()}));
+    const Ending ended = examined("exit-in-generate", with(kNamed, {"--out", folder.string()}));
     EXPECT_EQ(ended.status, 1);
     const json report = json::parse(contentOf(folder / "report.json"), nullptr, false);
     ASSERT_TRUE(report.is_object()) << ended.errors;
@@ -210,7 +205,7 @@ TEST(WriteTest, writesNothingToTheTokenWhenTheReportCannotBeWritten) {
     const File name("");
     const std::filesystem::path folder = name.path() + ".report";
     std::filesystem::create_directories(folder / "report.json.new" / "full");
-    const Ending ended = doctor("", with(kNamed, {"--out", folder.string()}));
+    const Ending ended = examined("", with(kNamed, {"--out", folder.string()}));
     EXPECT_EQ(ended.status, 2);
     EXPECT_THAT(ended.errors, HasSubstr("report.json\" cannot be written"));
     EXPECT_THAT(ended.errors, HasSubstr("Fake Token")) << "the report is shown";
@@ -223,7 +218,7 @@ TEST(WriteTest, writesTheReportWhenThePinCannotBeRead) {
     const File name("");
     const std::filesystem::path folder = name.path() + ".report";
     const Ending ended =
-        doctor("", {"--token", "Fake Token", "--pin", "env:P11HOST_TEST_NOT_SET", "--out", folder.string()});
+        examined("", {"--token", "Fake Token", "--pin", "env:P11HOST_TEST_NOT_SET", "--out", folder.string()});
     EXPECT_EQ(ended.status, 2);
     EXPECT_THAT(ended.errors, HasSubstr("P11HOST_TEST_NOT_SET"));
     EXPECT_TRUE(json::accept(contentOf(folder / "report.json")));
