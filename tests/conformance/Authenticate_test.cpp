@@ -15,10 +15,6 @@ constexpr CK_USER_TYPE kSo = 0;
 constexpr CK_USER_TYPE kUser = 1;
 const Output kLastTry = {"LEFTPINTRY", 2, 3, "1"};
 
-Output error(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
 Params staticPin(const std::string& role, const std::string& pin) {
     return Params().plain("AUTH_TYPE", "STATIC").plain("PINID", role).hex("PIN", pin);
 }
@@ -39,10 +35,10 @@ TEST_F(Authenticate, logsTheUserInOnAReadWriteSession) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
-                loginTrace(kScript, 1, kUser) + leave(kScript) + executeTail(result));
+    expectTrace(
+        executeTrace(kScript, params.ids(), openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser), result));
     EXPECT_EQ(fake.login(), Role::User);
 }
 
@@ -52,10 +48,10 @@ TEST_F(Authenticate, logsTheOfficerIn) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
-                loginTrace(kScript, 1, kSo) + leave(kScript) + executeTail(result));
+    expectTrace(
+        executeTrace(kScript, params.ids(), openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kSo), result));
     EXPECT_EQ(fake.login(), Role::SecurityOfficer);
 }
 
@@ -64,34 +60,34 @@ TEST_F(Authenticate, everythingMayComeFromTheAccessParameters) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
-    expectTrace(executeHead(kScript, std::nullopt) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
-                loginTrace(kScript, 1, kUser) + leave(kScript) + executeTail(result));
+    expectTrace(
+        executeTrace(kScript, std::nullopt, openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser), result));
 }
 
 TEST_F(Authenticate, anEmptyListIsAsGoodAsNone) {
     startWithReader(staticPin("SO", kSoPinHex));
-    expectOutputs(execute(kScript, Params()), {error("0")});
+    expectOutputs(execute(kScript, Params()), {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
 }
 
 TEST_F(Authenticate, withoutAnyPinIdItIsTheUser) {
     startWithReader();
-    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").hex("PIN", kUserPinHex)), {error("0")});
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").hex("PIN", kUserPinHex)), {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(Authenticate, theAuthenticationTypeOfAnEarlierOperationStands) {
     startWithReader();
     run("beginSynchronization", Params().plain("AUTH_TYPE", "STATIC"));
-    expectOutputs(execute(kScript, Params().hex("PIN", kUserPinHex)), {error("0")});
+    expectOutputs(execute(kScript, Params().hex("PIN", kUserPinHex)), {errorIs("0")});
 }
 
 TEST_F(Authenticate, anOpenReadWriteSessionIsKept) {
     startWithSession(Role::Nobody);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)"});
     expectTrace(entry(kScript) + keepSessionTrace(1, CKS_RW_PUBLIC_SESSION, 6) + loginTrace(kScript, 1, kUser) +
@@ -102,7 +98,7 @@ TEST_F(Authenticate, aReadOnlySessionIsReplaced) {
     startWithSession(Role::Nobody);
     fake.setSessionState(CKS_RO_PUBLIC_SESSION);
 
-    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_CloseSession(0x1)", "C_OpenSession(0x11, flags=0x6)",
                  "C_Login(0x2, CKU_USER, 31323334)"});
@@ -116,11 +112,10 @@ TEST_F(Authenticate, aWrongAuthenticationTypeIsReportedAsAPinId) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                Trace{{1, "PKCS11Client::authenticate: Bad parameter PINID: DYNAMIC"}} + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             Trace{{1, "PKCS11Client::authenticate: Bad parameter PINID: DYNAMIC"}}, result));
 }
 
 TEST_F(Authenticate, theAuthenticationTypeIsComparedExactly) {
@@ -144,11 +139,10 @@ TEST_F(Authenticate, withoutAuthenticationTypeItIsRefused) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                Trace{{1, "PKCS11Client::authenticate: AUTH_TYPE parameter not found"}} + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             Trace{{1, "PKCS11Client::authenticate: AUTH_TYPE parameter not found"}}, result));
 }
 
 TEST_F(Authenticate, identifiersAreComparedExactly) {
@@ -170,11 +164,10 @@ TEST_F(Authenticate, withoutPinItIsRefused) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                Trace{{1, "PKCS11Client::authenticate: PIN parameter not found"}} + leave(kScript) +
-                executeTail(result));
+    expectTrace(
+        executeTrace(kScript, params.ids(), Trace{{1, "PKCS11Client::authenticate: PIN parameter not found"}}, result));
 }
 
 TEST_F(Authenticate, theAuthenticationTypeIsMissedBeforeThePin) {
@@ -188,12 +181,13 @@ TEST_F(Authenticate, aPinOfTheOtherRoleIsNotUsed) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                Trace{{1, "PKCS11Client::authenticate: the PIN is provided in accessParam (not in a script parameter) "
-                          "but script PINID (0x01) different from runtime PINID(0x00)"}} +
-                leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(
+        kScript, params.ids(),
+        Trace{{1, "PKCS11Client::authenticate: the PIN is provided in accessParam (not in a script parameter) "
+                  "but script PINID (0x01) different from runtime PINID(0x00)"}},
+        result));
 }
 
 TEST_F(Authenticate, anEmptyPinOfTheOperationTakesTheAccessPinsPlace) {
@@ -204,11 +198,10 @@ TEST_F(Authenticate, anEmptyPinOfTheOperationTakesTheAccessPinsPlace) {
 
         const Result result = execute(kScript, params);
 
-        expectOutputs(result, {error("80ec")});
+        expectOutputs(result, {errorIs("80ec")});
         expectCalls({});
-        expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                    Trace{{1, "PKCS11Client::authenticate: PIN parameter not found"}} + leave(kScript) +
-                    executeTail(result));
+        expectTrace(executeTrace(kScript, params.ids(),
+                                 Trace{{1, "PKCS11Client::authenticate: PIN parameter not found"}}, result));
         plugin.free();
         fake.reset();
     }
@@ -228,13 +221,13 @@ TEST_F(Authenticate, anEmptyPinWithoutRoleTakesTheAccessPinsPlaceForGood) {
 
 TEST_F(Authenticate, theRuntimePinStandsBeforeTheAccessPin) {
     startWithReader(staticPin("USER", "39393939"));
-    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {error("0")});
+    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(Authenticate, ofTwoPinsTheLastCounts) {
     startWithReader();
-    expectOutputs(execute(kScript, staticPin("USER", "39393939").hex("PIN", kUserPinHex)), {error("0")});
+    expectOutputs(execute(kScript, staticPin("USER", "39393939").hex("PIN", kUserPinHex)), {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
@@ -243,7 +236,7 @@ TEST_F(Authenticate, thePinIsTheTextAsItStandsWhateverItsEncodingSays) {
     startWithReader();
     const Params params = Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "USER").base64("PIN", kUserPinHex);
 
-    expectOutputs(execute(kScript, params), {error("0")});
+    expectOutputs(execute(kScript, params), {errorIs("0")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
@@ -251,14 +244,14 @@ TEST_F(Authenticate, thePinIsTheTextAsItStandsWhateverItsEncodingSays) {
 
 TEST_F(Authenticate, evenATextThatStandsForItsBytesIsTakenAsItStands) {
     startWithReader();
-    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "1234")), {error("80ee")});
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "1234")), {errorIs("80ee")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 1234)", "C_GetTokenInfo(0x11)"});
 }
 
 TEST_F(Authenticate, aTextThatIsNotHexadecimalServesThroughTheAccessValue) {
     fake.setUserPin("PIN!");
     startWithReader();
-    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "PIN!")), {error("0")});
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "PIN!")), {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 50494E21)"});
 }
 
@@ -267,7 +260,7 @@ TEST_F(Authenticate, plainPinsAreHexadecimalTextToo) {
     startWithReader();
     const Params params = Params().plain("AUTH_TYPE", "STATIC").plain("PIN", "abcdEF01");
 
-    expectOutputs(execute(kScript, params), {error("0")});
+    expectOutputs(execute(kScript, params), {errorIs("0")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, ABCDEF01)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -276,7 +269,7 @@ TEST_F(Authenticate, plainPinsAreHexadecimalTextToo) {
 TEST_F(Authenticate, aPinWithZeroBytesIsWhole) {
     fake.setUserPin(std::string("\0\0\x31\0", 4));
     startWithReader();
-    expectOutputs(execute(kScript, staticPin("USER", "00003100")), {error("0")});
+    expectOutputs(execute(kScript, staticPin("USER", "00003100")), {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 00003100)"});
     EXPECT_EQ(storedUserPin(), "00003100");
 }
@@ -287,7 +280,7 @@ TEST_F(Authenticate, aLongPinIsWhole) {
         pin += "41";
     }
     startWithReader();
-    expectOutputs(execute(kScript, staticPin("USER", pin)), {error("80ee")});
+    expectOutputs(execute(kScript, staticPin("USER", pin)), {errorIs("80ee")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, " + pin + ")", "C_GetTokenInfo(0x11)"});
 }
 
@@ -297,7 +290,7 @@ TEST_F(Authenticate, aSessionThatCannotBeOpenedEndsIt) {
     startWithReader();
     fake.answerNext(Function::C_OpenSession, CKR_SESSION_COUNT);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {error("80fe")});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {errorIs("80fe")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)"});
     expectTrace(entry(kScript) + openSessionTrace(kReadWrite, static_cast<CK_SESSION_HANDLE>(-1), 0x11, 0xB1) +
@@ -306,7 +299,7 @@ TEST_F(Authenticate, aSessionThatCannotBeOpenedEndsIt) {
 
 TEST_F(Authenticate, withoutAResolvedReaderTheModuleAnswers) {
     start();
-    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80e9")});
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {errorIs("80e9")});
     expectCalls({"C_OpenSession(none, flags=0x6)"});
 }
 
@@ -314,7 +307,7 @@ TEST_F(Authenticate, aSessionThatCannotBeAskedEndsIt) {
     startWithSession(Role::Nobody);
     fake.answerNext(Function::C_GetSessionInfo, CKR_DEVICE_ERROR);
 
-    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80fa")});
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {errorIs("80fa")});
 
     expectCalls({"C_GetSessionInfo(0x1)"});
     expectTraceAt(1, failedTight("openSession", "C_GetSessionInfo", 0x30) + failed(kScript, "openSession", 0x30));
@@ -325,7 +318,7 @@ TEST_F(Authenticate, aSessionThatCannotBeAskedEndsIt) {
 TEST_F(Authenticate, theUserWhoIsLoggedInIsLoggedOutAndInAgain) {
     startWithSession(Role::User);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_USER, 31323334)"});
@@ -336,7 +329,7 @@ TEST_F(Authenticate, theUserWhoIsLoggedInIsLoggedOutAndInAgain) {
 TEST_F(Authenticate, theOfficerWhoIsLoggedInMakesWayForTheUser) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {error("0")});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_USER, 31323334)"});
@@ -346,7 +339,7 @@ TEST_F(Authenticate, theOfficerWhoIsLoggedInMakesWayForTheUser) {
 TEST_F(Authenticate, theUserWhoIsLoggedInMakesWayForTheOfficer) {
     startWithSession(Role::User);
 
-    expectOutputs(execute(kScript, staticPin("SO", kSoPinHex)), {error("0")});
+    expectOutputs(execute(kScript, staticPin("SO", kSoPinHex)), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_SO, 3132333435363738)"});
@@ -366,7 +359,7 @@ TEST_P(AuthenticateOccupied, thereIsOneRetryAndNoMore) {
     fake.answerNext(Function::C_Login, GetParam().rv, 2);
     fake.answerNext(Function::C_Logout, CKR_OK);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {error(GetParam().code)});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {errorIs(GetParam().code)});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_USER, 31323334)"});
@@ -381,7 +374,7 @@ TEST_P(AuthenticateOccupied, aLogoutThatFailsEndsIt) {
     fake.answerNext(Function::C_Login, GetParam().rv);
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
 
-    expectOutputs(runScript(kScript, staticPin("USER", "39393939")), {error("80fa")});
+    expectOutputs(runScript(kScript, staticPin("USER", "39393939")), {errorIs("80fa")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_Logout(0x1)"});
     expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
@@ -396,7 +389,7 @@ TEST_P(AuthenticateOccupied, aWrongPinInTheSecondLoginIsAWrongPin) {
     fake.answerNext(Function::C_Logout, CKR_OK);
     fake.setTries(Role::User, 1);
 
-    expectOutputs(execute(kScript, staticPin("USER", "39393939")), {error("80ee"), kLastTry});
+    expectOutputs(execute(kScript, staticPin("USER", "39393939")), {errorIs("80ee"), kLastTry});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_USER, 39393939)", "C_GetTokenInfo(0x11)"});
 }
@@ -416,17 +409,18 @@ TEST_F(Authenticate, aWrongUserPinThatLeavesOneTryIsReportedSo) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ee"), kLastTry});
+    expectOutputs(result, {errorIs("80ee"), kLastTry});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_GetTokenInfo(0x11)"});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(kReadWrite, 1) +
-                loginTrace(kScript, 1, kUser) + lastTryTrace(0x3040D) + failed(kScript, "C_Login", 0xA0) +
-                leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) + lastTryTrace(0x3040D) +
+                                 failed(kScript, "C_Login", 0xA0),
+                             result));
 }
 
 TEST_F(Authenticate, aWrongUserPinThatLeavesMoreTriesIsNot) {
     startWithReader();
 
-    expectOutputs(runScript(kScript, staticPin("USER", "39393939")), {error("80ee")});
+    expectOutputs(runScript(kScript, staticPin("USER", "39393939")), {errorIs("80ee")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)", "C_GetTokenInfo(0x11)"});
     expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
@@ -437,7 +431,7 @@ TEST_F(Authenticate, theOfficersLastTryIsReportedUnderTheSameName) {
     fake.setTries(Role::SecurityOfficer, 2);
     startWithReader();
 
-    expectOutputs(runScript(kScript, staticPin("SO", "39393939")), {error("80ee"), kLastTry});
+    expectOutputs(runScript(kScript, staticPin("SO", "39393939")), {errorIs("80ee"), kLastTry});
 
     expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kSo) +
                 lastTryTrace(0x30040D) + failed(kScript, "C_Login", 0xA0) + leave(kScript));
@@ -447,9 +441,9 @@ TEST_F(Authenticate, onlyTheFinalTryFlagOfTheRoleCounts) {
     startWithReader();
     // COUNT_LOW and LOCKED of both, FINAL_TRY of the other.
     fake.setTokenFlags(Fake::kSlot, 0x10000 | 0x40000 | 0x100000 | 0x400000 | 0x200000, 0x20000);
-    expectOutputs(execute(kScript, staticPin("USER", "39393939")), {error("80ee")});
+    expectOutputs(execute(kScript, staticPin("USER", "39393939")), {errorIs("80ee")});
     fake.setTokenFlags(Fake::kSlot, 0x10000 | 0x40000 | 0x100000 | 0x400000 | 0x20000, 0x200000);
-    expectOutputs(execute(kScript, staticPin("SO", "39393939")), {error("80ee")});
+    expectOutputs(execute(kScript, staticPin("SO", "39393939")), {errorIs("80ee")});
 }
 
 TEST_F(Authenticate, aTokenThatGivesNoInformationDoesNotHideTheWrongPin) {
@@ -459,7 +453,7 @@ TEST_F(Authenticate, aTokenThatGivesNoInformationDoesNotHideTheWrongPin) {
     static_cast<void>(execute("getPlatformIdentifiers", Params().hex("READERNAME", kReaderHex)));
     forget();
 
-    expectOutputs(runScript(kScript, staticPin("USER", "39393939")), {error("80ee")});
+    expectOutputs(runScript(kScript, staticPin("USER", "39393939")), {errorIs("80ee")});
 
     expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
                 failedLastTryTrace(0x30) + failed(kScript, "isLastTry", 0x30) + leave(kScript));
@@ -478,7 +472,7 @@ TEST_P(AuthenticateFails, anyOtherFailureIsReportedWithoutAskingForTheLastTry) {
     fake.setTokenFlags(Fake::kSlot, 0x20000);
     fake.answerNext(Function::C_Login, GetParam().rv);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {error(GetParam().code)});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {errorIs(GetParam().code)});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
     expectTrace(entry(kScript) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
@@ -499,14 +493,14 @@ INSTANTIATE_TEST_SUITE_P(Answers, AuthenticateFails,
 TEST_F(Authenticate, aLockedPinIsReported) {
     fake.setTries(Role::User, 0);
     startWithReader();
-    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80ef")});
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {errorIs("80ef")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(Authenticate, aModuleWithoutLoginIsReported) {
     startWithReader();
     fake.setNullEntry(Function::C_Login);
-    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {error("80f4")});
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {errorIs("80f4")});
     expectTraceAt(1, failed(kScript, "C_Login", 0x54));
 }
 
@@ -514,25 +508,25 @@ TEST_F(Authenticate, aModuleWithoutLoginIsReported) {
 
 TEST_F(Authenticate, theUserPinIsRemembered) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").hex("PIN", "39393939"));
-    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {error("0")});
+    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {errorIs("0")});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 
 TEST_F(Authenticate, theRememberedPinIsTheUsers) {
     // The officer's access role makes way for the user's.
     startWithReader(staticPin("SO", kSoPinHex));
-    expectOutputs(runScript(kScript, Params().plain("PINID", "USER").hex("PIN", kUserPinHex)), {error("0")});
+    expectOutputs(runScript(kScript, Params().plain("PINID", "USER").hex("PIN", kUserPinHex)), {errorIs("0")});
     fake.setLogin(Role::Nobody);
     forget();
 
-    expectOutputs(runScript(kScript, Params::null()), {error("0")});
+    expectOutputs(runScript(kScript, Params::null()), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(Authenticate, anOfficersPinIsNeverRemembered) {
     startWithReader(staticPin("USER", kUserPinHex));
-    expectOutputs(runScript(kScript, Params().plain("PINID", "SO").hex("PIN", kSoPinHex)), {error("0")});
+    expectOutputs(runScript(kScript, Params().plain("PINID", "SO").hex("PIN", kSoPinHex)), {errorIs("0")});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 

@@ -14,16 +14,12 @@ constexpr CK_SLOT_ID kSlot = Fake::kSlot;
 const Trace kNotLastTry = {{4, "PKCS11Client::getAuthenticatorState Last try FALSE"}};
 const Trace kLastTry = {{4, "PKCS11Client::getAuthenticatorStateLast try TRUE"}};
 
-Output error(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
 std::vector<Output> stateIs(const std::string& state) {
-    return {error("0"), {"AUTHSTATE", 0, 1, state}};
+    return {errorIs("0"), {"AUTHSTATE", 0, 1, state}};
 }
 
 std::vector<Output> lastTryAt(const std::string& state) {
-    return {error("0"), {"AUTHSTATE", 0, 1, state}, {"LEFTPINTRY", 2, 1, "1"}};
+    return {errorIs("0"), {"AUTHSTATE", 0, 1, state}, {"LEFTPINTRY", 2, 1, "1"}};
 }
 
 Trace opening() {
@@ -57,10 +53,9 @@ TEST_F(CardState, isAlwaysOneAndAsksNoToken) {
 
     const Result result = execute("getCardState");
 
-    expectOutputs(result, {error("0"), {"CARDSTATE", 2, 3, "1"}});
+    expectOutputs(result, {errorIs("0"), {"CARDSTATE", 2, 3, "1"}});
     expectCalls({});
-    expectTrace(executeHead("getCardState", std::nullopt) + entry("getCardState") + leave("getCardState") +
-                executeTail(result));
+    expectTrace(executeTrace("getCardState", std::nullopt, {}, result));
 }
 
 TEST_F(CardState, itsParametersAreNotLookedAt) {
@@ -68,7 +63,7 @@ TEST_F(CardState, itsParametersAreNotLookedAt) {
     start();
 
     expectOutputs(execute("getCardState", Params().plain("CARDSTATE", "2").hex("READERNAME", "00")),
-                  {error("0"), {"CARDSTATE", 2, 3, "1"}});
+                  {errorIs("0"), {"CARDSTATE", 2, 3, "1"}});
     expectCalls({});
 }
 
@@ -108,10 +103,10 @@ TEST_F(AuthenticatorState, anOpenSessionIsUsedAndLeftOpen) {
     expectOutputs(result, lastTryAt("1"));
     EXPECT_EQ(fake.sessionCount(), 1U);
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetTokenInfo(0x11)"});
-    expectTrace(executeHead(kScript, {{"PINID"}}) + entry(kScript) + askingSession(1) +
-                sessionInfoTrace(kScript, kSlot, CKS_RW_USER_FUNCTIONS, 6) + askingToken() +
-                out(kScript, "tokenInfo.flags", 0x2040D) + stateLine(1) + kLastTry + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, {{"PINID"}},
+                             askingSession(1) + sessionInfoTrace(kScript, kSlot, CKS_RW_USER_FUNCTIONS, 6) +
+                                 askingToken() + out(kScript, "tokenInfo.flags", 0x2040D) + stateLine(1) + kLastTry,
+                             result));
 }
 
 TEST_F(AuthenticatorState, theOfficerIsToldApartFromTheUser) {
@@ -168,10 +163,9 @@ TEST_F(AuthenticatorState, aSessionThatCannotBeOpenedIsReported) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {error("80fe")});
+    expectOutputs(result, {errorIs("80fe")});
     expectCalls({"C_OpenSession(0x11, flags=0x4)"});
-    expectTrace(executeHead(kScript, std::nullopt) + entry(kScript) + opening() +
-                failed(kScript, "C_OpenSession", 0xB1) + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, std::nullopt, opening() + failed(kScript, "C_OpenSession", 0xB1), result));
 }
 
 TEST_F(AuthenticatorState, aHandleWrittenAlongWithAFailureIsNoSession) {
@@ -180,7 +174,7 @@ TEST_F(AuthenticatorState, aHandleWrittenAlongWithAFailureIsNoSession) {
         *handle = 0x77;
         return CKR_DEVICE_ERROR;
     });
-    expectOutputs(execute(kScript), {error("80fa")});
+    expectOutputs(execute(kScript), {errorIs("80fa")});
     expectCalls({"C_OpenSession(0x11, flags=0x4)"});
     fake.unhook(Function::C_OpenSession);
 
@@ -191,7 +185,7 @@ TEST_F(AuthenticatorState, aHandleWrittenAlongWithAFailureIsNoSession) {
 
 TEST_F(AuthenticatorState, anUnresolvedSlotIsPassedToTheModule) {
     start();
-    expectOutputs(execute(kScript), {error("80e9")});
+    expectOutputs(execute(kScript), {errorIs("80e9")});
     expectCalls({"C_OpenSession(none, flags=0x4)"});
 }
 
@@ -201,7 +195,7 @@ TEST_F(AuthenticatorState, aSessionThatCannotBeInspectedIsReportedAndClosed) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {error("80fa")});
+    expectOutputs(result, {errorIs("80fa")});
     expectCalls({"C_OpenSession(0x11, flags=0x4)", "C_GetSessionInfo(0x1)", "C_CloseSession(0x1)"});
     expectTrace(executeHead(kScript, std::nullopt) + openedTrace() + failedTight(kScript, "C_GetSessionInfo", 0x30) +
                 closeSessionTrace(1) + leave(kScript) + executeTail(result));
@@ -213,7 +207,7 @@ TEST_F(AuthenticatorState, aTokenThatCannotBeInspectedIsReportedAndTheSessionClo
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {error("80eb")});
+    expectOutputs(result, {errorIs("80eb")});
     expectTrace(executeHead(kScript, std::nullopt) + openedTrace() +
                 sessionInfoTrace(kScript, kSlot, CKS_RO_PUBLIC_SESSION, 4) + askingToken() +
                 failedTight(kScript, "C_GetTokenInfo", 0xE0) + closeSessionTrace(1) + leave(kScript) +
@@ -223,9 +217,9 @@ TEST_F(AuthenticatorState, aTokenThatCannotBeInspectedIsReportedAndTheSessionClo
 TEST_F(AuthenticatorState, aFailureLeavesASessionOfAnotherScriptOpen) {
     startLoggedIn("USER");
     fake.answerNext(Function::C_GetTokenInfo, CKR_DEVICE_ERROR);
-    expectOutputs(execute(kScript), {error("80fa")});
+    expectOutputs(execute(kScript), {errorIs("80fa")});
     fake.answerNext(Function::C_GetSessionInfo, CKR_DEVICE_ERROR);
-    expectOutputs(execute(kScript), {error("80fa")});
+    expectOutputs(execute(kScript), {errorIs("80fa")});
 
     EXPECT_EQ(fake.sessionCount(), 1U);
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetTokenInfo(0x11)", "C_GetSessionInfo(0x1)"});
@@ -235,9 +229,9 @@ TEST_F(AuthenticatorState, aStaleHandleIsReportedAndKept) {
     startLoggedIn("USER");
     fake.dropSessions();
 
-    expectOutputs(execute(kScript), {error("80ff")});
+    expectOutputs(execute(kScript), {errorIs("80ff")});
     expectTraceAt(1, failedTight(kScript, "C_GetSessionInfo", 0xB3));
-    expectOutputs(execute(kScript), {error("80ff")});
+    expectOutputs(execute(kScript), {errorIs("80ff")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)"});
 }
 
@@ -247,7 +241,7 @@ TEST_F(AuthenticatorState, aFailingCloseIsTheResultBesideTheState) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {error("80fd"), {"AUTHSTATE", 0, 1, "2"}});
+    expectOutputs(result, {errorIs("80fd"), {"AUTHSTATE", 0, 1, "2"}});
     expectTrace(executeHead(kScript, std::nullopt) + openedTrace() +
                 sessionInfoTrace(kScript, kSlot, CKS_RO_PUBLIC_SESSION, 4) + askingToken() +
                 out(kScript, "tokenInfo.flags", 0x40D) + stateLine(2) + kNotLastTry + closeSessionTrace(1, 0xB0) +
@@ -260,7 +254,7 @@ TEST_F(AuthenticatorState, aFailingCloseReplacesAnEarlierFailure) {
     fake.answerNext(Function::C_GetTokenInfo, CKR_DEVICE_ERROR);
     fake.answerNext(Function::C_CloseSession, CKR_GENERAL_ERROR, 1, Fake::When::After);
 
-    expectOutputs(execute(kScript), {error("80f7")});
+    expectOutputs(execute(kScript), {errorIs("80f7")});
     expectTraceAt(1, failedTight(kScript, "C_GetTokenInfo", 0x30) + failed("closeSession", "C_CloseSession", 0x05) +
                          failed(kScript, "closeSession", 0x05));
 }
@@ -271,7 +265,7 @@ TEST_F(AuthenticatorState, anUnknownSessionStateIsReportedAndTheSessionClosed) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {error("80ed")});
+    expectOutputs(result, {errorIs("80ed")});
     expectTrace(executeHead(kScript, std::nullopt) + openedTrace() + sessionInfoTrace(kScript, kSlot, 5, 4) +
                 askingToken() + out(kScript, "tokenInfo.flags", 0x40D) + closeSessionTrace(1) + leave(kScript) +
                 executeTail(result));
@@ -282,18 +276,18 @@ TEST_F(AuthenticatorState, anUnknownSessionStateWinsOverAFailingClose) {
     fake.setSessionState(5);
     fake.answerNext(Function::C_CloseSession, CKR_GENERAL_ERROR, 1, Fake::When::After);
 
-    expectOutputs(execute(kScript), {error("80ed")});
+    expectOutputs(execute(kScript), {errorIs("80ed")});
     expectTraceAt(1, failed("closeSession", "C_CloseSession", 0x05) + failed(kScript, "closeSession", 0x05));
 }
 
 TEST_F(AuthenticatorState, missingFunctionsAnswerAsNotSupported) {
     startWithReader();
     fake.setNullEntry(Function::C_GetTokenInfo);
-    expectOutputs(execute(kScript), {error("80f4")});
+    expectOutputs(execute(kScript), {errorIs("80f4")});
     fake.setNullEntry(Function::C_GetSessionInfo);
-    expectOutputs(execute(kScript), {error("80f4")});
+    expectOutputs(execute(kScript), {errorIs("80f4")});
     fake.setNullEntry(Function::C_OpenSession);
-    expectOutputs(execute(kScript), {error("80f4")});
+    expectOutputs(execute(kScript), {errorIs("80f4")});
 }
 
 struct SessionRow {
@@ -311,7 +305,7 @@ TEST_P(StateBySession, thePinsStateFollowsFromTheSessionsState) {
 
     const Result result = execute(kScript, pinId(row.role));
 
-    expectOutputs(result, row.expected == nullptr ? std::vector<Output>{error("80ed")} : stateIs(row.expected));
+    expectOutputs(result, row.expected == nullptr ? std::vector<Output>{errorIs("80ed")} : stateIs(row.expected));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -17,10 +17,6 @@ constexpr unsigned kNoSession = 0xFFFFFFFF;
 constexpr const char* kNewPinHex = "35363738";
 constexpr const char* kWrongPinHex = "39393939";
 
-Output error(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
 Params pinId(const std::string& role) {
     return Params().plain("PINID", role);
 }
@@ -64,11 +60,11 @@ TEST_F(ChangeAuthenticator, withoutSessionOneIsOpenedAndTheLoginUndone) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + asking(kNoSession) +
-                openSessionTrace(kReadWrite, 1) + changing(1, kUser) + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             asking(kNoSession) + openSessionTrace(kReadWrite, 1) + changing(1, kUser), result));
     EXPECT_EQ(fake.userPin(), "5678");
     EXPECT_EQ(fake.login(), Role::Nobody);
     EXPECT_EQ(fake.sessionCount(), 1U);
@@ -80,11 +76,11 @@ TEST_F(ChangeAuthenticator, theOfficersPinIsChangedTheSameWay) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)",
                  "C_SetPIN(0x1, 3132333435363738, 35363738)", "C_Logout(0x1)"});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + asking(kNoSession) +
-                openSessionTrace(kReadWrite, 1) + changing(1, kSo) + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             asking(kNoSession) + openSessionTrace(kReadWrite, 1) + changing(1, kSo), result));
     EXPECT_EQ(fake.soPin(), "5678");
     EXPECT_EQ(fake.userPin(), "1234");
 }
@@ -92,7 +88,7 @@ TEST_F(ChangeAuthenticator, theOfficersPinIsChangedTheSameWay) {
 TEST_F(ChangeAuthenticator, aLoginOfTheAskedRoleIsUsedAndKept) {
     startWithSession(Role::User);
 
-    expectOutputs(runScript(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_SetPIN(0x1, 31323334, 35363738)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) + setPin(1) +
@@ -103,7 +99,7 @@ TEST_F(ChangeAuthenticator, aLoginOfTheAskedRoleIsUsedAndKept) {
 TEST_F(ChangeAuthenticator, theOfficersLoginIsUsedAndKept) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kScript, change("SO")), {error("0")});
+    expectOutputs(runScript(kScript, change("SO")), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_SetPIN(0x1, 3132333435363738, 35363738)"});
     EXPECT_EQ(fake.login(), Role::SecurityOfficer);
@@ -112,7 +108,7 @@ TEST_F(ChangeAuthenticator, theOfficersLoginIsUsedAndKept) {
 TEST_F(ChangeAuthenticator, onAPublicSessionTheRoleIsLoggedInAndOut) {
     startWithSession(Role::Nobody);
 
-    expectOutputs(runScript(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_SetPIN(0x1, 31323334, 35363738)",
                  "C_Logout(0x1)"});
@@ -129,7 +125,7 @@ TEST_F(ChangeAuthenticator, aReadOnlySessionIsReplaced) {
     run("authenticate");
     fake.unhook(Function::C_OpenSession);
 
-    expectOutputs(runScript(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_CloseSession(0x1)",
                  "C_OpenSession(0x11, flags=0x6)", "C_Login(0x2, CKU_USER, 31323334)",
@@ -142,7 +138,7 @@ TEST_F(ChangeAuthenticator, aStaleSessionIsReplaced) {
     startWithSession(Role::User);
     fake.dropSessions();
 
-    expectOutputs(execute(kScript, change("USER")), {error("0")});
+    expectOutputs(execute(kScript, change("USER")), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_CloseSession(0x1)",
                  "C_OpenSession(0x11, flags=0x6)", "C_Login(0x2, CKU_USER, 31323334)",
@@ -170,7 +166,7 @@ TEST_P(ChangeByState, theSessionStateDecides) {
     fake.answerNext(Function::C_SetPIN, CKR_OK);
     fake.answerNext(Function::C_Logout, CKR_OK);
 
-    expectOutputs(execute(kScript, change(role)), {error("0")});
+    expectOutputs(execute(kScript, change(role)), {errorIs("0")});
 
     const std::string session = row.opens ? "0x2" : "0x1";
     const std::string pin = role == "SO" ? kSoPinHex : kUserPinHex;
@@ -205,7 +201,7 @@ TEST_F(ChangeAuthenticator, anUnknownStateEndsIt) {
     startWithSession(Role::User);
     for (const CK_STATE state : {static_cast<CK_STATE>(5), static_cast<CK_STATE>(33005), static_cast<CK_STATE>(-1)}) {
         fake.setSessionState(state);
-        expectOutputs(runScript(kScript, change("USER")), {error("80ed")});
+        expectOutputs(runScript(kScript, change("USER")), {errorIs("80ed")});
         expectCalls({"C_GetSessionInfo(0x1)"});
         expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, state, 6) + leave(kScript));
     }
@@ -214,7 +210,7 @@ TEST_F(ChangeAuthenticator, anUnknownStateEndsIt) {
 TEST_F(ChangeAuthenticator, anotherRolesLoginStandsInTheWayAndIsLoggedOut) {
     startWithSession(Role::User);
 
-    expectOutputs(runScript(kScript, change("SO")), {error("80f1")});
+    expectOutputs(runScript(kScript, change("SO")), {errorIs("80f1")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_Logout(0x1)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) +
@@ -229,7 +225,7 @@ TEST_F(ChangeAuthenticator, aSessionThatCannotBeOpenedEndsIt) {
     startWithReader();
     fake.answerNext(Function::C_OpenSession, CKR_TOKEN_NOT_PRESENT);
 
-    expectOutputs(runScript(kScript, change("USER")), {error("80eb")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("80eb")});
 
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)"});
     expectTrace(entry(kScript) + asking(kNoSession) +
@@ -242,7 +238,7 @@ TEST_F(ChangeAuthenticator, aReadOnlySessionThatCannotBeReplacedEndsIt) {
     fake.setSessionState(CKS_RO_PUBLIC_SESSION);
     fake.answerNext(Function::C_OpenSession, CKR_SESSION_COUNT);
 
-    expectOutputs(execute(kScript, change("USER")), {error("80fe")});
+    expectOutputs(execute(kScript, change("USER")), {errorIs("80fe")});
 
     expectCalls(
         {"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_CloseSession(0x1)", "C_OpenSession(0x11, flags=0x6)"});
@@ -253,7 +249,7 @@ TEST_F(ChangeAuthenticator, aSessionThatCannotBeAskedEndsIt) {
     startWithSession(Role::Nobody);
     fake.answerNext(Function::C_GetSessionInfo, CKR_DEVICE_ERROR);
 
-    expectOutputs(runScript(kScript, change("USER")), {error("80fa")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("80fa")});
 
     expectCalls({"C_GetSessionInfo(0x1)"});
     expectTrace(entry(kScript) + asking(1) + failedTight(kScript, "C_GetSessionInfo", 0x30) + leave(kScript));
@@ -262,7 +258,7 @@ TEST_F(ChangeAuthenticator, aSessionThatCannotBeAskedEndsIt) {
 TEST_F(ChangeAuthenticator, aClosedSessionIsNotAnInvalidHandle) {
     startWithSession(Role::Nobody);
     fake.answerNext(Function::C_GetSessionInfo, CKR_SESSION_CLOSED);
-    expectOutputs(execute(kScript, change("USER")), {error("80fd")});
+    expectOutputs(execute(kScript, change("USER")), {errorIs("80fd")});
     expectCalls({"C_GetSessionInfo(0x1)"});
 }
 
@@ -273,19 +269,20 @@ TEST_F(ChangeAuthenticator, aWrongOldPinEndsInALogoutAllTheSame) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ee")}); // nothing about the last try
+    expectOutputs(result, {errorIs("80ee")}); // nothing about the last try
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 39393939)",
                  "C_Logout(0x1)"});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + asking(kNoSession) +
-                openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) + failed(kScript, "C_Login", 0xA0) +
-                logoutTrace(kScript, 1, 0x101) + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             asking(kNoSession) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
+                                 failed(kScript, "C_Login", 0xA0) + logoutTrace(kScript, 1, 0x101),
+                             result));
     EXPECT_EQ(fake.userPin(), "1234");
 }
 
 TEST_F(ChangeAuthenticator, aNewPinThatIsRefusedEndsInALogout) {
     startWithReader();
 
-    expectOutputs(runScript(kScript, pinId("USER").append(pins(kUserPinHex, "31"))), {error("80fc")});
+    expectOutputs(runScript(kScript, pinId("USER").append(pins(kUserPinHex, "31"))), {errorIs("80fc")});
 
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 31)", "C_Logout(0x1)"});
@@ -295,7 +292,7 @@ TEST_F(ChangeAuthenticator, aNewPinThatIsRefusedEndsInALogout) {
 
 TEST_F(ChangeAuthenticator, onAKeptLoginARefusedPinLogsNobodyOut) {
     startWithSession(Role::User);
-    expectOutputs(execute(kScript, pinId("USER").append(pins(kWrongPinHex))), {error("80ee")});
+    expectOutputs(execute(kScript, pinId("USER").append(pins(kWrongPinHex))), {errorIs("80ee")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_SetPIN(0x1, 39393939, 35363738)"});
     expectTraceAt(1, failed(kScript, "C_SetPIN", 0xA0));
     EXPECT_EQ(fake.login(), Role::User);
@@ -305,7 +302,7 @@ TEST_F(ChangeAuthenticator, aFailedLogoutDoesNotChangeTheResult) {
     startWithReader();
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
 
-    expectOutputs(runScript(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("0")});
 
     expectTrace(entry(kScript) + asking(kNoSession) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
                 setPin(1) + logoutTrace(kScript, 1, 0x30) + leave(kScript));
@@ -316,14 +313,14 @@ TEST_F(ChangeAuthenticator, aFailedLogoutDoesNotHideWhatFailedBefore) {
     startWithReader();
     fake.answerNext(Function::C_SetPIN, CKR_PIN_INVALID);
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
-    expectOutputs(execute(kScript, change("USER")), {error("80ee")});
+    expectOutputs(execute(kScript, change("USER")), {errorIs("80ee")});
     expectTraceAt(1, failed(kScript, "C_SetPIN", 0xA1) + failed(kScript, "C_Logout", 0x30));
 }
 
 TEST_F(ChangeAuthenticator, aModuleWithoutSetPinIsReported) {
     startWithReader();
     fake.setNullEntry(Function::C_SetPIN);
-    expectOutputs(execute(kScript, change("USER")), {error("80f4")});
+    expectOutputs(execute(kScript, change("USER")), {errorIs("80f4")});
     expectTraceAt(1, failed(kScript, "C_SetPIN", 0x54));
     EXPECT_EQ(fake.login(), Role::Nobody);
 }
@@ -332,30 +329,30 @@ TEST_F(ChangeAuthenticator, aModuleWithoutSetPinIsReported) {
 
 TEST_F(ChangeAuthenticator, theUsersNewPinIsStoredForLaterLogins) {
     startWithReader(Params().hex("PIN", kUserPinHex));
-    expectOutputs(runScript(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("0")});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(ChangeAuthenticator, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kScript, change("USER")), {error("0")});
+    expectOutputs(runScript(kScript, change("USER")), {errorIs("0")});
     forget();
 
-    expectOutputs(runScript("authenticate", Params::null()), {error("0")});
+    expectOutputs(runScript("authenticate", Params::null()), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }
 
 TEST_F(ChangeAuthenticator, theOfficersNewPinIsNotStored) {
     startWithReader(Params().hex("PIN", kUserPinHex));
-    expectOutputs(runScript(kScript, change("SO")), {error("0")});
+    expectOutputs(runScript(kScript, change("SO")), {errorIs("0")});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 
 TEST_F(ChangeAuthenticator, afterAFailureTheStoredPinStays) {
     startWithReader(Params().hex("PIN", kUserPinHex));
-    expectOutputs(execute(kScript, pinId("USER").append(pins(kUserPinHex, "31"))), {error("80fc")});
-    expectOutputs(execute(kScript, pinId("USER").append(pins(kWrongPinHex))), {error("80ee")});
+    expectOutputs(execute(kScript, pinId("USER").append(pins(kUserPinHex, "31"))), {errorIs("80fc")});
+    expectOutputs(execute(kScript, pinId("USER").append(pins(kWrongPinHex))), {errorIs("80ee")});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 
@@ -363,33 +360,33 @@ TEST_F(ChangeAuthenticator, afterAFailureTheStoredPinStays) {
 
 TEST_F(ChangeAuthenticator, everythingMayComeFromTheAccessParameters) {
     startWithReader(change("SO"));
-    expectOutputs(execute(kScript), {error("0")});
+    expectOutputs(execute(kScript), {errorIs("0")});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)",
                  "C_SetPIN(0x1, 3132333435363738, 35363738)", "C_Logout(0x1)"});
 }
 
 TEST_F(ChangeAuthenticator, anEmptyListIsAsGoodAsNone) {
     startWithReader(change("USER"));
-    expectOutputs(execute(kScript, Params()), {error("0")});
+    expectOutputs(execute(kScript, Params()), {errorIs("0")});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
 TEST_F(ChangeAuthenticator, oldPinFromTheAccessParametersAndNewPinFromTheOperation) {
     startWithReader(Params().hex("OLD_PIN", kUserPinHex));
-    expectOutputs(execute(kScript, Params().hex("NEW_PIN", kNewPinHex)), {error("0")});
+    expectOutputs(execute(kScript, Params().hex("NEW_PIN", kNewPinHex)), {errorIs("0")});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
 }
 
 TEST_F(ChangeAuthenticator, newPinFromTheAccessParametersAndOldPinFromTheOperation) {
     startWithReader(Params().hex("NEW_PIN", kNewPinHex));
-    expectOutputs(execute(kScript, Params().hex("OLD_PIN", kUserPinHex)), {error("0")});
+    expectOutputs(execute(kScript, Params().hex("OLD_PIN", kUserPinHex)), {errorIs("0")});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
 TEST_F(ChangeAuthenticator, theOperationsPinsStandBeforeTheAccessPins) {
     startWithReader(pins(kWrongPinHex, "36363636"));
-    expectOutputs(runScript(kScript, pins()), {error("0")});
+    expectOutputs(runScript(kScript, pins()), {errorIs("0")});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
@@ -399,11 +396,10 @@ TEST_F(ChangeAuthenticator, withoutOldPinItIsRefused) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                Trace{{1, "PKCS11Client::changeAuthenticator: OLD_PIN parameter not found"}} + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             Trace{{1, "PKCS11Client::changeAuthenticator: OLD_PIN parameter not found"}}, result));
 }
 
 TEST_F(ChangeAuthenticator, withoutNewPinItIsRefused) {
@@ -412,11 +408,10 @@ TEST_F(ChangeAuthenticator, withoutNewPinItIsRefused) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                Trace{{1, "PKCS11Client::changeAuthenticator: NEW_PIN parameter not found"}} + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, params.ids(),
+                             Trace{{1, "PKCS11Client::changeAuthenticator: NEW_PIN parameter not found"}}, result));
 }
 
 TEST_F(ChangeAuthenticator, theOldPinIsMissedFirst) {
@@ -462,18 +457,19 @@ TEST_F(ChangeAuthenticator, anOldPinOfTheOtherRoleIsNotUsed) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) +
-                Trace{{1, "PKCS11Client::changeAuthenticator: the PIN is provided in accessParam (not in a script "
-                          "parameter) but script PINID (0x01) different from runtime PINID(0x00)"}} +
-                leave(kScript) + executeTail(result));
+    expectTrace(
+        executeTrace(kScript, params.ids(),
+                     Trace{{1, "PKCS11Client::changeAuthenticator: the PIN is provided in accessParam (not in a script "
+                               "parameter) but script PINID (0x01) different from runtime PINID(0x00)"}},
+                     result));
 }
 
 TEST_F(ChangeAuthenticator, ofRepeatedParametersTheLastCounts) {
     startWithReader();
     const Params params = pinId("SO").append(pins(kWrongPinHex, "36363636")).append(change("USER"));
-    expectOutputs(runScript(kScript, params), {error("0")});
+    expectOutputs(runScript(kScript, params), {errorIs("0")});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
 }
@@ -481,7 +477,7 @@ TEST_F(ChangeAuthenticator, ofRepeatedParametersTheLastCounts) {
 TEST_F(ChangeAuthenticator, pinsAreTheTextAsItStandsWhateverTheirEncodingSays) {
     startWithReader();
     expectOutputs(execute(kScript, Params().base64("OLD_PIN", kUserPinHex).base64("NEW_PIN", "abcdEF01")),
-                  {error("0")});
+                  {errorIs("0")});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, ABCDEF01)", "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -489,7 +485,8 @@ TEST_F(ChangeAuthenticator, pinsAreTheTextAsItStandsWhateverTheirEncodingSays) {
 
 TEST_F(ChangeAuthenticator, decodedPinsServeThroughTheAccessValues) {
     startWithReader();
-    expectOutputs(execute(kScript, Params().bytes("OLD_PIN", kUserPinHex).bytes("NEW_PIN", kNewPinHex)), {error("0")});
+    expectOutputs(execute(kScript, Params().bytes("OLD_PIN", kUserPinHex).bytes("NEW_PIN", kNewPinHex)),
+                  {errorIs("0")});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 

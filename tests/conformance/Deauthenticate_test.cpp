@@ -11,10 +11,6 @@ namespace {
 
 const std::string kScript = "deauthenticate";
 
-Output error(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
 } // namespace
 
 class Deauthenticate : public PinTest {
@@ -34,11 +30,11 @@ TEST_F(Deauthenticate, logsTheUserOutAndKeepsTheSession) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
-    expectTrace(executeHead(kScript, params.ids()) + entry(kScript) + asking(1) +
-                sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) + logoutTrace(kScript, 1) + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(
+        kScript, params.ids(),
+        asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) + logoutTrace(kScript, 1), result));
     EXPECT_EQ(fake.login(), Role::Nobody);
     EXPECT_EQ(fake.sessionCount(), 1U);
 }
@@ -46,7 +42,7 @@ TEST_F(Deauthenticate, logsTheUserOutAndKeepsTheSession) {
 TEST_F(Deauthenticate, logsTheOfficerOut) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kScript, pinId("SO")), {error("0")});
+    expectOutputs(runScript(kScript, pinId("SO")), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_SO_FUNCTIONS, 6) +
@@ -56,32 +52,32 @@ TEST_F(Deauthenticate, logsTheOfficerOut) {
 
 TEST_F(Deauthenticate, withoutPinIdTheAccessPinIdCounts) {
     startWithSession(Role::User);
-    expectOutputs(execute(kScript), {error("0")}); // the operation before named the user
+    expectOutputs(execute(kScript), {errorIs("0")}); // the operation before named the user
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
     plugin.free();
 
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
     run("authenticate");
-    expectOutputs(execute(kScript, Params()), {error("0")});
+    expectOutputs(execute(kScript, Params()), {errorIs("0")});
     expectCalls({"C_GetSessionInfo(0x2)", "C_Logout(0x2)"});
 }
 
 TEST_F(Deauthenticate, itsOwnPinIdStandsBeforeTheAccessPinId) {
     startWithSession(Role::User);
-    expectOutputs(runScript(kScript, pinId("SO")), {error("80f0")});
+    expectOutputs(runScript(kScript, pinId("SO")), {errorIs("80f0")});
     expectCalls({"C_GetSessionInfo(0x1)"});
 }
 
 TEST_F(Deauthenticate, ofTwoPinIdsTheLastCounts) {
     startWithSession(Role::User);
-    expectOutputs(runScript(kScript, pinId("SO").plain("PINID", "USER")), {error("0")});
+    expectOutputs(runScript(kScript, pinId("SO").plain("PINID", "USER")), {errorIs("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
 }
 
 TEST_F(Deauthenticate, withoutSessionTheModuleIsAskedAllTheSame) {
     startWithReader();
 
-    expectOutputs(runScript(kScript, pinId("USER")), {error("80ff")});
+    expectOutputs(runScript(kScript, pinId("USER")), {errorIs("80ff")});
 
     expectCalls({"C_GetSessionInfo(none)"});
     expectTrace(entry(kScript) + asking(0xFFFFFFFF) + failedTight(kScript, "C_GetSessionInfo", 0xB3) + leave(kScript));
@@ -90,8 +86,8 @@ TEST_F(Deauthenticate, withoutSessionTheModuleIsAskedAllTheSame) {
 TEST_F(Deauthenticate, aStaleSessionIsReportedAndKept) {
     startWithSession(Role::User);
     fake.dropSessions();
-    expectOutputs(execute(kScript, pinId("USER")), {error("80ff")});
-    expectOutputs(execute(kScript, pinId("USER")), {error("80ff")});
+    expectOutputs(execute(kScript, pinId("USER")), {errorIs("80ff")});
+    expectOutputs(execute(kScript, pinId("USER")), {errorIs("80ff")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)"});
 }
 
@@ -99,7 +95,7 @@ TEST_F(Deauthenticate, aLogoutThatFailsIsReported) {
     startWithSession(Role::User);
     fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
 
-    expectOutputs(runScript(kScript, pinId("USER")), {error("80eb")});
+    expectOutputs(runScript(kScript, pinId("USER")), {errorIs("80eb")});
 
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) +
                 logoutTrace(kScript, 1, 0x32) + leave(kScript));
@@ -125,7 +121,7 @@ TEST_P(DeauthenticateByState, theSessionStateDecides) {
     fake.setSessionState(row.state);
     fake.answerNext(Function::C_Logout, CKR_OK);
 
-    expectOutputs(runScript(kScript, pinId(row.role)), {error(row.code)});
+    expectOutputs(runScript(kScript, pinId(row.role)), {errorIs(row.code)});
 
     std::vector<std::string> expected = {"C_GetSessionInfo(0x1)"};
     Trace lines = entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, row.state, 6);

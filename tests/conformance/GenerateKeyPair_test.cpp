@@ -37,10 +37,6 @@ const std::string kPrivateHead = "CKA_TOKEN=true CKA_PRIVATE=true CKA_KEY_TYPE=0
 const std::vector<CK_ATTRIBUTE_TYPE> kPublicTypes = {0x01, 0x02, 0x100, 0x121, 0x122};
 const std::vector<CK_ATTRIBUTE_TYPE> kPrivateTypes = {0x01, 0x02, 0x100};
 
-Output errorIs(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-const Output kDone = errorIs("0");
 const std::vector<Output> kGenerated = {kDone, {"MODULUS", 1, 2, kModulus}};
 
 Trace failure(const std::string& text) {
@@ -112,8 +108,9 @@ protected:
     /// All of `execute` around the lines of the script that follow its login.
     static Trace framed(const Params& params, const Trace& inner, const Result& result,
                         const Trace& login = loginAsUserTrace(1)) {
-        return executeHead(kScript, params.ids()) + entry(kScript) + operationParameters(kScript, params.ids()) +
-               readParametersTrace(params.ids()) + login + inner + leave(kScript) + executeTail(result);
+        return executeTrace(
+            kScript, params.ids(),
+            operationParameters(kScript, params.ids()) + readParametersTrace(params.ids()) + login + inner, result);
     }
 
     /// What C_GenerateKeyPair was given, with this answer in place of the token's work.
@@ -221,8 +218,7 @@ TEST_F(GenerateKeyPair, withoutAVectorNothingIsCalled) {
 
     expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, std::nullopt) + entry(kScript) + failure("Bad parameter : pOpParams=NULL") +
-                leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, std::nullopt, failure("Bad parameter : pOpParams=NULL"), result));
 }
 
 TEST_F(GenerateKeyPair, aFailingLoginComesBeforeFaultyParameters) {

@@ -20,9 +20,9 @@
 //   TEST_F(SignData, missingKey) {
 //       startWithReader(Params().hex("PIN", "31323334"));
 //       Result result = execute("signData", Params().plain("ALGOID", kRsa).hex("KEYID", "01").base64("DATA", "AQI="));
-//       expectOutputs(result, {{"ERROR", 2, 3, "80f3"}});
+//       expectOutputs(result, {errorIs("80f3")});
 //       expectCalls({"C_OpenSession(0x11, flags=0x6)", …});
-//       expectTrace(executeHead("signData", {"ALGOID", "KEYID", "DATA"}) + Trace{…} + executeTail(result));
+//       expectTrace(executeTrace("signData", {{"ALGOID", "KEYID", "DATA"}}, Trace{…}, result));
 //   }
 //
 // All texts are UTF-8. Every test begins with the scripted module as after its `reset`, an empty record and an empty
@@ -38,6 +38,13 @@ struct Output {
     std::string value;
     bool operator==(const Output&) const = default;
 };
+[[nodiscard]] inline Output errorIs(const std::string& code) {
+    return {"ERROR", 2, 3, code};
+}
+[[nodiscard]] inline Output countIs(const std::string& count) {
+    return {"COUNT", 2, 1, count};
+}
+inline const Output kDone = errorIs("0");
 
 /// An exception that left an operation: its class ("ClientOperationException", "std::out_of_range", …), error code
 /// ("80ec"; empty for other classes) and message.

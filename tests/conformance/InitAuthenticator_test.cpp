@@ -16,10 +16,6 @@ constexpr const char* kNewPinHex = "35363738";
 constexpr const char* kWrongPinHex = "39393939";
 const Output kLastUnlock = {"LEFTUNLOCKTRY", 2, 1, "1"};
 
-Output error(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
 std::string initMessage(const std::string& text) {
     return "PKCS11Client::initAuthenticator: " + text;
 }
@@ -66,7 +62,7 @@ protected:
     /// The script answers 33004, calls nothing, and names the parameter at level 1 without showing its value.
     void expectMalformed(const Result& result, const std::string& script, const std::string& parameter,
                          const std::string& value, Where where = Where::current()) {
-        expectOutputs(result, {error("80ec")}, where);
+        expectOutputs(result, {errorIs("80ec")}, where);
         expectCalls({}, where);
         const std::vector<TraceLine> lines = trace().lines;
         unsigned failures = 0;
@@ -93,11 +89,12 @@ TEST_F(InitAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 
     const Result result = execute(kInit, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls(kOfficerSetsPin);
-    expectTrace(executeHead(kInit, params.ids()) + entry(kInit) + openSessionTrace(kReadWrite, 1) +
-                officerLoginTrace(kInit, 1) + initPin(kInit, 1) + logoutTrace(kInit, 1) + leave(kInit) +
-                executeTail(result));
+    expectTrace(executeTrace(kInit, params.ids(),
+                             openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
+                                 logoutTrace(kInit, 1),
+                             result));
     EXPECT_EQ(fake.userPin(), "5678");
     EXPECT_EQ(fake.login(), Role::Nobody);
     EXPECT_EQ(fake.sessionCount(), 1U);
@@ -106,7 +103,7 @@ TEST_F(InitAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 TEST_F(InitAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {error("0")});
+    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {errorIs("0")});
 
     expectCalls({"C_InitPIN(0x1, 35363738)"});
     expectTrace(entry(kInit) + initPin(kInit, 1) + leave(kInit));
@@ -116,7 +113,7 @@ TEST_F(InitAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
 TEST_F(InitAuthenticator, withoutKeyNoSessionIsOpened) {
     startWithReader();
 
-    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {error("80ff")});
+    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {errorIs("80ff")});
 
     expectCalls({"C_InitPIN(none, 35363738)"});
     expectTrace(entry(kInit) + initPin(kInit, 0xFFFFFFFF) + failed(kInit, "C_InitPIN", 0xB3) + leave(kInit));
@@ -124,13 +121,13 @@ TEST_F(InitAuthenticator, withoutKeyNoSessionIsOpened) {
 
 TEST_F(InitAuthenticator, anEmptyKeyIsNoKey) {
     startWithSession(Role::SecurityOfficer);
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", "").hex("PIN", kNewPinHex)), {error("0")});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", "").hex("PIN", kNewPinHex)), {errorIs("0")});
     expectCalls({"C_InitPIN(0x1, 35363738)"});
 }
 
 TEST_F(InitAuthenticator, anOpenSessionIsKept) {
     startWithSession(Role::Nobody);
-    expectOutputs(execute(kInit, initParams()), {error("0")});
+    expectOutputs(execute(kInit, initParams()), {errorIs("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
                  "C_Logout(0x1)"});
 }
@@ -139,7 +136,7 @@ TEST_F(InitAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
     startWithSession(Role::Nobody);
     fake.dropSessions();
 
-    expectOutputs(runScript(kInit, initParams()), {error("0")});
+    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
 
     expectCalls(kOfficerSetsPinOnAFreshSession);
     expectTrace(entry(kInit) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kInit, 2) + initPin(kInit, 2) +
@@ -154,16 +151,15 @@ TEST_F(InitAuthenticator, withoutListItSaysSo) {
 
     const Result result = execute(kInit);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kInit, std::nullopt) + entry(kInit) +
-                Trace{{1, "PKCS11Client::initAuthenticator: Bad parameter : pOpParams=NULL"}} + leave(kInit) +
-                executeTail(result));
+    expectTrace(executeTrace(kInit, std::nullopt,
+                             Trace{{1, "PKCS11Client::initAuthenticator: Bad parameter : pOpParams=NULL"}}, result));
 }
 
 TEST_F(InitAuthenticator, anEmptyListMissesTheKeyId) {
     startWithReader();
-    expectOutputs(runScript(kInit, Params()), {error("80ec")});
+    expectOutputs(runScript(kInit, Params()), {errorIs("80ec")});
     expectCalls({});
     expectTrace(entry(kInit) + Trace{{1, "PKCS11Client::initAuthenticator: INIT_KEYID parameter not found"}} +
                 leave(kInit));
@@ -175,11 +171,10 @@ TEST_F(InitAuthenticator, onlyTheUsersPinCanBeSet) {
 
     const Result result = execute(kInit, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kInit, params.ids()) + entry(kInit) +
-                Trace{{1, "PKCS11Client::initAuthenticator: Bad parameter PINID: SO"}} + leave(kInit) +
-                executeTail(result));
+    expectTrace(executeTrace(kInit, params.ids(),
+                             Trace{{1, "PKCS11Client::initAuthenticator: Bad parameter PINID: SO"}}, result));
 }
 
 TEST_F(InitAuthenticator, badValuesAreReportedInTheOrderOfTheList) {
@@ -219,12 +214,12 @@ TEST_F(InitAuthenticator, theKeyIdOfUnlockingDoesNotServe) {
 
 TEST_F(InitAuthenticator, unlockTypeIsNotLookedAt) {
     startWithReader();
-    expectOutputs(execute(kInit, initParams().plain("UNLOCK_TYPE", "DYNAMIC")), {error("0")});
+    expectOutputs(execute(kInit, initParams().plain("UNLOCK_TYPE", "DYNAMIC")), {errorIs("0")});
 }
 
 TEST_F(InitAuthenticator, withoutPinTheAccessPinIsSet) {
     startWithReader(Params().hex("PIN", kNewPinHex));
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), {error("0")});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), {errorIs("0")});
     expectCalls(kOfficerSetsPin);
 }
 
@@ -241,20 +236,20 @@ TEST_F(InitAuthenticator, theOfficersAccessPinIsNotTaken) {
 
 TEST_F(InitAuthenticator, theOperationsPinStandsBeforeTheAccessPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kInit, initParams()), {error("0")});
+    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
 TEST_F(InitAuthenticator, ofRepeatedParametersTheLastCounts) {
     startWithReader();
     const Params params = Params().hex("INIT_KEY", kWrongPinHex).hex("PIN", kWrongPinHex).append(initParams());
-    expectOutputs(execute(kInit, params), {error("0")});
+    expectOutputs(execute(kInit, params), {errorIs("0")});
     expectCalls(kOfficerSetsPin);
 }
 
 TEST_F(InitAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
     startWithReader();
-    expectOutputs(execute(kInit, initIds().base64("INIT_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {error("0")});
+    expectOutputs(execute(kInit, initIds().base64("INIT_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
                  "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -265,7 +260,7 @@ TEST_F(InitAuthenticator, aPinInBase64ServesThroughTheAccessValue) {
     fake.setUserPin("9999");
     startWithReader(Params().hex("PIN", kWrongPinHex));
 
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).base64("PIN", "MTIzNA==")), {error("0")});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).base64("PIN", "MTIzNA==")), {errorIs("0")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31323334)",
                  "C_Logout(0x1)"});
@@ -292,7 +287,7 @@ TEST_F(InitAuthenticator, aSessionThatCannotBeOpenedEndsItUnderTheFunctionsName)
     startWithReader();
     fake.answerNext(Function::C_OpenSession, CKR_TOKEN_NOT_RECOGNIZED);
 
-    expectOutputs(runScript(kInit, initParams()), {error("80ea")});
+    expectOutputs(runScript(kInit, initParams()), {errorIs("80ea")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)"});
     expectTrace(entry(kInit) + openSessionTrace(kReadWrite, static_cast<CK_SESSION_HANDLE>(-1), 0x11, 0xE1) +
@@ -303,7 +298,7 @@ TEST_F(InitAuthenticator, aWrongKeyEndsItWithoutAskingForTheLastTry) {
     fake.setTries(Role::SecurityOfficer, 2);
     startWithReader();
 
-    expectOutputs(runScript(kInit, initIds().hex("INIT_KEY", kWrongPinHex).hex("PIN", kNewPinHex)), {error("80ee")});
+    expectOutputs(runScript(kInit, initIds().hex("INIT_KEY", kWrongPinHex).hex("PIN", kNewPinHex)), {errorIs("80ee")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 39393939)"});
     expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) +
@@ -312,7 +307,7 @@ TEST_F(InitAuthenticator, aWrongKeyEndsItWithoutAskingForTheLastTry) {
 
 TEST_F(InitAuthenticator, anOfficerWhoIsLoggedInAlreadyIsAFailure) {
     startWithSession(Role::SecurityOfficer);
-    expectOutputs(execute(kInit, initParams()), {error("80f5")});
+    expectOutputs(execute(kInit, initParams()), {errorIs("80f5")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
     EXPECT_EQ(fake.login(), Role::SecurityOfficer);
 }
@@ -320,7 +315,7 @@ TEST_F(InitAuthenticator, anOfficerWhoIsLoggedInAlreadyIsAFailure) {
 TEST_F(InitAuthenticator, aPinThatIsRefusedLeavesTheOfficerLoggedIn) {
     startWithReader();
 
-    expectOutputs(runScript(kInit, initIds().hex("INIT_KEY", kSoPinHex).hex("PIN", "31")), {error("80fc")});
+    expectOutputs(runScript(kInit, initIds().hex("INIT_KEY", kSoPinHex).hex("PIN", "31")), {errorIs("80fc")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31)"});
     expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
@@ -332,7 +327,7 @@ TEST_F(InitAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
     startWithReader();
     fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
 
-    expectOutputs(runScript(kInit, initParams()), {error("80eb")});
+    expectOutputs(runScript(kInit, initParams()), {errorIs("80eb")});
 
     expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
                 logoutTrace(kInit, 1, 0x32) + leave(kInit));
@@ -343,7 +338,7 @@ TEST_F(InitAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
 TEST_F(InitAuthenticator, aModuleWithoutInitPinIsReported) {
     startWithReader();
     fake.setNullEntry(Function::C_InitPIN);
-    expectOutputs(execute(kInit, initParams()), {error("80f4")});
+    expectOutputs(execute(kInit, initParams()), {errorIs("80f4")});
     expectTraceAt(1, failed(kInit, "C_InitPIN", 0x54));
 }
 
@@ -351,7 +346,7 @@ TEST_F(InitAuthenticator, aModuleWithoutLogoutIsReportedOnceThoughThePinIsSetAnd
     startWithReader();
     fake.setNullEntry(Function::C_Logout);
 
-    expectOutputs(runScript(kInit, initParams()), {error("80f4")});
+    expectOutputs(runScript(kInit, initParams()), {errorIs("80f4")});
 
     expectCalls(
         {"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)"});
@@ -364,16 +359,16 @@ TEST_F(InitAuthenticator, aModuleWithoutLogoutIsReportedOnceThoughThePinIsSetAnd
 
 TEST_F(InitAuthenticator, thePinThatWasSetIsTheStoredPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kInit, initParams()), {error("0")});
+    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(InitAuthenticator, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kInit, initParams()), {error("0")});
+    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
     forget();
 
-    expectOutputs(runScript("authenticate", Params::null()), {error("0")});
+    expectOutputs(runScript("authenticate", Params::null()), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }
@@ -382,7 +377,7 @@ TEST_F(InitAuthenticator, thePinOfARefusedOperationIsTheStoredPin) {
     // It was read before the script ran; nothing takes that back.
     startWithReader(Params().hex("PIN", kUserPinHex));
     fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
-    expectOutputs(execute(kInit, initParams()), {error("80ee")});
+    expectOutputs(execute(kInit, initParams()), {errorIs("80ee")});
     EXPECT_EQ(fake.userPin(), "1234");
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
@@ -396,11 +391,12 @@ TEST_F(UnlockAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 
     const Result result = execute(kUnlock, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     expectCalls(kOfficerSetsPin);
-    expectTrace(executeHead(kUnlock, params.ids()) + entry(kUnlock) + openSessionTrace(kReadWrite, 1) +
-                officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) + logoutTrace(kUnlock, 1) + leave(kUnlock) +
-                executeTail(result));
+    expectTrace(executeTrace(kUnlock, params.ids(),
+                             openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
+                                 logoutTrace(kUnlock, 1),
+                             result));
     EXPECT_EQ(fake.userPin(), "5678");
     EXPECT_EQ(fake.tries(Role::User), 3U);
     EXPECT_EQ(fake.login(), Role::Nobody);
@@ -410,7 +406,7 @@ TEST_F(UnlockAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 TEST_F(UnlockAuthenticator, withoutKeyASessionIsOpenedButNobodyLoggedIn) {
     startWithReader();
 
-    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {error("80f0")});
+    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {errorIs("80f0")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_InitPIN(0x1, 35363738)"});
     expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + initPin(kUnlock, 1) +
@@ -420,7 +416,7 @@ TEST_F(UnlockAuthenticator, withoutKeyASessionIsOpenedButNobodyLoggedIn) {
 TEST_F(UnlockAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {error("0")});
+    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
     expectTrace(entry(kUnlock) + keepSessionTrace(1, CKS_RW_SO_FUNCTIONS, 6) + initPin(kUnlock, 1) + leave(kUnlock));
@@ -429,13 +425,13 @@ TEST_F(UnlockAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
 
 TEST_F(UnlockAuthenticator, anEmptyKeyIsNoKey) {
     startWithSession(Role::SecurityOfficer);
-    expectOutputs(execute(kUnlock, unlockParams("")), {error("0")});
+    expectOutputs(execute(kUnlock, unlockParams("")), {errorIs("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
 }
 
 TEST_F(UnlockAuthenticator, theKeyIdIsOptional) {
     startWithReader();
-    expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {error("0")});
+    expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {errorIs("0")});
     expectCalls(kOfficerSetsPin);
 }
 
@@ -443,7 +439,7 @@ TEST_F(UnlockAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
     startWithSession(Role::Nobody);
     fake.dropSessions();
 
-    expectOutputs(runScript(kUnlock, unlockParams()), {error("0")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("0")});
 
     expectCalls(kOfficerSetsPinOnAFreshSession);
     expectTrace(entry(kUnlock) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kUnlock, 2) + initPin(kUnlock, 2) +
@@ -458,16 +454,15 @@ TEST_F(UnlockAuthenticator, withoutListItSaysSo) {
 
     const Result result = execute(kUnlock);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kUnlock, std::nullopt) + entry(kUnlock) +
-                Trace{{1, "PKCS11Client::unlockAuthenticator: Bad parameter : pOpParams=NULL"}} + leave(kUnlock) +
-                executeTail(result));
+    expectTrace(executeTrace(kUnlock, std::nullopt,
+                             Trace{{1, "PKCS11Client::unlockAuthenticator: Bad parameter : pOpParams=NULL"}}, result));
 }
 
 TEST_F(UnlockAuthenticator, anEmptyListMissesTheUnlockType) {
     startWithReader();
-    expectOutputs(runScript(kUnlock, Params()), {error("80ec")});
+    expectOutputs(runScript(kUnlock, Params()), {errorIs("80ec")});
     expectCalls({});
     expectTrace(entry(kUnlock) + Trace{{1, "PKCS11Client::unlockAuthenticator: UNLOCK_TYPE parameter not found"}} +
                 leave(kUnlock));
@@ -479,11 +474,11 @@ TEST_F(UnlockAuthenticator, onlyStaticUnlockingIsKnown) {
 
     const Result result = execute(kUnlock, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kUnlock, params.ids()) + entry(kUnlock) +
-                Trace{{1, "PKCS11Client::unlockAuthenticator: Bad parameter UNLOCK_TYPE: DYNAMIC"}} + leave(kUnlock) +
-                executeTail(result));
+    expectTrace(executeTrace(kUnlock, params.ids(),
+                             Trace{{1, "PKCS11Client::unlockAuthenticator: Bad parameter UNLOCK_TYPE: DYNAMIC"}},
+                             result));
 }
 
 TEST_F(UnlockAuthenticator, badValuesAreReportedInTheOrderOfTheList) {
@@ -547,7 +542,7 @@ TEST_F(UnlockAuthenticator, ofSeveralPinsTheFirstThatIsNotEmptyCounts) {
                               .hex("PIN", kWrongPinHex)
                               .hex("PIN", "");
 
-    expectOutputs(execute(kUnlock, params), {error("0")});
+    expectOutputs(execute(kUnlock, params), {errorIs("0")});
 
     expectCalls(kOfficerSetsPin);
     EXPECT_EQ(storedUserPin(), kNewPinHex);
@@ -555,14 +550,14 @@ TEST_F(UnlockAuthenticator, ofSeveralPinsTheFirstThatIsNotEmptyCounts) {
 
 TEST_F(UnlockAuthenticator, ofSeveralKeysTheLastCounts) {
     startWithReader();
-    expectOutputs(execute(kUnlock, Params().hex("UNLOCK_KEY", kWrongPinHex).append(unlockParams())), {error("0")});
+    expectOutputs(execute(kUnlock, Params().hex("UNLOCK_KEY", kWrongPinHex).append(unlockParams())), {errorIs("0")});
     expectCalls(kOfficerSetsPin);
 }
 
 TEST_F(UnlockAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
     startWithReader();
     expectOutputs(execute(kUnlock, unlockIds().base64("UNLOCK_KEY", kSoPinHex).base64("PIN", "abcdEF01")),
-                  {error("0")});
+                  {errorIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
                  "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -588,7 +583,7 @@ TEST_F(UnlockAuthenticator, aSessionThatCannotBeOpenedEndsIt) {
     startWithReader();
     fake.answerNext(Function::C_OpenSession, CKR_TOKEN_NOT_RECOGNIZED);
 
-    expectOutputs(runScript(kUnlock, unlockParams()), {error("80ea")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("80ea")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)"});
     expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, static_cast<CK_SESSION_HANDLE>(-1), 0x11, 0xE1) +
@@ -602,11 +597,12 @@ TEST_F(UnlockAuthenticator, aWrongKeyThatLeavesOneTryIsReportedSo) {
 
     const Result result = execute(kUnlock, params);
 
-    expectOutputs(result, {error("80ee"), kLastUnlock});
+    expectOutputs(result, {errorIs("80ee"), kLastUnlock});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 39393939)", "C_GetTokenInfo(0x11)"});
-    expectTrace(executeHead(kUnlock, params.ids()) + entry(kUnlock) + openSessionTrace(kReadWrite, 1) +
-                officerLoginTrace(kUnlock, 1) + lastTryTrace(0x30040D) + failed(kUnlock, "C_Login", 0xA0) +
-                leave(kUnlock) + executeTail(result));
+    expectTrace(executeTrace(kUnlock, params.ids(),
+                             openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + lastTryTrace(0x30040D) +
+                                 failed(kUnlock, "C_Login", 0xA0),
+                             result));
 }
 
 TEST_F(UnlockAuthenticator, anInvalidKeyCountsAsAWrongOne) {
@@ -614,7 +610,7 @@ TEST_F(UnlockAuthenticator, anInvalidKeyCountsAsAWrongOne) {
     fake.setTokenFlags(Fake::kSlot, 0x200000);
     fake.answerNext(Function::C_Login, CKR_PIN_INVALID);
 
-    expectOutputs(runScript(kUnlock, unlockParams()), {error("80ee"), kLastUnlock});
+    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("80ee"), kLastUnlock});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_GetTokenInfo(0x11)"});
     expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) +
@@ -624,7 +620,7 @@ TEST_F(UnlockAuthenticator, anInvalidKeyCountsAsAWrongOne) {
 TEST_F(UnlockAuthenticator, onlyTheOfficersFinalTryFlagCounts) {
     startWithReader();
     fake.setTokenFlags(Fake::kSlot, 0x10000 | 0x20000 | 0x40000 | 0x100000 | 0x400000);
-    expectOutputs(execute(kUnlock, unlockParams(kWrongPinHex)), {error("80ee")});
+    expectOutputs(execute(kUnlock, unlockParams(kWrongPinHex)), {errorIs("80ee")});
     expectTraceAt(1, failed(kUnlock, "C_Login", 0xA0));
 }
 
@@ -633,7 +629,7 @@ TEST_F(UnlockAuthenticator, aTokenThatGivesNoInformationDoesNotHideTheWrongKey) 
     fake.setTries(Role::SecurityOfficer, 2);
     fake.answerNext(Function::C_GetTokenInfo, CKR_DEVICE_ERROR);
 
-    expectOutputs(runScript(kUnlock, unlockParams(kWrongPinHex)), {error("80ee")});
+    expectOutputs(runScript(kUnlock, unlockParams(kWrongPinHex)), {errorIs("80ee")});
 
     expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) +
                 failedLastTryTrace(0x30) + failed(kUnlock, "isLastTry", 0x30) + leave(kUnlock));
@@ -644,7 +640,7 @@ TEST_F(UnlockAuthenticator, anyOtherLoginFailureEndsItWithoutAskingForTheLastTry
     fake.setTokenFlags(Fake::kSlot, 0x200000);
     fake.answerNext(Function::C_Login, CKR_PIN_LOCKED);
 
-    expectOutputs(runScript(kUnlock, unlockParams()), {error("80ef")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("80ef")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
     expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) +
@@ -653,7 +649,7 @@ TEST_F(UnlockAuthenticator, anyOtherLoginFailureEndsItWithoutAskingForTheLastTry
 
 TEST_F(UnlockAuthenticator, somebodyWhoIsLoggedInAlreadyIsAFailure) {
     startWithSession(Role::User);
-    expectOutputs(execute(kUnlock, unlockParams()), {error("80f1")});
+    expectOutputs(execute(kUnlock, unlockParams()), {errorIs("80f1")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
     EXPECT_EQ(fake.login(), Role::User);
 }
@@ -661,7 +657,7 @@ TEST_F(UnlockAuthenticator, somebodyWhoIsLoggedInAlreadyIsAFailure) {
 TEST_F(UnlockAuthenticator, aPinThatIsRefusedLeavesTheOfficerLoggedIn) {
     startWithReader();
 
-    expectOutputs(runScript(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", "31")), {error("80fc")});
+    expectOutputs(runScript(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", "31")), {errorIs("80fc")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31)"});
     expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
@@ -673,7 +669,7 @@ TEST_F(UnlockAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
     startWithReader();
     fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
 
-    expectOutputs(runScript(kUnlock, unlockParams()), {error("80eb")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("80eb")});
 
     expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
                 logoutTrace(kUnlock, 1, 0x32) + leave(kUnlock));
@@ -685,16 +681,16 @@ TEST_F(UnlockAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
 
 TEST_F(UnlockAuthenticator, thePinThatWasSetIsTheStoredPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kUnlock, unlockParams()), {error("0")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("0")});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(UnlockAuthenticator, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kUnlock, unlockParams()), {error("0")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("0")});
     forget();
 
-    expectOutputs(runScript("authenticate", Params::null()), {error("0")});
+    expectOutputs(runScript("authenticate", Params::null()), {errorIs("0")});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }
@@ -702,7 +698,7 @@ TEST_F(UnlockAuthenticator, theStoredPinIsTheUsers) {
 TEST_F(UnlockAuthenticator, thePinOfARefusedOperationIsTheStoredPin) {
     startWithReader(Params().hex("PIN", kUserPinHex));
     fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
-    expectOutputs(execute(kUnlock, unlockParams()), {error("80ee")});
+    expectOutputs(execute(kUnlock, unlockParams()), {errorIs("80ee")});
     EXPECT_EQ(fake.userPin(), "1234");
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
@@ -710,7 +706,7 @@ TEST_F(UnlockAuthenticator, thePinOfARefusedOperationIsTheStoredPin) {
 TEST_F(UnlockAuthenticator, aModuleWithoutInitPinIsReported) {
     startWithReader();
     fake.setNullEntry(Function::C_InitPIN);
-    expectOutputs(execute(kUnlock, unlockParams()), {error("80f4")});
+    expectOutputs(execute(kUnlock, unlockParams()), {errorIs("80f4")});
     expectTraceAt(1, failed(kUnlock, "C_InitPIN", 0x54));
 }
 

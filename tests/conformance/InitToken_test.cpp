@@ -9,10 +9,6 @@ using Fake::Role;
 
 namespace {
 
-Output error(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
 std::string repeated(const std::string& text, int times) {
     std::string result;
     for (int i = 0; i < times; ++i) {
@@ -50,7 +46,7 @@ protected:
     void expectLabel(const Params& label, const std::string& bytes, const std::string& shown,
                      Where where = Where::current()) {
         forget();
-        expectOutputs(execute(script, officer().append(label)), {error("0")}, where);
+        expectOutputs(execute(script, officer().append(label)), {errorIs("0")}, where);
         std::vector<TraceLine> lines = trace().lines;
         std::erase_if(lines, [this](const TraceLine& line) { return line.text.rfind(message("--> Label="), 0) != 0; });
         if (lines != std::vector<TraceLine>{{4, message("--> Label=" + shown)}}) {
@@ -75,7 +71,7 @@ TEST_P(InitToken, theTokenIsInitialisedAnewWithTheLabel) {
 
     const Result result = execute(script, params);
 
-    expectOutputs(result, {error("0")});
+    expectOutputs(result, {errorIs("0")});
     const std::string label = "43617264" + repeated("2000", 14);
     expectCalls({"C_InitToken(0x11, 3132333435363738, label=" + label + ")"});
     expectTrace(executeHead(script, params.ids()) + entry(method) + closeSessionTrace(std::nullopt) +
@@ -87,7 +83,7 @@ TEST_P(InitToken, theTokenIsInitialisedAnewWithTheLabel) {
 TEST_P(InitToken, theOpenSessionIsClosedFirstAndNotOpenedAgain) {
     startWithSession(Role::User);
 
-    expectOutputs(runScript(script, officer()), {error("0")});
+    expectOutputs(runScript(script, officer()), {errorIs("0")});
 
     expectCalls({"C_CloseSession(0x1)", "C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
     expectTrace(entry(method) + closeSessionTrace(1) + initializing("") + leave(method));
@@ -100,14 +96,14 @@ TEST_P(InitToken, theOpenSessionIsClosedFirstAndNotOpenedAgain) {
 TEST_P(InitToken, withoutKeyTheTokenIsAskedWithoutPin) {
     startWithReader();
     fake.answerNext(Function::C_InitToken, CKR_OK);
-    expectOutputs(execute(script, Params().plain(keyId, "SO")), {error("0")});
+    expectOutputs(execute(script, Params().plain(keyId, "SO")), {errorIs("0")});
     expectCalls({"C_InitToken(0x11, null/0, label=" + kZeroLabel + ")"});
 }
 
 TEST_P(InitToken, noAccessParameterIsUsed) {
     startWithReader(officer().hex("PIN", kSoPinHex).hex("LABEL", "43617264").plain("PINID", "SO"));
     fake.answerNext(Function::C_InitToken, CKR_OK);
-    expectOutputs(execute(script, Params().plain(keyId, "SO")), {error("0")});
+    expectOutputs(execute(script, Params().plain(keyId, "SO")), {errorIs("0")});
     expectCalls({"C_InitToken(0x11, null/0, label=" + kZeroLabel + ")"});
 }
 
@@ -200,7 +196,7 @@ TEST_P(InitToken, withoutListItSaysSo) {
 
     const Result result = execute(script);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
     expectTrace(executeHead(script, std::nullopt) + entry(method) +
                 Trace{{1, message("Bad parameter : pOpParams=NULL")}} + leave(method) + executeTail(result));
@@ -208,7 +204,7 @@ TEST_P(InitToken, withoutListItSaysSo) {
 
 TEST_P(InitToken, anEmptyListMissesTheKeyId) {
     startWithReader();
-    expectOutputs(runScript(script, Params()), {error("80ec")});
+    expectOutputs(runScript(script, Params()), {errorIs("80ec")});
     expectCalls({});
     expectTrace(entry(method) + Trace{{1, message(keyId + " parameter not found")}} + leave(method));
 }
@@ -219,7 +215,7 @@ TEST_P(InitToken, withoutKeyIdItIsRefused) {
 
     const Result result = execute(script, params);
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
     expectTrace(executeHead(script, params.ids()) + entry(method) +
                 Trace{{1, message(keyId + " parameter not found")}} + leave(method) + executeTail(result));
@@ -245,7 +241,7 @@ TEST_P(InitToken, theOtherScriptsNamesDoNotServe) {
                   message(keyId + " parameter not found"));
     fake.answerNext(Function::C_InitToken, CKR_OK);
     expectOutputs(execute(script, Params().plain(keyId, "SO").hex(otherKey, "xy").plain(otherKeyId, "no")),
-                  {error("0")});
+                  {errorIs("0")});
     expectCalls({"C_InitToken(0x11, null/0, label=" + kZeroLabel + ")"});
 }
 
@@ -271,13 +267,13 @@ TEST_P(InitToken, parametersAreCheckedInTheOrderOfTheList) {
 
 TEST_P(InitToken, ofTwoKeysTheLastCounts) {
     startWithReader();
-    expectOutputs(execute(script, Params().hex(key, "39393939").append(officer())), {error("0")});
+    expectOutputs(execute(script, Params().hex(key, "39393939").append(officer())), {errorIs("0")});
     expectCalls({"C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
 }
 
 TEST_P(InitToken, theKeyIsTheTextAsItStandsWhateverItsEncodingSays) {
     startWithReader();
-    expectOutputs(execute(script, Params().plain(keyId, "SO").base64(key, kSoPinHex)), {error("0")});
+    expectOutputs(execute(script, Params().plain(keyId, "SO").base64(key, kSoPinHex)), {errorIs("0")});
     expectCalls({"C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
 }
 
@@ -296,7 +292,7 @@ TEST_P(InitToken, aSessionThatCannotBeClosedEndsIt) {
     fake.answerNext(Function::C_CloseSession, CKR_DEVICE_ERROR);
     leavesSessions = true;
 
-    expectOutputs(runScript(script, officer()), {error("80fa")});
+    expectOutputs(runScript(script, officer()), {errorIs("80fa")});
 
     expectCalls({"C_CloseSession(0x1)"});
     expectTrace(entry(method) + closeSessionTrace(1, 0x30) + failed(method, "closeSession", 0x30) + leave(method));
@@ -306,8 +302,8 @@ TEST_P(InitToken, aSessionThatCannotBeClosedEndsIt) {
 TEST_P(InitToken, afterAFailedCloseTheClientHoldsNoSession) {
     startWithSession(Role::User);
     fake.answerNext(Function::C_CloseSession, CKR_SESSION_HANDLE_INVALID, 1, Fake::When::After);
-    expectOutputs(execute(script, officer()), {error("80ff")});
-    expectOutputs(execute(script, officer()), {error("0")});
+    expectOutputs(execute(script, officer()), {errorIs("80ff")});
+    expectOutputs(execute(script, officer()), {errorIs("0")});
     expectCalls({"C_CloseSession(0x1)", "C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
 }
 
@@ -315,7 +311,7 @@ TEST_P(InitToken, aWrongKeyIsReportedAndNothingElse) {
     fake.setTries(Role::SecurityOfficer, 2);
     startWithSession(Role::User);
 
-    expectOutputs(runScript(script, Params().plain(keyId, "SO").hex(key, "39393939")), {error("80ee")});
+    expectOutputs(runScript(script, Params().plain(keyId, "SO").hex(key, "39393939")), {errorIs("80ee")});
 
     expectCalls({"C_CloseSession(0x1)", "C_InitToken(0x11, 39393939, label=" + kZeroLabel + ")"});
     expectTrace(entry(method) + closeSessionTrace(1) + initializing("") + failed(method, "C_InitToken", 0xA0) +
@@ -325,20 +321,20 @@ TEST_P(InitToken, aWrongKeyIsReportedAndNothingElse) {
 
 TEST_P(InitToken, withoutKeyTheTokensRefusalIsReported) {
     startWithReader();
-    expectOutputs(execute(script, Params().plain(keyId, "SO")), {error("80f9")});
+    expectOutputs(execute(script, Params().plain(keyId, "SO")), {errorIs("80f9")});
     expectTraceAt(1, failed(method, "C_InitToken", 0x07));
 }
 
 TEST_P(InitToken, anotherProgramsSessionStandsInTheWay) {
     startWithReader();
     fake.answerNext(Function::C_InitToken, CKR_SESSION_EXISTS);
-    expectOutputs(execute(script, officer()), {error("8102")});
+    expectOutputs(execute(script, officer()), {errorIs("8102")});
     expectTraceAt(1, failed(method, "C_InitToken", 0xB6));
 }
 
 TEST_P(InitToken, withoutAResolvedReaderTheModuleAnswers) {
     start();
-    expectOutputs(runScript(script, officer()), {error("80e9")});
+    expectOutputs(runScript(script, officer()), {errorIs("80e9")});
     expectCalls({"C_InitToken(none, 3132333435363738, label=" + kZeroLabel + ")"});
     expectTrace(entry(method) + closeSessionTrace(std::nullopt) + call(method, "C_InitToken") +
                 in(method, "SlotID", 0xFFFFFFFF) + Trace{{4, message("--> Label=")}} +
@@ -348,7 +344,7 @@ TEST_P(InitToken, withoutAResolvedReaderTheModuleAnswers) {
 TEST_P(InitToken, aModuleWithoutInitTokenIsReported) {
     startWithReader();
     fake.setNullEntry(Function::C_InitToken);
-    expectOutputs(execute(script, officer()), {error("80f4")});
+    expectOutputs(execute(script, officer()), {errorIs("80f4")});
     expectTraceAt(1, failed(method, "C_InitToken", 0x54));
 }
 

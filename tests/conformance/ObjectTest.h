@@ -72,7 +72,7 @@ protected:
                                        const std::string& error) {
         const std::vector<std::string> ids = params.ids();
         return executeHead(script, ids) + entry(script) + operationParameters(script, ids) + readParametersTrace(ids) +
-               body + leave(script) + executeTail({{"ERROR", 2, 3, error}});
+               body + leave(script) + executeTail({errorIs(error)});
     }
 
     /// The value of "ERROR", when it is the only output.

@@ -17,12 +17,8 @@ const std::string kSerial = "30303030303030303030303030303131";
 const std::string kLabel = "46616B6520546F6B656E"
                            "20202020202020202020202020202020202020202020";
 
-Output error(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
 std::vector<Output> identifiers(const std::string& serial = kSerial, const std::string& label = kLabel) {
-    return {error("0"), {"SMOTYPE", 4, 0, kGeneric}, {"SMOID", 4, 0, serial}, {"LABEL", 4, 0, label}};
+    return {errorIs("0"), {"SMOTYPE", 4, 0, kGeneric}, {"SMOID", 4, 0, serial}, {"LABEL", 4, 0, label}};
 }
 
 /// The lookup where the list of readers is known already.
@@ -74,10 +70,11 @@ TEST_F(PlatformIdentifiers, identifiesTheToken) {
 
     expectOutputs(result, identifiers());
     expectCalls({"C_GetSlotList(0, null)", "C_GetSlotList(0, room=1)", "C_GetSlotInfo(0x11)", "C_GetTokenInfo(0x11)"});
-    expectTrace(executeHead(kScript, {{"READERNAME"}}) + entry(kScript) +
-                Trace{{8, "PKCS11Client::getSlotIDFromReaderName"}} + oneSlotVectorTrace(list.address()) +
-                Trace{{16, "PKCS11Client::getSlotIDFromReaderName :slotID=0x11"}} + askingToken(0x11) +
-                defaultTokenTrace() + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, {{"READERNAME"}},
+                             Trace{{8, "PKCS11Client::getSlotIDFromReaderName"}} + oneSlotVectorTrace(list.address()) +
+                                 Trace{{16, "PKCS11Client::getSlotIDFromReaderName :slotID=0x11"}} + askingToken(0x11) +
+                                 defaultTokenTrace(),
+                             result));
 }
 
 TEST_F(PlatformIdentifiers, aKnownListIsNotReadAgain) {
@@ -87,14 +84,14 @@ TEST_F(PlatformIdentifiers, aKnownListIsNotReadAgain) {
 
     expectOutputs(result, identifiers());
     expectCalls({"C_GetTokenInfo(0x11)"});
-    expectTrace(executeHead(kScript, {{"READERNAME"}}) + entry(kScript) + lookupTrace("11") + askingToken(0x11) +
-                defaultTokenTrace() + leave(kScript) + executeTail(result));
+    expectTrace(
+        executeTrace(kScript, {{"READERNAME"}}, lookupTrace("11") + askingToken(0x11) + defaultTokenTrace(), result));
 }
 
 TEST_F(PlatformIdentifiers, aReaderThatArrivesLaterIsFoundAfterTheReaderList) {
     startWithReader();
     fake.addSlot("Fake Reader 1");
-    expectOutputs(execute(kScript, reader(kName1)), {error("80e9")});
+    expectOutputs(execute(kScript, reader(kName1)), {errorIs("80e9")});
     run("getReaderList");
 
     expectOutputs(execute(kScript, reader(kName1)), identifiers("30303030303030303030303030303132"));
@@ -119,7 +116,7 @@ TEST_F(PlatformIdentifiers, theFirstReaderNameCounts) {
 TEST_F(PlatformIdentifiers, theFirstReaderNameCountsEvenWhenItNamesNone) {
     start();
 
-    expectOutputs(execute(kScript, reader("00").hex("READERNAME", kReaderHex)), {error("80e9")});
+    expectOutputs(execute(kScript, reader("00").hex("READERNAME", kReaderHex)), {errorIs("80e9")});
 }
 
 TEST_F(PlatformIdentifiers, theNameIsDecodedByItsEncoding) {
@@ -129,9 +126,9 @@ TEST_F(PlatformIdentifiers, theNameIsDecodedByItsEncoding) {
     expectOutputs(execute(kScript, Params().rawText("READERNAME", kReaderHex)), identifiers());
     expectOutputs(execute(kScript, Params().plain("READERNAME", kReaderHex)), identifiers());
     expectOutputs(execute(kScript, Params().hex("READERNAME", "46616b65205265616465722030")), identifiers());
-    expectOutputs(execute(kScript, Params().plain("READERNAME", "Fake Reader 0")), {error("80e9")});
-    expectOutputs(execute(kScript, Params().hex("READERNAME", "Fake Reader 0")), {error("80e9")});
-    expectOutputs(execute(kScript, Params().base64("READERNAME", "not Base64!")), {error("80e9")});
+    expectOutputs(execute(kScript, Params().plain("READERNAME", "Fake Reader 0")), {errorIs("80e9")});
+    expectOutputs(execute(kScript, Params().hex("READERNAME", "Fake Reader 0")), {errorIs("80e9")});
+    expectOutputs(execute(kScript, Params().base64("READERNAME", "not Base64!")), {errorIs("80e9")});
 }
 
 TEST_F(PlatformIdentifiers, anUnknownEncodingIsTheEmptyName) {
@@ -139,12 +136,12 @@ TEST_F(PlatformIdentifiers, anUnknownEncodingIsTheEmptyName) {
 
     const Result result = execute(kScript, Params().add("READERNAME", 3, 0, kReaderHex));
 
-    expectOutputs(result, {error("80e9")});
-    expectTrace(executeHead(kScript, {{"READERNAME"}}) + entry(kScript) +
-                Trace{{1, "PKCS11Client::getValueFromEncoding: --> default case"}} + lookupTrace("FFFFFFFF") +
-                askingToken(kNoSlot) +
-                Trace{{1, "PKCS11Client::getPlatformIdentifiers : C_GetTokenInfo 0x03 : failed"}} + leave(kScript) +
-                executeTail(result));
+    expectOutputs(result, {errorIs("80e9")});
+    expectTrace(executeTrace(kScript, {{"READERNAME"}},
+                             Trace{{1, "PKCS11Client::getValueFromEncoding: --> default case"}} +
+                                 lookupTrace("FFFFFFFF") + askingToken(kNoSlot) +
+                                 Trace{{1, "PKCS11Client::getPlatformIdentifiers : C_GetTokenInfo 0x03 : failed"}},
+                             result));
 }
 
 TEST_F(PlatformIdentifiers, withoutParametersTheAccessReaderIsTaken) {
@@ -183,7 +180,7 @@ TEST_F(PlatformIdentifiers, withNoNameAtAllNoReaderIsFound) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {error("80e9")});
+    expectOutputs(result, {errorIs("80e9")});
     expectCalls({"C_GetSlotList(0, null)", "C_GetSlotList(0, room=1)", "C_GetSlotInfo(0x11)", "C_GetTokenInfo(none)"});
 }
 
@@ -192,16 +189,16 @@ TEST_F(PlatformIdentifiers, parametersWithoutAReaderNameAreAnErrorThoughTheAcces
 
     const Result result = execute(kScript, Params().hex("READER", kReaderHex));
 
-    expectOutputs(result, {error("80ec")});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
-    expectTrace(executeHead(kScript, {{"READER"}}) + entry(kScript) +
-                Trace{{1, "PKCS11Client::getPlatformIdentifiers: READERNAME parameter not found"}} + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, {{"READER"}},
+                             Trace{{1, "PKCS11Client::getPlatformIdentifiers: READERNAME parameter not found"}},
+                             result));
 }
 
 TEST_F(PlatformIdentifiers, parametersWithoutAReaderNameLeaveTheCurrentSlot) {
     startWithReader();
-    expectOutputs(execute(kScript, Params().plain("PINID", "USER")), {error("80ec")});
+    expectOutputs(execute(kScript, Params().plain("PINID", "USER")), {errorIs("80ec")});
 
     expectCurrentSlot("0x11");
 }
@@ -211,10 +208,11 @@ TEST_F(PlatformIdentifiers, anUnknownReaderIsAskedAsNoSlotAndBecomesTheCurrentSl
 
     const Result result = execute(kScript, reader("4E6F6E65"));
 
-    expectOutputs(result, {error("80e9")});
+    expectOutputs(result, {errorIs("80e9")});
     expectCalls({"C_GetTokenInfo(none)"});
-    expectTrace(executeHead(kScript, {{"READERNAME"}}) + entry(kScript) + lookupTrace("FFFFFFFF") +
-                askingToken(kNoSlot) + failed(kScript, "C_GetTokenInfo", 0x03) + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, {{"READERNAME"}},
+                             lookupTrace("FFFFFFFF") + askingToken(kNoSlot) + failed(kScript, "C_GetTokenInfo", 0x03),
+                             result));
     expectCurrentSlot("none");
 }
 
@@ -222,7 +220,7 @@ TEST_F(PlatformIdentifiers, anUnknownReaderReportsWhatTheModuleSays) {
     startWithReader();
     fake.answerNext(Function::C_GetTokenInfo, CKR_DEVICE_ERROR);
 
-    expectOutputs(execute(kScript, reader("4E6F6E65")), {error("80fa")});
+    expectOutputs(execute(kScript, reader("4E6F6E65")), {errorIs("80fa")});
 }
 
 TEST_F(PlatformIdentifiers, aTokenThatDoesNotAnswerHasNoIdentifiersButIsTheCurrentOne) {
@@ -233,9 +231,9 @@ TEST_F(PlatformIdentifiers, aTokenThatDoesNotAnswerHasNoIdentifiersButIsTheCurre
 
     const Result result = execute(kScript, reader(kName1));
 
-    expectOutputs(result, {error("80eb")});
-    expectTrace(executeHead(kScript, {{"READERNAME"}}) + entry(kScript) + lookupTrace("12") + askingToken(0x12) +
-                failed(kScript, "C_GetTokenInfo", 0xE0) + leave(kScript) + executeTail(result));
+    expectOutputs(result, {errorIs("80eb")});
+    expectTrace(executeTrace(kScript, {{"READERNAME"}},
+                             lookupTrace("12") + askingToken(0x12) + failed(kScript, "C_GetTokenInfo", 0xE0), result));
     expectCurrentSlot("0x12");
 }
 
@@ -245,7 +243,7 @@ TEST_F(PlatformIdentifiers, informationWrittenAlongWithAFailureIsNotTold) {
 
     const Result result = execute(kScript, reader());
 
-    expectOutputs(result, {error("80ea")});
+    expectOutputs(result, {errorIs("80ea")});
     expectTraceAt(1 | 2, Trace{{2, "PKCS11Client::getPlatformIdentifiers : C_GetTokenInfo"}} +
                              failed(kScript, "C_GetTokenInfo", 0xE1));
 }
@@ -276,8 +274,8 @@ TEST_F(PlatformIdentifiers, aZeroByteEndsLabelAndSerialNumber) {
     const Result result = execute(kScript, reader());
 
     expectOutputs(result, identifiers("3132", "4D7920"));
-    expectTrace(executeHead(kScript, {{"READERNAME"}}) + entry(kScript) + lookupTrace("11") + askingToken(0x11) +
-                tokenTrace("My ", "M", "12") + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, {{"READERNAME"}},
+                             lookupTrace("11") + askingToken(0x11) + tokenTrace("My ", "M", "12"), result));
 }
 
 TEST_F(PlatformIdentifiers, fieldsOfZeroBytesAreEmptyValues) {
@@ -301,9 +299,10 @@ TEST_F(PlatformIdentifiers, fieldsWithoutTerminatorAreReadWithinTheirLength) {
     const Result result = execute(kScript, reader());
 
     expectOutputs(result, identifiers(Fake::hex(std::string(16, 's')), Fake::hex(std::string(32, 'l'))));
-    expectTrace(executeHead(kScript, {{"READERNAME"}}) + entry(kScript) + lookupTrace("11") + askingToken(0x11) +
-                tokenTrace(std::string(32, 'l'), std::string(16, 'm'), std::string(16, 's')) + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, {{"READERNAME"}},
+                             lookupTrace("11") + askingToken(0x11) +
+                                 tokenTrace(std::string(32, 'l'), std::string(16, 'm'), std::string(16, 's')),
+                             result));
 }
 
 TEST_F(PlatformIdentifiers, bytesThatAreNotUtf8AreToldAsTheyAre) {
@@ -330,7 +329,7 @@ TEST_F(PlatformIdentifiers, thePrefixOfTheReaderIsTakenOff) {
     expectOutputs(execute(kScript, Params().text("READERNAME", "xyz PFX:Fake Reader 0")), identifiers());
     expectOutputs(execute(kScript, Params().text("READERNAME", "PFX:Fake Reader 0")), identifiers());
     expectOutputs(execute(kScript, reader()), identifiers());
-    expectOutputs(execute(kScript, Params().text("READERNAME", "pfx:Fake Reader 0")), {error("80e9")});
+    expectOutputs(execute(kScript, Params().text("READERNAME", "pfx:Fake Reader 0")), {errorIs("80e9")});
 }
 
 TEST_F(PlatformIdentifiers, aNameOfTheReaderListIsUnderstood) {
@@ -346,7 +345,7 @@ TEST_F(PlatformIdentifiers, aModuleWithoutTheFunctionAnswersAsNotSupported) {
     startWithReader();
     fake.setNullEntry(Function::C_GetTokenInfo);
 
-    expectOutputs(execute(kScript, reader()), {error("80f4")});
+    expectOutputs(execute(kScript, reader()), {errorIs("80f4")});
     expectTraceAt(1, failed(kScript, "C_GetTokenInfo", 0x54));
 }
 
@@ -359,7 +358,7 @@ TEST_F(PlatformIdentifiers, anOpenSessionIsKeptThoughItIsOnAnotherSlot) {
 
     run("getAuthenticatorState", Params().plain("PINID", "USER"));
     forget();
-    expectOutputs(execute("getAuthenticatorState"), {error("0"), {"AUTHSTATE", 0, 1, "1"}});
+    expectOutputs(execute("getAuthenticatorState"), {errorIs("0"), {"AUTHSTATE", 0, 1, "1"}});
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetTokenInfo(0x12)"});
 }
 

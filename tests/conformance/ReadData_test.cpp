@@ -14,16 +14,6 @@ const std::string kScript = "readData";
 const std::string kMethod = "readCertificate";
 const SearchEntry kClassEntry = {0x00, numberDump(1)};
 
-const Output kDone = {"ERROR", 2, 3, "0"};
-
-Output errorIs(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
-Output countIs(const std::string& count) {
-    return {"COUNT", 2, 1, count};
-}
-
 Trace badParameter(const std::string& text) {
     return {{1, "PKCS11Client::" + text}};
 }
@@ -48,8 +38,7 @@ protected:
 
     /// All of `execute` around the lines of readData itself, which opens session 1.
     static Trace framed(const Params& params, const Trace& inner, const Result& result) {
-        return executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(0, 1) + inner + leave(kScript) +
-               executeTail(result);
+        return executeTrace(kScript, params.ids(), openSessionTrace(0, 1) + inner, result);
     }
     static Trace framedCertificate(const Trace& inner, const Result& result) {
         return framed(certificate(), entry(kMethod) + inner + leave(kMethod), result);
@@ -146,10 +135,11 @@ TEST_F(ReadData, nobodyIsLoggedInAndTheSessionStaysOpen) {
     expectOutputs(result, {kDone, countIs("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_FindObjectsInit(0x1, [CKA_CLASS=1])", "C_FindObjects(0x1, max=1)",
                  "C_FindObjectsFinal(0x1)"});
-    expectTrace(executeHead(kScript, certificate().ids()) + entry(kScript) +
-                keepSessionTrace(1, CKS_RO_PUBLIC_SESSION, 4) + entry(kMethod) +
-                searchTrace(kMethod, 1, {kClassEntry}) + foundNothing(kMethod, 1) + searchEnd(kMethod, 1) +
-                leave(kMethod) + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, certificate().ids(),
+                             keepSessionTrace(1, CKS_RO_PUBLIC_SESSION, 4) + entry(kMethod) +
+                                 searchTrace(kMethod, 1, {kClassEntry}) + foundNothing(kMethod, 1) +
+                                 searchEnd(kMethod, 1) + leave(kMethod),
+                             result));
 }
 
 TEST_F(ReadData, privateCertificatesAreSeenOnASessionThatIsLoggedIn) {
@@ -171,9 +161,10 @@ TEST_F(ReadData, aSessionThatCannotBeOpenedEndsIt) {
 
     expectOutputs(result, {errorIs("80fe")});
     expectCalls({"C_OpenSession(0x11, flags=0x4)"});
-    expectTrace(executeHead(kScript, certificate().ids()) + entry(kScript) +
-                openSessionTrace(0, low(static_cast<CK_ULONG>(-1)), 0x11, 0xB1) + failed(kScript, "openSession", 0xB1) +
-                leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, certificate().ids(),
+                             openSessionTrace(0, low(static_cast<CK_ULONG>(-1)), 0x11, 0xB1) +
+                                 failed(kScript, "openSession", 0xB1),
+                             result));
 }
 
 TEST_F(ReadData, theSessionIsOpenedBeforeTheParametersAreLookedAt) {
@@ -197,8 +188,9 @@ TEST_F(ReadData, withoutAVectorTheSessionIsOpenedAllTheSame) {
 
     expectOutputs(result, {errorIs("80ec")});
     expectCalls({"C_OpenSession(0x11, flags=0x4)"});
-    expectTrace(executeHead(kScript, std::nullopt) + entry(kScript) + openSessionTrace(0, 1) +
-                badParameter("readData: Bad parameter : pOpParams=NULL") + leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, std::nullopt,
+                             openSessionTrace(0, 1) + badParameter("readData: Bad parameter : pOpParams=NULL"),
+                             result));
 }
 
 TEST_F(ReadData, withoutObjectTypeNothingIsReadAndThatIsASuccess) {

@@ -13,16 +13,6 @@ const std::string kScript = "readData";
 const std::string kMethod = "readKey";
 const SearchEntry kClassEntry = {0x00, numberDump(2)};
 
-const Output kDone = {"ERROR", 2, 3, "0"};
-
-Output errorIs(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-
-Output countIs(const std::string& count) {
-    return {"COUNT", 2, 1, count};
-}
-
 Trace badParameter(const std::string& text) {
     return {{1, "PKCS11Client::readKey: Bad parameter " + text}};
 }
@@ -64,8 +54,8 @@ protected:
     }
 
     static Trace framed(const Params& params, const Trace& inner, const Result& result) {
-        return executeHead(kScript, params.ids()) + entry(kScript) + openSessionTrace(0, 1) + entry(kMethod) + inner +
-               leave(kMethod) + leave(kScript) + executeTail(result);
+        return executeTrace(kScript, params.ids(), openSessionTrace(0, 1) + entry(kMethod) + inner + leave(kMethod),
+                            result);
     }
 
     std::string searched(const Params& terms) {

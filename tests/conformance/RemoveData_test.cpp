@@ -101,8 +101,7 @@ TEST_F(RemoveData, withoutParametersNothingIsCalled) {
 
     expectOutputs(result, {{"ERROR", 2, 3, "80ec"}});
     expectCalls({});
-    expectTrace(executeHead(kScript, std::nullopt) + entry(kScript) + complaint("Bad parameter : pOpParams=NULL") +
-                leave(kScript) + executeTail(result));
+    expectTrace(executeTrace(kScript, std::nullopt, complaint("Bad parameter : pOpParams=NULL"), result));
 }
 
 TEST_F(RemoveData, aFailedLoginEndsIt) {

@@ -19,10 +19,6 @@ const std::string kHead = "PKCS11Client::signData: ";
 const std::string kSignature = "AAH//////////////wD+/Q==";
 const std::string kSignatureHex = "0001FFFFFFFFFFFFFFFFFFFFFF00FEFD";
 
-Output errorIs(const std::string& code) {
-    return {"ERROR", 2, 3, code};
-}
-const Output kDone = errorIs("0");
 const std::vector<Output> kSigned = {kDone, {"SIGNEDDATA", 1, 2, kSignature}};
 
 Trace failure(const std::string& text) {

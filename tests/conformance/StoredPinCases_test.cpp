@@ -10,8 +10,6 @@ namespace {
 
 const Params kStatic = Params().plain("AUTH_TYPE", "STATIC");
 const Output kRefused = {"ERROR", 2, 3, "80ec"};
-const Output kDone = {"ERROR", 2, 3, "0"};
-
 } // namespace
 
 class StoredPinCases : public PinTest {};

@@ -143,6 +143,11 @@ Trace executeTail(const Result& result) {
     return executeTail(result.outputs);
 }
 
+Trace executeTrace(const std::string& script, const std::optional<std::vector<std::string>>& ids, const Trace& body,
+                   const Result& result) {
+    return executeHead(script, ids) + entry(script) + body + leave(script) + executeTail(result);
+}
+
 Trace sessionInfoTrace(const std::string& method, CK_SLOT_ID slot, CK_STATE state, CK_FLAGS flags,
                        CK_ULONG deviceError) {
     Trace trace = {{kValue, named(method) + textf(": <-- sessionInfo.slotID=%d", static_cast<int>(slot))}};

@@ -68,6 +68,9 @@ struct Result;
 /// What it writes afterwards: every output, then the exit.
 [[nodiscard]] Trace executeTail(const std::vector<Output>& outputs);
 [[nodiscard]] Trace executeTail(const Result& result);
+/// The whole of it, with what the script writes between its own entry and exit.
+[[nodiscard]] Trace executeTrace(const std::string& script, const std::optional<std::vector<std::string>>& ids,
+                                 const Trace& body, const Result& result);
 
 /// The four "<-- sessionInfo." lines, level 4.
 [[nodiscard]] Trace sessionInfoTrace(const std::string& method, CK_SLOT_ID slot, CK_STATE state, CK_FLAGS flags,

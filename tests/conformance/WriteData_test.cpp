@@ -32,9 +32,8 @@ TEST_F(WriteData, withoutParametersNothingIsCalled) {
 
     expectOutputs(result, {{"ERROR", 2, 3, "80ec"}});
     expectCalls({});
-    expectTrace(executeHead(kScript, std::nullopt) + entry(kScript) +
-                Trace{{1, "PKCS11Client::writeData: Bad parameter : pOpParams=NULL"}} + leave(kScript) +
-                executeTail(result));
+    expectTrace(executeTrace(kScript, std::nullopt,
+                             Trace{{1, "PKCS11Client::writeData: Bad parameter : pOpParams=NULL"}}, result));
 }
 
 TEST_F(WriteData, anEmptyVectorIsNoMissingOne) {
