@@ -164,7 +164,7 @@ TEST_F(ContainerName, theKeyGetsTheName) {
     fake.addObject(keyWithId("01"));
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(nestedCalls({kInit, kFind, kFinal, kSet}));
     expectTrace(nested(params, success(), "0"));
@@ -248,14 +248,14 @@ TEST_F(ContainerName, aNameThatBeginsWithAZeroByteCountsAsMissing) {
 
 TEST_F(ContainerName, aMissingIdIsToldInTheWholeTrace) {
     const Params params = naming(Params());
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ec")});
     expectCalls(nestedCalls({}));
     expectTrace(nested(params, complaint("KEYID parameter not found"), "80ec"));
 }
 
 TEST_F(ContainerName, aMissingNameIsToldInTheWholeTrace) {
     const Params params = naming(Params().hex("KEYID", "01"));
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ec")});
     expectCalls(nestedCalls({}));
     expectTrace(nested(params, complaint("CONTAINER_NAME parameter not found"), "80ec"));
 }
@@ -263,7 +263,7 @@ TEST_F(ContainerName, aMissingNameIsToldInTheWholeTrace) {
 TEST_F(ContainerName, aKeyThatIsNotFoundLeavesTheSearchOpen) {
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f3"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f3")});
 
     expectCalls(nestedCalls({kInit, kFind}));
     expectTrace(nested(params, searchAnnounced("01") + findCall(kMethod, 1) + found(0, 0) + keyNotFound("01"), "80f3"));
@@ -318,7 +318,7 @@ TEST_F(ContainerName, aCountAboveOneIsTakenAsOne) {
 TEST_F(ContainerName, aSearchThatDoesNotBeginEndsIt) {
     fake.answerNext(Function::C_FindObjectsInit, CKR_DEVICE_ERROR);
     const Params params = namingKey();
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80fa"}});
+    expectOutputs(execute(kScript, params), {errorIs("80fa")});
     expectCalls(nestedCalls({kInit}));
     expectTrace(nested(params, searchAnnounced("01") + failed(kMethod, "C_FindObjectsInit", CKR_DEVICE_ERROR), "80fa"));
 }
@@ -326,7 +326,7 @@ TEST_F(ContainerName, aSearchThatDoesNotBeginEndsIt) {
 TEST_F(ContainerName, aSearchThatFailsStaysOpen) {
     fake.answerNext(Function::C_FindObjects, CKR_DEVICE_REMOVED);
     const Params params = namingKey();
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80eb"}});
+    expectOutputs(execute(kScript, params), {errorIs("80eb")});
     expectCalls(nestedCalls({kInit, kFind}));
     expectTrace(nested(
         params, searchAnnounced("01") + findCall(kMethod, 1) + failed(kMethod, "C_FindObjects", CKR_DEVICE_REMOVED),
@@ -338,7 +338,7 @@ TEST_F(ContainerName, aSearchThatDoesNotEndLeavesTheKeyAsItWas) {
     fake.addObject(keyWithId("01"));
     fake.answerNext(Function::C_FindObjectsFinal, CKR_GENERAL_ERROR);
     const Params params = namingKey();
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f7"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f7")});
     expectCalls(nestedCalls({kInit, kFind, kFinal}));
     expectTrace(nested(params,
                        searchAnnounced("01") + findCall(kMethod, 1) + found(0x101, 1) +
@@ -351,7 +351,7 @@ TEST_F(ContainerName, aTokenThatRefusesTheAttributeIsReported) {
     fake.addObject(keyWithId("01"));
     fake.answerNext(Function::C_SetAttributeValue, CKR_ATTRIBUTE_TYPE_INVALID);
     const Params params = namingKey();
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f9"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f9")});
     expectCalls(nestedCalls({kInit, kFind, kFinal, kSet}));
     expectTrace(nested(params, success() + failed(kMethod, "C_SetAttributeValue", CKR_ATTRIBUTE_TYPE_INVALID), "80f9"));
 }
@@ -374,7 +374,7 @@ TEST_F(ContainerName, missingFunctionsAnswerAsNotSupported) {
         fake.addObject(keyWithId("01"));
         fake.setNullEntry(missing.function);
 
-        expectOutputs(execute(kScript, namingKey()), {{"ERROR", 2, 3, "80f4"}});
+        expectOutputs(execute(kScript, namingKey()), {errorIs("80f4")});
 
         expectCalls(nestedCalls(missing.before));
         expectTraceAt(1, failed(kMethod, missing.name, CKR_FUNCTION_NOT_SUPPORTED));
@@ -384,7 +384,7 @@ TEST_F(ContainerName, missingFunctionsAnswerAsNotSupported) {
 TEST_F(ContainerName, aFailedLoginOfItsOwnEndsIt) {
     hideStateFor(1);
     fake.answerNext(Function::C_Login, CKR_PIN_INCORRECT);
-    expectOutputs(execute(kScript, namingKey()), {{"ERROR", 2, 3, "80ee"}});
+    expectOutputs(execute(kScript, namingKey()), {errorIs("80ee")});
     expectCalls(ownLoginCalls({}));
     expectTraceAt(1, failed("loginAsUser", "C_Login", CKR_PIN_INCORRECT) + loginFailed("0xa0"));
 }
@@ -392,7 +392,7 @@ TEST_F(ContainerName, aFailedLoginOfItsOwnEndsIt) {
 TEST_F(ContainerName, aSessionThatCannotBeAskedIsALoginFailureAndWriteDataStillLogsOut) {
     fake.passNext(Function::C_GetSessionInfo);
     fake.answerNext(Function::C_GetSessionInfo, CKR_DEVICE_ERROR);
-    expectOutputs(execute(kScript, namingKey()), {{"ERROR", 2, 3, "80fa"}});
+    expectOutputs(execute(kScript, namingKey()), {errorIs("80fa")});
     expectCalls(loggedIn({"C_GetSessionInfo(0x1)"}));
     expectTraceAt(1, failedTight("openSession", "C_GetSessionInfo", CKR_DEVICE_ERROR) +
                          failed("loginAsUser", "openSession", CKR_DEVICE_ERROR) + loginFailed("0x30"));
@@ -403,7 +403,7 @@ TEST_F(ContainerName, itLogsOutOnlyWhereItsOwnLoginLoggedIn) {
     hideStateFor(1);
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(ownLoginCalls({kInit, kFind, kFinal, kSet, "C_Logout(0x1)"}));
     expectTrace(ownLogin(params, success() + logoutTrace(kMethod, 1), "0"));
@@ -415,7 +415,7 @@ TEST_F(ContainerName, itsOwnLoginEndsWhereMemoryDoes) {
     fake.hook<Function::C_FindObjects>(
         [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE*, CK_ULONG, CK_ULONG*) -> CK_RV { throw std::bad_alloc(); });
 
-    expectOutputs(execute(kScript, namingKey()), {{"ERROR", 2, 3, "80f6"}});
+    expectOutputs(execute(kScript, namingKey()), {errorIs("80f6")});
 
     expectCalls(ownLoginCalls({kInit, kFind, "C_Logout(0x1)"}));
     EXPECT_EQ(fake.login(), Fake::Role::Nobody);
@@ -428,7 +428,7 @@ TEST_F(ContainerName, itsOwnFailedLogoutIsAnnouncedWithEachTryAndRewritesError) 
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80fa"}});
+    expectOutputs(execute(kScript, params), {errorIs("80fa")});
 
     expectCalls(ownLoginCalls({kInit, kFind, kFinal, kSet, "C_Logout(0x1)", "C_Logout(0x1)", "C_Logout(0x1)"}));
     expectTrace(ownLogin(params,
@@ -446,7 +446,7 @@ TEST_F(ContainerName, aSessionLostBetweenTheLoginsIsReplacedAndBothLogOut) {
     fake.answerNext(Function::C_Logout, CKR_OK);
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(lostSessionCalls({"C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)"}));
     expectTrace(lostSession(
@@ -464,7 +464,7 @@ TEST_F(ContainerName, afterALostSessionTheWritersFailedLogoutStandsAndThatOfWrit
     fake.answerNext(Function::C_Logout, CKR_OK);
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80fa"}});
+    expectOutputs(execute(kScript, params), {errorIs("80fa")});
 
     expectCalls(lostSessionCalls({"C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)"}));
     expectTrace(lostSession(params, logoutTrace(kMethod, 2, CKR_DEVICE_ERROR) + logoutTrace(kMethod, 2),
@@ -501,7 +501,7 @@ TEST_F(ContainerName, ofAUserWhoWasLoggedInBeforeNobodyIsLoggedOut) {
     fake.addObject(keyWithId("01"));
     authenticate();
 
-    expectOutputs(execute(kScript, namingKey()), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, namingKey()), {kDone});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)",
                  kInit, kFind, kFinal, kSet});

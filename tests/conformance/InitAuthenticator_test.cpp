@@ -89,7 +89,7 @@ TEST_F(InitAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 
     const Result result = execute(kInit, params);
 
-    expectOutputs(result, {errorIs("0")});
+    expectOutputs(result, {kDone});
     expectCalls(kOfficerSetsPin);
     expectTrace(executeTrace(kInit, params.ids(),
                              openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
@@ -103,7 +103,7 @@ TEST_F(InitAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 TEST_F(InitAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {errorIs("0")});
+    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {kDone});
 
     expectCalls({"C_InitPIN(0x1, 35363738)"});
     expectTrace(entry(kInit) + initPin(kInit, 1) + leave(kInit));
@@ -121,13 +121,13 @@ TEST_F(InitAuthenticator, withoutKeyNoSessionIsOpened) {
 
 TEST_F(InitAuthenticator, anEmptyKeyIsNoKey) {
     startWithSession(Role::SecurityOfficer);
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", "").hex("PIN", kNewPinHex)), {errorIs("0")});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", "").hex("PIN", kNewPinHex)), {kDone});
     expectCalls({"C_InitPIN(0x1, 35363738)"});
 }
 
 TEST_F(InitAuthenticator, anOpenSessionIsKept) {
     startWithSession(Role::Nobody);
-    expectOutputs(execute(kInit, initParams()), {errorIs("0")});
+    expectOutputs(execute(kInit, initParams()), {kDone});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
                  "C_Logout(0x1)"});
 }
@@ -136,7 +136,7 @@ TEST_F(InitAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
     startWithSession(Role::Nobody);
     fake.dropSessions();
 
-    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
+    expectOutputs(runScript(kInit, initParams()), {kDone});
 
     expectCalls(kOfficerSetsPinOnAFreshSession);
     expectTrace(entry(kInit) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kInit, 2) + initPin(kInit, 2) +
@@ -214,12 +214,12 @@ TEST_F(InitAuthenticator, theKeyIdOfUnlockingDoesNotServe) {
 
 TEST_F(InitAuthenticator, unlockTypeIsNotLookedAt) {
     startWithReader();
-    expectOutputs(execute(kInit, initParams().plain("UNLOCK_TYPE", "DYNAMIC")), {errorIs("0")});
+    expectOutputs(execute(kInit, initParams().plain("UNLOCK_TYPE", "DYNAMIC")), {kDone});
 }
 
 TEST_F(InitAuthenticator, withoutPinTheAccessPinIsSet) {
     startWithReader(Params().hex("PIN", kNewPinHex));
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), {errorIs("0")});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), {kDone});
     expectCalls(kOfficerSetsPin);
 }
 
@@ -236,20 +236,20 @@ TEST_F(InitAuthenticator, theOfficersAccessPinIsNotTaken) {
 
 TEST_F(InitAuthenticator, theOperationsPinStandsBeforeTheAccessPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
+    expectOutputs(runScript(kInit, initParams()), {kDone});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
 TEST_F(InitAuthenticator, ofRepeatedParametersTheLastCounts) {
     startWithReader();
     const Params params = Params().hex("INIT_KEY", kWrongPinHex).hex("PIN", kWrongPinHex).append(initParams());
-    expectOutputs(execute(kInit, params), {errorIs("0")});
+    expectOutputs(execute(kInit, params), {kDone});
     expectCalls(kOfficerSetsPin);
 }
 
 TEST_F(InitAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
     startWithReader();
-    expectOutputs(execute(kInit, initIds().base64("INIT_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {errorIs("0")});
+    expectOutputs(execute(kInit, initIds().base64("INIT_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {kDone});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
                  "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -260,7 +260,7 @@ TEST_F(InitAuthenticator, aPinInBase64ServesThroughTheAccessValue) {
     fake.setUserPin("9999");
     startWithReader(Params().hex("PIN", kWrongPinHex));
 
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).base64("PIN", "MTIzNA==")), {errorIs("0")});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).base64("PIN", "MTIzNA==")), {kDone});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31323334)",
                  "C_Logout(0x1)"});
@@ -359,16 +359,16 @@ TEST_F(InitAuthenticator, aModuleWithoutLogoutIsReportedOnceThoughThePinIsSetAnd
 
 TEST_F(InitAuthenticator, thePinThatWasSetIsTheStoredPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
+    expectOutputs(runScript(kInit, initParams()), {kDone});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(InitAuthenticator, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kInit, initParams()), {errorIs("0")});
+    expectOutputs(runScript(kInit, initParams()), {kDone});
     forget();
 
-    expectOutputs(runScript("authenticate", Params::null()), {errorIs("0")});
+    expectOutputs(runScript("authenticate", Params::null()), {kDone});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }
@@ -391,7 +391,7 @@ TEST_F(UnlockAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 
     const Result result = execute(kUnlock, params);
 
-    expectOutputs(result, {errorIs("0")});
+    expectOutputs(result, {kDone});
     expectCalls(kOfficerSetsPin);
     expectTrace(executeTrace(kUnlock, params.ids(),
                              openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
@@ -416,7 +416,7 @@ TEST_F(UnlockAuthenticator, withoutKeyASessionIsOpenedButNobodyLoggedIn) {
 TEST_F(UnlockAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {errorIs("0")});
+    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {kDone});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
     expectTrace(entry(kUnlock) + keepSessionTrace(1, CKS_RW_SO_FUNCTIONS, 6) + initPin(kUnlock, 1) + leave(kUnlock));
@@ -425,13 +425,13 @@ TEST_F(UnlockAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
 
 TEST_F(UnlockAuthenticator, anEmptyKeyIsNoKey) {
     startWithSession(Role::SecurityOfficer);
-    expectOutputs(execute(kUnlock, unlockParams("")), {errorIs("0")});
+    expectOutputs(execute(kUnlock, unlockParams("")), {kDone});
     expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
 }
 
 TEST_F(UnlockAuthenticator, theKeyIdIsOptional) {
     startWithReader();
-    expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {errorIs("0")});
+    expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {kDone});
     expectCalls(kOfficerSetsPin);
 }
 
@@ -439,7 +439,7 @@ TEST_F(UnlockAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
     startWithSession(Role::Nobody);
     fake.dropSessions();
 
-    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("0")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {kDone});
 
     expectCalls(kOfficerSetsPinOnAFreshSession);
     expectTrace(entry(kUnlock) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kUnlock, 2) + initPin(kUnlock, 2) +
@@ -542,7 +542,7 @@ TEST_F(UnlockAuthenticator, ofSeveralPinsTheFirstThatIsNotEmptyCounts) {
                               .hex("PIN", kWrongPinHex)
                               .hex("PIN", "");
 
-    expectOutputs(execute(kUnlock, params), {errorIs("0")});
+    expectOutputs(execute(kUnlock, params), {kDone});
 
     expectCalls(kOfficerSetsPin);
     EXPECT_EQ(storedUserPin(), kNewPinHex);
@@ -550,14 +550,13 @@ TEST_F(UnlockAuthenticator, ofSeveralPinsTheFirstThatIsNotEmptyCounts) {
 
 TEST_F(UnlockAuthenticator, ofSeveralKeysTheLastCounts) {
     startWithReader();
-    expectOutputs(execute(kUnlock, Params().hex("UNLOCK_KEY", kWrongPinHex).append(unlockParams())), {errorIs("0")});
+    expectOutputs(execute(kUnlock, Params().hex("UNLOCK_KEY", kWrongPinHex).append(unlockParams())), {kDone});
     expectCalls(kOfficerSetsPin);
 }
 
 TEST_F(UnlockAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
     startWithReader();
-    expectOutputs(execute(kUnlock, unlockIds().base64("UNLOCK_KEY", kSoPinHex).base64("PIN", "abcdEF01")),
-                  {errorIs("0")});
+    expectOutputs(execute(kUnlock, unlockIds().base64("UNLOCK_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {kDone});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
                  "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -681,16 +680,16 @@ TEST_F(UnlockAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
 
 TEST_F(UnlockAuthenticator, thePinThatWasSetIsTheStoredPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("0")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {kDone});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(UnlockAuthenticator, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("0")});
+    expectOutputs(runScript(kUnlock, unlockParams()), {kDone});
     forget();
 
-    expectOutputs(runScript("authenticate", Params::null()), {errorIs("0")});
+    expectOutputs(runScript("authenticate", Params::null()), {kDone});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }

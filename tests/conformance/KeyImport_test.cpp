@@ -157,7 +157,7 @@ protected:
 TEST_F(KeyImport, aPrivateKeyAlone) {
     const Params params = privateKey();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({privateCall()}));
     expectTrace(storyOf(kScript, params,
@@ -170,7 +170,7 @@ TEST_F(KeyImport, aPrivateKeyAlone) {
 TEST_F(KeyImport, aKeyPair) {
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn(
         {privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2], publicCall(" CKA_ID=01")}));
@@ -345,7 +345,7 @@ TEST_F(KeyImport, aRepeatedKeywordAppendsAnotherEntryToItsTemplates) {
 TEST_F(KeyImport, aTokenThatTakesNoAttributeTwiceHasItsSay) {
     const Params params = keyPair().hex("ID", "01").hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "8106"}});
+    expectOutputs(execute(kScript, params), {errorIs("8106")});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01 CKA_ID=01")}));
     expectTraceAt(1, failed(kMethod, "C_CreateObject", CKR_TEMPLATE_INCONSISTENT));
@@ -356,7 +356,7 @@ TEST_F(KeyImport, ofRepeatedIdsAllAreWrittenAndTheLastIsLookedFor) {
     fake.answerNext(Function::C_CreateObject, CKR_OK, 2);
     const Params params = keyPair().hex("ID", "01").hex("LABEL", "41").hex("ID", "0203");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     const std::string tail = " CKA_ID=01 CKA_LABEL=41 CKA_ID=0203";
     expectCalls(loggedIn({privateCall(tail), "C_FindObjectsInit(0x1, [CKA_CLASS=2 CKA_ID=0203])", kPairSearch[1],
@@ -424,7 +424,7 @@ TEST_F(KeyImport, anEntryThatFindsNoRoomIsToldOnceThoughItGoesToBoth) {
 TEST_F(KeyImport, anEntryThatFindsNoRoomIsToldInTheWholeTraceAndTheUserIsLoggedOut) {
     const Params params = keyPair().append(repeated(10, "LABEL", "41"));
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ec")});
 
     expectCalls(loggedIn({}));
     expectTrace(storyOf(kScript, params,
@@ -514,7 +514,7 @@ TEST_F(KeyImport, aWrongAlgorithmBehindAParsedKeyStillFails) {
                               .plain("ALGOID", "RSA")
                               .plain("KEYENCODING", "nonsense");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ec")});
 
     expectCalls(loggedIn({}));
     expectTrace(storyOf(kScript, params,
@@ -590,7 +590,7 @@ TEST_F(KeyImportBadValue, thatIsNoPkcs8Key) {
 TEST_F(KeyImportBadValue, wholeTrace) {
     const Params params = withValue(Params().base64("KEYVALUE", "MAA=")); // an empty sequence
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ec")});
 
     expectCalls(loggedIn({}));
     expectTrace(storyOf(kScript, params,
@@ -617,7 +617,7 @@ TEST_F(KeyImport, aRefusedPrivateKeyEndsItBeforeAnySearch) {
     fake.answerNext(Function::C_CreateObject, CKR_ATTRIBUTE_VALUE_INVALID);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f9"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f9")});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01")}));
     expectTrace(storyOf(kScript, params,
@@ -632,7 +632,7 @@ TEST_F(KeyImport, aPublicKeyWithTheSameIdIsKeptAndNotCompared) {
     ASSERT_EQ(old, 0x101U);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2]}));
     expectTrace(storyOf(kScript, params,
@@ -655,7 +655,7 @@ TEST_F(KeyImport, aPairWithoutAnIdIsLookedForByTheBytesOfTheClass) {
     const std::string classBytes = numberDump(CKO_PUBLIC_KEY);
     const Params params = keyPair();
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({privateCall(), "C_FindObjectsInit(0x1, [CKA_CLASS=2 CKA_ID=" + classBytes + "])",
                           kPairSearch[1], kPairSearch[2], publicCall()}));
@@ -683,7 +683,7 @@ TEST_F(KeyImport, aSearchThatDoesNotBeginLeavesThePrivateKey) {
     fake.answerNext(Function::C_FindObjectsInit, CKR_FUNCTION_FAILED);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f8"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f8")});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0]}));
     expectTrace(storyOf(kScript, params,
@@ -699,7 +699,7 @@ TEST_F(KeyImport, aSearchThatFailsStaysOpenAndLeavesThePrivateKey) {
     fake.answerNext(Function::C_FindObjects, CKR_DEVICE_REMOVED);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80eb"}});
+    expectOutputs(execute(kScript, params), {errorIs("80eb")});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1]}));
     expectTrace(storyOf(kScript, params,
@@ -717,7 +717,7 @@ TEST_F(KeyImport, aSearchThatDoesNotEndLeavesThePrivateKeyAlone) {
     fake.answerNext(Function::C_FindObjectsFinal, CKR_DEVICE_ERROR);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80fa"}});
+    expectOutputs(execute(kScript, params), {errorIs("80fa")});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2]}));
     expectTrace(storyOf(kScript, params,
@@ -754,7 +754,7 @@ TEST_F(KeyImport, missingFunctionsOfTheSearchAnswerAsNotSupported) {
         middle.insert(middle.end(), kPairSearch.begin(),
                       kPairSearch.begin() + static_cast<std::ptrdiff_t>(missing.searchCalls));
 
-        expectOutputs(execute(kScript, keyPair().hex("ID", "01")), {{"ERROR", 2, 3, "80f4"}});
+        expectOutputs(execute(kScript, keyPair().hex("ID", "01")), {errorIs("80f4")});
 
         expectCalls(loggedIn(middle));
         expectTraceAt(1, failed(kMethod, missing.name, CKR_FUNCTION_NOT_SUPPORTED));
@@ -791,7 +791,7 @@ TEST_F(KeyImport, aPublicKeyThatIsRefusedIsTriedAgainWithItsModulusBits) {
     fake.answerNext(Function::C_CreateObject, CKR_TEMPLATE_INCOMPLETE);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2],
                           publicCall(" CKA_ID=01"), publicCall(" CKA_ID=01 CKA_MODULUS_BITS=1024")}));
@@ -808,7 +808,7 @@ TEST_F(KeyImport, anyRefusalOfThePublicKeyIsTriedAgainButOnlyOnce) {
     fake.answerNext(Function::C_CreateObject, CKR_DEVICE_MEMORY);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f6"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f6")});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2],
                           publicCall(" CKA_ID=01"), publicCall(" CKA_ID=01 CKA_MODULUS_BITS=1024")}));

@@ -42,7 +42,7 @@ protected:
 
     /// The script answers 33004 and nothing else, says just this at level 1, and calls nothing.
     void expectRefused(const Result& result, const std::string& message, Where where = Where::current()) {
-        expectOutputs(result, {{"ERROR", 2, 3, "80ec"}}, where);
+        expectOutputs(result, {errorIs("80ec")}, where);
         expectTraceAt(1, {{1, message}}, where);
         expectCalls({}, where);
     }

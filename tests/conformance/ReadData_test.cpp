@@ -591,14 +591,12 @@ TEST_P(ReadDataMissing, functionsAnswerAsNotSupported) {
 
 INSTANTIATE_TEST_SUITE_P(
     Functions, ReadDataMissing,
-    ::testing::Values(
-        MissingRow{Function::C_FindObjectsInit, "C_FindObjectsInit", {{"ERROR", 2, 3, "80f4"}}},
-        MissingRow{Function::C_FindObjects, "C_FindObjects", {{"ERROR", 2, 3, "80f4"}, {"COUNT", 2, 1, "0"}}},
-        MissingRow{
-            Function::C_GetAttributeValue, "C_GetAttributeValue", {{"ERROR", 2, 3, "80f4"}, {"COUNT", 2, 1, "0"}}},
-        MissingRow{Function::C_FindObjectsFinal,
-                   "C_FindObjectsFinal",
-                   {{"ERROR", 2, 3, "80f4"}, {"COUNT", 2, 1, "1"}, {"DATA1", 1, 2, "oQ=="}}}),
+    ::testing::Values(MissingRow{Function::C_FindObjectsInit, "C_FindObjectsInit", {errorIs("80f4")}},
+                      MissingRow{Function::C_FindObjects, "C_FindObjects", {errorIs("80f4"), countIs("0")}},
+                      MissingRow{Function::C_GetAttributeValue, "C_GetAttributeValue", {errorIs("80f4"), countIs("0")}},
+                      MissingRow{Function::C_FindObjectsFinal,
+                                 "C_FindObjectsFinal",
+                                 {errorIs("80f4"), countIs("1"), {"DATA1", 1, 2, "oQ=="}}}),
     [](const auto& row) { return row.param.name; });
 
 // Hostile answers

@@ -34,9 +34,7 @@ protected:
         fake.addSlot(second);
         fake.addSlot(third);
     }
-    static std::vector<Output> found(const std::string& readers) {
-        return {{"ERROR", 2, 3, "0"}, {"READERS", 4, 0, readers}};
-    }
+    static std::vector<Output> found(const std::string& readers) { return {kDone, {"READERS", 4, 0, readers}}; }
 };
 
 TEST_F(ReaderList, oneReader) {
@@ -134,7 +132,7 @@ TEST_F(ReaderList, aFailingListHasNoReaders) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {{"ERROR", 2, 3, "80fa"}});
+    expectOutputs(result, {errorIs("80fa")});
     expectTrace(executeHead(kScript, std::nullopt) + entry(kMethod) + entry("getSlotVector") +
                 call("getSlotVector", "C_GetSlotList") + failed("getSlotVector", "C_GetSlotList", 0x30) +
                 leave("getSlotVector") + failedTight(kMethod, "getSlotVector", 0x30) + leave(kMethod) +
@@ -147,7 +145,7 @@ TEST_F(ReaderList, aFailingSlotHasNoReadersThoughEarlierOnesAreKnown) {
     fake.passNext(Function::C_GetSlotInfo);
     fake.answerNext(Function::C_GetSlotInfo, CKR_DEVICE_REMOVED);
 
-    expectOutputs(execute(kScript), {{"ERROR", 2, 3, "80eb"}});
+    expectOutputs(execute(kScript), {errorIs("80eb")});
     expectTraceAt(1, failed("getSlotVector", "C_GetSlotInfo", 0x32) + failedTight(kMethod, "getSlotVector", 0x32));
     forget();
 
@@ -159,7 +157,7 @@ TEST_F(ReaderList, aLargeResultHasTheGeneralCode) {
     start();
     fake.answerNext(Function::C_GetSlotList, CKR_VENDOR_DEFINED);
 
-    expectOutputs(execute(kScript), {{"ERROR", 2, 3, "80f5"}});
+    expectOutputs(execute(kScript), {errorIs("80f5")});
     expectTraceAt(1, failed("getSlotVector", "C_GetSlotList", 0x80000000) +
                          failedTight(kMethod, "getSlotVector", 0x80000000));
 }
@@ -190,7 +188,7 @@ TEST_F(ReaderList, leavesTheCurrentSlotAlone) {
     fake.addSlot("Fake Reader 1");
     run(kScript);
 
-    expectOutputs(execute("getAuthenticatorState"), {{"ERROR", 2, 3, "0"}, {"AUTHSTATE", 0, 1, "2"}});
+    expectOutputs(execute("getAuthenticatorState"), {kDone, {"AUTHSTATE", 0, 1, "2"}});
     EXPECT_EQ(calls().front(), "C_OpenSession(0x11, flags=0x4)");
 }
 

@@ -99,7 +99,7 @@ using Handles = std::vector<CK_OBJECT_HANDLE>;
 TEST_F(RemoveData, withoutParametersNothingIsCalled) {
     const Result result = execute(kScript);
 
-    expectOutputs(result, {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(result, {errorIs("80ec")});
     expectCalls({});
     expectTrace(executeTrace(kScript, std::nullopt, complaint("Bad parameter : pOpParams=NULL"), result));
 }
@@ -109,7 +109,7 @@ TEST_F(RemoveData, aFailedLoginEndsIt) {
     fake.answerNext(Function::C_Login, CKR_PIN_INCORRECT);
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ee"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ee")});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)"});
     expectTrace(storyOf(kScript, params, loginAsUserTrace(1, CKR_PIN_INCORRECT) + loginFailed("0xa0"), "80ee"));
@@ -128,7 +128,7 @@ TEST_F(RemoveData, inAnUnknownStateNobodyIsLoggedInOrOut) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", init("CKA_CLASS=1"), kFind,
                  destroy("0x101"), kFind, kFinal});
@@ -147,7 +147,7 @@ TEST_F(RemoveData, threeCertificatesGoWithinOneSearch) {
     fake.addObject(object(CKO_CERTIFICATE, "03"));
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind, destroy("0x102"), kFind,
                           destroy("0x104"), kFind, kFinal}));
@@ -167,7 +167,7 @@ TEST_F(RemoveData, aKeyPairGoesPrivateKeysFirstThenPublicOnesInAFreshSearch) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     const Params params = ofType("KEY_PAIR").hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(
         loggedIn({init("CKA_CLASS=3 CKA_ID=01"), kFind, destroy("0x102"), kFind, kFinal, init("CKA_CLASS=2 CKA_ID=01"),
@@ -184,7 +184,7 @@ TEST_F(RemoveData, aKeyPairGoesPrivateKeysFirstThenPublicOnesInAFreshSearch) {
 TEST_F(RemoveData, aPairWhosePublicKeyIsMissingIsRemovedAllTheSame) {
     fake.addObject(object(CKO_PRIVATE_KEY, "01"));
     const Params params = ofType("KEY_PAIR");
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
     expectCalls(
         loggedIn({init("CKA_CLASS=3"), kFind, destroy("0x101"), kFind, kFinal, init("CKA_CLASS=2"), kFind, kFinal}));
     expectTraceAt(1, {});
@@ -194,7 +194,7 @@ TEST_F(RemoveData, aPairWhosePrivateKeyIsMissingKeepsItsPublicKey) {
     fake.addObject(object(CKO_PUBLIC_KEY, "01"));
     const Params params = ofType("KEY_PAIR");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f3"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f3")});
 
     expectCalls(loggedIn({init("CKA_CLASS=3"), kFind, kFinal}));
     expectTrace(story(params,
@@ -211,7 +211,7 @@ TEST_F(RemoveData, anyClassGoesByLabelAlone) {
     fake.addObject(object(CKO_PUBLIC_KEY, "01").hex(CKA_LABEL, "42"));
     const Params params = ofType("ANY").hex("LABEL", "41");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({init("CKA_LABEL=41"), kFind, destroy("0x101"), kFind, destroy("0x102"), kFind,
                           destroy("0x103"), kFind, kFinal}));
@@ -230,7 +230,7 @@ TEST_F(RemoveData, withoutAnyEntryThereIsNoTemplateAndEverythingGoes) {
         fake.addObject(object(CKO_CERTIFICATE, "01"));
         fake.addObject(object(CKO_PRIVATE_KEY, "02"));
 
-        expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+        expectOutputs(execute(kScript, params), {kDone});
 
         expectCalls(loggedIn({kNoTemplate, kFind, destroy("0x101"), kFind, destroy("0x102"), kFind, kFinal}));
         expectTrace(story(params,
@@ -246,7 +246,7 @@ TEST_F(RemoveData, anObjectTypeInSecondPlaceIsNotLookedAt) {
     fake.addObject(object(CKO_PRIVATE_KEY, "01"));
     const Params params = Params().hex("ID", "01").plain("OBJ_TYPE", "CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({init("CKA_ID=01"), kFind, destroy("0x101"), kFind, destroy("0x102"), kFind, kFinal}));
 }
@@ -266,7 +266,7 @@ TEST_F(RemoveData, anUnknownObjectTypeIsToldAsABadCertificate) {
 
 TEST_F(RemoveData, anUnknownObjectTypeIsToldInTheWholeTrace) {
     const Params params = ofType("DATA").plain("CERT_CATEGORY", "never reached");
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ec")});
     expectCalls(loggedIn({}));
     expectTrace(story(params, complaint("Bad parameter CERTIFICATE: DATA"), "80ec"));
 }
@@ -413,7 +413,7 @@ TEST_F(RemoveData, anEleventhEntryIsToldInTheWholeTraceAndTheUserIsLoggedOut) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     const Params params = ofType("CERTIFICATE").append(repeated(10, "ID", "01"));
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80ec"}});
+    expectOutputs(execute(kScript, params), {errorIs("80ec")});
 
     expectCalls(loggedIn({}));
     expectTrace(story(params, complaint("Bad parameter ID: 01"), "80ec"));
@@ -433,7 +433,7 @@ TEST_F(RemoveData, theSecondSweepOfAPairFindsItsClassInAFullTemplate) {
     const std::string ids = repeatedEntry(9, "CKA_ID=01");
     const Params params = ofType("KEY_PAIR").append(repeated(9, "ID", "01"));
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({init("CKA_CLASS=3" + ids), kFind, destroy("0x101"), kFind, kFinal, init("CKA_CLASS=2" + ids),
                           kFind, destroy("0x102"), kFind, kFinal}));
@@ -455,7 +455,7 @@ TEST_F(RemoveData, hexadecimalKeywordsAreTheTextAsItStandsWhateverTheEncoding) {
 
 TEST_F(RemoveData, nothingFoundEndsTheSearchAndSaysSo) {
     const Params params = ofType("CERTIFICATE").hex("ID", "01");
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f3"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f3")});
     expectCalls(loggedIn({init("CKA_CLASS=1 CKA_ID=01"), kFind, kFinal}));
     expectTrace(story(params,
                       searchAnnounced({{CKA_CLASS, numberDump(1)}, {CKA_ID, "01"}}) + found(0, 0) +
@@ -467,7 +467,7 @@ TEST_F(RemoveData, nothingFoundEndsTheSearchAndSaysSo) {
 TEST_F(RemoveData, nothingFoundOutweighsASearchThatDoesNotEnd) {
     fake.answerNext(Function::C_FindObjectsFinal, CKR_DEVICE_ERROR);
     const Params params = ofType("CERTIFICATE");
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f3"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f3")});
     expectTrace(story(params,
                       searchAnnounced({{CKA_CLASS, numberDump(1)}}) + found(0, 0) + complaint("Data Not Found") +
                           searchEnded() + failed(kScript, "C_FindObjectsFinal", CKR_DEVICE_ERROR),
@@ -477,7 +477,7 @@ TEST_F(RemoveData, nothingFoundOutweighsASearchThatDoesNotEnd) {
 TEST_F(RemoveData, aSearchThatDoesNotBeginEndsIt) {
     fake.answerNext(Function::C_FindObjectsInit, CKR_OPERATION_ACTIVE);
     const Params params = ofType("KEY_PAIR");
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f5"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f5")});
     expectCalls(loggedIn({init("CKA_CLASS=3")}));
     expectTrace(story(params,
                       searchAnnounced({{CKA_CLASS, numberDump(3)}}) +
@@ -489,7 +489,7 @@ TEST_F(RemoveData, aSecondSearchThatDoesNotBeginEndsIt) {
     fake.addObject(object(CKO_PRIVATE_KEY, "01"));
     fake.passNext(Function::C_FindObjectsInit);
     fake.answerNext(Function::C_FindObjectsInit, CKR_DEVICE_REMOVED);
-    expectOutputs(execute(kScript, ofType("KEY_PAIR")), {{"ERROR", 2, 3, "80eb"}});
+    expectOutputs(execute(kScript, ofType("KEY_PAIR")), {errorIs("80eb")});
     expectCalls(loggedIn({init("CKA_CLASS=3"), kFind, destroy("0x101"), kFind, kFinal, init("CKA_CLASS=2")}));
 }
 
@@ -499,7 +499,7 @@ TEST_F(RemoveData, aSearchThatFailsStaysOpen) {
     fake.answerNext(Function::C_FindObjects, CKR_DEVICE_REMOVED);
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80eb"}});
+    expectOutputs(execute(kScript, params), {errorIs("80eb")});
 
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind}));
     expectTrace(story(params,
@@ -515,7 +515,7 @@ TEST_F(RemoveData, aSearchThatDoesNotEndEndsItBeforeTheSecondSweep) {
     fake.answerNext(Function::C_FindObjectsFinal, CKR_GENERAL_ERROR);
     const Params params = ofType("KEY_PAIR");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80f7"}});
+    expectOutputs(execute(kScript, params), {errorIs("80f7")});
 
     expectCalls(loggedIn({init("CKA_CLASS=3"), kFind, destroy("0x101"), kFind, kFinal}));
     expectTrace(story(params,
@@ -529,7 +529,7 @@ TEST_F(RemoveData, aDeviceErrorOnDestroyingIsToleratedAndCountsAsFound) {
     fake.answerNext(Function::C_DestroyObject, CKR_DEVICE_ERROR);
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind, kFinal}));
     expectTrace(story(params,
@@ -545,7 +545,7 @@ TEST_F(RemoveData, anyOtherFailureOnDestroyingEndsTheSearchAndTheRemoval) {
     fake.answerNext(Function::C_DestroyObject, CKR_SESSION_READ_ONLY);
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "8101"}});
+    expectOutputs(execute(kScript, params), {errorIs("8101")});
 
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFinal}));
     expectTrace(story(params,
@@ -559,7 +559,7 @@ TEST_F(RemoveData, theFailureOnDestroyingOutweighsASearchThatDoesNotEnd) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     fake.answerNext(Function::C_DestroyObject, CKR_SESSION_READ_ONLY);
     fake.answerNext(Function::C_FindObjectsFinal, CKR_GENERAL_ERROR);
-    expectOutputs(execute(kScript, ofType("CERTIFICATE")), {{"ERROR", 2, 3, "8101"}});
+    expectOutputs(execute(kScript, ofType("CERTIFICATE")), {errorIs("8101")});
     expectTraceAt(1, failed(kScript, "C_DestroyObject", CKR_SESSION_READ_ONLY) +
                          failed(kScript, "C_FindObjectsFinal", CKR_GENERAL_ERROR));
 }
@@ -573,7 +573,7 @@ TEST_F(RemoveData, aCountAboveOneIsTakenAsOne) {
         return CK_RV{CKR_OK};
     });
     const Params params = ofType("CERTIFICATE");
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind, kFinal}));
     expectTrace(story(params,
                       searchAnnounced({{CKA_CLASS, numberDump(1)}}) + found(0x101, 1) + destroyed(0x101) + found(0, 0) +
@@ -587,7 +587,7 @@ TEST_F(RemoveData, aFailedLogoutIsAnnouncedWithEachTryAndRewritesError) {
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "80fa"}});
+    expectOutputs(execute(kScript, params), {errorIs("80fa")});
 
     expectTrace(storyOf(kScript, params,
                         loginAsUserTrace(1) + searchAnnounced({{CKA_CLASS, numberDump(1)}}) + found(0x101, 1) +
@@ -622,7 +622,7 @@ TEST_F(RemoveData, aUserWhoWasLoggedInBeforeStaysLoggedIn) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {{"ERROR", 2, 3, "0"}});
+    expectOutputs(execute(kScript, params), {kDone});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind,
                  kFinal});
@@ -635,7 +635,7 @@ TEST_F(RemoveData, aHandleOfZeroIsDestroyedAsAnyOther) {
         *count = 1;
         return CK_RV{CKR_OK};
     });
-    expectOutputs(execute(kScript, ofType("CERTIFICATE")), {{"ERROR", 2, 3, "80f5"}});
+    expectOutputs(execute(kScript, ofType("CERTIFICATE")), {errorIs("80f5")});
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x0"), kFinal}));
     expectTraceAt(1, failed(kScript, "C_DestroyObject", CKR_OBJECT_HANDLE_INVALID));
 }

@@ -109,7 +109,7 @@ protected:
     void expectGuard(const std::string& script, const Params& params, unsigned asked, unsigned remembered,
                      Where where = Where::current()) {
         forget();
-        expectOutputs(execute(script, params), {{"ERROR", 2, 3, "80ec"}}, where);
+        expectOutputs(execute(script, params), {errorIs("80ec")}, where);
         expectTraceAt(1, guardTrace(script, asked, remembered), where);
         expectCalls({}, where);
     }
@@ -117,7 +117,7 @@ protected:
     void expectNotFound(const std::string& script, const Params& params, const std::string& parameter,
                         Where where = Where::current()) {
         forget();
-        expectOutputs(execute(script, params), {{"ERROR", 2, 3, "80ec"}}, where);
+        expectOutputs(execute(script, params), {errorIs("80ec")}, where);
         expectTraceAt(1, notFound(script, parameter), where);
         expectCalls({}, where);
     }

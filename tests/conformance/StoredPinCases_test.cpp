@@ -9,7 +9,7 @@ using Fake::Role;
 namespace {
 
 const Params kStatic = Params().plain("AUTH_TYPE", "STATIC");
-const Output kRefused = {"ERROR", 2, 3, "80ec"};
+const Output kRefused = errorIs("80ec");
 } // namespace
 
 class StoredPinCases : public PinTest {};
