@@ -67,24 +67,6 @@ std::optional<InputStream> InputStream::takeStandardInput() noexcept {
     return isTaken ? std::optional(InputStream(g_input, true)) : std::nullopt;
 }
 
-InputStream::InputStream(InputStream&& other) noexcept : m_descriptor(other.m_descriptor), m_owned(other.m_owned) {
-    other.m_owned = false;
-}
-
-InputStream& InputStream::operator=(InputStream&& other) noexcept {
-    if (this != &other) {
-        close();
-        m_descriptor = other.m_descriptor;
-        m_owned = other.m_owned;
-        other.m_owned = false;
-    }
-    return *this;
-}
-
-InputStream::~InputStream() {
-    close();
-}
-
 void InputStream::close() noexcept {
     if (m_owned) {
         ::close(m_descriptor);

@@ -26,20 +26,6 @@ private:
 
 } // namespace
 
-DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
-
-DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
-    if (this != &other) {
-        unload();
-        m_handle = std::exchange(other.m_handle, nullptr);
-    }
-    return *this;
-}
-
-DynamicLibrary::~DynamicLibrary() {
-    unload();
-}
-
 DynamicLibrary DynamicLibrary::load(const wchar_t* name) noexcept {
     DynamicLibrary library;
     // For an empty name Wine returns the program itself; Windows refuses it.

@@ -100,24 +100,6 @@ std::optional<InputStream> InputStream::takeStandardInput() noexcept {
     return InputStream(g_input, true);
 }
 
-InputStream::InputStream(InputStream&& other) noexcept : m_descriptor(other.m_descriptor), m_owned(other.m_owned) {
-    other.m_owned = false;
-}
-
-InputStream& InputStream::operator=(InputStream&& other) noexcept {
-    if (this != &other) {
-        close();
-        m_descriptor = other.m_descriptor;
-        m_owned = other.m_owned;
-        other.m_owned = false;
-    }
-    return *this;
-}
-
-InputStream::~InputStream() {
-    close();
-}
-
 void InputStream::close() noexcept {
     if (m_owned) {
         _close(m_descriptor);
