@@ -49,11 +49,6 @@ Trace initPin(const std::string& method, CK_SESSION_HANDLE session) {
 const std::vector<std::string> kOfficerSetsPin = {"C_OpenSession(0x11, flags=0x6)",
                                                   "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
                                                   "C_Logout(0x1)"};
-/// The module no longer knows session 0x1.
-const std::vector<std::string> kOfficerSetsPinOnAFreshSession = {
-    "C_GetSessionInfo(0x1)",          "C_CloseSession(0x1)",
-    "C_OpenSession(0x11, flags=0x6)", "C_Login(0x2, CKU_SO, 3132333435363738)",
-    "C_InitPIN(0x2, 35363738)",       "C_Logout(0x2)"};
 
 } // namespace
 
@@ -79,6 +74,140 @@ protected:
     }
 };
 class UnlockAuthenticator : public InitAuthenticator {};
+
+/// A script that lets the officer set the user's PIN, and the parameter with the officer's.
+struct Way {
+    std::string script;
+    std::string key;
+    Params (*ids)();
+};
+void PrintTo(const Way& way, std::ostream* out) {
+    *out << way.script;
+}
+
+class BothWays : public InitAuthenticator, public ::testing::WithParamInterface<Way> {
+protected:
+    const std::string& script() const { return GetParam().script; }
+    Params params(const std::string& key = kSoPinHex, const std::string& pin = kNewPinHex) const {
+        return GetParam().ids().hex(GetParam().key, key).hex("PIN", pin);
+    }
+    /// The lines until the token has answered C_InitPIN.
+    Trace settingPin(CK_SESSION_HANDLE session = 1) const {
+        return officerLoginTrace(script(), session) + initPin(script(), session);
+    }
+};
+
+TEST_P(BothWays, withoutListItSaysSo) {
+    startWithReader(params());
+
+    const Result result = execute(script());
+
+    expectOutputs(result, {errorIs("80ec")});
+    expectCalls({});
+    expectTrace(executeTrace(script(), std::nullopt,
+                             Trace{{1, "PKCS11Client::" + script() + ": Bad parameter : pOpParams=NULL"}}, result));
+}
+
+TEST_P(BothWays, aStaleSessionIsReplacedBeforeTheLogin) {
+    startWithSession(Role::Nobody);
+    fake.dropSessions();
+
+    expectOutputs(runScript(script(), params()), {kDone});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_CloseSession(0x1)", "C_OpenSession(0x11, flags=0x6)",
+                 "C_Login(0x2, CKU_SO, 3132333435363738)", "C_InitPIN(0x2, 35363738)", "C_Logout(0x2)"});
+    expectTrace(entry(script()) + replaceStaleSessionTrace(1, 2) + settingPin(2) + logoutTrace(script(), 2) +
+                leave(script()));
+    EXPECT_EQ(fake.userPin(), "5678");
+}
+
+TEST_P(BothWays, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
+    startWithReader();
+    expectOutputs(execute(script(), GetParam().ids().base64(GetParam().key, kSoPinHex).base64("PIN", "abcdEF01")),
+                  {kDone});
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
+                 "C_Logout(0x1)"});
+    EXPECT_EQ(storedUserPin(), "ABCDEF01");
+}
+
+TEST_P(BothWays, aKeyThatDoesNotDecodeIsMalformed) {
+    startWithSession(Role::SecurityOfficer);
+    for (const std::string key : {"qwertz", "7172737", "717273747G"}) {
+        expectMalformed(execute(script(), params(key)), script(), GetParam().key, key);
+    }
+}
+
+TEST_P(BothWays, aPinThatIsRefusedLeavesTheOfficerLoggedIn) {
+    startWithReader();
+
+    expectOutputs(runScript(script(), params(kSoPinHex, "31")), {errorIs("80fc")});
+
+    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31)"});
+    expectTrace(entry(script()) + openSessionTrace(kReadWrite, 1) + settingPin() + failed(script(), "C_InitPIN", 0xA2) +
+                leave(script()));
+    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
+}
+
+TEST_P(BothWays, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
+    startWithReader();
+    fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
+
+    expectOutputs(runScript(script(), params()), {errorIs("80eb")});
+
+    expectTrace(entry(script()) + openSessionTrace(kReadWrite, 1) + settingPin() + logoutTrace(script(), 1, 0x32) +
+                leave(script()));
+    EXPECT_EQ(fake.userPin(), "5678");
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+TEST_P(BothWays, aModuleWithoutInitPinIsReported) {
+    startWithReader();
+    fake.setNullEntry(Function::C_InitPIN);
+    expectOutputs(execute(script(), params()), {errorIs("80f4")});
+    expectTraceAt(1, failed(script(), "C_InitPIN", 0x54));
+}
+
+TEST_P(BothWays, aModuleWithoutLogoutIsReportedOnceThoughThePinIsSetAndStored) {
+    startWithReader();
+    fake.setNullEntry(Function::C_Logout);
+
+    expectOutputs(runScript(script(), params()), {errorIs("80f4")});
+
+    expectCalls(
+        {"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)"});
+    expectTrace(entry(script()) + openSessionTrace(kReadWrite, 1) + settingPin() + logoutTrace(script(), 1, 0x54) +
+                leave(script()));
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+TEST_P(BothWays, thePinThatWasSetIsTheStoredPin) {
+    startWithReader(Params().hex("PIN", kWrongPinHex));
+    expectOutputs(runScript(script(), params()), {kDone});
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+TEST_P(BothWays, theStoredPinIsTheUsers) {
+    startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
+    expectOutputs(runScript(script(), params()), {kDone});
+    forget();
+
+    expectOutputs(runScript("authenticate", Params::null()), {kDone});
+
+    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
+}
+
+TEST_P(BothWays, thePinOfARefusedOperationIsTheStoredPin) {
+    // It was read before the script ran; nothing takes that back.
+    startWithReader(Params().hex("PIN", kUserPinHex));
+    fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
+    expectOutputs(execute(script(), params()), {errorIs("80ee")});
+    EXPECT_EQ(fake.userPin(), "1234");
+    EXPECT_EQ(storedUserPin(), kNewPinHex);
+}
+
+INSTANTIATE_TEST_SUITE_P(Setting, BothWays,
+                         ::testing::Values(Way{kInit, "INIT_KEY", initIds}, Way{kUnlock, "UNLOCK_KEY", unlockIds}),
+                         [](const auto& tested) { return tested.param.script; });
 
 // initAuthenticator: the whole road
 
@@ -132,30 +261,7 @@ TEST_F(InitAuthenticator, anOpenSessionIsKept) {
                  "C_Logout(0x1)"});
 }
 
-TEST_F(InitAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
-    startWithSession(Role::Nobody);
-    fake.dropSessions();
-
-    expectOutputs(runScript(kInit, initParams()), {kDone});
-
-    expectCalls(kOfficerSetsPinOnAFreshSession);
-    expectTrace(entry(kInit) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kInit, 2) + initPin(kInit, 2) +
-                logoutTrace(kInit, 2) + leave(kInit));
-    EXPECT_EQ(fake.userPin(), "5678");
-}
-
 // initAuthenticator: its reading of the parameters
-
-TEST_F(InitAuthenticator, withoutListItSaysSo) {
-    startWithReader(initParams());
-
-    const Result result = execute(kInit);
-
-    expectOutputs(result, {errorIs("80ec")});
-    expectCalls({});
-    expectTrace(executeTrace(kInit, std::nullopt,
-                             Trace{{1, "PKCS11Client::initAuthenticator: Bad parameter : pOpParams=NULL"}}, result));
-}
 
 TEST_F(InitAuthenticator, anEmptyListMissesTheKeyId) {
     startWithReader();
@@ -247,14 +353,6 @@ TEST_F(InitAuthenticator, ofRepeatedParametersTheLastCounts) {
     expectCalls(kOfficerSetsPin);
 }
 
-TEST_F(InitAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
-    startWithReader();
-    expectOutputs(execute(kInit, initIds().base64("INIT_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {kDone});
-    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
-                 "C_Logout(0x1)"});
-    EXPECT_EQ(storedUserPin(), "ABCDEF01");
-}
-
 TEST_F(InitAuthenticator, aPinInBase64ServesThroughTheAccessValue) {
     // The script takes the value text, which is no hexadecimal text; what was read before it ran is the decoded PIN.
     fake.setUserPin("9999");
@@ -266,13 +364,6 @@ TEST_F(InitAuthenticator, aPinInBase64ServesThroughTheAccessValue) {
                  "C_Logout(0x1)"});
     EXPECT_EQ(fake.userPin(), "1234");
     EXPECT_EQ(storedUserPin(), kUserPinHex);
-}
-
-TEST_F(InitAuthenticator, aKeyThatDoesNotDecodeIsMalformed) {
-    startWithSession(Role::SecurityOfficer);
-    for (const std::string key : {"qwertz", "7172737", "717273747G"}) {
-        expectMalformed(execute(kInit, initIds().hex("INIT_KEY", key).hex("PIN", kNewPinHex)), kInit, "INIT_KEY", key);
-    }
 }
 
 TEST_F(InitAuthenticator, aKeyInBase64IsMalformed) {
@@ -310,76 +401,6 @@ TEST_F(InitAuthenticator, anOfficerWhoIsLoggedInAlreadyIsAFailure) {
     expectOutputs(execute(kInit, initParams()), {errorIs("80f5")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
     EXPECT_EQ(fake.login(), Role::SecurityOfficer);
-}
-
-TEST_F(InitAuthenticator, aPinThatIsRefusedLeavesTheOfficerLoggedIn) {
-    startWithReader();
-
-    expectOutputs(runScript(kInit, initIds().hex("INIT_KEY", kSoPinHex).hex("PIN", "31")), {errorIs("80fc")});
-
-    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31)"});
-    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
-                failed(kInit, "C_InitPIN", 0xA2) + leave(kInit));
-    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
-}
-
-TEST_F(InitAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
-    startWithReader();
-    fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
-
-    expectOutputs(runScript(kInit, initParams()), {errorIs("80eb")});
-
-    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
-                logoutTrace(kInit, 1, 0x32) + leave(kInit));
-    EXPECT_EQ(fake.userPin(), "5678");
-    EXPECT_EQ(storedUserPin(), kNewPinHex);
-}
-
-TEST_F(InitAuthenticator, aModuleWithoutInitPinIsReported) {
-    startWithReader();
-    fake.setNullEntry(Function::C_InitPIN);
-    expectOutputs(execute(kInit, initParams()), {errorIs("80f4")});
-    expectTraceAt(1, failed(kInit, "C_InitPIN", 0x54));
-}
-
-TEST_F(InitAuthenticator, aModuleWithoutLogoutIsReportedOnceThoughThePinIsSetAndStored) {
-    startWithReader();
-    fake.setNullEntry(Function::C_Logout);
-
-    expectOutputs(runScript(kInit, initParams()), {errorIs("80f4")});
-
-    expectCalls(
-        {"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)"});
-    expectTrace(entry(kInit) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
-                logoutTrace(kInit, 1, 0x54) + leave(kInit));
-    EXPECT_EQ(storedUserPin(), kNewPinHex);
-}
-
-// initAuthenticator: what stays
-
-TEST_F(InitAuthenticator, thePinThatWasSetIsTheStoredPin) {
-    startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kInit, initParams()), {kDone});
-    EXPECT_EQ(storedUserPin(), kNewPinHex);
-}
-
-TEST_F(InitAuthenticator, theStoredPinIsTheUsers) {
-    startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kInit, initParams()), {kDone});
-    forget();
-
-    expectOutputs(runScript("authenticate", Params::null()), {kDone});
-
-    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
-}
-
-TEST_F(InitAuthenticator, thePinOfARefusedOperationIsTheStoredPin) {
-    // It was read before the script ran; nothing takes that back.
-    startWithReader(Params().hex("PIN", kUserPinHex));
-    fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
-    expectOutputs(execute(kInit, initParams()), {errorIs("80ee")});
-    EXPECT_EQ(fake.userPin(), "1234");
-    EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 // unlockAuthenticator: the whole road
@@ -435,30 +456,7 @@ TEST_F(UnlockAuthenticator, theKeyIdIsOptional) {
     expectCalls(kOfficerSetsPin);
 }
 
-TEST_F(UnlockAuthenticator, aStaleSessionIsReplacedBeforeTheLogin) {
-    startWithSession(Role::Nobody);
-    fake.dropSessions();
-
-    expectOutputs(runScript(kUnlock, unlockParams()), {kDone});
-
-    expectCalls(kOfficerSetsPinOnAFreshSession);
-    expectTrace(entry(kUnlock) + replaceStaleSessionTrace(1, 2) + officerLoginTrace(kUnlock, 2) + initPin(kUnlock, 2) +
-                logoutTrace(kUnlock, 2) + leave(kUnlock));
-    EXPECT_EQ(fake.userPin(), "5678");
-}
-
 // unlockAuthenticator: its reading of the parameters
-
-TEST_F(UnlockAuthenticator, withoutListItSaysSo) {
-    startWithReader(unlockParams());
-
-    const Result result = execute(kUnlock);
-
-    expectOutputs(result, {errorIs("80ec")});
-    expectCalls({});
-    expectTrace(executeTrace(kUnlock, std::nullopt,
-                             Trace{{1, "PKCS11Client::unlockAuthenticator: Bad parameter : pOpParams=NULL"}}, result));
-}
 
 TEST_F(UnlockAuthenticator, anEmptyListMissesTheUnlockType) {
     startWithReader();
@@ -554,26 +552,11 @@ TEST_F(UnlockAuthenticator, ofSeveralKeysTheLastCounts) {
     expectCalls(kOfficerSetsPin);
 }
 
-TEST_F(UnlockAuthenticator, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
-    startWithReader();
-    expectOutputs(execute(kUnlock, unlockIds().base64("UNLOCK_KEY", kSoPinHex).base64("PIN", "abcdEF01")), {kDone});
-    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
-                 "C_Logout(0x1)"});
-    EXPECT_EQ(storedUserPin(), "ABCDEF01");
-}
-
 TEST_F(UnlockAuthenticator, aPinInBase64IsNoneForTheScriptButIsStored) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
     expectRefused(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).base64("PIN", "MTIzNA==")),
                   unlockMessage("NEW_PIN parameter not found"));
     EXPECT_EQ(storedUserPin(), kUserPinHex);
-}
-
-TEST_F(UnlockAuthenticator, aKeyThatDoesNotDecodeIsMalformed) {
-    startWithSession(Role::SecurityOfficer);
-    for (const std::string key : {"qwertz", "7172737", "717273747G"}) {
-        expectMalformed(execute(kUnlock, unlockParams(key)), kUnlock, "UNLOCK_KEY", key);
-    }
 }
 
 // unlockAuthenticator: failures of the token
@@ -651,62 +634,6 @@ TEST_F(UnlockAuthenticator, somebodyWhoIsLoggedInAlreadyIsAFailure) {
     expectOutputs(execute(kUnlock, unlockParams()), {errorIs("80f1")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
     EXPECT_EQ(fake.login(), Role::User);
-}
-
-TEST_F(UnlockAuthenticator, aPinThatIsRefusedLeavesTheOfficerLoggedIn) {
-    startWithReader();
-
-    expectOutputs(runScript(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", "31")), {errorIs("80fc")});
-
-    expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31)"});
-    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
-                failed(kUnlock, "C_InitPIN", 0xA2) + leave(kUnlock));
-    EXPECT_EQ(fake.login(), Role::SecurityOfficer);
-}
-
-TEST_F(UnlockAuthenticator, aFailedLogoutIsReportedThoughThePinIsSetAndStored) {
-    startWithReader();
-    fake.answerNext(Function::C_Logout, CKR_DEVICE_REMOVED);
-
-    expectOutputs(runScript(kUnlock, unlockParams()), {errorIs("80eb")});
-
-    expectTrace(entry(kUnlock) + openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
-                logoutTrace(kUnlock, 1, 0x32) + leave(kUnlock));
-    EXPECT_EQ(fake.userPin(), "5678");
-    EXPECT_EQ(storedUserPin(), kNewPinHex);
-}
-
-// unlockAuthenticator: what stays
-
-TEST_F(UnlockAuthenticator, thePinThatWasSetIsTheStoredPin) {
-    startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kUnlock, unlockParams()), {kDone});
-    EXPECT_EQ(storedUserPin(), kNewPinHex);
-}
-
-TEST_F(UnlockAuthenticator, theStoredPinIsTheUsers) {
-    startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kUnlock, unlockParams()), {kDone});
-    forget();
-
-    expectOutputs(runScript("authenticate", Params::null()), {kDone});
-
-    expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
-}
-
-TEST_F(UnlockAuthenticator, thePinOfARefusedOperationIsTheStoredPin) {
-    startWithReader(Params().hex("PIN", kUserPinHex));
-    fake.answerNext(Function::C_InitPIN, CKR_PIN_INVALID);
-    expectOutputs(execute(kUnlock, unlockParams()), {errorIs("80ee")});
-    EXPECT_EQ(fake.userPin(), "1234");
-    EXPECT_EQ(storedUserPin(), kNewPinHex);
-}
-
-TEST_F(UnlockAuthenticator, aModuleWithoutInitPinIsReported) {
-    startWithReader();
-    fake.setNullEntry(Function::C_InitPIN);
-    expectOutputs(execute(kUnlock, unlockParams()), {errorIs("80f4")});
-    expectTraceAt(1, failed(kUnlock, "C_InitPIN", 0x54));
 }
 
 TEST_F(UnlockAuthenticator, noTraceShowsAPinOrKey) {
