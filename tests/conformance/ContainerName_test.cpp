@@ -282,22 +282,14 @@ TEST_F(ContainerName, theNextSearchMustCopeWithTheOneThatWasLeftOpen) {
 }
 
 TEST_F(ContainerName, aHandleOfZeroIsNoKey) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* object, CK_ULONG, CK_ULONG* count) {
-        *object = 0;
-        *count = 1;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0, 1);
     const Params params = namingKey();
     expectError(execute(kScript, params), "80f3");
     expectTrace(nested(params, searchAnnounced("01") + findCall(kMethod, 1) + found(0, 1) + keyNotFound("01"), "80f3"));
 }
 
 TEST_F(ContainerName, aHandleWithoutACountIsNoKeyAndNotShown) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* object, CK_ULONG, CK_ULONG* count) {
-        *object = 0x101;
-        *count = 0;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0x101, 0);
     const Params params = namingKey();
     expectError(execute(kScript, params), "80f3");
     expectTrace(nested(params, searchAnnounced("01") + findCall(kMethod, 1) + found(0, 0) + keyNotFound("01"), "80f3"));
@@ -305,11 +297,7 @@ TEST_F(ContainerName, aHandleWithoutACountIsNoKeyAndNotShown) {
 
 TEST_F(ContainerName, aCountAboveOneIsTakenAsOne) {
     fake.addObject(keyWithId("01"));
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* object, CK_ULONG, CK_ULONG* count) {
-        *object = 0x101;
-        *count = 9;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0x101, 9);
     const Params params = namingKey();
     expectError(execute(kScript, params), "0");
     expectTrace(nested(params, success(), "0"));

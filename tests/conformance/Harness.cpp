@@ -160,6 +160,24 @@ void PluginTest::run(const std::string& script, const Params& params, Where wher
     forget();
 }
 
+void PluginTest::answerFinds(CK_OBJECT_HANDLE object, CK_ULONG count) {
+    fake.hook<Fake::Function::C_FindObjects>(
+        [=](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* number) {
+            *found = object;
+            *number = count;
+            return CK_RV{CKR_OK};
+        });
+}
+
+void PluginTest::overstateFinds(CK_ULONG count) {
+    fake.hook<Fake::Function::C_FindObjects>(
+        [=, this](CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* found, CK_ULONG room, CK_ULONG* number) {
+            const CK_RV rv = fake.honest().C_FindObjects(session, found, room, number);
+            *number = *number == 0 ? 0 : count;
+            return rv;
+        });
+}
+
 Trace PluginTest::trace() {
     return s_capture.take();
 }

@@ -142,6 +142,11 @@ protected:
     /// As execute; of what it writes, only the script's own lines stay in the trace.
     Result runScript(const std::string& script, const Params& params = Params::null());
 
+    /// From now on C_FindObjects succeeds with this handle and count, which are free to be wrong.
+    void answerFinds(CK_OBJECT_HANDLE object, CK_ULONG count);
+    /// From now on it says that it has found `count` objects when it has found one.
+    void overstateFinds(CK_ULONG count);
+
     /// What was recorded since the last take; taking forgets it.
     [[nodiscard]] std::vector<std::string> calls() { return fake.takeCalls(); }
     [[nodiscard]] Trace trace();

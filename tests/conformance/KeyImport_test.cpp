@@ -763,22 +763,14 @@ TEST_F(KeyImport, missingFunctionsOfTheSearchAnswerAsNotSupported) {
 }
 
 TEST_F(KeyImport, aHandleOfZeroIsNoKey) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* count) {
-        *found = 0;
-        *count = 1;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0, 1);
     expectError(execute(kScript, keyPair().hex("ID", "01")), "0");
     EXPECT_EQ(fake.objects().size(), 2U);
     expectTraceAt(1, {});
 }
 
 TEST_F(KeyImport, aCountAboveOneIsTakenAsOne) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* count) {
-        *found = 0x55;
-        *count = 7;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0x55, 7);
     expectError(execute(kScript, keyPair().hex("ID", "01")), "0");
     EXPECT_EQ(fake.objects().size(), 1U);
     const std::vector<TraceLine> lines = trace().lines;

@@ -603,12 +603,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(ReadData, aCountAboveOneIsTakenAsOne) {
     addCertificate("A1");
-    fake.hook<Function::C_FindObjects>(
-        [&](CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* found, CK_ULONG room, CK_ULONG* count) {
-            const CK_RV rv = fake.honest().C_FindObjects(session, found, room, count);
-            *count = *count == 0 ? 0 : 4711;
-            return rv;
-        });
+    overstateFinds(4711);
 
     const Result result = read();
 
@@ -620,11 +615,7 @@ TEST_F(ReadData, aCountAboveOneIsTakenAsOne) {
 }
 
 TEST_F(ReadData, aHandleWrittenWithoutACountIsNoObject) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* count) {
-        *found = 0x4711;
-        *count = 0;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0x4711, 0);
 
     const Result result = read();
 

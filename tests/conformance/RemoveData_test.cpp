@@ -630,11 +630,7 @@ TEST_F(RemoveData, aUserWhoWasLoggedInBeforeStaysLoggedIn) {
 }
 
 TEST_F(RemoveData, aHandleOfZeroIsDestroyedAsAnyOther) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* count) {
-        *found = 0;
-        *count = 1;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0, 1);
     expectOutputs(execute(kScript, ofType("CERTIFICATE")), {errorIs("80f5")});
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x0"), kFinal}));
     expectTraceAt(1, failed(kScript, "C_DestroyObject", CKR_OBJECT_HANDLE_INVALID));

@@ -383,11 +383,7 @@ TEST_F(SignData, aKeyThatIsNotFoundIsReportedOnASessionThatWasLoggedInBefore) {
 }
 
 TEST_F(SignData, aHandleOfZeroIsNoKey) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* count) {
-        *found = 0;
-        *count = 1;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0, 1);
 
     const Result result = execute(kScript, request());
 
@@ -398,11 +394,7 @@ TEST_F(SignData, aHandleOfZeroIsNoKey) {
 }
 
 TEST_F(SignData, aHandleWrittenWithoutACountIsNoKey) {
-    fake.hook<Function::C_FindObjects>([](CK_SESSION_HANDLE, CK_OBJECT_HANDLE* found, CK_ULONG, CK_ULONG* count) {
-        *found = 0x101;
-        *count = 0;
-        return CK_RV{CKR_OK};
-    });
+    answerFinds(0x101, 0);
 
     const Result result = execute(kScript, request());
 
@@ -412,12 +404,7 @@ TEST_F(SignData, aHandleWrittenWithoutACountIsNoKey) {
 }
 
 TEST_F(SignData, aCountAboveOneIsTakenAsOne) {
-    fake.hook<Function::C_FindObjects>(
-        [&](CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* found, CK_ULONG room, CK_ULONG* count) {
-            const CK_RV rv = fake.honest().C_FindObjects(session, found, room, count);
-            *count = 9;
-            return rv;
-        });
+    overstateFinds(9);
 
     const Result result = execute(kScript, request());
 
