@@ -35,7 +35,7 @@ TEST_F(Authenticate, logsTheUserInOnAReadWriteSession) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
     expectTrace(
         executeTrace(kScript, params.ids(), openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser), result));
@@ -48,7 +48,7 @@ TEST_F(Authenticate, logsTheOfficerIn) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
     expectTrace(
         executeTrace(kScript, params.ids(), openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kSo), result));
@@ -60,7 +60,7 @@ TEST_F(Authenticate, everythingMayComeFromTheAccessParameters) {
 
     const Result result = execute(kScript);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
     expectTrace(
         executeTrace(kScript, std::nullopt, openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser), result));
@@ -68,26 +68,26 @@ TEST_F(Authenticate, everythingMayComeFromTheAccessParameters) {
 
 TEST_F(Authenticate, anEmptyListIsAsGoodAsNone) {
     startWithReader(staticPin("SO", kSoPinHex));
-    expectOutputs(execute(kScript, Params()), {kDone});
+    expectOutputs(execute(kScript, Params()), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)"});
 }
 
 TEST_F(Authenticate, withoutAnyPinIdItIsTheUser) {
     startWithReader();
-    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").hex("PIN", kUserPinHex)), {kDone});
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").hex("PIN", kUserPinHex)), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(Authenticate, theAuthenticationTypeOfAnEarlierOperationStands) {
     startWithReader();
     run("beginSynchronization", Params().plain("AUTH_TYPE", "STATIC"));
-    expectOutputs(execute(kScript, Params().hex("PIN", kUserPinHex)), {kDone});
+    expectOutputs(execute(kScript, Params().hex("PIN", kUserPinHex)), {done()});
 }
 
 TEST_F(Authenticate, anOpenReadWriteSessionIsKept) {
     startWithSession(Role::Nobody);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {kDone});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)"});
     expectTrace(entry(kScript) + keepSessionTrace(1, CKS_RW_PUBLIC_SESSION, 6) + loginTrace(kScript, 1, kUser) +
@@ -98,7 +98,7 @@ TEST_F(Authenticate, aReadOnlySessionIsReplaced) {
     startWithSession(Role::Nobody);
     fake.setSessionState(CKS_RO_PUBLIC_SESSION);
 
-    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {kDone});
+    expectOutputs(execute(kScript, staticPin("USER", kUserPinHex)), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_CloseSession(0x1)", "C_OpenSession(0x11, flags=0x6)",
                  "C_Login(0x2, CKU_USER, 31323334)"});
@@ -221,13 +221,13 @@ TEST_F(Authenticate, anEmptyPinWithoutRoleTakesTheAccessPinsPlaceForGood) {
 
 TEST_F(Authenticate, theRuntimePinStandsBeforeTheAccessPin) {
     startWithReader(staticPin("USER", "39393939"));
-    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {kDone});
+    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(Authenticate, ofTwoPinsTheLastCounts) {
     startWithReader();
-    expectOutputs(execute(kScript, staticPin("USER", "39393939").hex("PIN", kUserPinHex)), {kDone});
+    expectOutputs(execute(kScript, staticPin("USER", "39393939").hex("PIN", kUserPinHex)), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
@@ -236,7 +236,7 @@ TEST_F(Authenticate, thePinIsTheTextAsItStandsWhateverItsEncodingSays) {
     startWithReader();
     const Params params = Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "USER").base64("PIN", kUserPinHex);
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
@@ -251,7 +251,7 @@ TEST_F(Authenticate, evenATextThatStandsForItsBytesIsTakenAsItStands) {
 TEST_F(Authenticate, aTextThatIsNotHexadecimalServesThroughTheAccessValue) {
     fake.setUserPin("PIN!");
     startWithReader();
-    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "PIN!")), {kDone});
+    expectOutputs(execute(kScript, Params().plain("AUTH_TYPE", "STATIC").text("PIN", "PIN!")), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 50494E21)"});
 }
 
@@ -260,7 +260,7 @@ TEST_F(Authenticate, plainPinsAreHexadecimalTextToo) {
     startWithReader();
     const Params params = Params().plain("AUTH_TYPE", "STATIC").plain("PIN", "abcdEF01");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, ABCDEF01)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -269,7 +269,7 @@ TEST_F(Authenticate, plainPinsAreHexadecimalTextToo) {
 TEST_F(Authenticate, aPinWithZeroBytesIsWhole) {
     fake.setUserPin(std::string("\0\0\x31\0", 4));
     startWithReader();
-    expectOutputs(execute(kScript, staticPin("USER", "00003100")), {kDone});
+    expectOutputs(execute(kScript, staticPin("USER", "00003100")), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 00003100)"});
     EXPECT_EQ(storedUserPin(), "00003100");
 }
@@ -318,7 +318,7 @@ TEST_F(Authenticate, aSessionThatCannotBeAskedEndsIt) {
 TEST_F(Authenticate, theUserWhoIsLoggedInIsLoggedOutAndInAgain) {
     startWithSession(Role::User);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {kDone});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_USER, 31323334)"});
@@ -329,7 +329,7 @@ TEST_F(Authenticate, theUserWhoIsLoggedInIsLoggedOutAndInAgain) {
 TEST_F(Authenticate, theOfficerWhoIsLoggedInMakesWayForTheUser) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {kDone});
+    expectOutputs(runScript(kScript, staticPin("USER", kUserPinHex)), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_USER, 31323334)"});
@@ -339,7 +339,7 @@ TEST_F(Authenticate, theOfficerWhoIsLoggedInMakesWayForTheUser) {
 TEST_F(Authenticate, theUserWhoIsLoggedInMakesWayForTheOfficer) {
     startWithSession(Role::User);
 
-    expectOutputs(execute(kScript, staticPin("SO", kSoPinHex)), {kDone});
+    expectOutputs(execute(kScript, staticPin("SO", kSoPinHex)), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_Logout(0x1)",
                  "C_Login(0x1, CKU_SO, 3132333435363738)"});
@@ -508,25 +508,25 @@ TEST_F(Authenticate, aModuleWithoutLoginIsReported) {
 
 TEST_F(Authenticate, theUserPinIsRemembered) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").hex("PIN", "39393939"));
-    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {kDone});
+    expectOutputs(runScript(kScript, Params().hex("PIN", kUserPinHex)), {done()});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 
 TEST_F(Authenticate, theRememberedPinIsTheUsers) {
     // The officer's access role makes way for the user's.
     startWithReader(staticPin("SO", kSoPinHex));
-    expectOutputs(runScript(kScript, Params().plain("PINID", "USER").hex("PIN", kUserPinHex)), {kDone});
+    expectOutputs(runScript(kScript, Params().plain("PINID", "USER").hex("PIN", kUserPinHex)), {done()});
     fake.setLogin(Role::Nobody);
     forget();
 
-    expectOutputs(runScript(kScript, Params::null()), {kDone});
+    expectOutputs(runScript(kScript, Params::null()), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(Authenticate, anOfficersPinIsNeverRemembered) {
     startWithReader(staticPin("USER", kUserPinHex));
-    expectOutputs(runScript(kScript, Params().plain("PINID", "SO").hex("PIN", kSoPinHex)), {kDone});
+    expectOutputs(runScript(kScript, Params().plain("PINID", "SO").hex("PIN", kSoPinHex)), {done()});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 

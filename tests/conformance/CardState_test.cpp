@@ -15,11 +15,11 @@ const Trace kNotLastTry = {{4, "PKCS11Client::getAuthenticatorState Last try FAL
 const Trace kLastTry = {{4, "PKCS11Client::getAuthenticatorStateLast try TRUE"}};
 
 std::vector<Output> stateIs(const std::string& state) {
-    return {kDone, {"AUTHSTATE", 0, 1, state}};
+    return {done(), {"AUTHSTATE", 0, 1, state}};
 }
 
 std::vector<Output> lastTryAt(const std::string& state) {
-    return {kDone, {"AUTHSTATE", 0, 1, state}, {"LEFTPINTRY", 2, 1, "1"}};
+    return {done(), {"AUTHSTATE", 0, 1, state}, {"LEFTPINTRY", 2, 1, "1"}};
 }
 
 Trace opening() {
@@ -53,7 +53,7 @@ TEST_F(CardState, isAlwaysOneAndAsksNoToken) {
 
     const Result result = execute("getCardState");
 
-    expectOutputs(result, {kDone, {"CARDSTATE", 2, 3, "1"}});
+    expectOutputs(result, {done(), {"CARDSTATE", 2, 3, "1"}});
     expectCalls({});
     expectTrace(executeTrace("getCardState", std::nullopt, {}, result));
 }
@@ -63,7 +63,7 @@ TEST_F(CardState, itsParametersAreNotLookedAt) {
     start();
 
     expectOutputs(execute("getCardState", Params().plain("CARDSTATE", "2").hex("READERNAME", "00")),
-                  {kDone, {"CARDSTATE", 2, 3, "1"}});
+                  {done(), {"CARDSTATE", 2, 3, "1"}});
     expectCalls({});
 }
 

@@ -60,7 +60,7 @@ TEST_F(ChangeAuthenticator, withoutSessionOneIsOpenedAndTheLoginUndone) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
     expectTrace(executeTrace(kScript, params.ids(),
@@ -76,7 +76,7 @@ TEST_F(ChangeAuthenticator, theOfficersPinIsChangedTheSameWay) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)",
                  "C_SetPIN(0x1, 3132333435363738, 35363738)", "C_Logout(0x1)"});
     expectTrace(executeTrace(kScript, params.ids(),
@@ -88,7 +88,7 @@ TEST_F(ChangeAuthenticator, theOfficersPinIsChangedTheSameWay) {
 TEST_F(ChangeAuthenticator, aLoginOfTheAskedRoleIsUsedAndKept) {
     startWithSession(Role::User);
 
-    expectOutputs(runScript(kScript, change("USER")), {kDone});
+    expectOutputs(runScript(kScript, change("USER")), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_SetPIN(0x1, 31323334, 35363738)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_USER_FUNCTIONS, 6) + setPin(1) +
@@ -99,7 +99,7 @@ TEST_F(ChangeAuthenticator, aLoginOfTheAskedRoleIsUsedAndKept) {
 TEST_F(ChangeAuthenticator, theOfficersLoginIsUsedAndKept) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kScript, change("SO")), {kDone});
+    expectOutputs(runScript(kScript, change("SO")), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_SetPIN(0x1, 3132333435363738, 35363738)"});
     EXPECT_EQ(fake.login(), Role::SecurityOfficer);
@@ -108,7 +108,7 @@ TEST_F(ChangeAuthenticator, theOfficersLoginIsUsedAndKept) {
 TEST_F(ChangeAuthenticator, onAPublicSessionTheRoleIsLoggedInAndOut) {
     startWithSession(Role::Nobody);
 
-    expectOutputs(runScript(kScript, change("USER")), {kDone});
+    expectOutputs(runScript(kScript, change("USER")), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)", "C_SetPIN(0x1, 31323334, 35363738)",
                  "C_Logout(0x1)"});
@@ -125,7 +125,7 @@ TEST_F(ChangeAuthenticator, aReadOnlySessionIsReplaced) {
     run("authenticate");
     fake.unhook(Function::C_OpenSession);
 
-    expectOutputs(runScript(kScript, change("USER")), {kDone});
+    expectOutputs(runScript(kScript, change("USER")), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_CloseSession(0x1)",
                  "C_OpenSession(0x11, flags=0x6)", "C_Login(0x2, CKU_USER, 31323334)",
@@ -138,7 +138,7 @@ TEST_F(ChangeAuthenticator, aStaleSessionIsReplaced) {
     startWithSession(Role::User);
     fake.dropSessions();
 
-    expectOutputs(execute(kScript, change("USER")), {kDone});
+    expectOutputs(execute(kScript, change("USER")), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_CloseSession(0x1)",
                  "C_OpenSession(0x11, flags=0x6)", "C_Login(0x2, CKU_USER, 31323334)",
@@ -166,7 +166,7 @@ TEST_P(ChangeByState, theSessionStateDecides) {
     fake.answerNext(Function::C_SetPIN, CKR_OK);
     fake.answerNext(Function::C_Logout, CKR_OK);
 
-    expectOutputs(execute(kScript, change(role)), {kDone});
+    expectOutputs(execute(kScript, change(role)), {done()});
 
     const std::string session = row.opens ? "0x2" : "0x1";
     const std::string pin = role == "SO" ? kSoPinHex : kUserPinHex;
@@ -302,7 +302,7 @@ TEST_F(ChangeAuthenticator, aFailedLogoutDoesNotChangeTheResult) {
     startWithReader();
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR);
 
-    expectOutputs(runScript(kScript, change("USER")), {kDone});
+    expectOutputs(runScript(kScript, change("USER")), {done()});
 
     expectTrace(entry(kScript) + asking(kNoSession) + openSessionTrace(kReadWrite, 1) + loginTrace(kScript, 1, kUser) +
                 setPin(1) + logoutTrace(kScript, 1, 0x30) + leave(kScript));
@@ -329,23 +329,23 @@ TEST_F(ChangeAuthenticator, aModuleWithoutSetPinIsReported) {
 
 TEST_F(ChangeAuthenticator, theUsersNewPinIsStoredForLaterLogins) {
     startWithReader(Params().hex("PIN", kUserPinHex));
-    expectOutputs(runScript(kScript, change("USER")), {kDone});
+    expectOutputs(runScript(kScript, change("USER")), {done()});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_F(ChangeAuthenticator, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(kScript, change("USER")), {kDone});
+    expectOutputs(runScript(kScript, change("USER")), {done()});
     forget();
 
-    expectOutputs(runScript("authenticate", Params::null()), {kDone});
+    expectOutputs(runScript("authenticate", Params::null()), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }
 
 TEST_F(ChangeAuthenticator, theOfficersNewPinIsNotStored) {
     startWithReader(Params().hex("PIN", kUserPinHex));
-    expectOutputs(runScript(kScript, change("SO")), {kDone});
+    expectOutputs(runScript(kScript, change("SO")), {done()});
     EXPECT_EQ(storedUserPin(), kUserPinHex);
 }
 
@@ -360,33 +360,33 @@ TEST_F(ChangeAuthenticator, afterAFailureTheStoredPinStays) {
 
 TEST_F(ChangeAuthenticator, everythingMayComeFromTheAccessParameters) {
     startWithReader(change("SO"));
-    expectOutputs(execute(kScript), {kDone});
+    expectOutputs(execute(kScript), {done()});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)",
                  "C_SetPIN(0x1, 3132333435363738, 35363738)", "C_Logout(0x1)"});
 }
 
 TEST_F(ChangeAuthenticator, anEmptyListIsAsGoodAsNone) {
     startWithReader(change("USER"));
-    expectOutputs(execute(kScript, Params()), {kDone});
+    expectOutputs(execute(kScript, Params()), {done()});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
 TEST_F(ChangeAuthenticator, oldPinFromTheAccessParametersAndNewPinFromTheOperation) {
     startWithReader(Params().hex("OLD_PIN", kUserPinHex));
-    expectOutputs(execute(kScript, Params().hex("NEW_PIN", kNewPinHex)), {kDone});
+    expectOutputs(execute(kScript, Params().hex("NEW_PIN", kNewPinHex)), {done()});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
 }
 
 TEST_F(ChangeAuthenticator, newPinFromTheAccessParametersAndOldPinFromTheOperation) {
     startWithReader(Params().hex("NEW_PIN", kNewPinHex));
-    expectOutputs(execute(kScript, Params().hex("OLD_PIN", kUserPinHex)), {kDone});
+    expectOutputs(execute(kScript, Params().hex("OLD_PIN", kUserPinHex)), {done()});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
 TEST_F(ChangeAuthenticator, theOperationsPinsStandBeforeTheAccessPins) {
     startWithReader(pins(kWrongPinHex, "36363636"));
-    expectOutputs(runScript(kScript, pins()), {kDone});
+    expectOutputs(runScript(kScript, pins()), {done()});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
@@ -469,14 +469,14 @@ TEST_F(ChangeAuthenticator, anOldPinOfTheOtherRoleIsNotUsed) {
 TEST_F(ChangeAuthenticator, ofRepeatedParametersTheLastCounts) {
     startWithReader();
     const Params params = pinId("SO").append(pins(kWrongPinHex, "36363636")).append(change("USER"));
-    expectOutputs(runScript(kScript, params), {kDone});
+    expectOutputs(runScript(kScript, params), {done()});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, 35363738)", "C_Logout(0x1)"});
 }
 
 TEST_F(ChangeAuthenticator, pinsAreTheTextAsItStandsWhateverTheirEncodingSays) {
     startWithReader();
-    expectOutputs(execute(kScript, Params().base64("OLD_PIN", kUserPinHex).base64("NEW_PIN", "abcdEF01")), {kDone});
+    expectOutputs(execute(kScript, Params().base64("OLD_PIN", kUserPinHex).base64("NEW_PIN", "abcdEF01")), {done()});
     expectCalls({"C_GetSessionInfo(none)", "C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_SetPIN(0x1, 31323334, ABCDEF01)", "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -484,7 +484,7 @@ TEST_F(ChangeAuthenticator, pinsAreTheTextAsItStandsWhateverTheirEncodingSays) {
 
 TEST_F(ChangeAuthenticator, decodedPinsServeThroughTheAccessValues) {
     startWithReader();
-    expectOutputs(execute(kScript, Params().bytes("OLD_PIN", kUserPinHex).bytes("NEW_PIN", kNewPinHex)), {kDone});
+    expectOutputs(execute(kScript, Params().bytes("OLD_PIN", kUserPinHex).bytes("NEW_PIN", kNewPinHex)), {done()});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 

@@ -164,7 +164,7 @@ TEST_F(ContainerName, theKeyGetsTheName) {
     fake.addObject(keyWithId("01"));
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(nestedCalls({kInit, kFind, kFinal, kSet}));
     expectTrace(nested(params, success(), "0"));
@@ -391,7 +391,7 @@ TEST_F(ContainerName, itLogsOutOnlyWhereItsOwnLoginLoggedIn) {
     hideStateFor(1);
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(ownLoginCalls({kInit, kFind, kFinal, kSet, "C_Logout(0x1)"}));
     expectTrace(ownLogin(params, success() + logoutTrace(kMethod, 1), "0"));
@@ -434,7 +434,7 @@ TEST_F(ContainerName, aSessionLostBetweenTheLoginsIsReplacedAndBothLogOut) {
     fake.answerNext(Function::C_Logout, CKR_OK);
     const Params params = namingKey();
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(lostSessionCalls({"C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)", "C_Logout(0x2)"}));
     expectTrace(lostSession(
@@ -489,7 +489,7 @@ TEST_F(ContainerName, ofAUserWhoWasLoggedInBeforeNobodyIsLoggedOut) {
     fake.addObject(keyWithId("01"));
     authenticate();
 
-    expectOutputs(execute(kScript, namingKey()), {kDone});
+    expectOutputs(execute(kScript, namingKey()), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)",
                  kInit, kFind, kFinal, kSet});

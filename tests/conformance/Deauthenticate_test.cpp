@@ -30,7 +30,7 @@ TEST_F(Deauthenticate, logsTheUserOutAndKeepsTheSession) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
     expectTrace(executeTrace(
         kScript, params.ids(),
@@ -42,7 +42,7 @@ TEST_F(Deauthenticate, logsTheUserOutAndKeepsTheSession) {
 TEST_F(Deauthenticate, logsTheOfficerOut) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kScript, pinId("SO")), {kDone});
+    expectOutputs(runScript(kScript, pinId("SO")), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
     expectTrace(entry(kScript) + asking(1) + sessionInfoTrace(kScript, 0x11, CKS_RW_SO_FUNCTIONS, 6) +
@@ -52,13 +52,13 @@ TEST_F(Deauthenticate, logsTheOfficerOut) {
 
 TEST_F(Deauthenticate, withoutPinIdTheAccessPinIdCounts) {
     startWithSession(Role::User);
-    expectOutputs(execute(kScript), {kDone}); // the operation before named the user
+    expectOutputs(execute(kScript), {done()}); // the operation before named the user
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
     plugin.free();
 
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
     run("authenticate");
-    expectOutputs(execute(kScript, Params()), {kDone});
+    expectOutputs(execute(kScript, Params()), {done()});
     expectCalls({"C_GetSessionInfo(0x2)", "C_Logout(0x2)"});
 }
 
@@ -70,7 +70,7 @@ TEST_F(Deauthenticate, itsOwnPinIdStandsBeforeTheAccessPinId) {
 
 TEST_F(Deauthenticate, ofTwoPinIdsTheLastCounts) {
     startWithSession(Role::User);
-    expectOutputs(runScript(kScript, pinId("SO").plain("PINID", "USER")), {kDone});
+    expectOutputs(runScript(kScript, pinId("SO").plain("PINID", "USER")), {done()});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
 }
 

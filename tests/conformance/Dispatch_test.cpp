@@ -174,7 +174,7 @@ TEST_P(ScriptType, isComparedIgnoringCase) {
     start();
     const Result result = plugin.execute("7", GetParam(), "getCardState", Params());
     EXPECT_EQ(result.id, "7");
-    expectOutputs(result, {kDone, {"CARDSTATE", 2, 3, "1"}});
+    expectOutputs(result, {done(), {"CARDSTATE", 2, 3, "1"}});
     expectTrace(executeHead("getCardState", Params().ids(), "7", GetParam()) + entry("getCardState") +
                 leave("getCardState") + executeTail(result));
 }
@@ -291,7 +291,7 @@ TEST_F(Dispatch, anOperationWithoutVectorUsesTheAccessValues) {
 TEST_F(Dispatch, anEmptyVectorIsListedAsNothing) {
     start();
     const Result result = execute("beginSynchronization", Params());
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectTrace(executeHead("beginSynchronization", Params().ids()) + entry("beginSynchronisation") +
                 leave("beginSynchronisation") + executeTail(result));
 }
@@ -318,7 +318,7 @@ TEST_F(Dispatch, parametersAreListedThenReadThenTheScriptRuns) {
                       {16, "PKCS11Client::endSynchronisation"},
                       {4, "PKCS11Client::executeOperation parameter 0, ERROR = 0"},
                       {16, "PKCS11Client::execute"}});
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({});
 }
 
@@ -342,11 +342,11 @@ TEST_F(Dispatch, nothingButTheTraceChangesWhenNobodyListens) {
     rylogSetReceiver(nullptr, nullptr, 0);
     start(Params().hex("PIN", "31323334").plain("AUTH_TYPE", "STATIC"));
     expectOutputs(plugin.execute("id", kScriptType, "getPlatformIdentifiers", Params().hex("READERNAME", kReaderHex)),
-                  {kDone,
+                  {done(),
                    {"SMOTYPE", 4, 0, "50313147454E45524943"},
                    {"SMOID", 4, 0, "30303030303030303030303030303131"},
                    {"LABEL", 4, 0, "46616B6520546F6B656E20202020202020202020202020202020202020202020"}});
-    expectOutputs(execute("authenticate"), {kDone});
+    expectOutputs(execute("authenticate"), {done()});
     expectOutputs(execute("unknown"), {});
     expectOutputs(plugin.execute("id", "unknown", "authenticate", Params()), {});
     EXPECT_NE(execute("authenticate", Params().plain("PINID", "x")).failure, std::nullopt);
@@ -449,7 +449,7 @@ TEST_F(Dispatch, synchronisationIsSpeltWithAnSInTheTrace) {
     start();
     for (const std::string which : {"begin", "end"}) {
         const Result result = execute(which + "Synchronization");
-        expectOutputs(result, {kDone});
+        expectOutputs(result, {done()});
         expectTrace(executeHead(which + "Synchronization", std::nullopt) + entry(which + "Synchronisation") +
                     leave(which + "Synchronisation") + executeTail(result));
         expectCalls({});

@@ -37,7 +37,7 @@ const std::string kPrivateHead = "CKA_TOKEN=true CKA_PRIVATE=true CKA_KEY_TYPE=0
 const std::vector<CK_ATTRIBUTE_TYPE> kPublicTypes = {0x01, 0x02, 0x100, 0x121, 0x122};
 const std::vector<CK_ATTRIBUTE_TYPE> kPrivateTypes = {0x01, 0x02, 0x100};
 
-const std::vector<Output> kGenerated = {kDone, {"MODULUS", 1, 2, kModulus}};
+const std::vector<Output> kGenerated = {done(), {"MODULUS", 1, 2, kModulus}};
 
 Trace failure(const std::string& text) {
     return {{1, kHead + text}};
@@ -177,7 +177,7 @@ TEST_F(GenerateKeyPair, inAnUnknownStateTheTokenSaysThatNobodyIsLoggedIn) {
 TEST_F(GenerateKeyPair, keysOf2048Bits) {
     const Params params = Params().plain("ALGOID", kRsa).plain("KEYSIZE", "2048").base64("PUBLICEXPONENT", "Aw==");
 
-    expectOutputs(execute(kScript, params), {kDone, {"MODULUS", 1, 2, kLongModulus}});
+    expectOutputs(execute(kScript, params), {done(), {"MODULUS", 1, 2, kLongModulus}});
     EXPECT_EQ(calls().at(3), "C_GenerateKeyPair(0x1, CKM_RSA_PKCS_KEY_PAIR_GEN, [CKA_TOKEN=true CKA_PRIVATE=false "
                              "CKA_KEY_TYPE=0 CKA_MODULUS_BITS=2048 CKA_PUBLIC_EXPONENT=03], [" +
                                  kPrivateHead + "])");
@@ -759,7 +759,7 @@ TEST_F(GenerateKeyPair, aModulusOfNoBytesIsAnEmptyOutput) {
 
     const Result result = generate();
 
-    expectOutputs(result, {kDone, {"MODULUS", 1, 2, ""}});
+    expectOutputs(result, {done(), {"MODULUS", 1, 2, ""}});
     expectCalls(afterLogin({generateCall(), "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=null/0])",
                             "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=room/0])", "C_Logout(0x1)"}));
     expectTrace(framed(required(),
@@ -800,7 +800,7 @@ TEST_F(GenerateKeyPair, aModulusShorterThanAnnouncedIsTakenAsItIs) {
         return CK_RV{CKR_OK};
     });
 
-    expectOutputs(generate(), {kDone, {"MODULUS", 1, 2, "oQ=="}});
+    expectOutputs(generate(), {done(), {"MODULUS", 1, 2, "oQ=="}});
 }
 
 } // namespace

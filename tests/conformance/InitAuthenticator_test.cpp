@@ -112,7 +112,7 @@ TEST_P(BothWays, aStaleSessionIsReplacedBeforeTheLogin) {
     startWithSession(Role::Nobody);
     fake.dropSessions();
 
-    expectOutputs(runScript(script(), params()), {kDone});
+    expectOutputs(runScript(script(), params()), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_CloseSession(0x1)", "C_OpenSession(0x11, flags=0x6)",
                  "C_Login(0x2, CKU_SO, 3132333435363738)", "C_InitPIN(0x2, 35363738)", "C_Logout(0x2)"});
@@ -124,7 +124,7 @@ TEST_P(BothWays, aStaleSessionIsReplacedBeforeTheLogin) {
 TEST_P(BothWays, pinsAndKeysAreTheTextAsItStandsWhateverTheirEncodingSays) {
     startWithReader();
     expectOutputs(execute(script(), GetParam().ids().base64(GetParam().key, kSoPinHex).base64("PIN", "abcdEF01")),
-                  {kDone});
+                  {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, ABCDEF01)",
                  "C_Logout(0x1)"});
     EXPECT_EQ(storedUserPin(), "ABCDEF01");
@@ -182,16 +182,16 @@ TEST_P(BothWays, aModuleWithoutLogoutIsReportedOnceThoughThePinIsSetAndStored) {
 
 TEST_P(BothWays, thePinThatWasSetIsTheStoredPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(script(), params()), {kDone});
+    expectOutputs(runScript(script(), params()), {done()});
     EXPECT_EQ(storedUserPin(), kNewPinHex);
 }
 
 TEST_P(BothWays, theStoredPinIsTheUsers) {
     startWithReader(Params().plain("AUTH_TYPE", "STATIC").plain("PINID", "SO").hex("PIN", kSoPinHex));
-    expectOutputs(runScript(script(), params()), {kDone});
+    expectOutputs(runScript(script(), params()), {done()});
     forget();
 
-    expectOutputs(runScript("authenticate", Params::null()), {kDone});
+    expectOutputs(runScript("authenticate", Params::null()), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 35363738)"});
 }
@@ -218,7 +218,7 @@ TEST_F(InitAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 
     const Result result = execute(kInit, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls(kOfficerSetsPin);
     expectTrace(executeTrace(kInit, params.ids(),
                              openSessionTrace(kReadWrite, 1) + officerLoginTrace(kInit, 1) + initPin(kInit, 1) +
@@ -232,7 +232,7 @@ TEST_F(InitAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 TEST_F(InitAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {kDone});
+    expectOutputs(runScript(kInit, initIds().hex("PIN", kNewPinHex)), {done()});
 
     expectCalls({"C_InitPIN(0x1, 35363738)"});
     expectTrace(entry(kInit) + initPin(kInit, 1) + leave(kInit));
@@ -250,13 +250,13 @@ TEST_F(InitAuthenticator, withoutKeyNoSessionIsOpened) {
 
 TEST_F(InitAuthenticator, anEmptyKeyIsNoKey) {
     startWithSession(Role::SecurityOfficer);
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", "").hex("PIN", kNewPinHex)), {kDone});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", "").hex("PIN", kNewPinHex)), {done()});
     expectCalls({"C_InitPIN(0x1, 35363738)"});
 }
 
 TEST_F(InitAuthenticator, anOpenSessionIsKept) {
     startWithSession(Role::Nobody);
-    expectOutputs(execute(kInit, initParams()), {kDone});
+    expectOutputs(execute(kInit, initParams()), {done()});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 35363738)",
                  "C_Logout(0x1)"});
 }
@@ -320,12 +320,12 @@ TEST_F(InitAuthenticator, theKeyIdOfUnlockingDoesNotServe) {
 
 TEST_F(InitAuthenticator, unlockTypeIsNotLookedAt) {
     startWithReader();
-    expectOutputs(execute(kInit, initParams().plain("UNLOCK_TYPE", "DYNAMIC")), {kDone});
+    expectOutputs(execute(kInit, initParams().plain("UNLOCK_TYPE", "DYNAMIC")), {done()});
 }
 
 TEST_F(InitAuthenticator, withoutPinTheAccessPinIsSet) {
     startWithReader(Params().hex("PIN", kNewPinHex));
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), {kDone});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex)), {done()});
     expectCalls(kOfficerSetsPin);
 }
 
@@ -342,14 +342,14 @@ TEST_F(InitAuthenticator, theOfficersAccessPinIsNotTaken) {
 
 TEST_F(InitAuthenticator, theOperationsPinStandsBeforeTheAccessPin) {
     startWithReader(Params().hex("PIN", kWrongPinHex));
-    expectOutputs(runScript(kInit, initParams()), {kDone});
+    expectOutputs(runScript(kInit, initParams()), {done()});
     EXPECT_EQ(fake.userPin(), "5678");
 }
 
 TEST_F(InitAuthenticator, ofRepeatedParametersTheLastCounts) {
     startWithReader();
     const Params params = Params().hex("INIT_KEY", kWrongPinHex).hex("PIN", kWrongPinHex).append(initParams());
-    expectOutputs(execute(kInit, params), {kDone});
+    expectOutputs(execute(kInit, params), {done()});
     expectCalls(kOfficerSetsPin);
 }
 
@@ -358,7 +358,7 @@ TEST_F(InitAuthenticator, aPinInBase64ServesThroughTheAccessValue) {
     fake.setUserPin("9999");
     startWithReader(Params().hex("PIN", kWrongPinHex));
 
-    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).base64("PIN", "MTIzNA==")), {kDone});
+    expectOutputs(execute(kInit, initIds().hex("INIT_KEY", kSoPinHex).base64("PIN", "MTIzNA==")), {done()});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_SO, 3132333435363738)", "C_InitPIN(0x1, 31323334)",
                  "C_Logout(0x1)"});
@@ -412,7 +412,7 @@ TEST_F(UnlockAuthenticator, theOfficerIsLoggedInSetsThePinAndIsLoggedOut) {
 
     const Result result = execute(kUnlock, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls(kOfficerSetsPin);
     expectTrace(executeTrace(kUnlock, params.ids(),
                              openSessionTrace(kReadWrite, 1) + officerLoginTrace(kUnlock, 1) + initPin(kUnlock, 1) +
@@ -437,7 +437,7 @@ TEST_F(UnlockAuthenticator, withoutKeyASessionIsOpenedButNobodyLoggedIn) {
 TEST_F(UnlockAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
     startWithSession(Role::SecurityOfficer);
 
-    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {kDone});
+    expectOutputs(runScript(kUnlock, unlockIds().hex("PIN", kNewPinHex)), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
     expectTrace(entry(kUnlock) + keepSessionTrace(1, CKS_RW_SO_FUNCTIONS, 6) + initPin(kUnlock, 1) + leave(kUnlock));
@@ -446,13 +446,13 @@ TEST_F(UnlockAuthenticator, withoutKeyTheLoginOfAnEarlierScriptServesAndStays) {
 
 TEST_F(UnlockAuthenticator, anEmptyKeyIsNoKey) {
     startWithSession(Role::SecurityOfficer);
-    expectOutputs(execute(kUnlock, unlockParams("")), {kDone});
+    expectOutputs(execute(kUnlock, unlockParams("")), {done()});
     expectCalls({"C_GetSessionInfo(0x1)", "C_InitPIN(0x1, 35363738)"});
 }
 
 TEST_F(UnlockAuthenticator, theKeyIdIsOptional) {
     startWithReader();
-    expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {kDone});
+    expectOutputs(execute(kUnlock, unlockIds().hex("UNLOCK_KEY", kSoPinHex).hex("PIN", kNewPinHex)), {done()});
     expectCalls(kOfficerSetsPin);
 }
 
@@ -540,7 +540,7 @@ TEST_F(UnlockAuthenticator, ofSeveralPinsTheFirstThatIsNotEmptyCounts) {
                               .hex("PIN", kWrongPinHex)
                               .hex("PIN", "");
 
-    expectOutputs(execute(kUnlock, params), {kDone});
+    expectOutputs(execute(kUnlock, params), {done()});
 
     expectCalls(kOfficerSetsPin);
     EXPECT_EQ(storedUserPin(), kNewPinHex);
@@ -548,7 +548,7 @@ TEST_F(UnlockAuthenticator, ofSeveralPinsTheFirstThatIsNotEmptyCounts) {
 
 TEST_F(UnlockAuthenticator, ofSeveralKeysTheLastCounts) {
     startWithReader();
-    expectOutputs(execute(kUnlock, Params().hex("UNLOCK_KEY", kWrongPinHex).append(unlockParams())), {kDone});
+    expectOutputs(execute(kUnlock, Params().hex("UNLOCK_KEY", kWrongPinHex).append(unlockParams())), {done()});
     expectCalls(kOfficerSetsPin);
 }
 

@@ -46,7 +46,7 @@ protected:
     void expectLabel(const Params& label, const std::string& bytes, const std::string& shown,
                      Where where = Where::current()) {
         forget();
-        expectOutputs(execute(script, officer().append(label)), {kDone}, where);
+        expectOutputs(execute(script, officer().append(label)), {done()}, where);
         std::vector<TraceLine> lines = trace().lines;
         std::erase_if(lines, [this](const TraceLine& line) { return line.text.rfind(message("--> Label="), 0) != 0; });
         if (lines != std::vector<TraceLine>{{4, message("--> Label=" + shown)}}) {
@@ -71,7 +71,7 @@ TEST_P(InitToken, theTokenIsInitialisedAnewWithTheLabel) {
 
     const Result result = execute(script, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     const std::string label = "43617264" + repeated("2000", 14);
     expectCalls({"C_InitToken(0x11, 3132333435363738, label=" + label + ")"});
     expectTrace(executeHead(script, params.ids()) + entry(method) + closeSessionTrace(std::nullopt) +
@@ -83,7 +83,7 @@ TEST_P(InitToken, theTokenIsInitialisedAnewWithTheLabel) {
 TEST_P(InitToken, theOpenSessionIsClosedFirstAndNotOpenedAgain) {
     startWithSession(Role::User);
 
-    expectOutputs(runScript(script, officer()), {kDone});
+    expectOutputs(runScript(script, officer()), {done()});
 
     expectCalls({"C_CloseSession(0x1)", "C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
     expectTrace(entry(method) + closeSessionTrace(1) + initializing("") + leave(method));
@@ -96,14 +96,14 @@ TEST_P(InitToken, theOpenSessionIsClosedFirstAndNotOpenedAgain) {
 TEST_P(InitToken, withoutKeyTheTokenIsAskedWithoutPin) {
     startWithReader();
     fake.answerNext(Function::C_InitToken, CKR_OK);
-    expectOutputs(execute(script, Params().plain(keyId, "SO")), {kDone});
+    expectOutputs(execute(script, Params().plain(keyId, "SO")), {done()});
     expectCalls({"C_InitToken(0x11, null/0, label=" + kZeroLabel + ")"});
 }
 
 TEST_P(InitToken, noAccessParameterIsUsed) {
     startWithReader(officer().hex("PIN", kSoPinHex).hex("LABEL", "43617264").plain("PINID", "SO"));
     fake.answerNext(Function::C_InitToken, CKR_OK);
-    expectOutputs(execute(script, Params().plain(keyId, "SO")), {kDone});
+    expectOutputs(execute(script, Params().plain(keyId, "SO")), {done()});
     expectCalls({"C_InitToken(0x11, null/0, label=" + kZeroLabel + ")"});
 }
 
@@ -240,7 +240,7 @@ TEST_P(InitToken, theOtherScriptsNamesDoNotServe) {
     expectRefused(execute(script, Params().plain(otherKeyId, "SO").hex(otherKey, kSoPinHex)),
                   message(keyId + " parameter not found"));
     fake.answerNext(Function::C_InitToken, CKR_OK);
-    expectOutputs(execute(script, Params().plain(keyId, "SO").hex(otherKey, "xy").plain(otherKeyId, "no")), {kDone});
+    expectOutputs(execute(script, Params().plain(keyId, "SO").hex(otherKey, "xy").plain(otherKeyId, "no")), {done()});
     expectCalls({"C_InitToken(0x11, null/0, label=" + kZeroLabel + ")"});
 }
 
@@ -266,13 +266,13 @@ TEST_P(InitToken, parametersAreCheckedInTheOrderOfTheList) {
 
 TEST_P(InitToken, ofTwoKeysTheLastCounts) {
     startWithReader();
-    expectOutputs(execute(script, Params().hex(key, "39393939").append(officer())), {kDone});
+    expectOutputs(execute(script, Params().hex(key, "39393939").append(officer())), {done()});
     expectCalls({"C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
 }
 
 TEST_P(InitToken, theKeyIsTheTextAsItStandsWhateverItsEncodingSays) {
     startWithReader();
-    expectOutputs(execute(script, Params().plain(keyId, "SO").base64(key, kSoPinHex)), {kDone});
+    expectOutputs(execute(script, Params().plain(keyId, "SO").base64(key, kSoPinHex)), {done()});
     expectCalls({"C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
 }
 
@@ -302,7 +302,7 @@ TEST_P(InitToken, afterAFailedCloseTheClientHoldsNoSession) {
     startWithSession(Role::User);
     fake.answerNext(Function::C_CloseSession, CKR_SESSION_HANDLE_INVALID, 1, Fake::When::After);
     expectOutputs(execute(script, officer()), {errorIs("80ff")});
-    expectOutputs(execute(script, officer()), {kDone});
+    expectOutputs(execute(script, officer()), {done()});
     expectCalls({"C_CloseSession(0x1)", "C_InitToken(0x11, 3132333435363738, label=" + kZeroLabel + ")"});
 }
 

@@ -157,7 +157,7 @@ protected:
 TEST_F(KeyImport, aPrivateKeyAlone) {
     const Params params = privateKey();
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({privateCall()}));
     expectTrace(storyOf(kScript, params,
@@ -170,7 +170,7 @@ TEST_F(KeyImport, aPrivateKeyAlone) {
 TEST_F(KeyImport, aKeyPair) {
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn(
         {privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2], publicCall(" CKA_ID=01")}));
@@ -356,7 +356,7 @@ TEST_F(KeyImport, ofRepeatedIdsAllAreWrittenAndTheLastIsLookedFor) {
     fake.answerNext(Function::C_CreateObject, CKR_OK, 2);
     const Params params = keyPair().hex("ID", "01").hex("LABEL", "41").hex("ID", "0203");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     const std::string tail = " CKA_ID=01 CKA_LABEL=41 CKA_ID=0203";
     expectCalls(loggedIn({privateCall(tail), "C_FindObjectsInit(0x1, [CKA_CLASS=2 CKA_ID=0203])", kPairSearch[1],
@@ -632,7 +632,7 @@ TEST_F(KeyImport, aPublicKeyWithTheSameIdIsKeptAndNotCompared) {
     ASSERT_EQ(old, 0x101U);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2]}));
     expectTrace(storyOf(kScript, params,
@@ -655,7 +655,7 @@ TEST_F(KeyImport, aPairWithoutAnIdIsLookedForByTheBytesOfTheClass) {
     const std::string classBytes = numberDump(CKO_PUBLIC_KEY);
     const Params params = keyPair();
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({privateCall(), "C_FindObjectsInit(0x1, [CKA_CLASS=2 CKA_ID=" + classBytes + "])",
                           kPairSearch[1], kPairSearch[2], publicCall()}));
@@ -783,7 +783,7 @@ TEST_F(KeyImport, aPublicKeyThatIsRefusedIsTriedAgainWithItsModulusBits) {
     fake.answerNext(Function::C_CreateObject, CKR_TEMPLATE_INCOMPLETE);
     const Params params = keyPair().hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({privateCall(" CKA_ID=01"), kPairSearch[0], kPairSearch[1], kPairSearch[2],
                           publicCall(" CKA_ID=01"), publicCall(" CKA_ID=01 CKA_MODULUS_BITS=1024")}));

@@ -18,7 +18,7 @@ const std::string kLabel = "46616B6520546F6B656E"
                            "20202020202020202020202020202020202020202020";
 
 std::vector<Output> identifiers(const std::string& serial = kSerial, const std::string& label = kLabel) {
-    return {kDone, {"SMOTYPE", 4, 0, kGeneric}, {"SMOID", 4, 0, serial}, {"LABEL", 4, 0, label}};
+    return {done(), {"SMOTYPE", 4, 0, kGeneric}, {"SMOID", 4, 0, serial}, {"LABEL", 4, 0, label}};
 }
 
 /// The lookup where the list of readers is known already.
@@ -358,7 +358,7 @@ TEST_F(PlatformIdentifiers, anOpenSessionIsKeptThoughItIsOnAnotherSlot) {
 
     run("getAuthenticatorState", Params().plain("PINID", "USER"));
     forget();
-    expectOutputs(execute("getAuthenticatorState"), {kDone, {"AUTHSTATE", 0, 1, "1"}});
+    expectOutputs(execute("getAuthenticatorState"), {done(), {"AUTHSTATE", 0, 1, "1"}});
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetTokenInfo(0x12)"});
 }
 

@@ -47,7 +47,7 @@ protected:
     /// The template that a request gives; the session is open afterwards.
     std::string searched(const Params& terms) {
         const Result result = read(terms);
-        expectOutputs(result, {kDone, countIs("0")});
+        expectOutputs(result, {done(), countIs("0")});
         for (const std::string& line : calls()) {
             if (line.starts_with("C_FindObjectsInit(0x1, ")) {
                 return line.substr(23, line.size() - 24);
@@ -63,7 +63,7 @@ TEST_F(ReadData, certificatesAreListedWithTheirValues) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("2"), {"DATA1", 1, 2, "MIIAAQ=="}, {"DATA2", 1, 2, "MIGq"}});
+    expectOutputs(result, {done(), countIs("2"), {"DATA1", 1, 2, "MIIAAQ=="}, {"DATA2", 1, 2, "MIGq"}});
     expectCalls({"C_OpenSession(0x11, flags=0x4)", "C_FindObjectsInit(0x1, [CKA_CLASS=1])", "C_FindObjects(0x1, max=1)",
                  "C_GetAttributeValue(0x1, 0x101, [CKA_VALUE=null/0])",
                  "C_GetAttributeValue(0x1, 0x101, [CKA_VALUE=room/4])", "C_FindObjects(0x1, max=1)",
@@ -80,7 +80,7 @@ TEST_F(ReadData, certificatesAreListedWithTheirValues) {
 TEST_F(ReadData, noMatchIsASuccessWithCountZero) {
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("0")});
+    expectOutputs(result, {done(), countIs("0")});
     expectCalls({"C_OpenSession(0x11, flags=0x4)", "C_FindObjectsInit(0x1, [CKA_CLASS=1])", "C_FindObjects(0x1, max=1)",
                  "C_FindObjectsFinal(0x1)"});
     expectTrace(framedCertificate(
@@ -88,7 +88,7 @@ TEST_F(ReadData, noMatchIsASuccessWithCountZero) {
 }
 
 TEST_F(ReadData, theCountIsHexadecimalAndTheRunningNumbersAreDecimal) {
-    std::vector<Output> expected = {kDone, countIs("b")};
+    std::vector<Output> expected = {done(), countIs("b")};
     for (int i = 1; i <= 11; ++i) {
         addCertificate("3082");
         expected.push_back({"DATA" + std::to_string(i), 1, 2, "MII="});
@@ -118,7 +118,7 @@ TEST_F(ReadData, aLongValueIsOneLineOfBase64) {
     }
     addCertificate(zeros);
 
-    expectOutputs(read(), {kDone, countIs("1"), {"DATA1", 1, 2, expected}});
+    expectOutputs(read(), {done(), countIs("1"), {"DATA1", 1, 2, expected}});
 }
 
 TEST_F(ReadData, nobodyIsLoggedInAndTheSessionStaysOpen) {
@@ -132,7 +132,7 @@ TEST_F(ReadData, nobodyIsLoggedInAndTheSessionStaysOpen) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("0")});
+    expectOutputs(result, {done(), countIs("0")});
     expectCalls({"C_GetSessionInfo(0x1)", "C_FindObjectsInit(0x1, [CKA_CLASS=1])", "C_FindObjects(0x1, max=1)",
                  "C_FindObjectsFinal(0x1)"});
     expectTrace(executeTrace(kScript, certificate().ids(),
@@ -145,10 +145,10 @@ TEST_F(ReadData, nobodyIsLoggedInAndTheSessionStaysOpen) {
 TEST_F(ReadData, privateCertificatesAreSeenOnASessionThatIsLoggedIn) {
     fake.addObject(
         Fake::Attributes().number(CKA_CLASS, CKO_CERTIFICATE).boolean(CKA_PRIVATE, true).hex(CKA_VALUE, "3082"));
-    expectOutputs(read(), {kDone, countIs("0")});
+    expectOutputs(read(), {done(), countIs("0")});
     fake.setLogin(Fake::Role::User);
 
-    expectOutputs(read(), {kDone, countIs("1"), {"DATA1", 1, 2, "MII="}});
+    expectOutputs(read(), {done(), countIs("1"), {"DATA1", 1, 2, "MII="}});
     EXPECT_EQ(fake.login(), Fake::Role::User);
 }
 
@@ -199,13 +199,13 @@ TEST_F(ReadData, withoutObjectTypeNothingIsReadAndThatIsASuccess) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x4)"});
     expectTrace(framed(params, Trace(), result));
 }
 
 TEST_F(ReadData, anEmptyVectorIsASuccessToo) {
-    expectOutputs(execute(kScript, Params()), {kDone});
+    expectOutputs(execute(kScript, Params()), {done()});
 }
 
 TEST_F(ReadData, anUnknownObjectTypeIsABadParameter) {
@@ -232,14 +232,14 @@ TEST_F(ReadData, onlyTheFirstObjectTypeCounts) {
     fake.addObject(Fake::Attributes().number(CKA_CLASS, CKO_PUBLIC_KEY));
 
     expectOutputs(execute(kScript, certificate().plain("OBJ_TYPE", "KEY_PAIR").plain("OBJ_TYPE", "nonsense")),
-                  {kDone, countIs("1"), {"DATA1", 1, 2, "MII="}});
+                  {done(), countIs("1"), {"DATA1", 1, 2, "MII="}});
     expectOutputs(execute(kScript, Params().plain("OBJ_TYPE", "x").append(certificate())), {errorIs("80ec")});
 }
 
 TEST_F(ReadData, theObjectTypeMayStandBehindTheTerms) {
     const Params params = Params().hex("ID", "01").append(certificate()).hex("LABEL", "41");
 
-    expectOutputs(execute(kScript, params), {kDone, countIs("0")});
+    expectOutputs(execute(kScript, params), {done(), countIs("0")});
     EXPECT_EQ(calls().at(1), "C_FindObjectsInit(0x1, [CKA_CLASS=1 CKA_ID=01 CKA_LABEL=41])");
 }
 
@@ -327,7 +327,7 @@ TEST_F(ReadData, allTermsAreTracedAndMatched) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone, countIs("1"), {"DATA1", 1, 2, "MII="}});
+    expectOutputs(result, {done(), countIs("1"), {"DATA1", 1, 2, "MII="}});
     expectTrace(framed(params,
                        entry(kMethod) +
                            searchTrace(kMethod, 1, {kClassEntry, {0x03, "41"}, {0x87, numberDump(1)}, {0x01, "01"}}) +
@@ -607,7 +607,7 @@ TEST_F(ReadData, aCountAboveOneIsTakenAsOne) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("1"), {"DATA1", 1, 2, "oQ=="}});
+    expectOutputs(result, {done(), countIs("1"), {"DATA1", 1, 2, "oQ=="}});
     expectTrace(framedCertificate(searchTrace(kMethod, 1, {kClassEntry}) + foundTrace(kMethod, 1, 0x101) +
                                       valueRead(kMethod, 1, 0x101, 0x11, "A1") + foundNothing(kMethod, 1) +
                                       searchEnd(kMethod, 1),
@@ -619,14 +619,14 @@ TEST_F(ReadData, aHandleWrittenWithoutACountIsNoObject) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("0")});
+    expectOutputs(result, {done(), countIs("0")});
     expectTrace(framedCertificate(
         searchTrace(kMethod, 1, {kClassEntry}) + foundNothing(kMethod, 1) + searchEnd(kMethod, 1), result));
 }
 
 TEST_F(ReadData, aSuccessThatWritesNothingFindsNothing) {
     fake.answerNext(Function::C_FindObjects, CKR_OK);
-    expectOutputs(read(), {kDone, countIs("0")});
+    expectOutputs(read(), {done(), countIs("0")});
 }
 
 TEST_F(ReadData, aLengthThatIsNoneIsAGeneralError) {
@@ -675,7 +675,7 @@ TEST_F(ReadData, aValueShorterThanAnnouncedIsTakenAsItIs) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("1"), {"DATA1", 1, 2, "oQ=="}});
+    expectOutputs(result, {done(), countIs("1"), {"DATA1", 1, 2, "oQ=="}});
     EXPECT_EQ(calls().at(4), "C_GetAttributeValue(0x1, 0x101, [CKA_VALUE=room/100])");
 }
 
@@ -698,7 +698,7 @@ TEST_F(ReadData, wideHandlesAreNotCut) {
     fake.setNextObjectHandle(object);
     addCertificate("A1");
 
-    expectOutputs(read(), {kDone, countIs("1"), {"DATA1", 1, 2, "oQ=="}});
+    expectOutputs(read(), {done(), countIs("1"), {"DATA1", 1, 2, "oQ=="}});
 
     const std::string session0x = Fake::handleText(session);
     const std::string object0x = Fake::handleText(object);
@@ -711,7 +711,7 @@ TEST_F(ReadData, anEmptyValueIsAnEmptyOutput) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("1"), {"DATA1", 1, 2, ""}});
+    expectOutputs(result, {done(), countIs("1"), {"DATA1", 1, 2, ""}});
     expectTraceAt(1, {});
 }
 

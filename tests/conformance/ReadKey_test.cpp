@@ -59,7 +59,7 @@ protected:
     }
 
     std::string searched(const Params& terms) {
-        expectOutputs(read(terms), {kDone, countIs("0")});
+        expectOutputs(read(terms), {done(), countIs("0")});
         for (const std::string& line : calls()) {
             if (line.starts_with("C_FindObjectsInit(0x1, ")) {
                 return line.substr(23, line.size() - 24);
@@ -78,7 +78,7 @@ TEST_F(ReadKey, modulusAndExponentOfEveryKeyInTurn) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone,
+    expectOutputs(result, {done(),
                            countIs("3"),
                            {"MODULUS1", 1, 2, "oaI="},
                            {"PUBLICEXPONENT1", 1, 2, "AQAB"},
@@ -109,7 +109,7 @@ TEST_F(ReadKey, modulusAndExponentOfEveryKeyInTurn) {
 TEST_F(ReadKey, noMatchIsASuccessWithCountZero) {
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("0")});
+    expectOutputs(result, {done(), countIs("0")});
     expectTrace(framed(
         keyPair(), searchTrace(kMethod, 1, {kClassEntry}) + foundNothing(kMethod, 1) + searchEnd(kMethod, 1), result));
 }
@@ -151,7 +151,7 @@ TEST_F(ReadKey, keysThatAreNotRsaButHaveTheAttributesAreReturned) {
                        .hex(CKA_MODULUS, "A1")
                        .hex(CKA_PUBLIC_EXPONENT, "03"));
 
-    expectOutputs(read(), {kDone, countIs("1"), {"MODULUS1", 1, 2, "oQ=="}, {"PUBLICEXPONENT1", 1, 2, "Aw=="}});
+    expectOutputs(read(), {done(), countIs("1"), {"MODULUS1", 1, 2, "oQ=="}, {"PUBLICEXPONENT1", 1, 2, "Aw=="}});
 }
 
 TEST_F(ReadKey, withTheAlgorithmOnlyRsaKeysAreRead) {
@@ -161,7 +161,7 @@ TEST_F(ReadKey, withTheAlgorithmOnlyRsaKeysAreRead) {
 
     const Result result = execute(kScript, params);
 
-    expectOutputs(result, {kDone, countIs("1"), {"MODULUS1", 1, 2, "oQ=="}, {"PUBLICEXPONENT1", 1, 2, "Aw=="}});
+    expectOutputs(result, {done(), countIs("1"), {"MODULUS1", 1, 2, "oQ=="}, {"PUBLICEXPONENT1", 1, 2, "Aw=="}});
     expectTrace(framed(params,
                        searchTrace(kMethod, 1, {kClassEntry, {0x100, numberDump(0)}}) + foundTrace(kMethod, 1, 0x102) +
                            bothRead(0x102, "A1", "03") + foundNothing(kMethod, 1) + searchEnd(kMethod, 1),
@@ -451,7 +451,7 @@ TEST_F(ReadKey, numbersOfNoBytesAreEmptyOutputs) {
 
     const Result result = read();
 
-    expectOutputs(result, {kDone, countIs("1"), {"MODULUS1", 1, 2, ""}, {"PUBLICEXPONENT1", 1, 2, ""}});
+    expectOutputs(result, {done(), countIs("1"), {"MODULUS1", 1, 2, ""}, {"PUBLICEXPONENT1", 1, 2, ""}});
     expectCalls({"C_OpenSession(0x11, flags=0x4)", "C_FindObjectsInit(0x1, [CKA_CLASS=2])", "C_FindObjects(0x1, max=1)",
                  "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=null/0 CKA_PUBLIC_EXPONENT=null/0])",
                  "C_GetAttributeValue(0x1, 0x101, [CKA_MODULUS=room/0 CKA_PUBLIC_EXPONENT=room/0])",
@@ -466,7 +466,7 @@ TEST_F(ReadKey, aCountAboveOneIsTakenAsOne) {
     addKey("A1", "03");
     overstateFinds(CK_UNAVAILABLE_INFORMATION);
 
-    expectOutputs(read(), {kDone, countIs("1"), {"MODULUS1", 1, 2, "oQ=="}, {"PUBLICEXPONENT1", 1, 2, "Aw=="}});
+    expectOutputs(read(), {done(), countIs("1"), {"MODULUS1", 1, 2, "oQ=="}, {"PUBLICEXPONENT1", 1, 2, "Aw=="}});
 }
 
 } // namespace

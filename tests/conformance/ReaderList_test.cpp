@@ -34,7 +34,7 @@ protected:
         fake.addSlot(second);
         fake.addSlot(third);
     }
-    static std::vector<Output> found(const std::string& readers) { return {kDone, {"READERS", 4, 0, readers}}; }
+    static std::vector<Output> found(const std::string& readers) { return {done(), {"READERS", 4, 0, readers}}; }
 };
 
 TEST_F(ReaderList, oneReader) {
@@ -188,7 +188,7 @@ TEST_F(ReaderList, leavesTheCurrentSlotAlone) {
     fake.addSlot("Fake Reader 1");
     run(kScript);
 
-    expectOutputs(execute("getAuthenticatorState"), {kDone, {"AUTHSTATE", 0, 1, "2"}});
+    expectOutputs(execute("getAuthenticatorState"), {done(), {"AUTHSTATE", 0, 1, "2"}});
     EXPECT_EQ(calls().front(), "C_OpenSession(0x11, flags=0x4)");
 }
 

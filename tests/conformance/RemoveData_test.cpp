@@ -128,7 +128,7 @@ TEST_F(RemoveData, inAnUnknownStateNobodyIsLoggedInOrOut) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", init("CKA_CLASS=1"), kFind,
                  destroy("0x101"), kFind, kFinal});
@@ -147,7 +147,7 @@ TEST_F(RemoveData, threeCertificatesGoWithinOneSearch) {
     fake.addObject(object(CKO_CERTIFICATE, "03"));
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind, destroy("0x102"), kFind,
                           destroy("0x104"), kFind, kFinal}));
@@ -167,7 +167,7 @@ TEST_F(RemoveData, aKeyPairGoesPrivateKeysFirstThenPublicOnesInAFreshSearch) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     const Params params = ofType("KEY_PAIR").hex("ID", "01");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(
         loggedIn({init("CKA_CLASS=3 CKA_ID=01"), kFind, destroy("0x102"), kFind, kFinal, init("CKA_CLASS=2 CKA_ID=01"),
@@ -184,7 +184,7 @@ TEST_F(RemoveData, aKeyPairGoesPrivateKeysFirstThenPublicOnesInAFreshSearch) {
 TEST_F(RemoveData, aPairWhosePublicKeyIsMissingIsRemovedAllTheSame) {
     fake.addObject(object(CKO_PRIVATE_KEY, "01"));
     const Params params = ofType("KEY_PAIR");
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
     expectCalls(
         loggedIn({init("CKA_CLASS=3"), kFind, destroy("0x101"), kFind, kFinal, init("CKA_CLASS=2"), kFind, kFinal}));
     expectTraceAt(1, {});
@@ -211,7 +211,7 @@ TEST_F(RemoveData, anyClassGoesByLabelAlone) {
     fake.addObject(object(CKO_PUBLIC_KEY, "01").hex(CKA_LABEL, "42"));
     const Params params = ofType("ANY").hex("LABEL", "41");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({init("CKA_LABEL=41"), kFind, destroy("0x101"), kFind, destroy("0x102"), kFind,
                           destroy("0x103"), kFind, kFinal}));
@@ -230,7 +230,7 @@ TEST_F(RemoveData, withoutAnyEntryThereIsNoTemplateAndEverythingGoes) {
         fake.addObject(object(CKO_CERTIFICATE, "01"));
         fake.addObject(object(CKO_PRIVATE_KEY, "02"));
 
-        expectOutputs(execute(kScript, params), {kDone});
+        expectOutputs(execute(kScript, params), {done()});
 
         expectCalls(loggedIn({kNoTemplate, kFind, destroy("0x101"), kFind, destroy("0x102"), kFind, kFinal}));
         expectTrace(story(params,
@@ -246,7 +246,7 @@ TEST_F(RemoveData, anObjectTypeInSecondPlaceIsNotLookedAt) {
     fake.addObject(object(CKO_PRIVATE_KEY, "01"));
     const Params params = Params().hex("ID", "01").plain("OBJ_TYPE", "CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({init("CKA_ID=01"), kFind, destroy("0x101"), kFind, destroy("0x102"), kFind, kFinal}));
 }
@@ -433,7 +433,7 @@ TEST_F(RemoveData, theSecondSweepOfAPairFindsItsClassInAFullTemplate) {
     const std::string ids = repeatedEntry(9, "CKA_ID=01");
     const Params params = ofType("KEY_PAIR").append(repeated(9, "ID", "01"));
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({init("CKA_CLASS=3" + ids), kFind, destroy("0x101"), kFind, kFinal, init("CKA_CLASS=2" + ids),
                           kFind, destroy("0x102"), kFind, kFinal}));
@@ -529,7 +529,7 @@ TEST_F(RemoveData, aDeviceErrorOnDestroyingIsToleratedAndCountsAsFound) {
     fake.answerNext(Function::C_DestroyObject, CKR_DEVICE_ERROR);
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind, kFinal}));
     expectTrace(story(params,
@@ -573,7 +573,7 @@ TEST_F(RemoveData, aCountAboveOneIsTakenAsOne) {
         return CK_RV{CKR_OK};
     });
     const Params params = ofType("CERTIFICATE");
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
     expectCalls(loggedIn({init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind, kFinal}));
     expectTrace(story(params,
                       searchAnnounced({{CKA_CLASS, numberDump(1)}}) + found(0x101, 1) + destroyed(0x101) + found(0, 0) +
@@ -622,7 +622,7 @@ TEST_F(RemoveData, aUserWhoWasLoggedInBeforeStaysLoggedIn) {
     fake.addObject(object(CKO_CERTIFICATE, "01"));
     const Params params = ofType("CERTIFICATE");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)", init("CKA_CLASS=1"), kFind, destroy("0x101"), kFind,
                  kFinal});

@@ -19,7 +19,7 @@ const std::string kHead = "PKCS11Client::signData: ";
 const std::string kSignature = "AAH//////////////wD+/Q==";
 const std::string kSignatureHex = "0001FFFFFFFFFFFFFFFFFFFFFF00FEFD";
 
-const std::vector<Output> kSigned = {kDone, {"SIGNEDDATA", 1, 2, kSignature}};
+const std::vector<Output> kSigned = {done(), {"SIGNEDDATA", 1, 2, kSignature}};
 
 Trace failure(const std::string& text) {
     return {{1, kHead + text}};
@@ -189,7 +189,7 @@ TEST_F(SignData, theMechanismHasNoParameterAndTheTemplateTwoEntries) {
 TEST_F(SignData, dataIsSignedAsItIsWhateverItsLength) {
     // One byte more than a modulus of 16 bytes has room for.
     expectOutputs(execute(kScript, Params().append(algorithm()).hex("KEYID", "0A").bytes("DATA", "010203040506")),
-                  {kDone});
+                  {done()});
     expectTraceAt(1, failed(kScript, "C_Sign", 0x21));
 }
 
@@ -246,7 +246,7 @@ TEST_F(SignData, storedDataIsHexadecimalWhereTheRequestsIsBase64) {
     restart(Params().hex("DATA", "3031"));
 
     expectOutputs(runScript(kScript, algorithm().hex("KEYID", "0A").hex("DATA", "3031")),
-                  {kDone, {"SIGNEDDATA", 1, 2, "AAH//////////////wDPzg=="}});
+                  {done(), {"SIGNEDDATA", 1, 2, "AAH//////////////wDPzg=="}});
     EXPECT_EQ(calls().at(7), "C_Sign(0x1, 3031, null)");
 }
 
@@ -261,7 +261,7 @@ TEST_F(SignData, itReadsTheAccessValuesOfItsRequestItself) {
     startWithReader();
 
     expectOutputs(runScript(kScript, Params().hex("PIN", "31323334").append(request())),
-                  {kDone, {"SIGNEDDATA", 1, 2, kSignature}});
+                  {done(), {"SIGNEDDATA", 1, 2, kSignature}});
 }
 
 // Before the token is asked for a signature
@@ -370,7 +370,7 @@ TEST_F(SignData, aSearchLeftOpenIsNotCleanedUpByTheNextSignature) {
     forget();
 
     // Reported as a success, because this call logs in.
-    expectOutputs(execute(kScript, request()), {kDone});
+    expectOutputs(execute(kScript, request()), {done()});
     expectTraceAt(1, failed(kScript, "C_FindObjectsInit", 0x90));
 }
 
@@ -437,7 +437,7 @@ TEST_P(SignDataFailure, isReportedAsASuccessWhereThisCallLoggedIn) {
 
     const Result result = execute(kScript, request());
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectCalls(joined(joined(kLoginCalls, signCalls(GetParam().signCalls)), {"C_Logout(0x1)"}));
     expectTrace(framed(request(), GetParam().lines + logoutTrace(kScript, 1), result));
 }
@@ -587,7 +587,7 @@ TEST_F(SignData, aSignatureOfNoBytesIsAnEmptyOutput) {
         return CK_RV{CKR_OK};
     });
 
-    expectOutputs(execute(kScript, request()), {kDone, {"SIGNEDDATA", 1, 2, ""}});
+    expectOutputs(execute(kScript, request()), {done(), {"SIGNEDDATA", 1, 2, ""}});
     EXPECT_EQ(calls().at(8), "C_Sign(0x1, 0102, room=0)");
 }
 
@@ -612,7 +612,7 @@ TEST_F(SignData, aSignatureShorterThanAnnouncedIsTakenAsItIs) {
         return CK_RV{CKR_OK};
     });
 
-    expectOutputs(execute(kScript, request()), {kDone, {"SIGNEDDATA", 1, 2, "oQ=="}});
+    expectOutputs(execute(kScript, request()), {done(), {"SIGNEDDATA", 1, 2, "oQ=="}});
     EXPECT_EQ(calls().at(8), "C_Sign(0x1, 0102, room=256)");
 }
 
@@ -622,7 +622,7 @@ TEST_F(SignData, eachRequestSignsItsOwnDataWhenNobodyListens) {
 
     expectOutputs(execute(kScript, request()), kSigned);
     expectOutputs(execute(kScript, algorithm().hex("KEYID", "0A").base64("DATA", "AwQ=")),
-                  {kDone, {"SIGNEDDATA", 1, 2, "AAH//////////////wD8+w=="}});
+                  {done(), {"SIGNEDDATA", 1, 2, "AAH//////////////wD8+w=="}});
     EXPECT_EQ(calls().at(7), "C_Sign(0x1, 0102, null)");
     EXPECT_EQ(fake.callCount(Function::C_Login), 2U);
     expectTrace({});

@@ -31,7 +31,7 @@ TEST_F(StoredPinCases, aPinBeforeABadRoleIsKept) {
     EXPECT_TRUE(plugin.initialize(Params().hex("PIN", "31323334").plain("PINID", "x")));
     forget();
 
-    expectOutputs(runScript("authenticate", kStatic), {kDone});
+    expectOutputs(runScript("authenticate", kStatic), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
@@ -40,13 +40,13 @@ TEST_F(StoredPinCases, aPinBeforeABadRoleOfAnOperationIsKept) {
     EXPECT_TRUE(execute("getCardState", Params().hex("PIN", "31323334").plain("PINID", "x")).failure);
     forget();
 
-    expectOutputs(runScript("authenticate", kStatic), {kDone});
+    expectOutputs(runScript("authenticate", kStatic), {done()});
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_Login(0x1, CKU_USER, 31323334)"});
 }
 
 TEST_F(StoredPinCases, loggingOutLooksForItsIdentifierExactly) {
     startWithSession(Role::User);
-    expectOutputs(execute("deauthenticate", Params().plain("pinid", "SO").plain("PinId", "x")), {kDone});
+    expectOutputs(execute("deauthenticate", Params().plain("pinid", "SO").plain("PinId", "x")), {done()});
     expectCalls({"C_GetSessionInfo(0x1)", "C_Logout(0x1)"});
 }
 

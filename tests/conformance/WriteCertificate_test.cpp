@@ -62,7 +62,7 @@ protected:
 TEST_F(WriteCertificate, theLeastThatIsNeeded) {
     const Params params = certificate();
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({kHead + "])"}));
     expectTrace(storyOf(kScript, params,
@@ -87,7 +87,7 @@ TEST_F(WriteCertificate, everythingThatMayBeGiven) {
                               .hex("ISSUER", "3001")
                               .hex("SN", "020100");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({"C_CreateObject(0x1, [CKA_CLASS=1 CKA_TOKEN=true CKA_PRIVATE=true CKA_CERTIFICATE_TYPE=0 "
                           "CKA_VALUE=3003020101 CKA_CERTIFICATE_CATEGORY=2 CKA_MODIFIABLE=false CKA_LABEL=616263 "
@@ -121,7 +121,7 @@ TEST_F(WriteCertificate, requiredParametersMayStandInAnyOrder) {
                               .base64("DATA", "MAMCAQE=")
                               .plain("CERT_TYPE", "X_509")
                               .plain("OBJ_TYPE", "CERTIFICATE");
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
     expectCalls(loggedIn({kHead + " CKA_ID=01])"}));
 }
 
@@ -338,7 +338,7 @@ TEST_F(WriteCertificate, aRepeatedKeywordAppendsAnotherEntry) {
                               .hex("ID", "02")
                               .plain("MODIFIABLE", "1");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({kHead + " CKA_LABEL=41 CKA_ID=01 CKA_LABEL=4243 CKA_MODIFIABLE=false CKA_ID=02 "
                                   "CKA_MODIFIABLE=true])"}));
@@ -366,7 +366,7 @@ TEST_F(WriteCertificate, twelveEntriesFit) {
         params.hex("ID", id);
         tail += std::string(" CKA_ID=") + id;
     }
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
     expectCalls(loggedIn({kHead + tail + "])"}));
 }
 
@@ -376,7 +376,7 @@ TEST_F(WriteCertificate, aFullTemplateTakesWhatNeedsNoNewEntry) {
     params.hex("LABEL", "").hex("LABEL", "Z").hex("SUBJECT", "4").hex("ID", "").hex("ISSUER", "").hex("SN", "x");
     params.append(repeated(50, "TOKEN", "1")).append(repeated(50, "PRIVATE", "0"));
     params.plain("TOKEN", "0").plain("PRIVATE", "1");
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
     expectCalls(loggedIn({"C_CreateObject(0x1, [CKA_CLASS=1 CKA_TOKEN=false CKA_PRIVATE=true CKA_CERTIFICATE_TYPE=0 "
                           "CKA_VALUE=3003020101" +
                           repeatedEntry(7, "CKA_MODIFIABLE=true") + "])"}));

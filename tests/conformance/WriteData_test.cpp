@@ -39,7 +39,7 @@ TEST_F(WriteData, withoutParametersNothingIsCalled) {
 TEST_F(WriteData, anEmptyVectorIsNoMissingOne) {
     const Params params;
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({}));
     expectTrace(storyOf(kScript, params, loginAsUserTrace(1) + logoutTrace(kScript, 1), "0"));
@@ -48,7 +48,7 @@ TEST_F(WriteData, anEmptyVectorIsNoMissingOne) {
 TEST_F(WriteData, withoutObjectTypeNothingIsWrittenAndSuccessIsReported) {
     const Params params = Params().plain("CERT_TYPE", "X_509").base64("DATA", "AQI=");
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls(loggedIn({}));
     EXPECT_TRUE(fake.objects().empty());
@@ -154,7 +154,7 @@ TEST_F(WriteData, aFailedLogoutIsTriedAgainWithoutLimitAndNeverReachesError) {
     fake.answerNext(Function::C_Logout, CKR_DEVICE_ERROR, 40);
     const Params params;
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     EXPECT_EQ(fake.callCount(Function::C_Logout), 41U);
     EXPECT_EQ(fake.login(), Fake::Role::Nobody);
@@ -165,7 +165,7 @@ TEST_F(WriteData, theLogoutIsAnnouncedOnceHoweverOftenItIsTried) {
     fake.answerNext(Function::C_Logout, CKR_USER_NOT_LOGGED_IN);
     const Params params;
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls({"C_OpenSession(0x11, flags=0x6)", "C_GetSessionInfo(0x1)", "C_Login(0x1, CKU_USER, 31323334)",
                  "C_Logout(0x1)", "C_Logout(0x1)", "C_Logout(0x1)"});
@@ -192,7 +192,7 @@ TEST_F(WriteData, aUserWhoWasLoggedInBeforeStaysLoggedIn) {
     authenticate();
     const Params params;
 
-    expectOutputs(execute(kScript, params), {kDone});
+    expectOutputs(execute(kScript, params), {done()});
 
     expectCalls({"C_GetSessionInfo(0x1)", "C_GetSessionInfo(0x1)"});
     EXPECT_EQ(fake.login(), Fake::Role::User);

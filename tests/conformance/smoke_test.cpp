@@ -16,7 +16,7 @@ TEST_F(Smoke, beginSynchronizationTouchesNoToken) {
     const Result result = execute("beginSynchronization");
 
     EXPECT_EQ(result.id, "1");
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectTrace(executeHead("beginSynchronization", std::nullopt) +
                 Trace{{8, "PKCS11Client::beginSynchronisation"}, {16, "PKCS11Client::beginSynchronisation"}} +
                 Trace{{4, "PKCS11Client::executeOperation parameter 0, ERROR = 0"}, {16, "PKCS11Client::execute"}});
@@ -33,7 +33,7 @@ TEST_F(Smoke, parametersOfTheOperationAreReadAndTraced) {
 
     const Result result = execute("endSynchronization", params);
 
-    expectOutputs(result, {kDone});
+    expectOutputs(result, {done()});
     expectTrace(executeHead("endSynchronization", params.ids()) +
                 Trace{{8, "PKCS11Client::endSynchronisation"}, {16, "PKCS11Client::endSynchronisation"}} +
                 executeTail(result));
@@ -52,7 +52,7 @@ TEST_F(Smoke, aReaderIsFoundByTheHexOfItsDescription) {
 
     const Result result = execute("getPlatformIdentifiers", Params().hex("READERNAME", kReaderHex));
 
-    expectOutputs(result, {kDone,
+    expectOutputs(result, {done(),
                            {"SMOTYPE", 4, 0, "50313147454E45524943"},
                            {"SMOID", 4, 0, "30303030303030303030303030303131"},
                            {"LABEL", 4, 0, "46616B6520546F6B656E20202020202020202020202020202020202020202020"}});
