@@ -1,4 +1,4 @@
-// Who else may change a file whose group may write to it.
+// Who else may change a file or folder, and whose it is.
 
 #include "platform/FileRights.h"
 
@@ -21,10 +21,50 @@ bool hasGroupAlone(const passwd& user) {
     return own != nullptr && own->gr_gid != 0 && std::string(own->gr_name) == user.pw_name && *own->gr_mem == nullptr;
 }
 
+/// What others may do with this file or folder of the user once it has these rights.
+OthersMay rightsOf(const std::filesystem::path& file, int rights) {
+    std::filesystem::permissions(file, static_cast<std::filesystem::perms>(rights));
+    return platform::othersMayChange(file.string());
+}
+
 std::filesystem::path fileOfAGroup(const TemporaryFolder& folder) {
     const std::filesystem::path file = folder.write("file", "");
     std::filesystem::permissions(file, static_cast<std::filesystem::perms>(0664));
     return file;
+}
+
+TEST(FileRights, areThoseOfTheGroupAndOfEverybodyElse) {
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder.write("file", "");
+    for (const int rights : {0600, 0644, 0755}) {
+        EXPECT_EQ(rightsOf(file, rights), OthersMay::Nothing) << rights;
+    }
+    EXPECT_EQ(rightsOf(file, 0602), OthersMay::Write);
+    EXPECT_EQ(rightsOf(file, 01602), OthersMay::Write) << "the sticky bit is a folder's";
+    EXPECT_EQ(rightsOf(folder.path(), 0703), OthersMay::Write);
+    EXPECT_EQ(rightsOf(folder.path(), 01703), OthersMay::Nothing);
+    EXPECT_EQ(platform::othersMayChange((folder.path() / "none").string()), OthersMay::Unknown);
+}
+
+TEST(FileRights, ofAnOwnerAndAGroupThatNobodyKnowsAreNotTheOwnersAlone) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "nobody but the administrator gives files away";
+    }
+    id_t nobodys = 61000;
+    while (::getpwuid(nobodys) != nullptr || ::getgrgid(nobodys) != nullptr) {
+        ++nobodys;
+    }
+    const TemporaryFolder folder;
+    const std::filesystem::path file = fileOfAGroup(folder);
+    ASSERT_EQ(::chown(file.c_str(), nobodys, nobodys), 0);
+    EXPECT_EQ(platform::othersMayChange(file.string()), OthersMay::Write);
+    EXPECT_TRUE(platform::belongsToAnother(file.string()));
+}
+
+TEST(BelongsToAnother, isNotSaidOfTheUsersOwnFilesOrOfNone) {
+    const TemporaryFolder folder;
+    EXPECT_FALSE(platform::belongsToAnother(folder.write("file", "").string()));
+    EXPECT_FALSE(platform::belongsToAnother((folder.path() / "none").string()));
 }
 
 TEST(FileRights, takeAPrivateGroupForItsUser) {

@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 namespace platform {
@@ -27,13 +28,20 @@ std::optional<std::string> variableOf(const char* name) {
 
 TEST(EnvironmentVariable, isTheTextThatWasSetUntilItIsRemoved) {
     static char s_assignment[] = "ZEL_TEST_VARIABLE=a value = with signs";
+    static char s_longer[] = "ZEL_TEST_VARIABLES=others";
     ::putenv(s_assignment);
+    ::putenv(s_longer);
     EXPECT_EQ(variableOf("ZEL_TEST_VARIABLE"), "a value = with signs");
     EXPECT_EQ(variableOf("ZEL_TEST_VARIABL"), std::nullopt);
 
     platform::removeEnvironmentVariable("ZEL_TEST_VARIABLE");
     EXPECT_EQ(variableOf("ZEL_TEST_VARIABLE"), std::nullopt);
+    EXPECT_EQ(std::string(std::begin(s_assignment), std::end(s_assignment)),
+              "ZEL_TEST_VARIABLE=" + std::string(sizeof s_assignment - std::strlen("ZEL_TEST_VARIABLE="), '\0'))
+        << "it may have been a secret";
+    EXPECT_EQ(variableOf("ZEL_TEST_VARIABLES"), "others");
     platform::removeEnvironmentVariable("ZEL_TEST_VARIABLE");
+    platform::removeEnvironmentVariable("ZEL_TEST_VARIABLES");
 }
 
 TEST(ExecutablePath, endsInTheProgramsName) {
